@@ -1,0 +1,104 @@
+// The database engine: reads Jet 3 and Jet 4 files and evaluates the select queries stored in them.
+//
+// Text. Names that callers give and get, and the text of rows, are in the code page that the
+// database was opened with. Names compare without regard to the case of ASCII letters.
+//
+// Errors. Every function may throw DatabaseError or std::bad_alloc; after either the database and
+// its other recordsets stay usable.
+//
+// Threads. A Database and what was opened from it belong to one thread at a time. Several databases
+// share nothing.
+#ifndef NIMPORT_JET_DATABASE_H_
+#define NIMPORT_JET_DATABASE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/random_access_file.h"
+#include "common/text_converter.h"
+#include "jet/database_error.h"
+#include "jet/recordset.h"
+#include "jet/value.h"
+
+namespace nimport::jet {
+
+enum class ColumnType : std::uint8_t {
+  Boolean = 0x01,
+  Byte = 0x02,
+  Integer = 0x03,
+  Long = 0x04,
+  Currency = 0x05,
+  Single = 0x06,
+  Double = 0x07,
+  DateTime = 0x08,
+  Binary = 0x09,
+  Text = 0x0A,
+  Ole = 0x0B,
+  Memo = 0x0C,
+  Guid = 0x0F,
+  Numeric = 0x10,
+};
+
+struct OpenOptions {
+  // Code page of all text that goes in and out.
+  unsigned textCodePage = CODE_PAGE_JAPANESE;
+  // Memory for pages that have been read.
+  std::size_t cacheBytes = std::size_t{8} << 20;
+  // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise
+  // they throw. A damaged definition throws in either case. Must outlive the database.
+  DamageListener* damageListener = nullptr;
+};
+
+// A column of a table or of a query's result.
+struct ColumnInfo {
+  std::string name;
+  ColumnType type{};  // of a query's computed column: the type that fits its values best
+};
+
+// A table opened by name. Valid while its Database lives.
+class TableDefinition {
+ public:
+  virtual ~TableDefinition() = default;
+  [[nodiscard]] virtual const std::vector<ColumnInfo>& Columns() const = 0;
+  // The number of rows that a scan delivers.
+  [[nodiscard]] virtual std::uint32_t RecordCount() const = 0;
+  [[nodiscard]] virtual std::unique_ptr<Recordset> OpenRecordset() const = 0;
+};
+
+// A stored select query opened by name. Valid while its Database lives.
+class QueryDefinition {
+ public:
+  virtual ~QueryDefinition() = default;
+  [[nodiscard]] virtual const std::vector<ColumnInfo>& Columns() const = 0;
+  [[nodiscard]] virtual std::unique_ptr<Recordset> OpenRecordset() const = 0;
+};
+
+// An open database file. Nothing is ever written to it. When the file changes while it is open,
+// what was remembered of it is read again.
+class Database {
+ public:
+  // Takes over `file`. `converter` must outlive the database.
+  [[nodiscard]] static std::unique_ptr<Database> Open(std::unique_ptr<RandomAccessFile> file,
+                                                      const TextConverter& converter,
+                                                      const OpenOptions& options = {});
+  virtual ~Database() = default;
+
+  // Throws DatabaseError when there is no such table.
+  [[nodiscard]] virtual std::unique_ptr<TableDefinition> OpenTable(std::string_view name) = 0;
+
+  // Throws DatabaseError when there is no such query, or when it needs more than the engine
+  // evaluates, which the error names.
+  [[nodiscard]] virtual std::unique_ptr<QueryDefinition> OpenQuery(std::string_view name) = 0;
+
+  // User tables and stored queries of every kind, in catalog order.
+  [[nodiscard]] virtual std::vector<std::string> TableNames() = 0;
+  [[nodiscard]] virtual std::vector<std::string> QueryNames() = 0;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_DATABASE_H_

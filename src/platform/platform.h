@@ -1,0 +1,46 @@
+// Everything that the core asks of the system it runs on. A session works on the platform that it
+// was opened with: the system's own, or one that a test made.
+#ifndef NIMPORT_PLATFORM_PLATFORM_H_
+#define NIMPORT_PLATFORM_PLATFORM_H_
+
+#include <memory>
+#include <optional>
+
+#include "common/text_converter.h"
+#include "platform/clock.h"
+#include "platform/diagnostics.h"
+#include "platform/file_system.h"
+#include "platform/modules.h"
+#include "platform/registry.h"
+
+namespace nimport::platform {
+
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  // 1 is the Windows 95 family, 2 the NT family. Empty when the system does not tell.
+  [[nodiscard]] virtual std::optional<int> PlatformId() const = 0;
+
+  // Whether damaged pages and rows are stepped over and reported instead of failing the call.
+  [[nodiscard]] virtual bool IsSalvaging() const = 0;
+
+  [[nodiscard]] virtual const Registry& registry() const = 0;
+  [[nodiscard]] virtual FileSystem& files() = 0;
+  [[nodiscard]] virtual const Clock& clock() const = 0;
+  [[nodiscard]] virtual ModuleLoader& modules() = 0;
+  [[nodiscard]] virtual const TextConverter& text() const = 0;
+  [[nodiscard]] virtual DiagnosticsSink& diagnostics() = 0;
+};
+
+// The platform of the system that this library was built for. Reads its settings from the
+// environment at each use; one object per process.
+[[nodiscard]] Platform& SystemPlatform();
+
+// The platform for sessions opened from now on; null means the system's own. For tests.
+void SetPlatformForNewSessions(Platform* platform);
+[[nodiscard]] Platform& PlatformForNewSessions();
+
+}  // namespace nimport::platform
+
+#endif  // NIMPORT_PLATFORM_PLATFORM_H_
