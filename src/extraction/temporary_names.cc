@@ -1,0 +1,81 @@
+#include "extraction/temporary_names.h"
+
+#include <utility>
+
+#include "common/failure.h"
+#include "common/fixed_text.h"
+
+namespace nimport::extraction {
+namespace {
+
+// The extension that `request` asks for.
+std::string_view WantedExtension(const ExtensionRequest& request) {
+  const auto* extension = std::get_if<std::string>(&request);
+  return extension != nullptr ? std::string_view(*extension) : DEFAULT_TEMP_EXTENSION;
+}
+
+// `path` from its last dot on, empty without one. Directories count too: a dot in a directory's
+// name is the last one where the file's name has none.
+std::string_view Suffix(std::string_view path) {
+  const std::size_t dot = path.rfind('.');
+  return dot == std::string_view::npos ? std::string_view() : path.substr(dot);
+}
+
+std::string ReplaceSuffix(std::string_view path, std::string_view extension) {
+  path.remove_suffix(Suffix(path).size());
+  return std::string(path).append(extension);
+}
+
+std::string NameFromHost(std::string_view path, const ExtensionRequest& request) {
+  const bool isKept = std::holds_alternative<KeepExtension>(request) && !Suffix(path).empty();
+  return isKept ? std::string(path) : ReplaceSuffix(path, WantedExtension(request));
+}
+
+// A last path without any suffix serves for contents that ask for no extension.
+std::string NameFromLast(std::string_view path, const ExtensionRequest& request) {
+  const bool isAnyName = !std::holds_alternative<std::string>(request);
+  const bool isKept = isAnyName && Suffix(path).empty();
+  return isKept ? std::string(path) : ReplaceSuffix(path, WantedExtension(request));
+}
+
+}  // namespace
+
+TemporaryNames::TemporaryNames(std::string tempDir) : tempDir_(std::move(tempDir)) {}
+
+void TemporaryNames::SetPendingName(std::string_view path) {
+  if (path.empty()) FailInvalid("the name for the next temporary file is empty");
+  if (path.size() > PathText::MAX_BYTES) {
+    FailInvalid("the name for the next temporary file is too long");
+  }
+  pendingTempName_ = path;
+}
+
+std::string TemporaryNames::NextPath(const ExtensionRequest& request) const {
+  if (!pendingTempName_.empty()) return NameFromHost(pendingTempName_, request);
+  if (!tempFiles_.empty()) return NameFromLast(tempFiles_.back(), request);
+  return std::string(tempDir_).append("\\").append(TEMP_BASE_NAME).append(WantedExtension(request));
+}
+
+std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
+  std::string path = NextPath(request);
+  if (path.size() > PathText::MAX_BYTES) {
+    FailInvalid("a temporary file's path would be longer than " +
+                std::to_string(PathText::MAX_BYTES) + " bytes");
+  }
+  RegisterTempName(path);
+  pendingTempName_.clear();
+  return path;
+}
+
+void TemporaryNames::RegisterTempName(std::string path) {
+  if (const auto known = entries_.find(path); known != entries_.end()) {
+    tempFiles_.splice(tempFiles_.end(), tempFiles_, known->second);
+    return;
+  }
+  std::list<std::string> entry;
+  entry.push_back(std::move(path));
+  entries_.emplace(entry.front(), entry.begin());
+  tempFiles_.splice(tempFiles_.end(), entry);
+}
+
+}  // namespace nimport::extraction

@@ -1,0 +1,73 @@
+#ifndef NIMPORT_EXTRACTION_TEMPORARY_NAMES_H_
+#define NIMPORT_EXTRACTION_TEMPORARY_NAMES_H_
+
+#include <list>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+
+namespace nimport::extraction {
+
+// The base name of temporary files that the host does not name.
+inline constexpr std::string_view TEMP_BASE_NAME = "$$$nim";
+
+// What a temporary file is called when its contents ask for no extension.
+inline constexpr std::string_view DEFAULT_TEMP_EXTENSION = ".TMP";
+
+struct NoExtension {};
+struct KeepExtension {};
+
+// The contents ask for no extension: the file gets DEFAULT_TEMP_EXTENSION.
+inline constexpr NoExtension NO_EXTENSION;
+
+// As NO_EXTENSION, but an extension that the host's own name has is kept.
+inline constexpr KeepExtension KEEP_EXTENSION;
+
+// What a writer asks of a temporary file's name: one of the two above, or an extension with its
+// leading dot, for example ".txt".
+using ExtensionRequest = std::variant<NoExtension, KeepExtension, std::string>;
+
+// Chooses the paths of a session's temporary files and remembers them until the session ends. Paths
+// are Windows paths in code page 932 of at most 519 bytes.
+//
+// A session works with one base name at a time: a file is called as the one before it, with another
+// extension where the contents ask for one, so a later file may overwrite an earlier one. The host
+// takes each file away before it asks for the next, or names each one itself.
+class TemporaryNames {
+ public:
+  // `tempDir` has no trailing backslash.
+  explicit TemporaryNames(std::string tempDir);
+
+  TemporaryNames(TemporaryNames&&) = default;
+  TemporaryNames& operator=(TemporaryNames&&) = default;
+
+  // Sets the path of the next temporary file, in place of one that is still pending. Throws Failure
+  // (RESULT_INVALID) when `path` is empty or too long; an earlier one then stays pending.
+  void SetPendingName(std::string_view path);
+
+  // The path of the next temporary file, which the caller is about to create or to overwrite. It is
+  // remembered whether or not that succeeds, and the host's pending name is used up. Throws Failure
+  // (RESULT_INVALID) when the path would be too long: nothing changes then, and a name that does
+  // not fit with this extension stays pending for a file with a shorter one.
+  [[nodiscard]] std::string MakeTempName(const ExtensionRequest& request);
+
+  // Makes `path` the last one used, without a second entry where it has been used before.
+  void RegisterTempName(std::string path);
+
+  // Every path handed out so far, once each, in the order of last use.
+  [[nodiscard]] const std::list<std::string>& tempFiles() const { return tempFiles_; }
+
+ private:
+  [[nodiscard]] std::string NextPath(const ExtensionRequest& request) const;
+
+  std::string tempDir_;
+  std::string pendingTempName_;  // empty when none is pending
+  std::list<std::string> tempFiles_;
+  // Where each path stands in the list. The keys are views of the list's own strings.
+  std::unordered_map<std::string_view, std::list<std::string>::iterator> entries_;
+};
+
+}  // namespace nimport::extraction
+
+#endif  // NIMPORT_EXTRACTION_TEMPORARY_NAMES_H_

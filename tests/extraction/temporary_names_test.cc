@@ -1,0 +1,112 @@
+#include "extraction/temporary_names.h"
+
+#include <chrono>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "common/failure.h"
+
+namespace nimport::extraction {
+namespace {
+
+std::vector<std::string> Listed(const TemporaryNames& names) {
+  return {names.tempFiles().begin(), names.tempFiles().end()};
+}
+
+std::string Extension(const char* extension) {
+  return extension;
+}
+
+TEST(TemporaryNames, ChangeOnlyTheirExtension) {
+  TemporaryNames names("C:\\TEMP");
+  const std::string text = "C:\\TEMP\\$$$nim.txt";
+  const std::string html = "C:\\TEMP\\$$$nim.html";
+  const std::string tmp = "C:\\TEMP\\$$$nim.TMP";
+
+  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
+  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
+  EXPECT_EQ(Listed(names), (std::vector{text}));
+  EXPECT_EQ(names.MakeTempName(Extension(".html")), html);
+  EXPECT_EQ(Listed(names), (std::vector{text, html}));
+  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
+  EXPECT_EQ(Listed(names), (std::vector{html, text}));
+  EXPECT_EQ(names.MakeTempName(NO_EXTENSION), tmp);
+  EXPECT_EQ(names.MakeTempName(KEEP_EXTENSION), tmp);
+  EXPECT_EQ(Listed(names), (std::vector{html, text, tmp}));
+}
+
+TEST(TemporaryNames, BeginWithTheDefaultName) {
+  EXPECT_EQ(TemporaryNames("C:\\TEMP").MakeTempName(NO_EXTENSION), "C:\\TEMP\\$$$nim.TMP");
+  EXPECT_EQ(TemporaryNames("C:\\TEMP").MakeTempName(KEEP_EXTENSION), "C:\\TEMP\\$$$nim.TMP");
+}
+
+TEST(TemporaryNames, TakeTheHostsNameOnce) {
+  struct Case {
+    const char* hostName;
+    ExtensionRequest request;
+    const char* wanted;
+    ExtensionRequest nextRequest;
+    const char* wantedNext;
+  };
+  const Case cases[] = {
+      {"D:\\out\\m1.eml", ".txt", "D:\\out\\m1.txt", ".txt", "D:\\out\\m1.txt"},
+      {"D:\\out\\m1", ".txt", "D:\\out\\m1.txt", ".html", "D:\\out\\m1.html"},
+      {"D:\\out\\pic", KEEP_EXTENSION, "D:\\out\\pic.TMP", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
+      {"D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
+      {"D:\\out\\pic.gif", ".bmp", "D:\\out\\pic.bmp", NO_EXTENSION, "D:\\out\\pic.TMP"},
+      {"D:\\out\\pic.gif", NO_EXTENSION, "D:\\out\\pic.TMP", ".TMP", "D:\\out\\pic.TMP"},
+      {"D:\\out\\pic.GIF", ".gif", "D:\\out\\pic.gif", ".GIF", "D:\\out\\pic.GIF"},
+      // The last dot counts even where it is a directory's.
+      {"D:\\a.b\\mail", ".txt", "D:\\a.txt", NO_EXTENSION, "D:\\a.TMP"},
+      {"D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.TMP"},
+      // An empty extension leaves a name without any, which then serves for no request.
+      {"D:\\out\\m.txt", "", "D:\\out\\m", NO_EXTENSION, "D:\\out\\m"},
+      {"D:\\out\\m.txt", ".", "D:\\out\\m.", KEEP_EXTENSION, "D:\\out\\m.TMP"},
+  };
+  for (const Case& c : cases) {
+    TemporaryNames names("C:\\TEMP");
+    names.SetPendingName("D:\\replaced");
+    names.SetPendingName(c.hostName);
+    EXPECT_EQ(names.MakeTempName(c.request), c.wanted) << c.hostName;
+    EXPECT_EQ(names.MakeTempName(c.nextRequest), c.wantedNext) << c.hostName;
+  }
+}
+
+TEST(TemporaryNames, NeverMakeAPathThatIsTooLong) {
+  TemporaryNames names("C:\\TEMP");
+  EXPECT_THROW(names.SetPendingName(""), Failure);
+  const std::string longest(519 - 4, 'n');
+
+  names.SetPendingName(longest);
+  EXPECT_THROW(names.SetPendingName(std::string(520, 'n')), Failure);
+  EXPECT_THROW((void)names.MakeTempName(".html"), Failure);
+  EXPECT_TRUE(names.tempFiles().empty());
+  EXPECT_EQ(names.MakeTempName(".txt"), longest + ".txt") << "the name is still pending";
+
+  EXPECT_THROW((void)names.MakeTempName(".html"), Failure);
+  EXPECT_EQ(Listed(names), (std::vector{longest + ".txt"}));
+  EXPECT_EQ(names.MakeTempName(".gif"), longest + ".gif");
+
+  EXPECT_THROW((void)TemporaryNames(std::string(510, 'd')).MakeTempName(".txt"), Failure);
+}
+
+// A session that exports a large store hands out many names; each must stay cheap.
+TEST(TemporaryNames, StayQuickWithManyFiles) {
+  constexpr int COUNT = 100'000;
+  const auto begin = std::chrono::steady_clock::now();
+  TemporaryNames names("C:\\TEMP");
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < COUNT; ++i) {
+      names.SetPendingName("C:\\out\\mail" + std::to_string(i));
+      (void)names.MakeTempName(".txt");
+    }
+  }
+  EXPECT_EQ(names.tempFiles().size(), static_cast<std::size_t>(COUNT));
+  EXPECT_EQ(names.tempFiles().front(), "C:\\out\\mail0.txt");
+  // Comparing each with all takes minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+}  // namespace
+}  // namespace nimport::extraction
