@@ -1,0 +1,30 @@
+#include "platform/database.h"
+
+#include <utility>
+
+namespace nimport::platform {
+
+SessionDatabase::SessionDatabase(Platform& platform, std::string_view path) : platform_(platform) {
+  jet::OpenOptions options;
+  options.textCodePage = CODE_PAGE_JAPANESE;
+  if (platform.IsSalvaging()) options.damageListener = this;
+  database_ = jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);
+}
+
+SessionDatabase::~SessionDatabase() = default;
+
+void SessionDatabase::OnDamage(const jet::DatabaseError& damage) {
+  if (platform_.diagnostics().IsOn()) platform_.diagnostics().Report(ToFailureRecord(damage));
+}
+
+FailureRecord ToFailureRecord(const jet::DatabaseError& error) {
+  FailureRecord record;
+  record.reason = error.what();
+  record.file = error.place().file;
+  record.page = error.place().page;
+  record.table = error.place().table;
+  record.slot = error.place().slot;
+  return record;
+}
+
+}  // namespace nimport::platform

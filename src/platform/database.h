@@ -1,0 +1,38 @@
+// Opening of the mail client's databases.
+#ifndef NIMPORT_PLATFORM_DATABASE_H_
+#define NIMPORT_PLATFORM_DATABASE_H_
+
+#include <memory>
+#include <string_view>
+
+#include "jet/database.h"
+#include "platform/platform.h"
+
+namespace nimport::platform {
+
+// An open database of a session. Damage that is stepped over (Platform::IsSalvaging) is reported to
+// the platform's diagnostics.
+class SessionDatabase : private jet::DamageListener {
+ public:
+  // Opens the file at `path` (code page 932) for reading. `platform` must outlive the object.
+  // Throws FileError or jet::DatabaseError.
+  SessionDatabase(Platform& platform, std::string_view path);
+  ~SessionDatabase() override;
+  SessionDatabase(const SessionDatabase&) = delete;
+  SessionDatabase& operator=(const SessionDatabase&) = delete;
+
+  [[nodiscard]] jet::Database& get() { return *database_; }
+
+ private:
+  void OnDamage(const jet::DatabaseError& damage) override;
+
+  Platform& platform_;
+  std::unique_ptr<jet::Database> database_;
+};
+
+// What is known of a database's failure, for diagnostics. `function` and `code` are left empty.
+[[nodiscard]] FailureRecord ToFailureRecord(const jet::DatabaseError& error);
+
+}  // namespace nimport::platform
+
+#endif  // NIMPORT_PLATFORM_DATABASE_H_

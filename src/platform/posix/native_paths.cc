@@ -1,0 +1,147 @@
+#include "platform/posix/native_paths.h"
+
+#include <cstdlib>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include "platform/windows_path.h"
+
+namespace nimport::platform::posix {
+namespace {
+
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0;
+}
+
+std::string WithSlash(std::string directory) {
+  if (!directory.ends_with('/')) directory += '/';
+  return directory;
+}
+
+constexpr char ToUpper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+}
+
+// The directory of a drive in "C=/mnt/disk;D=/srv/data".
+std::optional<std::string> FindInDriveList(std::string_view list, char letter) {
+  while (!list.empty()) {
+    const std::string_view entry = list.substr(0, list.find(';'));
+    list.remove_prefix(std::min(list.size(), entry.size() + 1));
+    const std::size_t equals = entry.find('=');
+    const std::string_view name = entry.substr(0, equals);
+    const bool isLetter = name.size() == 1 || (name.size() == 2 && name[1] == ':');
+    if (equals == std::string_view::npos || !isLetter || ToUpper(name[0]) != letter) continue;
+    if (equals + 1 < entry.size()) return std::string(entry.substr(equals + 1));
+  }
+  return std::nullopt;
+}
+
+// Without symbolic links, so that two spellings of a directory compare.
+std::optional<std::string> RealPath(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+  if (!real) return std::nullopt;
+  return std::string(real.get());
+}
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat statusA {};
+  struct stat statusB {};
+  return stat(a.c_str(), &statusA) == 0 && stat(b.c_str(), &statusB) == 0 &&
+         statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino;
+}
+
+}  // namespace
+
+NativePaths::NativePaths(Settings settings, const TextConverter& text)
+    : settings_(std::move(settings)), text_(text), directories_(text) {}
+
+std::optional<std::string> NativePaths::FindDrive(char letter) const {
+  if (const std::optional<std::string> drives = settings_("NIMPORT_DRIVES")) {
+    if (std::optional<std::string> mapped = FindInDriveList(*drives, letter)) return mapped;
+  }
+  if (const std::optional<std::string> prefix = FindWinePrefix(settings_)) {
+    std::string device = *prefix + "/dosdevices/" + static_cast<char>(letter - 'A' + 'a') + ":";
+    if (IsThere(device)) return device;
+  }
+  if (letter == 'Z') return "/";
+  return std::nullopt;
+}
+
+void NativePaths::Descend(NativePath& path, const std::u16string& part) const {
+  if (!path.name.empty()) path.directory = WithSlash(path.str());
+  path.name = text_.FromUtf16(part, CODE_PAGE_UTF8);
+  if (!path.exists || IsThere(path.str())) return;
+  std::optional<std::string> found = directories_.Find(path.directory, part);
+  path.exists = found.has_value();
+  if (found) path.name = *std::move(found);
+}
+
+std::optional<NativePath> NativePaths::Resolve(std::string_view path, bool lastAsSpelt) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  if (!parsed) return std::nullopt;
+  NativePath result;
+  result.directory = "/";
+  if (parsed->start == PathStart::Drive) {
+    const std::optional<std::string> root = FindDrive(parsed->drive);
+    if (!root) return std::nullopt;
+    result.directory = WithSlash(*root);
+  } else if (parsed->start == PathStart::Relative) {
+    result.directory = "./";
+    for (unsigned i = 0; i < parsed->levelsUp; ++i)
+      result.directory += "../";
+  }
+  result.exists = IsThere(result.directory);
+  for (const std::string& part : parsed->parts) {
+    const std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+    if (!utf16) return std::nullopt;
+    const bool isLast = &part == &parsed->parts.back();
+    if (isLast && lastAsSpelt) {
+      const bool parentExists = std::exchange(result.exists, false);
+      Descend(result, *utf16);
+      result.exists = parentExists && IsThere(result.str());
+    } else {
+      Descend(result, *utf16);
+    }
+  }
+  return result;
+}
+
+std::optional<NativePath> NativePaths::Find(std::string_view path) const {
+  return Resolve(path, false);
+}
+
+std::optional<NativePath> NativePaths::FindParent(std::string_view path) const {
+  return Resolve(path, true);
+}
+
+std::optional<std::string> NativePaths::ToWindowsOnDrive(const std::string& nativeDirectory,
+                                                         char letter) const {
+  const std::optional<std::string> drive = FindDrive(letter);
+  const std::optional<std::string> root = drive ? RealPath(*drive) : std::nullopt;
+  if (!root || !nativeDirectory.starts_with(WithSlash(*root))) return std::nullopt;
+  std::u16string below =
+      text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), CODE_PAGE_UTF8);
+  for (char16_t& unit : below) {
+    if (unit == u'/') unit = u'\\';
+  }
+  std::string path = std::string{letter, ':', '\\'} + text_.FromUtf16(below, CODE_PAGE_JAPANESE);
+  // A name that code page 932 does not have, or that Windows does not allow, leads elsewhere.
+  const std::optional<NativePath> back = Find(path);
+  if (!back || !back->exists || !IsSameFile(back->str(), nativeDirectory)) return std::nullopt;
+  return path;
+}
+
+std::optional<std::string> NativePaths::ToWindows(const std::string& nativeDirectory) const {
+  const std::optional<std::string> real = RealPath(nativeDirectory);
+  if (!real) return std::nullopt;
+  for (char letter = 'Z'; letter >= 'A'; --letter) {
+    if (std::optional<std::string> path = ToWindowsOnDrive(*real, letter)) return path;
+  }
+  return std::nullopt;
+}
+
+}  // namespace nimport::platform::posix

@@ -1,0 +1,55 @@
+#ifndef NIMPORT_PLATFORM_POSIX_NATIVE_PATHS_H_
+#define NIMPORT_PLATFORM_POSIX_NATIVE_PATHS_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "common/text_converter.h"
+#include "platform/posix/directory_index.h"
+#include "platform/posix/settings.h"
+
+namespace nimport::platform::posix {
+
+// Where a path leads on this system.
+struct NativePath {
+  std::string directory;  // of the last part; ends with '/'
+  std::string name;       // the last part; empty for a drive's root
+  bool exists = false;
+
+  [[nodiscard]] std::string str() const { return directory + name; }
+};
+
+// Translates between Windows paths in code page 932 and the system's own. Drives come from
+// NIMPORT_DRIVES ("C=/mnt/disk;D=/srv/data"), else from the Wine prefix; Z is "/" unless mapped.
+// Safe to use from several threads.
+class NativePaths {
+ public:
+  NativePaths(Settings settings, const TextConverter& text);
+
+  // Parts that are not there as spelt are looked for without regard to letter case; from the first
+  // part that is not there at all on, the path is as spelt. Empty when it cannot be understood.
+  [[nodiscard]] std::optional<NativePath> Find(std::string_view path) const;
+
+  // As Find, but the last part is taken as spelt: for a file that is about to be written.
+  [[nodiscard]] std::optional<NativePath> FindParent(std::string_view path) const;
+
+  // The Windows form of an existing directory, without a trailing '\'. Empty when no drive leads
+  // there, or its name does not exist in code page 932.
+  [[nodiscard]] std::optional<std::string> ToWindows(const std::string& nativeDirectory) const;
+
+ private:
+  [[nodiscard]] std::optional<NativePath> Resolve(std::string_view path, bool lastAsSpelt) const;
+  [[nodiscard]] std::optional<std::string> FindDrive(char letter) const;
+  void Descend(NativePath& path, const std::u16string& part) const;
+  [[nodiscard]] std::optional<std::string> ToWindowsOnDrive(const std::string& nativeDirectory,
+                                                            char letter) const;
+
+  Settings settings_;
+  const TextConverter& text_;
+  mutable DirectoryIndex directories_;
+};
+
+}  // namespace nimport::platform::posix
+
+#endif  // NIMPORT_PLATFORM_POSIX_NATIVE_PATHS_H_

@@ -1,0 +1,148 @@
+#include "platform/posix/posix_file.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include "platform/posix/file_descriptor.h"
+
+namespace nimport::platform::posix {
+namespace {
+
+constexpr std::int64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
+
+// A change within this time of another may leave the file's time stamp as it is, because the kernel
+// takes its time from a clock that ticks only so often.
+constexpr std::int64_t UNSETTLED_NANOSECONDS = 20'000'000;
+
+std::int64_t Nanoseconds(const timespec& time) {
+  return time.tv_sec * NANOSECONDS_PER_SECOND + time.tv_nsec;
+}
+
+std::uint64_t Mix(std::uint64_t state, std::uint64_t value) {
+  state = (state ^ value) * 0x9E3779B97F4A7C15u;
+  return state ^ state >> 29;
+}
+
+// Throws FileError unless `file` is a regular file.
+void CheckIsRegular(const FileDescriptor& file, const std::string& name) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) FailFile(name, "cannot be examined", errno);
+  if (S_ISDIR(status.st_mode)) FailFile(name, "cannot be opened", EISDIR);
+  if (!S_ISREG(status.st_mode)) throw FileError(name + ": is not a regular file");
+}
+
+class PosixFile final : public RandomAccessFile {
+ public:
+  PosixFile(std::string name, FileDescriptor file)
+      : name_(std::move(name)), file_(std::move(file)) {}
+
+  [[nodiscard]] const std::string& Name() const override { return name_; }
+
+  [[nodiscard]] std::uint64_t Size() const override {
+    return static_cast<std::uint64_t>(Status().st_size);
+  }
+
+  [[nodiscard]] std::uint64_t ChangeStamp() const override {
+    static std::atomic<std::uint64_t> unsettledCount{0};
+    const struct stat status = Status();
+    std::uint64_t stamp =
+        Mix(static_cast<std::uint64_t>(status.st_ino), static_cast<std::uint64_t>(status.st_size));
+    stamp = Mix(stamp, static_cast<std::uint64_t>(Nanoseconds(status.st_mtim)));
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t age = Nanoseconds(now) - Nanoseconds(status.st_mtim);
+    // As long as the time stamp does not tell, every answer is a new one.
+    if (age >= 0 && age < UNSETTLED_NANOSECONDS) stamp = Mix(stamp, ++unsettledCount);
+    return stamp;
+  }
+
+  std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> buffer) const override {
+    std::size_t done = 0;
+    while (done < buffer.size()) {
+      const std::uint64_t position = offset + done;
+      if (position > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) break;
+      const ssize_t count = pread(file_.get(), buffer.data() + done, buffer.size() - done,
+                                  static_cast<off_t>(position));
+      if (count == 0) break;
+      if (count > 0) {
+        done += static_cast<std::size_t>(count);
+      } else if (errno != EINTR) {
+        FailFile(name_, "cannot be read", errno);
+      }
+    }
+    return done;
+  }
+
+ private:
+  [[nodiscard]] struct stat Status() const {
+    struct stat status {};
+    if (fstat(file_.get(), &status) != 0) FailFile(name_, "cannot be examined", errno);
+    return status;
+  }
+
+  std::string name_;
+  FileDescriptor file_;
+};
+
+class PosixOutputFile final : public OutputFile {
+ public:
+  PosixOutputFile(std::string name, FileDescriptor file)
+      : name_(std::move(name)), file_(std::move(file)) {}
+
+  void Write(std::span<const std::byte> bytes) override {
+    const SignalGuard noFileSizeSignal(SIGXFSZ);
+    while (!bytes.empty()) {
+      const ssize_t count = write(file_.get(), bytes.data(), bytes.size());
+      if (count >= 0) {
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+      } else if (errno != EINTR) {
+        FailFile(name_, "cannot be written", errno);
+      }
+    }
+  }
+
+  void Close() override {
+    // After EINTR the descriptor is closed all the same.
+    if (close(file_.Release()) != 0 && errno != EINTR) FailFile(name_, "cannot be closed", errno);
+  }
+
+ private:
+  std::string name_;
+  FileDescriptor file_;
+};
+
+}  // namespace
+
+std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
+  // A FIFO would make the open wait for a writer.
+  FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file.IsOpen()) FailFile(path, "cannot be opened", errno);
+  CheckIsRegular(file, path);
+  return std::make_unique<PosixFile>(path, std::move(file));
+}
+
+std::unique_ptr<OutputFile> CreateNativeFile(const std::string& directory,
+                                             const std::string& name) {
+  const std::string path = directory + name;
+  const FileDescriptor parent(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!parent.IsOpen()) FailFile(path, "cannot be created", errno);
+  constexpr int FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  FileDescriptor file(openat(parent.get(), name.c_str(), FLAGS, S_IRUSR | S_IWUSR));
+  if (!file.IsOpen()) FailFile(path, "cannot be created", errno);
+  CheckIsRegular(file, path);
+  // An older file may be open to more readers than mails should have. A file system without modes
+  // refuses this; the mail is still wanted there.
+  (void)fchmod(file.get(), S_IRUSR | S_IWUSR);
+  if (ftruncate(file.get(), 0) != 0) FailFile(path, "cannot be emptied", errno);
+  return std::make_unique<PosixOutputFile>(path, std::move(file));
+}
+
+}  // namespace nimport::platform::posix

@@ -1,0 +1,36 @@
+#ifndef NIMPORT_PLATFORM_POSIX_POSIX_FILE_SYSTEM_H_
+#define NIMPORT_PLATFORM_POSIX_POSIX_FILE_SYSTEM_H_
+
+#include "common/text_converter.h"
+#include "platform/file_system.h"
+#include "platform/posix/native_paths.h"
+#include "platform/posix/settings.h"
+#include "platform/posix/temporary_directory.h"
+
+namespace nimport::platform::posix {
+
+class PosixFileSystem final : public FileSystem {
+ public:
+  // `text` must outlive this object.
+  PosixFileSystem(const Settings& settings, const TextConverter& text)
+      : text_(text), paths_(settings, text), temporaryDirectory_(settings, paths_) {}
+
+  [[nodiscard]] bool Exists(std::string_view path) const override;
+  [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenForReading(
+      std::string_view path) const override;
+  [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
+  void Remove(std::string_view path) noexcept override;
+  [[nodiscard]] std::optional<std::string> AcquireTemporaryDirectory() override;
+  void ReleaseTemporaryDirectory() noexcept override;
+  [[nodiscard]] std::optional<std::string> ReadFileVersion(std::string_view path) const override;
+  [[nodiscard]] std::string NativeName(std::string_view path) const override;
+
+ private:
+  const TextConverter& text_;
+  NativePaths paths_;
+  TemporaryDirectory temporaryDirectory_;
+};
+
+}  // namespace nimport::platform::posix
+
+#endif  // NIMPORT_PLATFORM_POSIX_POSIX_FILE_SYSTEM_H_

@@ -1,0 +1,69 @@
+#include "platform/posix/registry_files.h"
+
+#include "common/file_error.h"
+#include "platform/file_system.h"
+#include "platform/letter_case.h"
+#include "platform/posix/posix_file.h"
+#include "platform/registry_text.h"
+
+namespace nimport::platform::posix {
+namespace {
+
+// More than any registry; whatever is larger is something else.
+constexpr std::uint64_t MAX_FILE_BYTES = std::uint64_t{256} << 20;
+
+constexpr std::string_view SOFTWARE = "Software\\";
+constexpr std::string_view SOFTWARE_OF_32_BITS = "Software\\Wow6432Node\\";
+
+// Empty when it cannot be read.
+std::string ReadRegistryFile(const std::string& name) {
+  try {
+    const std::unique_ptr<RandomAccessFile> file = OpenNativeFile(name);
+    return file->Size() > MAX_FILE_BYTES ? std::string() : ReadWholeFile(*file);
+  } catch (const FileError&) {
+    return {};
+  }
+}
+
+// Where a 64-bit Windows keeps the key for a 32-bit program; empty when it has no such place.
+std::string KeyOf32Bits(std::string_view key) {
+  const std::string_view start = key.substr(0, SOFTWARE.size());
+  const auto fold = [](std::string_view ascii) {
+    return FoldCase(std::u16string(ascii.begin(), ascii.end()));
+  };
+  if (fold(start) != fold(SOFTWARE)) return {};
+  return std::string(SOFTWARE_OF_32_BITS).append(key.substr(SOFTWARE.size()));
+}
+
+}  // namespace
+
+std::vector<std::string> RegistryFiles::FileNames() const {
+  std::vector<std::string> names;
+  if (const std::optional<std::string> list = settings_("NIMPORT_REGISTRY")) {
+    std::size_t start = 0;
+    while (start <= list->size()) {
+      const std::size_t end = std::min(list->find(':', start), list->size());
+      if (end > start) names.push_back(list->substr(start, end - start));
+      start = end + 1;
+    }
+  } else if (const std::optional<std::string> prefix = FindWinePrefix(settings_)) {
+    names = {*prefix + "/system.reg", *prefix + "/user.reg"};
+  }
+  return names;
+}
+
+std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::string_view key,
+                                                     std::string_view valueName) const {
+  const std::string keyOf32Bits = KeyOf32Bits(key);
+  std::optional<std::string> valueOf32Bits;
+  for (const std::string& name : FileNames()) {
+    const std::string file = ReadRegistryFile(name);
+    if (auto value = FindRegistryString(file, {hive, key, valueName}, text_)) return value;
+    if (!valueOf32Bits && !keyOf32Bits.empty()) {
+      valueOf32Bits = FindRegistryString(file, {hive, keyOf32Bits, valueName}, text_);
+    }
+  }
+  return valueOf32Bits;
+}
+
+}  // namespace nimport::platform::posix

@@ -1,0 +1,20 @@
+#ifndef NIMPORT_PLATFORM_POSIX_TEXT_H_
+#define NIMPORT_PLATFORM_POSIX_TEXT_H_
+
+#include "common/text_converter.h"
+
+namespace nimport::platform::posix {
+
+// Code pages as the C library's iconv knows them. A code page that iconv lacks counts as
+// CODE_PAGE_WESTERN with ASCII alone.
+class SystemText final : public TextConverter {
+ public:
+  [[nodiscard]] std::string FromUtf16(std::u16string_view text, unsigned codePage) const override;
+  [[nodiscard]] std::u16string ToUtf16(std::string_view bytes, unsigned codePage) const override;
+  [[nodiscard]] std::optional<std::u16string> ToUtf16Strict(std::string_view bytes,
+                                                            unsigned codePage) const override;
+};
+
+}  // namespace nimport::platform::posix
+
+#endif  // NIMPORT_PLATFORM_POSIX_TEXT_H_

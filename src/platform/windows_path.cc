@@ -1,0 +1,92 @@
+#include "platform/windows_path.h"
+
+#include <algorithm>
+#include <array>
+
+#include "common/code_page_932.h"
+
+namespace nimport::platform {
+namespace {
+
+constexpr bool IsSeparator(char c) {
+  return c == '\\' || c == '/';
+}
+constexpr bool IsLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+constexpr char ToUpper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
+}
+
+constexpr std::array<std::string_view, 6> DEVICES{"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
+constexpr std::array<std::string_view, 2> NUMBERED_DEVICES{"COM", "LPT"};
+
+// Windows takes such a name for a device in every directory and with every extension.
+bool IsDevice(std::string_view part) {
+  std::string_view stem = part.substr(0, part.find('.'));
+  while (!stem.empty() && stem.back() == ' ')
+    stem.remove_suffix(1);
+  std::string name(stem);
+  std::transform(name.begin(), name.end(), name.begin(), ToUpper);
+  if (std::find(DEVICES.begin(), DEVICES.end(), name) != DEVICES.end()) return true;
+  return name.size() == 4 && name[3] >= '1' && name[3] <= '9' &&
+         std::find(NUMBERED_DEVICES.begin(), NUMBERED_DEVICES.end(), name.substr(0, 3)) !=
+             NUMBERED_DEVICES.end();
+}
+
+bool IsUsablePart(std::string_view part) {
+  return part.find(':') == std::string_view::npos && part.find('\0') == std::string_view::npos &&
+         !IsDevice(part);
+}
+
+std::vector<std::string_view> Split(std::string_view path) {
+  std::vector<std::string_view> parts;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    if (IsSeparator(path[i])) {
+      if (i > start) parts.push_back(path.substr(start, i - start));
+      start = i + 1;
+    } else if (IsLeadByte(static_cast<unsigned char>(path[i]))) {
+      ++i;
+    }
+  }
+  if (start < path.size()) parts.push_back(path.substr(start));
+  return parts;
+}
+
+// Takes the path's start off `path`. False when nothing can be opened under it.
+bool ParseStart(std::string_view& path, WindowsPath& result) {
+  if (path.size() >= 2 && path[1] == ':' && IsLetter(path[0])) {
+    result.start = PathStart::Drive;
+    result.drive = ToUpper(path[0]);
+    path.remove_prefix(2);
+    return !path.empty() && IsSeparator(path[0]);
+  }
+  const bool isNetwork = path.starts_with("\\\\") || path.starts_with("\\/");
+  if (path.empty() || isNetwork) return false;
+  result.start = IsSeparator(path[0]) ? PathStart::Root : PathStart::Relative;
+  return true;
+}
+
+}  // namespace
+
+std::optional<WindowsPath> ParseWindowsPath(std::string_view path) {
+  WindowsPath result;
+  if (!ParseStart(path, result)) return std::nullopt;
+  for (const std::string_view part : Split(path)) {
+    if (part == ".") continue;
+    if (part != "..") {
+      if (!IsUsablePart(part)) return std::nullopt;
+      result.parts.emplace_back(part);
+    } else if (!result.parts.empty()) {
+      result.parts.pop_back();
+    } else if (result.start == PathStart::Relative) {
+      ++result.levelsUp;
+    } else {
+      return std::nullopt;
+    }
+  }
+  return result;
+}
+
+}  // namespace nimport::platform
