@@ -10,11 +10,11 @@ namespace nimport::jet {
 
 // Where something was found wrong. Texts are UTF-8; what is not known is empty.
 struct ErrorPlace {
-  std::string file;
-  std::optional<std::uint32_t> page;
-  std::string table;                  // or stored query
-  std::optional<std::uint32_t> slot;  // of a row in its page
-  std::string column;
+  std::string file = {};
+  std::optional<std::uint32_t> page = {};
+  std::string table = {};                  // or stored query
+  std::optional<std::uint32_t> slot = {};  // of a row in its page
+  std::string column = {};
 };
 
 // A database cannot be read: it is damaged, is not a Jet database, lacks what was asked for, or its

@@ -1,0 +1,72 @@
+#ifndef NIMPORT_JET_BYTE_READER_H_
+#define NIMPORT_JET_BYTE_READER_H_
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace nimport::jet {
+
+// Numbers and pieces of bytes that came from a file. The one place that knows their order
+// (little-endian) and their bounds: whatever reaches beyond the end throws DatabaseError, without a
+// place, which callers add. Borrows the bytes.
+class ByteReader {
+ public:
+  ByteReader() = default;
+  explicit ByteReader(std::span<const std::byte> bytes) : bytes_(bytes) {}
+
+  [[nodiscard]] std::size_t size() const { return bytes_.size(); }
+  [[nodiscard]] std::span<const std::byte> All() const { return bytes_; }
+
+  [[nodiscard]] std::span<const std::byte> Bytes(std::size_t offset, std::size_t length) const {
+    Check(offset, length);
+    return bytes_.subspan(offset, length);
+  }
+  // Everything from `offset` on.
+  [[nodiscard]] std::span<const std::byte> From(std::size_t offset) const {
+    Check(offset, 0);
+    return bytes_.subspan(offset);
+  }
+
+  [[nodiscard]] std::uint8_t U8(std::size_t offset) const { return Load<std::uint8_t>(offset); }
+  [[nodiscard]] std::uint16_t U16(std::size_t offset) const { return Load<std::uint16_t>(offset); }
+  [[nodiscard]] std::uint32_t U32(std::size_t offset) const { return Load<std::uint32_t>(offset); }
+  [[nodiscard]] std::uint64_t U64(std::size_t offset) const { return Load<std::uint64_t>(offset); }
+  [[nodiscard]] std::int16_t I16(std::size_t offset) const {
+    return static_cast<std::int16_t>(U16(offset));
+  }
+  [[nodiscard]] std::int32_t I32(std::size_t offset) const {
+    return static_cast<std::int32_t>(U32(offset));
+  }
+  [[nodiscard]] std::int64_t I64(std::size_t offset) const {
+    return static_cast<std::int64_t>(U64(offset));
+  }
+  [[nodiscard]] float F32(std::size_t offset) const { return std::bit_cast<float>(U32(offset)); }
+  [[nodiscard]] double F64(std::size_t offset) const { return std::bit_cast<double>(U64(offset)); }
+
+ private:
+  void Check(std::size_t offset, std::size_t length) const {
+    if (offset > bytes_.size() || length > bytes_.size() - offset) {
+      FailOverrun(offset, length, bytes_.size());
+    }
+  }
+
+  template <typename T>
+  [[nodiscard]] T Load(std::size_t offset) const {
+    Check(offset, sizeof(T));
+    T value = 0;
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
+      value = static_cast<T>(value | static_cast<T>(bytes_[offset + i]) << (8 * i));
+    }
+    return value;
+  }
+
+  [[noreturn]] static void FailOverrun(std::size_t offset, std::size_t length, std::size_t size);
+
+  std::span<const std::byte> bytes_;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_BYTE_READER_H_

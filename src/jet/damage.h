@@ -1,0 +1,37 @@
+// How the engine speaks of damage: errors gain their place on the way up, and damage that can be
+// stepped over is told to the listener.
+#ifndef NIMPORT_JET_DAMAGE_H_
+#define NIMPORT_JET_DAMAGE_H_
+
+#include <cstdint>
+#include <unordered_set>
+
+#include "jet/database_error.h"
+
+namespace nimport::jet {
+
+// Throws `error` again, with those parts of `place` that it does not know itself.
+[[noreturn]] void RethrowAt(const DatabaseError& error, const ErrorPlace& place);
+
+// Where damage of one open database goes.
+class DamageReporter {
+ public:
+  // `listener` may be null and must outlive the reporter.
+  explicit DamageReporter(DamageListener* listener) : listener_(listener) {}
+
+  // Without a listener throws `damage`. With one tells it of the damage, once for each place (page
+  // and slot), and returns: the caller leaves out what is damaged.
+  void Report(const DatabaseError& damage);
+
+ private:
+  // More places than this are not remembered and not told, so that a file of nothing but damage
+  // does not fill memory.
+  static constexpr std::size_t MAX_PLACES = 1U << 16;
+
+  DamageListener* listener_;
+  std::unordered_set<std::uint64_t> told_;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_DAMAGE_H_

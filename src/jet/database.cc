@@ -1,0 +1,121 @@
+#include "jet/database.h"
+
+#include <unordered_map>
+#include <utility>
+
+#include "jet/ascii_case.h"
+#include "jet/jet_catalog.h"
+#include "jet/name_text.h"
+#include "jet/query.h"
+#include "jet/table_recordset.h"
+
+namespace nimport::jet {
+namespace {
+
+class JetTableDefinition final : public TableDefinition {
+ public:
+  explicit JetTableDefinition(OpenedTable table) : table_(std::move(table)) {}
+
+  [[nodiscard]] const std::vector<ColumnInfo>& Columns() const override { return table_.Columns(); }
+  [[nodiscard]] std::uint32_t RecordCount() const override { return Current().Table()->RowCount(); }
+  [[nodiscard]] std::unique_ptr<Recordset> OpenRecordset() const override {
+    return std::make_unique<TableRecordset>(Current());
+  }
+
+ private:
+  [[nodiscard]] OpenedTable Current() const {
+    OpenedTable current = table_;
+    current.Refresh();
+    return current;
+  }
+
+  OpenedTable table_;
+};
+
+// The prepared stored queries of a database, as long as its file is unchanged.
+class QueryStore {
+ public:
+  explicit QueryStore(JetCatalog& catalog) : catalog_(catalog) {}
+
+  // `name` is UTF-8.
+  [[nodiscard]] std::shared_ptr<PreparedQuery> Find(const std::string& name) {
+    if (const std::uint64_t generation = catalog_.Generation(); generation != generation_) {
+      queries_.clear();
+      generation_ = generation;
+    }
+    const std::string key = ToAsciiLower(name);
+    if (const auto found = queries_.find(key); found != queries_.end()) return found->second;
+    auto query = PrepareQuery(catalog_, name);
+    queries_.emplace(key, query);
+    return query;
+  }
+
+ private:
+  JetCatalog& catalog_;
+  std::uint64_t generation_ = 0;
+  std::unordered_map<std::string, std::shared_ptr<PreparedQuery>> queries_;
+};
+
+class JetQueryDefinition final : public QueryDefinition {
+ public:
+  JetQueryDefinition(QueryStore& store, std::string name)
+      : store_(store), name_(std::move(name)), columns_(ColumnsOf(*store.Find(name_))) {}
+
+  [[nodiscard]] const std::vector<ColumnInfo>& Columns() const override { return columns_; }
+  [[nodiscard]] std::unique_ptr<Recordset> OpenRecordset() const override {
+    return jet::OpenRecordset(store_.Find(name_));
+  }
+
+ private:
+  QueryStore& store_;
+  std::string name_;
+  std::vector<ColumnInfo> columns_;
+};
+
+class JetDatabase final : public Database {
+ public:
+  JetDatabase(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
+              const OpenOptions& options)
+      : catalog_(std::move(file), converter, options), queries_(catalog_) {}
+
+  [[nodiscard]] std::unique_ptr<TableDefinition> OpenTable(std::string_view name) override {
+    return std::make_unique<JetTableDefinition>(OpenedTable(catalog_, ToUtf8(name)));
+  }
+
+  [[nodiscard]] std::unique_ptr<QueryDefinition> OpenQuery(std::string_view name) override {
+    return std::make_unique<JetQueryDefinition>(queries_, ToUtf8(name));
+  }
+
+  [[nodiscard]] std::vector<std::string> TableNames() override {
+    return FromUtf8(catalog_.TableNames());
+  }
+
+  [[nodiscard]] std::vector<std::string> QueryNames() override {
+    return FromUtf8(catalog_.QueryNames());
+  }
+
+ private:
+  [[nodiscard]] std::string ToUtf8(std::string_view name) const {
+    return jet::ToUtf8(name, catalog_.TextCodePage(), catalog_.Converter());
+  }
+
+  [[nodiscard]] std::vector<std::string> FromUtf8(std::vector<std::string> names) const {
+    for (std::string& name : names) {
+      name = jet::FromUtf8(name, catalog_.TextCodePage(), catalog_.Converter());
+    }
+    return names;
+  }
+
+  JetCatalog catalog_;
+  QueryStore queries_;
+};
+
+}  // namespace
+
+std::unique_ptr<Database> Database::Open(std::unique_ptr<RandomAccessFile> file,
+                                         const TextConverter& converter,
+                                         const OpenOptions& options) {
+  return std::make_unique<JetDatabase>(std::move(file), converter, options);
+}
+
+}  // namespace nimport::jet

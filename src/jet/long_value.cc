@@ -1,0 +1,85 @@
+#include "jet/long_value.h"
+
+#include <algorithm>
+#include <string>
+
+#include "jet/byte_reader.h"
+#include "jet/data_page.h"
+#include "jet/database_error.h"
+#include "jet/jet_layout.h"
+
+namespace nimport::jet {
+namespace {
+
+std::string PlaceText(RowPointer pointer) {
+  return "page " + std::to_string(pointer.page) + " slot " + std::to_string(pointer.slot);
+}
+
+// The row is told by the callers; the part is told in the text.
+LooseRow ReadPart(PageFile& file, RowPointer pointer) {
+  try {
+    return ReadLooseRow(file, pointer, OWNER_LONG_VALUES);
+  } catch (const DatabaseError& error) {
+    throw DatabaseError({}, "its long value at " + PlaceText(pointer) + ": " + error.reason());
+  }
+}
+
+std::vector<std::byte> ReadSingle(PageFile& file, RowPointer pointer, std::size_t length) {
+  const LooseRow row = ReadPart(file, pointer);
+  if (row.bytes.size() < length) {
+    throw DatabaseError({}, "its long value at " + PlaceText(pointer) + " has " +
+                                std::to_string(row.bytes.size()) + " of " + std::to_string(length) +
+                                " bytes");
+  }
+  const auto bytes = row.bytes.first(length);
+  return {bytes.begin(), bytes.end()};
+}
+
+std::vector<std::byte> ReadChain(PageFile& file, RowPointer pointer, std::size_t length) {
+  std::vector<std::byte> value;
+  // A ring comes back to a part that was marked once the distance between marks is long enough.
+  RowPointer mark;
+  std::uint64_t nextMark = 1;
+  for (std::uint64_t parts = 1; value.size() < length && !pointer.IsNone(); ++parts) {
+    if (pointer == mark) throw DatabaseError({}, "its long value is a ring of pages");
+    if (parts == nextMark) {
+      mark = pointer;
+      nextMark *= 2;
+    }
+    const LooseRow row = ReadPart(file, pointer);
+    const ByteReader part(row.bytes);
+    pointer = RowPointer::Unpack(part.U32(0));
+    const auto data = part.From(CHAIN_PART_HEADER_BYTES);
+    const auto wanted = data.first(std::min(data.size(), length - value.size()));
+    value.insert(value.end(), wanted.begin(), wanted.end());
+  }
+  if (value.size() < length) {
+    throw DatabaseError({}, "its long value ends after " + std::to_string(value.size()) + " of " +
+                                std::to_string(length) + " bytes");
+  }
+  return value;
+}
+
+}  // namespace
+
+LongValue::LongValue(PageFile& file, std::span<const std::byte> descriptor) {
+  if (descriptor.empty()) return;
+  const ByteReader reader(descriptor);
+  const std::uint32_t lengthAndForm = reader.U32(0);
+  const std::size_t length = lengthAndForm & LONG_VALUE_LENGTH_MASK;
+  if (length > file.SizeBytes()) {
+    throw DatabaseError(
+        {}, "its long value claims " + std::to_string(length) + " bytes, more than the file has");
+  }
+  if ((lengthAndForm & LONG_VALUE_INLINE) != 0) {
+    bytes_ = reader.Bytes(LONG_VALUE_DESCRIPTOR_BYTES, length);
+    return;
+  }
+  const auto pointer = RowPointer::Unpack(reader.U32(LONG_VALUE_POINTER_OFFSET));
+  if (length == 0) return;
+  collected_ = (lengthAndForm & LONG_VALUE_SINGLE) != 0 ? ReadSingle(file, pointer, length)
+                                                        : ReadChain(file, pointer, length);
+  bytes_ = collected_;
+}
+
+}  // namespace nimport::jet

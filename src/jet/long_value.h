@@ -1,0 +1,29 @@
+#ifndef NIMPORT_JET_LONG_VALUE_H_
+#define NIMPORT_JET_LONG_VALUE_H_
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "jet/page_file.h"
+
+namespace nimport::jet {
+
+// A memo or OLE value: the bytes of its row's own share, or of the pages that this leads to.
+class LongValue {
+ public:
+  // `descriptor` is what the row holds and must outlive the value. Throws DatabaseError when it, or
+  // a page that it leads to, is damaged; a part's page and slot are in the text.
+  LongValue(PageFile& file, std::span<const std::byte> descriptor);
+
+  // Borrowed from the descriptor or from this object.
+  [[nodiscard]] std::span<const std::byte> Bytes() const { return bytes_; }
+
+ private:
+  std::vector<std::byte> collected_;
+  std::span<const std::byte> bytes_;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_LONG_VALUE_H_

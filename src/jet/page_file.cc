@@ -1,0 +1,125 @@
+#include "jet/page_file.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "common/file_error.h"
+#include "jet/damage.h"
+#include "jet/database_error.h"
+#include "jet/rc4.h"
+
+namespace nimport::jet {
+namespace {
+
+// Row pointers have 24 bits for the page.
+constexpr std::uint64_t MAX_PAGES = std::uint64_t{1} << 24;
+
+}  // namespace
+
+PageFile::PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes)
+    : file_(std::move(file)), cache_(cacheBytes) {
+  Reopen();
+}
+
+bool PageFile::HasChanged() const {
+  try {
+    return !isOpen_ || file_->ChangeStamp() != changeStamp_ || file_->Size() != sizeBytes_;
+  } catch (const FileError& error) {
+    throw DatabaseError({.file = Name()}, error.what());
+  }
+}
+
+void PageFile::Reopen() {
+  isOpen_ = false;
+  try {
+    // The stamp first: what is written after it was taken will be noticed.
+    changeStamp_ = file_->ChangeStamp();
+    sizeBytes_ = file_->Size();
+    std::array<std::byte, FILE_HEADER_BYTES> start{};
+    const std::size_t count = file_->ReadAt(0, start);
+    header_ = ParseFileHeader(std::span(start).first(count));
+  } catch (const FileError& error) {
+    throw DatabaseError({.file = Name(), .page = 0}, error.what());
+  } catch (const DatabaseError& error) {
+    RethrowAt(error, {.file = Name()});
+  }
+  const std::uint32_t pageSize = Layout().pageSize;
+  pageCount_ = static_cast<std::uint32_t>(std::min(sizeBytes_ / pageSize, MAX_PAGES));
+  if (pageCount_ == 0) {
+    throw DatabaseError({.file = Name(), .page = 0}, "the file ends within its first page");
+  }
+  pagesPerBlock_ = static_cast<std::uint32_t>(PageCache::BLOCK_BYTES / pageSize);
+  cache_.Reset((pageCount_ + pagesPerBlock_ - 1) / pagesPerBlock_);
+  isOpen_ = true;
+}
+
+Page PageFile::Read(std::uint32_t pageNumber, Access access) {
+  if (pageNumber == 0 || pageNumber >= pageCount_) {
+    throw DatabaseError(
+        {.file = Name(), .page = pageNumber},
+        "the page lies outside the file's pages 1 to " + std::to_string(pageCount_ - 1));
+  }
+  std::shared_ptr<PageBlock> block = cache_.Get(pageNumber / pagesPerBlock_);
+  const std::uint32_t pageInBlock = pageNumber % pagesPerBlock_;
+  if ((block->loaded >> pageInBlock & 1) == 0) Load(*block, pageInBlock, access);
+  const std::size_t pageSize = Layout().pageSize;
+  const std::span<const std::byte> bytes(block->bytes.get() + pageInBlock * pageSize, pageSize);
+  return {pageNumber, bytes, std::move(block)};
+}
+
+std::uint32_t PageFile::PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
+                                    Access access) const {
+  // Who asks for the page behind one that was read is likely to go on.
+  const bool goesOn = pageInBlock > 0 && (block.loaded >> (pageInBlock - 1) & 1) != 0;
+  if (access == Access::Single && !goesOn) return 1;
+  const std::uint32_t firstPage = block.number * pagesPerBlock_;
+  const std::uint32_t end = std::min(pagesPerBlock_, pageCount_ - firstPage);
+  std::uint32_t last = pageInBlock + 1;
+  while (last < end && (block.loaded >> last & 1) == 0)
+    ++last;
+  return last - pageInBlock;
+}
+
+void PageFile::Load(PageBlock& block, std::uint32_t pageInBlock, Access access) {
+  const std::uint32_t count = PagesToLoad(block, pageInBlock, access);
+  if (count > 1) {
+    try {
+      LoadRun(block, pageInBlock, count);
+      return;
+    } catch (const DatabaseError&) {
+      // What is wrong may be wrong with a later page, which nobody has asked for.
+    }
+  }
+  LoadRun(block, pageInBlock, 1);
+}
+
+void PageFile::LoadRun(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t count) {
+  const std::size_t pageSize = Layout().pageSize;
+  const std::uint32_t firstPage = block.number * pagesPerBlock_ + pageInBlock;
+  const std::span<std::byte> target(block.bytes.get() + pageInBlock * pageSize, count * pageSize);
+  ReadInto(target, firstPage);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (header_.encodingKey != 0) {
+      ApplyRc4(header_.encodingKey ^ (firstPage + i), target.subspan(i * pageSize, pageSize));
+    }
+    block.loaded |= std::uint32_t{1} << (pageInBlock + i);
+  }
+}
+
+void PageFile::ReadInto(std::span<std::byte> target, std::uint32_t firstPage) const {
+  const std::size_t pageSize = Layout().pageSize;
+  std::size_t count = 0;
+  try {
+    count = file_->ReadAt(std::uint64_t{firstPage} * pageSize, target);
+  } catch (const FileError& error) {
+    throw DatabaseError({.file = Name(), .page = firstPage}, error.what());
+  }
+  if (count < target.size()) {
+    const auto missing = firstPage + static_cast<std::uint32_t>(count / pageSize);
+    throw DatabaseError({.file = Name(), .page = missing},
+                        "the file has become shorter and ends within the page");
+  }
+}
+
+}  // namespace nimport::jet

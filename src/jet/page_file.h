@@ -1,0 +1,67 @@
+#ifndef NIMPORT_JET_PAGE_FILE_H_
+#define NIMPORT_JET_PAGE_FILE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "common/random_access_file.h"
+#include "jet/file_header.h"
+#include "jet/page_cache.h"
+
+namespace nimport::jet {
+
+// One page of the file, decoded. Its bytes are valid and unchanged as long as it (or a copy) lives.
+struct Page {
+  std::uint32_t number = 0;
+  std::span<const std::byte> bytes;
+  std::shared_ptr<const PageBlock> keeper;
+};
+
+// The file as a sequence of pages. Errors are DatabaseErrors with file and page.
+class PageFile {
+ public:
+  // How a page is likely to be followed by others: a page by itself is read alone, one of a scan
+  // together with those behind it.
+  enum class Access { Single, Sequential };
+
+  // Takes over `file` and reads its header.
+  PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes);
+
+  [[nodiscard]] const std::string& Name() const { return file_->Name(); }
+  [[nodiscard]] const JetLayout& Layout() const { return *header_.layout; }
+  [[nodiscard]] unsigned CodePage() const { return header_.codePage; }
+  // Whole pages; a partial one at the end does not count.
+  [[nodiscard]] std::uint32_t PageCount() const { return pageCount_; }
+  [[nodiscard]] std::uint64_t SizeBytes() const { return sizeBytes_; }
+
+  // Whether the file may have changed since it was last (re)opened. Stays true until Reopen.
+  [[nodiscard]] bool HasChanged() const;
+  // Forgets all pages and reads the header again.
+  void Reopen();
+
+  // Page 0 and pages outside the file are errors.
+  [[nodiscard]] Page Read(std::uint32_t pageNumber, Access access = Access::Single);
+
+ private:
+  void Load(PageBlock& block, std::uint32_t pageInBlock, Access access);
+  void LoadRun(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t count);
+  [[nodiscard]] std::uint32_t PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
+                                          Access access) const;
+  void ReadInto(std::span<std::byte> target, std::uint32_t firstPage) const;
+
+  std::unique_ptr<RandomAccessFile> file_;
+  FileHeader header_;
+  bool isOpen_ = false;
+  std::uint64_t changeStamp_ = 0;
+  std::uint64_t sizeBytes_ = 0;
+  std::uint32_t pageCount_ = 0;
+  std::uint32_t pagesPerBlock_ = 1;
+  PageCache cache_;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_PAGE_FILE_H_

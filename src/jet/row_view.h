@@ -1,0 +1,68 @@
+#ifndef NIMPORT_JET_ROW_VIEW_H_
+#define NIMPORT_JET_ROW_VIEW_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "jet/byte_reader.h"
+#include "jet/jet_layout.h"
+
+namespace nimport::jet {
+
+// The parts of one row: which columns it knows, which of them are null, and the bytes of each.
+// Borrows the row's bytes. Throws DatabaseError, without a place, when an offset leads outside.
+class RowView {
+ public:
+  RowView() = default;
+
+  RowView(const JetLayout& layout, std::span<const std::byte> bytes)
+      : layout_(&layout), reader_(bytes) {
+    columnCount_ = Number(0);
+    const std::size_t maskBytes = (columnCount_ + 7) / 8;
+    if (columnCount_ > MAX_COLUMNS || layout.rowNumberBytes + maskBytes > bytes.size()) {
+      FailMask();
+    }
+    maskOffset_ = bytes.size() - maskBytes;
+  }
+
+  // Whether the row has a value for the column with this id; of a boolean column, its value. A
+  // column that was added to the table after the row was written has none.
+  [[nodiscard]] bool IsPresent(std::uint16_t columnId) const {
+    return columnId < columnCount_ &&
+           (reader_.U8(maskOffset_ + columnId / 8) >> (columnId % 8) & 1) != 0;
+  }
+
+  // Bytes of the fixed area.
+  [[nodiscard]] std::span<const std::byte> FixedBytes(std::size_t offset, std::size_t size) const {
+    const std::size_t begin = layout_->rowNumberBytes + offset;
+    if (begin + size > maskOffset_) FailFixed(begin, size);
+    return reader_.Bytes(begin, size);
+  }
+
+  // The value in a variable slot; empty when the row has no such slot.
+  [[nodiscard]] std::optional<std::span<const std::byte>> VariableBytes(std::size_t slot) const;
+
+ private:
+  // A number in the version's width for rows.
+  [[nodiscard]] unsigned Number(std::size_t offset) const {
+    return layout_->rowNumberBytes == 1 ? reader_.U8(offset) : reader_.U16(offset);
+  }
+  // The trailer's lowest byte and, by slot, where values begin.
+  struct Trailer;
+  [[nodiscard]] Trailer ParseTrailer() const;
+  [[nodiscard]] std::size_t ValueOffset(const Trailer& trailer, std::size_t slot) const;
+
+  [[noreturn]] void FailMask() const;
+  [[noreturn]] static void FailFixed(std::size_t begin, std::size_t size);
+
+  const JetLayout* layout_ = nullptr;
+  ByteReader reader_;
+  std::size_t columnCount_ = 0;
+  std::size_t maskOffset_ = 0;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_ROW_VIEW_H_

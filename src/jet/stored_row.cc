@@ -1,0 +1,152 @@
+#include "jet/stored_row.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "jet/byte_reader.h"
+#include "jet/jet_layout.h"
+#include "jet/value_decoder.h"
+
+namespace nimport::jet {
+namespace {
+
+// Rows are seen to move once; a few moves more do no harm, a ring of them would.
+constexpr int MAX_MOVES = 4;
+
+}  // namespace
+
+bool RowCursor::StandOn(std::uint32_t slot) {
+  if (slot >= page_.SlotCount()) return false;
+  slot_ = slot;
+  try {
+    const Slot stored = page_.GetSlot(slot);
+    if (stored.flags == SLOT_LIVE) {
+      view_ = RowView(table_->Layout(), stored.bytes);
+      return true;
+    }
+    if (stored.flags != SLOT_MOVED) return false;
+    view_ = RowView(table_->Layout(), FollowMove(stored.bytes));
+    return true;
+  } catch (const DatabaseError& error) {
+    // The place of a moved row is that of its pointer.
+    table_->ReportDamage(DatabaseError({}, error.reason()), {.page = Id().Page(), .slot = slot});
+    return false;
+  }
+}
+
+std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> source) {
+  for (int moves = 0; moves < MAX_MOVES; ++moves) {
+    const auto target = RowPointer::Unpack(ByteReader(source).U32(0));
+    const std::string place =
+        "page " + std::to_string(target.page) + " slot " + std::to_string(target.slot);
+    Slot slot;
+    try {
+      targetPage_ = table_->ReadDataPage(target.page, PageFile::Access::Single);
+      if (target.slot < targetPage_.SlotCount()) slot = targetPage_.GetSlot(target.slot);
+    } catch (const DatabaseError& error) {
+      throw DatabaseError({}, "the row was moved to " + place + ": " + error.reason());
+    }
+    if (slot.flags == SLOT_TARGET) return slot.bytes;
+    if (slot.flags != SLOT_MOVED) {
+      throw DatabaseError({}, "the row was moved to " + place + ", where no moved row is");
+    }
+    source = slot.bytes;
+  }
+  throw DatabaseError({}, "the row was moved too many times");
+}
+
+Value RowCursor::Get(std::size_t column) const {
+  try {
+    return DecodeValue(view_, table_->Columns().at(column), table_->File(), table_->Texts());
+  } catch (const DatabaseError& error) {
+    ReportValue(error, column);
+    return std::monostate{};
+  }
+}
+
+std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
+  const Column& column = table_->Columns().at(position);
+  if (!column.isFixed) return ToInteger(Get(position));
+  try {
+    const auto fixed = [&](std::size_t size) {
+      return ByteReader(view_.FixedBytes(column.fixedOffset, size));
+    };
+    switch (column.type) {
+      case ColumnType::Long:
+        if (!view_.IsPresent(column.id)) return std::nullopt;
+        return fixed(4).I32(0);
+      case ColumnType::Integer:
+        if (!view_.IsPresent(column.id)) return std::nullopt;
+        return fixed(2).I16(0);
+      case ColumnType::Byte:
+        if (!view_.IsPresent(column.id)) return std::nullopt;
+        return fixed(1).U8(0);
+      default:
+        return ToInteger(Get(position));
+    }
+  } catch (const DatabaseError& error) {
+    ReportValue(error, position);
+    return std::nullopt;
+  }
+}
+
+void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) const {
+  table_->ReportDamage(
+      DatabaseError({}, damage.reason()),
+      {.page = Id().Page(), .slot = slot_, .column = table_->Columns()[column].name});
+}
+
+bool StoredScan::Next() {
+  for (;;) {
+    while (!behind_ && nextSlot_ < cursor_.CurrentPage().SlotCount()) {
+      if (cursor_.StandOn(nextSlot_++)) return true;
+    }
+    if (!OpenNextPage()) return false;
+  }
+}
+
+bool StoredScan::OpenNextPage() {
+  const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
+  while (nextPage_ < pages.size()) {
+    const std::uint32_t page = pages[nextPage_++];
+    const bool isJump = behind_ && behind_->Page() == page;
+    nextSlot_ = isJump ? behind_->Slot() + 1 : 0;
+    behind_.reset();
+    try {
+      cursor_.UsePage(table_.ReadDataPage(
+          page, isJump ? PageFile::Access::Single : PageFile::Access::Sequential));
+      return true;
+    } catch (const DatabaseError& error) {
+      cursor_.UsePage({});
+      table_.ReportDamage(error, {.page = page});
+    }
+  }
+  behind_.reset();
+  cursor_.UsePage({});
+  TellOfPagesOutside();
+  return false;
+}
+
+void StoredScan::TellOfPagesOutside() {
+  const auto& firstOutside = table_.OwnedPages().firstOutside;
+  if (!firstOutside || std::exchange(toldOfPagesOutside_, true)) return;
+  table_.ReportDamage(
+      DatabaseError({}, "the table owns this page and perhaps more beyond the end of the file"),
+      {.page = *firstOutside});
+}
+
+void StoredScan::ContinueAfter(RowId id) {
+  toldOfPagesOutside_ = false;
+  const DataPage& current = cursor_.CurrentPage();
+  if (!behind_ && current.SlotCount() > 0 && current.Number() == id.Page()) {
+    nextSlot_ = id.Slot() + 1;
+    return;
+  }
+  const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
+  const auto page = std::lower_bound(pages.begin(), pages.end(), id.Page());
+  nextPage_ = static_cast<std::size_t>(page - pages.begin());
+  behind_ = id;
+}
+
+}  // namespace nimport::jet

@@ -1,0 +1,84 @@
+#ifndef NIMPORT_JET_STORED_ROW_H_
+#define NIMPORT_JET_STORED_ROW_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "jet/data_page.h"
+#include "jet/row_view.h"
+#include "jet/stored_table.h"
+
+namespace nimport::jet {
+
+// Stands on slots of a page of its table and reads the values of their rows. The common part of a
+// row read by id and of a scan.
+class RowCursor {
+ public:
+  // `table` must outlive the cursor.
+  explicit RowCursor(const StoredTable& table) : table_(&table) {}
+
+  void UsePage(DataPage page) { page_ = std::move(page); }
+  [[nodiscard]] const DataPage& CurrentPage() const { return page_; }
+
+  // Whether a live row has this slot of the page; if so it is the current row, also when it was
+  // moved to another page. False for a damaged one that was told of.
+  bool StandOn(std::uint32_t slot);
+
+  [[nodiscard]] RowId Id() const { return {page_.Number() << 8 | slot_}; }
+  [[nodiscard]] Value Get(std::size_t column) const;
+  [[nodiscard]] std::optional<std::int32_t> GetInteger(std::size_t column) const;
+
+ private:
+  // Where a moved row went.
+  [[nodiscard]] std::span<const std::byte> FollowMove(std::span<const std::byte> source);
+  void ReportValue(const DatabaseError& damage, std::size_t column) const;
+
+  const StoredTable* table_;
+  DataPage page_;
+  DataPage targetPage_;  // of a moved row
+  RowView view_;
+  std::uint32_t slot_ = 0;
+};
+
+// A row read by id.
+class StoredRow final : public Row, public RowCursor {
+ public:
+  using RowCursor::RowCursor;
+  [[nodiscard]] RowId Id() const override { return RowCursor::Id(); }
+  [[nodiscard]] Value Get(std::size_t column) const override { return RowCursor::Get(column); }
+  [[nodiscard]] std::optional<std::int32_t> GetInteger(std::size_t column) const override {
+    return RowCursor::GetInteger(column);
+  }
+};
+
+// A scan over the pages that the table owns.
+class StoredScan final : public TableScan {
+ public:
+  explicit StoredScan(const StoredTable& table) : table_(table), cursor_(table) {}
+
+  bool Next() override;
+  void ContinueAfter(RowId id) override;
+  [[nodiscard]] RowId Id() const override { return cursor_.Id(); }
+  [[nodiscard]] Value Get(std::size_t column) const override { return cursor_.Get(column); }
+  [[nodiscard]] std::optional<std::int32_t> GetInteger(std::size_t column) const override {
+    return cursor_.GetInteger(column);
+  }
+
+ private:
+  // Opens the page at nextPage_, stepping over damaged ones; false behind the last.
+  bool OpenNextPage();
+  void TellOfPagesOutside();
+
+  const StoredTable& table_;
+  RowCursor cursor_;
+  std::size_t nextPage_ = 0;    // in the table's owned pages
+  std::uint32_t nextSlot_ = 0;  // of the cursor's page
+  // Where the last ContinueAfter landed, until its page has been opened.
+  std::optional<RowId> behind_;
+  bool toldOfPagesOutside_ = false;
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_STORED_ROW_H_

@@ -1,0 +1,71 @@
+#ifndef NIMPORT_JET_STORED_TABLE_H_
+#define NIMPORT_JET_STORED_TABLE_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "jet/damage.h"
+#include "jet/page_file.h"
+#include "jet/table.h"
+#include "jet/table_definition.h"
+#include "jet/text_decoder.h"
+#include "jet/usage_map.h"
+
+namespace nimport::jet {
+
+// What a table needs of its open database; outlives the table.
+struct TableContext {
+  PageFile& file;
+  DamageReporter& damage;
+};
+
+// A table of the file.
+class StoredTable final : public Table {
+ public:
+  // Reads the definition on `definitionPage` and which pages the table owns. `name` is UTF-8.
+  // `names` decodes to UTF-8, `texts` to the code page of the values. Throws DatabaseError, whether
+  // there is a damage listener or not.
+  StoredTable(const TableContext& context, std::string name, std::uint32_t definitionPage,
+              const TextDecoder& names, const TextDecoder& texts);
+
+  [[nodiscard]] const std::string& Name() const override { return name_; }
+  [[nodiscard]] const std::vector<Column>& Columns() const override { return definition_.columns; }
+  [[nodiscard]] std::optional<std::size_t> FindColumn(std::string_view name) const override;
+  [[nodiscard]] std::unique_ptr<TableScan> OpenScan() const override;
+  [[nodiscard]] std::unique_ptr<Row> ReadRow(RowId id) const override;
+  [[nodiscard]] std::span<const IndexEntry> IntegerIndex(std::size_t column) const override;
+
+  // The number of rows that a scan delivers. Counted at the first call.
+  [[nodiscard]] std::uint32_t RowCount() const;
+
+  // For the rows.
+  [[nodiscard]] PageFile& File() const { return context_.file; }
+  [[nodiscard]] const JetLayout& Layout() const { return *layout_; }
+  [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
+  [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
+  // A page of the table's rows. Throws DatabaseError.
+  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, PageFile::Access access) const;
+  // Tells of damage, adding file and table and what `place` knows; throws it when nobody listens.
+  void ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const;
+
+ private:
+  [[nodiscard]] std::vector<IndexEntry> BuildIndex(std::size_t column) const;
+
+  TableContext context_;
+  const JetLayout* layout_;
+  std::string name_;
+  TextDecoder texts_;
+  StoredDefinition definition_;
+  UsedPages ownedPages_;
+  mutable std::optional<std::uint32_t> rowCount_;
+  mutable std::map<std::size_t, std::vector<IndexEntry>> indexes_;  // by column
+};
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_STORED_TABLE_H_

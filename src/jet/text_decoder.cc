@@ -1,0 +1,102 @@
+#include "jet/text_decoder.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "jet/byte_reader.h"
+#include "jet/database_error.h"
+
+namespace nimport::jet {
+namespace {
+
+constexpr std::byte NON_ASCII{0x80};
+
+bool IsAscii(std::span<const std::byte> bytes) {
+  std::byte all{0};
+  for (const std::byte byte : bytes)
+    all |= byte;
+  return (all & NON_ASCII) == std::byte{0};
+}
+
+std::string ToString(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// Whether every unit is below U+0080.
+bool IsAsciiUtf16(std::span<const std::byte> units) {
+  std::byte low{0};
+  std::byte high{0};
+  for (std::size_t i = 0; i + 1 < units.size(); i += 2) {
+    low |= units[i];
+    high |= units[i + 1];
+  }
+  return (low & NON_ASCII) == std::byte{0} && high == std::byte{0};
+}
+
+std::string EveryOtherByte(std::span<const std::byte> units) {
+  std::string text(units.size() / 2, '\0');
+  for (std::size_t i = 0; i < text.size(); ++i)
+    text[i] = static_cast<char>(units[2 * i]);
+  return text;
+}
+
+// `stored` without its mark. A zero byte switches between one and two bytes a character.
+std::u16string Expand(std::span<const std::byte> stored) {
+  const ByteReader reader(stored);
+  std::u16string text;
+  text.reserve(stored.size());
+  bool isWide = false;
+  for (std::size_t i = 0; i < stored.size();) {
+    if (stored[i] == std::byte{0}) {
+      isWide = !isWide;
+      ++i;
+    } else if (isWide) {
+      text.push_back(static_cast<char16_t>(reader.U16(i)));
+      i += 2;
+    } else {
+      text.push_back(static_cast<char16_t>(stored[i]));
+      ++i;
+    }
+  }
+  return text;
+}
+
+bool IsCompressed(std::span<const std::byte> stored) {
+  return stored.size() >= COMPRESSION_MARK.size() && stored[0] == std::byte{COMPRESSION_MARK[0]} &&
+         stored[1] == std::byte{COMPRESSION_MARK[1]};
+}
+
+}  // namespace
+
+std::string TextDecoder::Decode(std::span<const std::byte> stored) const {
+  if (form_ == TextForm::CodePage) return FromCodePage(stored);
+  if (IsCompressed(stored)) return FromCompressed(stored.subspan(COMPRESSION_MARK.size()));
+  return FromUtf16(stored);
+}
+
+std::string TextDecoder::DecodeName(std::span<const std::byte> stored) const {
+  return form_ == TextForm::CodePage ? FromCodePage(stored) : FromUtf16(stored);
+}
+
+std::string TextDecoder::FromCodePage(std::span<const std::byte> stored) const {
+  if (filePage_ == targetPage_ || IsAscii(stored)) return ToString(stored);
+  return converter_->FromUtf16(converter_->ToUtf16(ToString(stored), filePage_), targetPage_);
+}
+
+std::string TextDecoder::FromUtf16(std::span<const std::byte> stored) const {
+  if (stored.size() % 2 != 0) throw DatabaseError({}, "a text ends within a character");
+  if (IsAsciiUtf16(stored)) return EveryOtherByte(stored);
+  const ByteReader reader(stored);
+  std::u16string text(stored.size() / 2, u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i)
+    text[i] = static_cast<char16_t>(reader.U16(2 * i));
+  return converter_->FromUtf16(text, targetPage_);
+}
+
+std::string TextDecoder::FromCompressed(std::span<const std::byte> stored) const {
+  const bool hasSwitch = std::find(stored.begin(), stored.end(), std::byte{0}) != stored.end();
+  if (!hasSwitch && IsAscii(stored)) return ToString(stored);
+  return converter_->FromUtf16(Expand(stored), targetPage_);
+}
+
+}  // namespace nimport::jet
