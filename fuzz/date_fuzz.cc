@@ -1,0 +1,25 @@
+// Date headers, on machines in zones with and without daylight saving time.
+#include "fuzz_input.h"
+#include "mailstore/mail_date.h"
+#include "platform/platform.h"
+
+using nimport::fuzz::Check;
+using nimport::fuzz::ToText;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const char* const ZONES[] = {"Asia/Tokyo", "America/New_York", "Australia/Lord_Howe",
+                                      "UTC"};
+  if (size == 0) return 0;
+  setenv("TZ", ZONES[data[0] % std::size(ZONES)], 1);
+  const nimport::platform::Clock& clock = nimport::platform::SystemPlatform().clock();
+  const auto seconds = nimport::mailstore::ParseMailDate(ToText(data + 1, size - 1), clock);
+  if (!seconds) return 0;
+  Check(*seconds != -1);
+  const std::string text = nimport::mailstore::DateText(*seconds, clock);
+  Check(text.empty() || text.size() == 24);
+  // What DateText writes is a date of the month-first form.
+  const auto again = nimport::mailstore::ParseMailDate(text, clock);
+  Check(!again || nimport::mailstore::DateText(nimport::mailstore::SubtractZoneBias(*again, clock),
+                                               clock) == text);
+  return 0;
+}

@@ -1,0 +1,34 @@
+// Multipart/related structures and the extensions of their parts.
+#include "common/failure.h"
+#include "extraction/related_parts.h"
+#include "fuzz_input.h"
+
+using nimport::fuzz::Check;
+using nimport::fuzz::ToText;
+
+namespace {
+
+void CheckExtension(std::string_view contentType) {
+  try {
+    const auto extension = nimport::extraction::ExtensionForContentType(contentType);
+    Check(!extension || (extension->starts_with('.') && extension->size() < 260));
+  } catch (const nimport::Failure&) {
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text = ToText(data, size);
+  std::vector<nimport::mailstore::RelatedPart> parts;
+  try {
+    nimport::extraction::BuildRelatedParts(text, parts);
+  } catch (const nimport::Failure&) {
+  }
+  for (const auto& part : parts) {
+    Check(part.occurrence >= 0 && part.contentType.str().find(';') == std::string::npos);
+    CheckExtension(part.contentType.str());
+  }
+  CheckExtension(text);
+  return 0;
+}
