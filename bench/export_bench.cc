@@ -1,0 +1,109 @@
+// The exports on one store, per mail. The store is the one that the environment of the library
+// names (NIMPORT_REGISTRY, NIMPORT_DRIVES).
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "nimport/nimport.h"
+
+namespace {
+
+void Require(ResultCode code, const char* call) {
+  if (code == RESULT_OK) return;
+  std::fprintf(stderr, "%s answered %d\n", call, static_cast<int>(code));
+  std::exit(2);
+}
+
+// A session with its biggest folder open.
+struct OpenStore {
+  HandleNode* session = nullptr;
+  HandleNode* folder = nullptr;
+  std::int32_t mails = 0;
+
+  OpenStore() {
+    std::int32_t users = 0;
+    HandleNode* user = nullptr;
+    Require(ML_Initialize(&session), "ML_Initialize");
+    Require(ML_GetUserCount(session, &users), "ML_GetUserCount");
+    Require(ML_GetUser(session, 0, &user), "ML_GetUser");
+    HandleNode* cabinet = nullptr;
+    for (std::int32_t i = 0; ML_GetChildFolder(session, user, i, &cabinet) == RESULT_OK; ++i) {
+      Visit(cabinet);
+    }
+    Require(ML_OpenMailDataFile(session, folder), "ML_OpenMailDataFile");
+  }
+
+  ~OpenStore() { ML_Terminate(session); }
+
+ private:
+  void Visit(HandleNode* cabinet) {
+    HandleNode* child = nullptr;
+    for (std::int32_t i = 0; ML_GetChildFolder(session, cabinet, i, &child) == RESULT_OK; ++i) {
+      std::int32_t count = 0;
+      Require(ML_OpenMailDataFile(session, child), "ML_OpenMailDataFile");
+      Require(ML_GetMailCount(session, child, &count), "ML_GetMailCount");
+      Require(ML_CloseMailDataFile(session, child), "ML_CloseMailDataFile");
+      if (count <= mails && folder != nullptr) continue;
+      mails = count;
+      folder = child;
+    }
+  }
+};
+
+// Asks `get(session, folder, mail, text)` of mails spread over the folder.
+template <typename Get>
+void RunTextExport(benchmark::State& state, Get get) {
+  OpenStore store;
+  std::int32_t mail = 0;
+  ResultString text{nullptr, ENCODING_UTF16, 0, nullptr};
+  for (auto _ : state) {
+    mail = static_cast<std::int32_t>((mail + std::int64_t{7919}) % store.mails);
+    if (get(store.session, store.folder, mail, &text) == RESULT_OK) text.release(text.buffer);
+  }
+  state.counters["mails"] = static_cast<double>(store.mails);
+}
+
+void BM_Subject(benchmark::State& state) {
+  RunTextExport(state, ML_GetMailSubject);
+}
+void BM_From(benchmark::State& state) {
+  RunTextExport(state, ML_GetMailFrom);
+}
+void BM_Source(benchmark::State& state) {
+  RunTextExport(state, ML_GetMailSource);
+}
+void BM_Date(benchmark::State& state) {
+  RunTextExport(state,
+                [](HandleNode* session, HandleNode* folder, std::int32_t mail, ResultString*) {
+                  std::int32_t date = 0;
+                  static_cast<void>(ML_GetMailDate(session, folder, mail, &date));
+                  return RESULT_INVALID;
+                });
+}
+void BM_BodyPath(benchmark::State& state) {
+  RunTextExport(state,
+                [](HandleNode* session, HandleNode* folder, std::int32_t mail, ResultString* text) {
+                  return ML_GetMailBodyPath(session, folder, mail, 0, text);
+                });
+}
+BENCHMARK(BM_Subject)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_From)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Date)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Source)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_BodyPath)->Unit(benchmark::kMicrosecond);
+
+// Initialize, load the folders and open every folder in turn.
+void BM_OpenEveryFolder(benchmark::State& state) {
+  for (auto _ : state) {
+    OpenStore store;
+    benchmark::DoNotOptimize(store.mails);
+  }
+}
+BENCHMARK(BM_OpenEveryFolder)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,159 @@
+#include "extraction/attached_mails.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "common/code_page_932.h"
+#include "common/failure.h"
+#include "extraction/smime_types.h"
+#include "mailstore/columns.h"
+#include "mailstore/mail_row.h"
+#include "mailstore/mail_text.h"
+#include "mailstore/mime_file.h"
+
+namespace nimport::extraction {
+namespace {
+
+using mailstore::FieldSelector;
+using mailstore::MailContent;
+using mailstore::MailRow;
+
+// From the last dot of a path or name, the dot included.
+ExtensionRequest ExtensionOf(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos) return NO_EXTENSION;
+  return std::string(name.substr(dot));
+}
+
+// The first "Content-Type" line of a mail text, wherever it stands.
+ValueText TopContentType(const std::string& text) {
+  // The terminator belongs to the text that is searched, so an empty file has lines, too.
+  const std::string_view withTerminator(text.c_str(), text.size() + 1);
+  return ValueText::Cut(GetHeaderLine(withTerminator, FieldSelector::ContentType));
+}
+
+std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, const MailRow& row) {
+  const std::string text = ReadMimeFile(store, row);
+  const std::int32_t parsed = store.mime.Parse(text);
+  if (parsed == 0) return std::nullopt;
+  if (parsed != mime::MIME_SUCCESS) {
+    throw Failure(parsed, "the MIME library cannot parse the mail");
+  }
+  const std::int32_t count = store.mime.AttachCount();
+  if (count != 0) return count;
+  return IsSmimeContainer(TopContentType(text).str()) ? 1 : 0;
+}
+
+std::string ReadStoredFile(platform::FileSystem& files, const std::string& path) {
+  if (!files.Exists(path)) FailInvalid("no stored file " + files.NativeName(path));
+  try {
+    return platform::ReadWholeFile(*files.OpenForReading(path));
+  } catch (const FileError& error) {
+    FailDatabase(error.what());
+  }
+}
+
+std::string CopyFile(Extraction& extraction, const std::optional<std::string>& storedPath) {
+  if (!storedPath) FailInvalid("the mail names no stored file");
+  const auto path = PathText::Fit(*storedPath);
+  if (!path) FailInvalid("the path of the stored file is too long");
+  const std::string contents = ReadStoredFile(extraction.store.platform.files(), path->str());
+  return WriteTemporaryFile(
+      extraction, contents,
+      {.extension = ExtensionOf(path->str()), .emptyContents = EmptyContents::AreIncomplete});
+}
+
+std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
+  return CopyFile(extraction, mailstore::ReadText(*row.recordset, row.columns.filePathColumn));
+}
+
+// The path in the first row of the received files whose MailID begins with `key`.
+std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const NameText& key) {
+  const auto query = store.database.OpenQuery(mailstore::LINKED_FILE_QUERY);
+  const auto rows = query->OpenRecordset();
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    const std::optional<std::string> mailId = mailstore::ReadText(*rows, "MailID");
+    if (mailId && mailId->starts_with(key.str())) return mailstore::ReadText(*rows, "RcvFilePath");
+  }
+  FailInvalid("no received file has the MailID of the forwarded mail");
+}
+
+std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
+  const auto mailId = mailstore::ReadText(*row.recordset, row.columns.filePathColumn);
+  if (!mailId) FailInvalid("the mail names no received file");
+  return CopyFile(extraction, FindLinkedPath(extraction.store, NameText::Cut(*mailId)));
+}
+
+// The extension of the quoted file name in a container's header: from its first dot up to the
+// quote.
+std::string ContainerExtension(std::string_view text) {
+  const std::size_t name = text.find("name=");
+  if (name == std::string_view::npos) FailInvalid("the S/MIME container has no name");
+  const std::size_t dot = text.find('.', name);
+  if (dot == std::string_view::npos) FailInvalid("the S/MIME container's name has no extension");
+  const std::size_t end = text.find_first_of("\"\n", dot);
+  if (end == std::string_view::npos || text[end] == '\n') {
+    FailInvalid("the S/MIME container's name is not quoted");
+  }
+  return NameText::Cut(text.substr(dot, end - dot)).str();
+}
+
+// The name of an attachment, without its head where it is too long: the extension is what counts.
+std::string AttachmentName(std::string_view name) {
+  const std::string_view whole = UpToNul(name);
+  const std::size_t excess = whole.size() - std::min(whole.size(), PathText::MAX_BYTES);
+  return std::string(whole.substr(excess));
+}
+
+// What the host receives in place of contents that are not handed out: an empty file.
+std::string WriteEmptyFile(Extraction& extraction, ExtensionRequest extension) {
+  return WriteTemporaryFile(extraction, {}, {.extension = std::move(extension)});
+}
+
+std::string WriteMimeAttachment(Extraction& extraction, const MailRow& row,
+                                std::int32_t attachIndex) {
+  mailstore::MailStore& store = extraction.store;
+  const std::string text = ReadMimeFile(store, row);
+  if (IsSmimeContainer(TopContentType(text).str())) {
+    return WriteEmptyFile(extraction, ContainerExtension(text));
+  }
+  if (store.mime.Parse(text) != mime::MIME_SUCCESS) {
+    FailInvalid("the MIME library cannot parse the mail");
+  }
+  const mime::Attachments attachments = store.mime.GetAttachments();
+  if (attachIndex < 0 || attachIndex >= attachments.count) {
+    FailDatabase("the mail has no attachment " + std::to_string(attachIndex));
+  }
+  const std::string fileName = AttachmentName(attachments.fileNames.Find(attachIndex).value_or(""));
+  ExtensionRequest extension = ExtensionOf(fileName);
+  if (IsSmimeSignature(attachments.contentTypes.Find(attachIndex).value_or(""))) {
+    return WriteEmptyFile(extraction, std::move(extension));
+  }
+  return WriteTemporaryFile(extraction, attachments.contents.Find(attachIndex).value_or(""),
+                            {.extension = std::move(extension), .incompleteCode = RESULT_INVALID});
+}
+
+}  // namespace
+
+std::optional<std::int32_t> CountAttachedMails(Extraction& extraction, std::int32_t folderIndex,
+                                               std::int32_t mailIndex) {
+  MailRow row = FindMailRow(extraction.store, folderIndex, mailIndex);
+  RefreshMailSize(row);
+  const MailContent content = mailstore::GetMailContent(row.entry.dataType, 0);
+  if (content == MailContent::MimeFile) return CountMimeAttachments(extraction.store, row);
+  return mailstore::HasOnlyFile(content) ? 1 : 0;
+}
+
+std::string WriteAttachedMail(Extraction& extraction, std::int32_t folderIndex,
+                              std::int32_t mailIndex, std::int32_t attachIndex) {
+  const MailRow row = FindMailRow(extraction.store, folderIndex, mailIndex);
+  const MailContent content = mailstore::GetMailContent(row.entry.dataType, 0);
+  if (content == MailContent::MimeFile) return WriteMimeAttachment(extraction, row, attachIndex);
+  if (!mailstore::HasOnlyFile(content)) FailInvalid("a mail of this kind has no attached files");
+  if (attachIndex > 0) FailInvalid("the mail has one attached file");
+  return content == MailContent::LinkedFile ? CopyLinkedFile(extraction, row)
+                                            : CopyStoredFile(extraction, row);
+}
+
+}  // namespace nimport::extraction

@@ -1,0 +1,40 @@
+#ifndef NIMPORT_EXTRACTION_TEMPORARY_FILES_H_
+#define NIMPORT_EXTRACTION_TEMPORARY_FILES_H_
+
+#include <string>
+#include <string_view>
+
+#include "extraction/temporary_names.h"
+#include "mailstore/mail_store.h"
+#include "nimport/nimport.h"
+
+namespace nimport::extraction {
+
+// What the writers of temporary files work on: a session's mails and its temporary names.
+struct Extraction {
+  mailstore::MailStore& store;
+  TemporaryNames& names;
+};
+
+enum class EmptyContents { AreWritten, AreIncomplete };
+
+// How a temporary file is written.
+struct TemporaryFileOptions {
+  ExtensionRequest extension;
+  // The code of the Failure when the contents cannot be written completely.
+  ResultCode incompleteCode = RESULT_DATABASE;
+  EmptyContents emptyContents = EmptyContents::AreWritten;
+};
+
+// Writes `contents` to the next temporary file and returns its path in Windows form. Throws
+// Failure: the code of MakeTempName; -2 when the file cannot be opened; options.incompleteCode. A
+// file that was begun stays, and its path stays remembered.
+[[nodiscard]] std::string WriteTemporaryFile(Extraction& extraction, std::string_view contents,
+                                             const TemporaryFileOptions& options);
+
+// Deletes every file that was handed out, in the order of last use. Cannot fail.
+void RemoveTemporaryFiles(const TemporaryNames& names, platform::FileSystem& files) noexcept;
+
+}  // namespace nimport::extraction
+
+#endif  // NIMPORT_EXTRACTION_TEMPORARY_FILES_H_

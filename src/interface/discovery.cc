@@ -1,0 +1,118 @@
+#include "interface/discovery.h"
+
+#include <charconv>
+#include <cmath>
+#include <new>
+#include <optional>
+#include <string>
+
+#include "common/failure.h"
+#include "common/file_error.h"
+#include "jet/database_error.h"
+
+namespace nimport {
+namespace {
+
+using platform::RegistryHive;
+
+constexpr int PLATFORM_WINDOWS_95 = 1;
+constexpr int PLATFORM_NT = 2;
+constexpr std::string_view DIRECTORY_KEY = "Software\\NIFTY\\NIFTY Manager\\Directory";
+constexpr std::string_view SESSION_KEY = "Software\\NIFTY\\NIFTY Manager\\Session";
+constexpr double OLDEST_USABLE_VERSION = 5.0;
+
+RegistryHive DirectoryHive(const platform::Platform& platform) {
+  const std::optional<int> id = platform.PlatformId();
+  if (id == PLATFORM_WINDOWS_95) return RegistryHive::CurrentUser;
+  if (id == PLATFORM_NT) return RegistryHive::LocalMachine;
+  FailInvalid("unknown platform family");
+}
+
+std::string ReadRegistryString(const platform::Platform& platform, RegistryHive hive,
+                               std::string_view key, std::string_view valueName) {
+  std::optional<std::string> value = platform.registry().ReadString(hive, key, valueName);
+  if (!value) {
+    FailInvalid("the registry has no value \"" + std::string(valueName) + "\" under \"" +
+                std::string(key) + "\"");
+  }
+  return *value;
+}
+
+// The decimal number at the beginning of a version text, 0 where there is none: "5, 1, 0, 2" is 5.
+// Unlike strtod it does not depend on the host's locale.
+double LeadingNumber(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(" \t\r\n\v\f");
+  if (start == std::string_view::npos) return 0;
+  text.remove_prefix(start);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && std::isfinite(number) ? number : 0;
+}
+
+void CheckMailerVersion(platform::Platform& platform, const std::string& path) {
+  const std::string name = platform.files().NativeName(path);
+  const std::optional<std::string> version = platform.files().ReadFileVersion(path);
+  if (!version) FailInvalid("no file version in " + name);
+  if (LeadingNumber(*version) < OLDEST_USABLE_VERSION) {
+    FailInvalid(name + " has version " + *version + ", which is too old");
+  }
+}
+
+void OpenDatabaseFile(MailerContext& context, const std::string& path) {
+  const std::string name = context.platform.files().NativeName(path);
+  if (!context.platform.files().Exists(path)) FailInvalid("no database " + name);
+  try {
+    context.database = std::make_unique<platform::SessionDatabase>(context.platform, path);
+  } catch (const FileError& error) {
+    FailDatabase(error.what());
+  } catch (const jet::DatabaseError& error) {
+    FailDatabase(error.what());
+  } catch (const std::bad_alloc&) {
+    FailDatabase("no memory to open " + name);
+  }
+}
+
+}  // namespace
+
+void CheckInstallation(platform::Platform& platform) {
+  const RegistryHive hive = DirectoryHive(platform);
+  const std::string directory = ReadRegistryString(platform, hive, DIRECTORY_KEY, "BinDir");
+  const std::string path = directory + "\\Winnim.exe";
+  if (!platform.files().Exists(path)) {
+    FailInvalid("no executable " + platform.files().NativeName(path));
+  }
+  CheckMailerVersion(platform, path);
+}
+
+void EnsureTempDir(MailerContext& context) {
+  if (context.temporaryNames) return;
+  const std::optional<std::string> directory = context.platform.files().AcquireTemporaryDirectory();
+  if (!directory) FailInvalid("no directory for temporary files");
+  try {
+    context.temporaryNames.emplace(*directory);
+  } catch (...) {
+    context.platform.files().ReleaseTemporaryDirectory();
+    throw;
+  }
+}
+
+void DiscoverInstallation(MailerContext& context, SessionMode mode) {
+  EnsureTempDir(context);
+  platform::Platform& platform = context.platform;
+  const RegistryHive hive = DirectoryHive(platform);
+  const auto directory =
+      PathText::Fit(ReadRegistryString(platform, hive, DIRECTORY_KEY, "DatabaseDir"));
+  if (!directory) FailInvalid("the database directory's path is too long");
+  context.databaseDir = *directory;
+  const auto account =
+      AccountText::Fit(ReadRegistryString(platform, RegistryHive::CurrentUser, SESSION_KEY, "ID1"));
+  if (!account) FailInvalid("the member ID is too long");
+  context.accountId = *account;
+  const char* database = mode == SessionMode::AddressBook ? "\\Abook.mdb" : "\\Cabdata.mdb";
+  const auto path = PathText::Fit(context.databaseDir.str() + database);
+  if (!path) FailInvalid("the database's path is too long");
+  OpenDatabaseFile(context, path->str());
+}
+
+}  // namespace nimport

@@ -1,0 +1,27 @@
+// Where the mail client is installed and keeps its data.
+#ifndef NIMPORT_INTERFACE_DISCOVERY_H_
+#define NIMPORT_INTERFACE_DISCOVERY_H_
+
+#include <string_view>
+
+#include "interface/mailer_context.h"
+#include "platform/platform.h"
+
+namespace nimport {
+
+inline constexpr std::string_view MAILER_NAME = "Nifty Manager";
+
+// Throws Failure (-3) unless the mail client's executable is there in version 5.0 or later.
+void CheckInstallation(platform::Platform& platform);
+
+// Fills the context's directories and member ID from the platform and opens the database of `mode`.
+// Throws Failure: -3 when a setting or the database is missing, -2 when the database cannot be
+// opened.
+void DiscoverInstallation(MailerContext& context, SessionMode mode);
+
+// Makes sure that the session has a place for temporary files. Throws Failure (-3).
+void EnsureTempDir(MailerContext& context);
+
+}  // namespace nimport
+
+#endif  // NIMPORT_INTERFACE_DISCOVERY_H_

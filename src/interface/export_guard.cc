@@ -1,0 +1,61 @@
+#include "interface/export_guard.h"
+
+#include <utility>
+
+#include "interface/mailer_context.h"
+#include "platform/database.h"
+#include "platform/platform.h"
+
+namespace nimport {
+
+MailerContext& ExportCall::RequireSession(HandleNode* session) {
+  if (session == nullptr || session->kind != NodeKind::Session) FailInvalid("not a session handle");
+  if (session->context == nullptr) FailInvalid("the session is closed");
+  context_ = session->context.get();
+  return *context_;
+}
+
+void ExportCall::ConcernsMail(std::int32_t folderIndex, std::int32_t mailIndex) {
+  folderIndex_ = folderIndex;
+  mailIndex_ = mailIndex;
+}
+
+ResultCode ExportCall::Failed(ResultCode code, const char* reason) noexcept {
+  try {
+    platform::FailureRecord record;
+    record.reason = reason;
+    Report(std::move(record), code);
+  } catch (...) {
+    // The code is the answer; a record that cannot be made is no reason to change it.
+  }
+  return code;
+}
+
+ResultCode ExportCall::Failed(const jet::DatabaseError& error) noexcept {
+  try {
+    Report(platform::ToFailureRecord(error), RESULT_DATABASE);
+  } catch (...) {
+  }
+  return RESULT_DATABASE;
+}
+
+void ExportCall::Report(platform::FailureRecord record, ResultCode code) {
+  platform::Platform& platform =
+      context_ != nullptr ? context_->platform : platform::PlatformForNewSessions();
+  if (!platform.diagnostics().IsOn()) return;
+  record.function = function_;
+  record.code = code;
+  record.folder = folderIndex_;
+  record.mail = mailIndex_;
+  if (context_ != nullptr && context_->mailStore != nullptr && folderIndex_ && mailIndex_) {
+    record.dataNo = context_->mailStore->FindDataNo(*folderIndex_, *mailIndex_);
+  }
+  platform.diagnostics().Report(record);
+}
+
+HandleNode& RequireHandle(HandleNode* node) {
+  if (node == nullptr) FailInvalid("a handle is null");
+  return *node;
+}
+
+}  // namespace nimport

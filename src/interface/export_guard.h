@@ -1,0 +1,73 @@
+// The frame of every exported function: nothing but a result code leaves it.
+#ifndef NIMPORT_INTERFACE_EXPORT_GUARD_H_
+#define NIMPORT_INTERFACE_EXPORT_GUARD_H_
+
+#include <cstdint>
+#include <exception>
+#include <new>
+#include <optional>
+
+#include "common/failure.h"
+#include "interface/handle_node.h"
+#include "jet/database_error.h"
+#include "nimport/nimport.h"
+#include "platform/diagnostics.h"
+
+namespace nimport {
+
+// One call of an exported function: what diagnostics can say of it when it fails.
+class ExportCall {
+ public:
+  explicit ExportCall(const char* function) : function_(function) {}
+
+  // The session's context. Throws Failure (-3) when `session` is null, is not a session or has no
+  // context; so does an address-book session's where a mail session is needed, further down.
+  MailerContext& RequireSession(HandleNode* session);
+
+  // Remembers which mail the call concerns.
+  void ConcernsMail(std::int32_t folderIndex, std::int32_t mailIndex);
+
+  // Report the failure, when anybody listens, and return its code.
+  ResultCode Failed(ResultCode code, const char* reason) noexcept;
+  ResultCode Failed(const jet::DatabaseError& error) noexcept;
+
+ private:
+  void Report(platform::FailureRecord record, ResultCode code);
+
+  const char* function_;
+  MailerContext* context_ = nullptr;
+  std::optional<std::int32_t> folderIndex_;
+  std::optional<std::int32_t> mailIndex_;
+};
+
+// Runs `work(call)` and turns what it throws into a result code.
+template <typename Work>
+ResultCode RunExport(const char* function, Work&& work) noexcept {
+  ExportCall call(function);
+  try {
+    work(call);
+    return RESULT_OK;
+  } catch (const Failure& failure) {
+    return call.Failed(failure.code(), failure.what());
+  } catch (const jet::DatabaseError& error) {
+    return call.Failed(error);
+  } catch (const std::bad_alloc&) {
+    return call.Failed(RESULT_NO_MEMORY, "out of memory");
+  } catch (const std::exception& error) {
+    return call.Failed(RESULT_INVALID, error.what());
+  } catch (...) {
+    return call.Failed(RESULT_INVALID, "unknown failure");
+  }
+}
+
+// Argument checks; each throws Failure (-3).
+HandleNode& RequireHandle(HandleNode* node);
+template <typename T>
+T& RequireOut(T* out) {
+  if (out == nullptr) FailInvalid("no place for the result");
+  return *out;
+}
+
+}  // namespace nimport
+
+#endif  // NIMPORT_INTERFACE_EXPORT_GUARD_H_

@@ -1,0 +1,40 @@
+// Everything that belongs to one session.
+#ifndef NIMPORT_INTERFACE_MAILER_CONTEXT_H_
+#define NIMPORT_INTERFACE_MAILER_CONTEXT_H_
+
+#include <memory>
+#include <optional>
+
+#include "common/fixed_text.h"
+#include "extraction/temporary_names.h"
+#include "mailstore/mail_store.h"
+#include "platform/database.h"
+#include "platform/mime_session.h"
+#include "platform/platform.h"
+
+namespace nimport {
+
+// Which database a session works on. Fixed by the export that opens the session.
+enum class SessionMode { Mail, AddressBook };
+
+// A session from Initialize to Terminate. What is declared later is released earlier.
+struct MailerContext {
+  explicit MailerContext(platform::Platform& sessionPlatform) : platform(sessionPlatform) {}
+  ~MailerContext();
+  MailerContext(const MailerContext&) = delete;
+  MailerContext& operator=(const MailerContext&) = delete;
+
+  platform::Platform& platform;
+  std::unique_ptr<mime::MimeSession> mimeSession;
+  PathText databaseDir;
+  AccountText accountId;
+  // Present while the platform's temporary directory is held.
+  std::optional<extraction::TemporaryNames> temporaryNames;
+  std::unique_ptr<platform::SessionDatabase> database;
+  // Works on the database and the MIME session above; of a mail session only.
+  std::unique_ptr<mailstore::MailStore> mailStore;
+};
+
+}  // namespace nimport
+
+#endif  // NIMPORT_INTERFACE_MAILER_CONTEXT_H_

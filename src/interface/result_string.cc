@@ -1,0 +1,55 @@
+#include "interface/result_string.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "common/code_page_932.h"
+#include "common/failure.h"
+
+namespace nimport {
+namespace {
+
+// Zero bytes behind every text: room for a terminator in either encoding.
+constexpr std::size_t BYTES_BEHIND_TEXT = 5;
+
+extern "C" void NIMPORT_CALL ReleaseResultBuffer(void* buffer) {
+  std::free(buffer);
+}
+
+// A zero-filled block that begins with the `size` bytes at `bytes`.
+void* MakeBuffer(const void* bytes, std::size_t size) {
+  void* buffer = std::calloc(size + BYTES_BEHIND_TEXT, 1);
+  if (buffer == nullptr) throw std::bad_alloc();
+  if (size > 0) std::memcpy(buffer, bytes, size);
+  return buffer;
+}
+
+}  // namespace
+
+void WriteResultString(ResultString* record, std::string_view text,
+                       const TextConverter& converter) {
+  if (record == nullptr) FailInvalid("no record for the text");
+  const std::string_view whole = UpToNul(text);
+  record->release = ReleaseResultBuffer;
+  record->length = 0;
+  record->buffer = nullptr;
+  switch (record->encoding) {
+    case ENCODING_CODE_PAGE_932:
+      record->buffer = MakeBuffer(whole.data(), whole.size());
+      record->length = static_cast<std::intptr_t>(whole.size());
+      return;
+    case ENCODING_UTF16: {
+      const std::u16string utf16 = converter.ToUtf16(whole, CODE_PAGE_JAPANESE);
+      record->buffer = MakeBuffer(utf16.data(), utf16.size() * sizeof(char16_t));
+      record->length = static_cast<std::intptr_t>(utf16.size());
+      return;
+    }
+    default:
+      FailInvalid("unknown text encoding " + std::to_string(record->encoding));
+  }
+}
+
+}  // namespace nimport

@@ -1,0 +1,19 @@
+#ifndef NIMPORT_INTERFACE_RESULT_STRING_H_
+#define NIMPORT_INTERFACE_RESULT_STRING_H_
+
+#include <string_view>
+
+#include "common/text_converter.h"
+#include "nimport/nimport.h"
+
+namespace nimport {
+
+// Fills the host's record with `text` (code page 932, taken up to its first NUL) in the encoding
+// that the record asks for. The buffer is malloc'ed and released by the host through
+// record->release. Throws Failure (-3) for a null record or an unknown encoding, which leaves
+// `length` 0 and `buffer` null; std::bad_alloc.
+void WriteResultString(ResultString* record, std::string_view text, const TextConverter& converter);
+
+}  // namespace nimport
+
+#endif  // NIMPORT_INTERFACE_RESULT_STRING_H_

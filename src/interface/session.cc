@@ -1,0 +1,62 @@
+#include "interface/session.h"
+
+#include <new>
+
+#include "common/failure.h"
+#include "extraction/temporary_files.h"
+#include "interface/discovery.h"
+#include "jet/database_error.h"
+#include "platform/mime_session.h"
+
+namespace nimport {
+namespace {
+
+void OpenMimeSession(MailerContext& context) {
+  context.mimeSession = mime::MimeSession::Open(context.platform.modules());
+  if (context.mimeSession == nullptr) {
+    FailInvalid("the MIME library (Wexmail) cannot be loaded or does not work");
+  }
+}
+
+// Whatever keeps the mail client's data from being found or opened, a host learns only that it did.
+void DiscoverForSession(MailerContext& context, SessionMode mode) {
+  try {
+    DiscoverInstallation(context, mode);
+  } catch (const Failure& failure) {
+    FailInvalid(failure.what());
+  } catch (const std::bad_alloc&) {
+    FailInvalid("out of memory");
+  }
+}
+
+}  // namespace
+
+MailerContext::~MailerContext() {
+  CloseSession(*this);
+}
+
+std::unique_ptr<MailerContext> OpenSession(SessionMode mode) {
+  auto context = std::make_unique<MailerContext>(platform::PlatformForNewSessions());
+  OpenMimeSession(*context);
+  DiscoverForSession(*context, mode);
+  if (mode == SessionMode::Mail) {
+    context->mailStore = std::make_unique<mailstore::MailStore>(
+        context->platform, *context->mimeSession, context->database->get(), context->databaseDir);
+  }
+  return context;
+}
+
+void CloseSession(MailerContext& context) noexcept {
+  if (context.temporaryNames) {
+    extraction::RemoveTemporaryFiles(*context.temporaryNames, context.platform.files());
+    context.temporaryNames.reset();
+    context.platform.files().ReleaseTemporaryDirectory();
+  }
+  context.mailStore.reset();
+  context.database.reset();
+  context.accountId.clear();
+  context.databaseDir.clear();
+  context.mimeSession.reset();
+}
+
+}  // namespace nimport

@@ -1,0 +1,66 @@
+// The cabinets and folders of a store, as a flat list: each cabinet is followed by its folders.
+#ifndef NIMPORT_MAILSTORE_FOLDER_LIST_H_
+#define NIMPORT_MAILSTORE_FOLDER_LIST_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "common/fixed_text.h"
+#include "jet/database.h"
+
+namespace nimport::mailstore {
+
+// A mail of an open folder.
+struct MailEntry {
+  std::int32_t dataType = 0;
+  std::int32_t dataNo = 0;
+  std::int32_t size = 0;  // as the store records it; 0 until it is asked for
+};
+
+// A cabinet or a folder.
+struct FolderRecord {
+  bool isCabinet = false;
+  // Position of a folder's cabinet in the list; -1 for a cabinet.
+  std::int32_t parentIndex = -1;
+  // The mail client's number for it.
+  std::int32_t number = 0;
+  NameText name;
+  // The folder's mails; present while it is open.
+  std::optional<std::vector<MailEntry>> mails;
+
+  [[nodiscard]] bool HasMails() const { return !isCabinet; }
+  [[nodiscard]] std::int32_t MailCount() const {
+    return mails ? static_cast<std::int32_t>(mails->size()) : 0;
+  }
+};
+
+class FolderList {
+ public:
+  // Reads the tables of cabinets and folders. When that fails the records read so far stay in the
+  // list. Throws jet::DatabaseError.
+  void Load(jet::Database& database);
+
+  // Throws Failure (-3) when `index` is not in the list.
+  [[nodiscard]] FolderRecord& At(std::int32_t index);
+  [[nodiscard]] const FolderRecord* Find(std::int32_t index) const;
+
+  // Beneath the record at `parentIndex`, or the cabinets for -1.
+  [[nodiscard]] std::int32_t ChildCount(std::int32_t parentIndex) const;
+  // The position of child number `childIndex`, from 0; empty when there is no such child.
+  [[nodiscard]] std::optional<std::int32_t> FindChild(std::int32_t parentIndex,
+                                                      std::int32_t childIndex) const;
+
+ private:
+  std::vector<FolderRecord> records_;
+  std::vector<std::int32_t> cabinets_;  // positions in records_
+  // Number of folders of the cabinet at the same position in records_; 0 for folders.
+  std::vector<std::int32_t> folderCounts_;
+
+  void Append(FolderRecord record);
+};
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_MAILSTORE_FOLDER_LIST_H_

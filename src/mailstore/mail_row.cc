@@ -1,0 +1,41 @@
+#include "mailstore/mail_row.h"
+
+#include <string>
+#include <utility>
+
+#include "common/failure.h"
+#include "mailstore/columns.h"
+
+namespace nimport::mailstore {
+MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
+  FolderRecord& folder = store.RequireFolderList().At(folderIndex);
+  if (mailIndex < 0 || mailIndex >= folder.MailCount()) {
+    FailDatabase("the folder has no mail at position " + std::to_string(mailIndex));
+  }
+  return (*folder.mails)[static_cast<std::size_t>(mailIndex)];
+}
+
+MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
+  MailEntry& entry = FindMailEntry(store, folderIndex, mailIndex);
+  const MailKindColumns& columns = LookupMailKind(entry.dataType);
+  auto query = store.database.OpenQuery(columns.queryName);
+  auto recordset = query->OpenRecordset();
+  if (!recordset->FindFirst("DataNo", entry.dataNo)) {
+    FailInvalid("the stored query of kind " + std::to_string(entry.dataType) +
+                " has no row with DataNo " + std::to_string(entry.dataNo));
+  }
+  return {entry, columns, std::move(query), std::move(recordset)};
+}
+
+void RefreshMailSize(MailRow& row) {
+  const std::string_view column = row.columns.sizeColumn;
+  row.entry.size = column.empty() ? 0 : ReadNumber(*row.recordset, column);
+}
+
+MailContent ContentOf(const MailRow& row) {
+  const std::int32_t dataType = row.entry.dataType;
+  const bool hasMode = HasEmailMode(dataType);
+  return GetMailContent(dataType, hasMode ? ReadNumber(*row.recordset, "EmailMode") : 0);
+}
+
+}  // namespace nimport::mailstore

@@ -1,0 +1,69 @@
+// The mail side of a session: the cabinets and folders, the one folder that is open, and what the
+// session remembers of the mails that were asked for last.
+#ifndef NIMPORT_MAILSTORE_MAIL_STORE_H_
+#define NIMPORT_MAILSTORE_MAIL_STORE_H_
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "common/fixed_text.h"
+#include "jet/database.h"
+#include "mailstore/current_mail.h"
+#include "mailstore/folder_list.h"
+#include "mailstore/related_part.h"
+#include "platform/mime_session.h"
+#include "platform/platform.h"
+
+namespace nimport::mailstore {
+
+// What one session knows of its mails. Everything that fails throws Failure or jet::DatabaseError.
+class MailStore {
+ public:
+  // All of these must outlive the store. `databaseDir` is the directory of the databases, without a
+  // trailing '\'.
+  MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
+            jet::Database& mailDatabase, const PathText& databaseDir);
+
+  // Reads the cabinets and folders at the first call. After a failure what was read stays, and a
+  // later call does not read again.
+  void LoadFolderList();
+
+  // -3 when LoadFolderList has not been called.
+  [[nodiscard]] FolderList& RequireFolderList();
+
+  // Loads the mails of a folder, in the database's order. Does nothing when they are loaded; -3
+  // while another folder's are. A failure leaves nothing behind.
+  void OpenMailList(std::int32_t folderIndex);
+
+  // Releases a folder's mails and, whichever folder it is, what is remembered of the current mail.
+  void CloseMailList(std::int32_t folderIndex);
+
+  // The number by which the database knows a listed mail; empty when there is no such mail.
+  [[nodiscard]] std::optional<std::int32_t> FindDataNo(std::int32_t folderIndex,
+                                                       std::int32_t mailIndex) const;
+
+  platform::Platform& platform;
+  mime::MimeSession& mime;
+  jet::Database& database;
+  const PathText& databaseDir;
+
+  // Header values last read from columns; present while a folder is open.
+  std::optional<CurrentMail> currentMail;
+  // Of the mail whose bodies were counted last: its main parts, and its related parts (present
+  // while a folder is open). Bodies are numbered main parts first.
+  std::int32_t currentPartCount = 0;
+  std::optional<std::vector<RelatedPart>> currentParts;
+
+ private:
+  void ReleaseCurrentMail();
+
+  std::optional<FolderList> folderList_;
+  // The folder whose mails are loaded. Closing a cabinet releases the current mail, not this
+  // folder.
+  std::optional<std::int32_t> openFolder_;
+};
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_MAILSTORE_MAIL_STORE_H_
