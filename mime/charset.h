@@ -1,0 +1,22 @@
+// Text of any charset to code page 932.
+#ifndef NIMPORT_MIME_CHARSET_H_
+#define NIMPORT_MIME_CHARSET_H_
+
+#include <string>
+#include <string_view>
+
+namespace nimport::mime {
+
+// `bytes` in code page 932. `charset` is what the mail says: Japanese names mean Microsoft's sets;
+// ASCII, an empty or an unknown name leave eight-bit text and escape sequences to a guess. A label
+// that contradicts 7-bit text with Japanese escape sequences loses. A character without a
+// counterpart becomes '?'; text that is code page 932 already is handed through as it is.
+[[nodiscard]] std::string ToCodePage932(std::string_view bytes, std::string_view charset);
+
+// The same for text that nobody labelled: ISO-2022-JP by its escape sequences, else UTF-8 when it
+// is valid, else code page 932.
+[[nodiscard]] std::string GuessToCodePage932(std::string_view bytes);
+
+}  // namespace nimport::mime
+
+#endif  // NIMPORT_MIME_CHARSET_H_

@@ -1,0 +1,158 @@
+#include "mime/header_text.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "mime/ascii.h"
+#include "mime/charset.h"
+#include "mime/transfer_encoding.h"
+
+namespace nimport::mime {
+namespace {
+
+constexpr std::string_view WORD_START = "=?";
+constexpr std::string_view WORD_END = "?=";
+constexpr std::size_t MAX_CHARSET_NAME = 64;
+
+struct EncodedWord {
+  std::string_view charset;
+  bool isBase64;
+  std::string_view data;
+  std::size_t end;  // in the text, behind the word
+};
+
+// The encoded word that starts at `start`, where WORD_START stands.
+std::optional<EncodedWord> ParseEncodedWord(std::string_view text, std::size_t start) {
+  const std::size_t charsetStart = start + WORD_START.size();
+  const std::string_view ahead = text.substr(charsetStart, MAX_CHARSET_NAME + 1);
+  const std::size_t charsetSize = ahead.find('?');
+  if (charsetSize == std::string_view::npos || charsetSize == 0) return std::nullopt;
+  const std::size_t encodingAt = charsetStart + charsetSize + 1;
+  if (encodingAt + 1 >= text.size() || text[encodingAt + 1] != '?') return std::nullopt;
+  const char encoding = AsciiLower(text[encodingAt]);
+  if (encoding != 'b' && encoding != 'q') return std::nullopt;
+  const std::size_t dataStart = encodingAt + 2;
+  const std::size_t dataEnd = text.find(WORD_END, dataStart);
+  if (dataEnd == std::string_view::npos) return std::nullopt;
+  const std::string_view data = text.substr(dataStart, dataEnd - dataStart);
+  // A word that was cut off runs into the next one: only that one is whole.
+  if (data.find(WORD_START) != std::string_view::npos) return std::nullopt;
+  return EncodedWord{ahead.substr(0, charsetSize), encoding == 'b', data,
+                     dataEnd + WORD_END.size()};
+}
+
+std::string DecodeQ(std::string_view data) {
+  std::string result;
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    const int high = data[i] == '=' && i + 2 < data.size() ? HexDigit(data[i + 1]) : -1;
+    const int low = high >= 0 ? HexDigit(data[i + 2]) : -1;
+    if (low >= 0) {
+      result += static_cast<char>(high << 4 | low);
+      i += 2;
+    } else {
+      result += data[i] == '_' ? ' ' : data[i];
+    }
+  }
+  return result;
+}
+
+std::string DecodeWordData(const EncodedWord& word) {
+  if (!word.isBase64) return DecodeQ(word.data);
+  return std::string(DecodeTransfer(TransferEncoding::Base64, word.data).view());
+}
+
+// Puts a text together from plain pieces and encoded words.
+class WordJoiner {
+ public:
+  void AddPlain(std::string_view text) {
+    // Blanks between two words belong to neither; wait for what comes.
+    if (hasWord_ && std::ranges::all_of(text, IsBlank)) {
+      blanks_ += text;
+      return;
+    }
+    Flush();
+    result_ += text;
+  }
+
+  void AddWord(const EncodedWord& word) {
+    blanks_.clear();
+    if (hasWord_ && !EqualsIgnoringCase(charset_, word.charset)) Flush();
+    charset_ = word.charset;
+    bytes_ += DecodeWordData(word);
+    hasWord_ = true;
+  }
+
+  std::string Finish() {
+    Flush();
+    return std::move(result_);
+  }
+
+ private:
+  void Flush() {
+    if (hasWord_) result_ += ToCodePage932(bytes_, charset_);
+    result_ += blanks_;
+    blanks_.clear();
+    bytes_.clear();
+    hasWord_ = false;
+  }
+
+  bool hasWord_ = false;
+  std::string_view charset_;
+  std::string bytes_;
+  std::string blanks_;  // behind the word
+  std::string result_;
+};
+
+// `text` with each line end, and the blanks around it, as one blank.
+std::string Unfold(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t lineEnd = text.find_first_of("\r\n");
+    std::string_view line = text.substr(0, lineEnd);
+    text.remove_prefix(line.size());
+    while (lineEnd != std::string_view::npos && !line.empty() && IsBlank(line.back())) {
+      line.remove_suffix(1);
+    }
+    result += line;
+    if (text.empty()) break;
+    while (!text.empty() && IsBlank(text.front()))
+      text.remove_prefix(1);
+    result += ' ';
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string UnfoldHeaderValue(std::string_view rawValue) {
+  return GuessToCodePage932(Unfold(rawValue));
+}
+
+std::string DecodeEncodedWords(std::string_view text) {
+  WordJoiner joiner;
+  std::size_t plainStart = 0;
+  // Behind the last end of a word no word is whole: searching on would take quadratic time.
+  const std::size_t lastEnd = text.rfind(WORD_END);
+  std::size_t start = text.find(WORD_START);
+  while (start != std::string_view::npos && lastEnd != std::string_view::npos && start < lastEnd) {
+    const std::optional<EncodedWord> word = ParseEncodedWord(text, start);
+    if (word) {
+      joiner.AddPlain(text.substr(plainStart, start - plainStart));
+      joiner.AddWord(*word);
+      plainStart = word->end;
+    }
+    start = text.find(WORD_START, word ? word->end : start + WORD_START.size());
+  }
+  joiner.AddPlain(text.substr(plainStart));
+  return joiner.Finish();
+}
+
+std::string DecodeHeaderValue(std::string_view rawValue) {
+  std::string text = DecodeEncodedWords(UnfoldHeaderValue(rawValue));
+  std::ranges::replace_if(
+      text, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  return std::string(Trim(text));
+}
+
+}  // namespace nimport::mime

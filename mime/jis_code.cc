@@ -1,0 +1,71 @@
+#include "mime/jis_code.h"
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "mime/iconv_converter.h"
+#include "mime/utf8.h"
+
+namespace nimport::mime {
+namespace {
+
+constexpr unsigned ROWS_0212 = 94;
+
+bool IsInTable(JisPlace place, unsigned lastRow) {
+  return place.row >= 1 && place.row <= lastRow && place.cell >= 1 && place.cell <= LAST_JIS_CELL;
+}
+
+// The few characters of JIS X 0212 that code page 932 has (IBM's kanji mostly), by row and cell.
+class Table0212 {
+ public:
+  Table0212() {
+    // The first name knows the rows that IBM's kanji got there, too.
+    const bool hasMicrosoftRows = IconvConverter::Exists("UTF-8", "EUC-JP-MS");
+    IconvConverter converter("UTF-8", hasMicrosoftRows ? "EUC-JP-MS" : "EUC-JP");
+    for (unsigned row = 1; row <= ROWS_0212; ++row) {
+      for (unsigned cell = 1; cell <= LAST_JIS_CELL; ++cell)
+        Add({row, cell}, converter);
+    }
+  }
+  [[nodiscard]] Code932 At(JisPlace place) const { return codes_[Index(place)]; }
+
+ private:
+  static std::size_t Index(JisPlace place) {
+    return (place.row - 1) * LAST_JIS_CELL + place.cell - 1;
+  }
+
+  void Add(JisPlace place, IconvConverter& converter) {
+    const char euc[] = {'\x8F', static_cast<char>(0xA0 + place.row),
+                        static_cast<char>(0xA0 + place.cell)};
+    const std::optional<std::string> utf8 = converter.ConvertStrict({euc, sizeof(euc)});
+    if (!utf8 || utf8->empty()) return;
+    std::string_view rest = *utf8;
+    const char32_t character = TakeUtf8Character(rest);
+    if (!rest.empty() || character > 0xFFFF) return;
+    const auto unit = static_cast<char16_t>(character);
+    codes_[Index(place)] = CodePage932Table::Get().FromUnicode(unit);
+  }
+
+  std::array<Code932, ROWS_0212 * LAST_JIS_CELL> codes_{};
+};
+
+}  // namespace
+
+Code932 CodeFromJisX0208(JisPlace place) {
+  if (!IsInTable(place, LAST_CODE_PAGE_932_ROW)) return 0;
+  // Two rows share a lead byte: the odd one takes the lower trail bytes, in which 0x7F is left out.
+  const unsigned pairOfRows = (place.row - 1) / 2;
+  const unsigned lead = pairOfRows + (pairOfRows < 31 ? 0x81 : 0xC1);
+  const bool isUpperHalf = place.row % 2 == 0;
+  const unsigned lowerTrail = place.cell + (place.cell < 64 ? 0x3F : 0x40);
+  const unsigned trail = isUpperHalf ? place.cell + 0x9E : lowerTrail;
+  return CodePage932Table::Get().Preferred(static_cast<Code932>(lead << 8 | trail));
+}
+
+Code932 CodeFromJisX0212(JisPlace place) {
+  static const Table0212 table;
+  return IsInTable(place, ROWS_0212) ? table.At(place) : Code932{0};
+}
+
+}  // namespace nimport::mime

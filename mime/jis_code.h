@@ -1,0 +1,25 @@
+#ifndef NIMPORT_MIME_JIS_CODE_H_
+#define NIMPORT_MIME_JIS_CODE_H_
+
+#include "mime/code_page_932_table.h"
+
+namespace nimport::mime {
+
+// The place of a character in a JIS table: row and cell count from 1, as the standards print them.
+struct JisPlace {
+  unsigned row, cell;
+};
+
+// The rows that code page 932 has room for; the standard's own end at 94.
+inline constexpr unsigned LAST_CODE_PAGE_932_ROW = 120;
+inline constexpr unsigned LAST_JIS_CELL = 94;
+
+// The code of a JIS X 0208 character or of an extension row; 0 when there is none.
+[[nodiscard]] Code932 CodeFromJisX0208(JisPlace place);
+
+// The code of a JIS X 0212 character; 0 when code page 932 lacks it, as it lacks most of them.
+[[nodiscard]] Code932 CodeFromJisX0212(JisPlace place);
+
+}  // namespace nimport::mime
+
+#endif  // NIMPORT_MIME_JIS_CODE_H_

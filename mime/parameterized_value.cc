@@ -1,0 +1,177 @@
+#include "mime/parameterized_value.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "common/code_page_932.h"
+#include "mime/ascii.h"
+#include "mime/charset.h"
+#include "mime/header_text.h"
+
+namespace nimport::mime {
+namespace {
+
+// Walks over a value in code page 932, in which the second byte of a character may look like a
+// backslash, but is none.
+class Scanner {
+ public:
+  explicit Scanner(std::string_view text) : text_(text) {}
+
+  [[nodiscard]] bool AtEnd() const { return position_ >= text_.size(); }
+
+  [[nodiscard]] bool Accept(char character) {
+    if (AtEnd() || text_[position_] != character) return false;
+    ++position_;
+    return true;
+  }
+
+  void SkipBlanksAndComments() {
+    while (!AtEnd() && (IsBlank(text_[position_]) || text_[position_] == '(')) {
+      if (text_[position_] == '(') {
+        SkipComment();
+      } else {
+        ++position_;
+      }
+    }
+  }
+
+  // Up to, not including, the first of `ends`.
+  std::string_view TakeUntil(std::string_view ends) {
+    const std::size_t start = position_;
+    position_ = std::min(text_.find_first_of(ends, position_), text_.size());
+    return text_.substr(start, position_ - start);
+  }
+
+  // Behind an opening quote: the text up to the closing one, or to the end when there is none.
+  std::string TakeQuoted() {
+    std::string result;
+    while (!AtEnd() && text_[position_] != '"') {
+      // Only these two need a backslash; old programs wrote Windows paths without doubling it.
+      const bool isEscape = text_[position_] == '\\' && position_ + 1 < text_.size() &&
+                            (text_[position_ + 1] == '"' || text_[position_ + 1] == '\\');
+      if (isEscape) ++position_;
+      TakeCharacter(result);
+    }
+    ++position_;
+    return result;
+  }
+
+ private:
+  void TakeCharacter(std::string& result) {
+    const bool isPair = IsLeadByte(static_cast<unsigned char>(text_[position_])) &&
+                        position_ + 1 < text_.size() && text_[position_ + 1] != '"';
+    result += text_.substr(position_, isPair ? 2 : 1);
+    position_ += isPair ? 2 : 1;
+  }
+
+  void SkipComment() {
+    int depth = 0;
+    do {
+      const char character = text_[position_++];
+      depth += character == '(' ? 1 : character == ')' ? -1 : 0;
+      if (character == '\\' && !AtEnd()) ++position_;
+    } while (depth > 0 && !AtEnd());
+  }
+
+  std::string_view text_;
+  std::size_t position_ = 0;
+};
+
+std::string DecodePercent(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const int high = text[i] == '%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
+    const int low = high >= 0 ? HexDigit(text[i + 2]) : -1;
+    result += low >= 0 ? static_cast<char>(high << 4 | low) : text[i];
+    if (low >= 0) i += 2;
+  }
+  return result;
+}
+
+// Takes "charset'language'" off the front of an encoded value.
+std::string_view TakeCharset(std::string_view& value) {
+  const std::size_t first = value.find('\'');
+  const std::size_t second = first == std::string_view::npos ? first : value.find('\'', first + 1);
+  if (second == std::string_view::npos) return {};
+  const std::string_view charset = value.substr(0, first);
+  value.remove_prefix(second + 1);
+  return charset;
+}
+
+}  // namespace
+
+ParameterizedValue ParameterizedValue::Parse(std::string_view rawValue) {
+  const std::string text = UnfoldHeaderValue(rawValue);
+  Scanner scanner(text);
+  ParameterizedValue result;
+  scanner.SkipBlanksAndComments();
+  result.word_ = Trim(scanner.TakeUntil(";("));
+  (void)scanner.TakeUntil(";");
+  while (scanner.Accept(';')) {
+    scanner.SkipBlanksAndComments();
+    const std::string_view name = Trim(scanner.TakeUntil("=;"));
+    if (!scanner.Accept('=')) continue;
+    scanner.SkipBlanksAndComments();
+    std::string value =
+        scanner.Accept('"') ? scanner.TakeQuoted() : std::string(Trim(scanner.TakeUntil(";")));
+    (void)scanner.TakeUntil(";");
+    result.pieces_.push_back(MakePiece(name, std::move(value)));
+  }
+  return result;
+}
+
+// The name says what the value is: name, name*, name*0, name*0*.
+ParameterizedValue::Piece ParameterizedValue::MakePiece(std::string_view name, std::string value) {
+  const std::size_t star = name.find('*');
+  Piece piece;
+  piece.name = name.substr(0, star);
+  piece.value = std::move(value);
+  if (star == std::string_view::npos) return piece;
+  const std::string_view marks = name.substr(star + 1);
+  piece.isRfc2231 = true;
+  piece.isEncoded = marks.empty() || marks.back() == '*';
+  std::from_chars(marks.data(), marks.data() + marks.size(), piece.number);
+  return piece;
+}
+
+std::optional<std::string> ParameterizedValue::Find(std::string_view name) const {
+  std::vector<const Piece*> extended;
+  const Piece* plain = nullptr;
+  for (const Piece& piece : pieces_) {
+    if (!EqualsIgnoringCase(piece.name, name)) continue;
+    if (piece.isRfc2231) {
+      extended.push_back(&piece);
+    } else if (plain == nullptr) {
+      plain = &piece;
+    }
+  }
+  if (!extended.empty()) {
+    std::ranges::stable_sort(extended, {}, &Piece::number);
+    return JoinPieces(extended);
+  }
+  if (plain == nullptr) return std::nullopt;
+  return DecodeEncodedWords(plain->value);
+}
+
+std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& pieces) {
+  std::string result;
+  std::string bytes;  // encoded pieces in a row: a character may lie in two of them
+  std::string_view charset;
+  bool hasEncoded = false;
+  for (const Piece* piece : pieces) {
+    std::string_view value = piece->value;
+    if (piece->isEncoded) {
+      if (piece == pieces.front()) charset = TakeCharset(value);
+      bytes += DecodePercent(value);
+      hasEncoded = true;
+    } else {
+      result += ToCodePage932(bytes, charset);
+      bytes.clear();
+      result += value;
+    }
+  }
+  result += ToCodePage932(bytes, charset);
+  return hasEncoded ? result : DecodeEncodedWords(result);
+}
+
+}  // namespace nimport::mime

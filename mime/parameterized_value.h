@@ -1,0 +1,46 @@
+#ifndef NIMPORT_MIME_PARAMETERIZED_VALUE_H_
+#define NIMPORT_MIME_PARAMETERIZED_VALUE_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace nimport::mime {
+
+// The value of a Content-Type or Content-Disposition field: a word and its parameters. All texts
+// are code page 932.
+class ParameterizedValue {
+ public:
+  // Reads a field's value as it stands in the mail. Never fails; what makes no sense is passed
+  // over.
+  [[nodiscard]] static ParameterizedValue Parse(std::string_view rawValue);
+
+  // What stands before the first parameter, trimmed, without comments.
+  [[nodiscard]] const std::string& word() const { return word_; }
+
+  // A parameter's text, decoded from whichever form the mail has it in: charset and continuations
+  // after RFC 2231, encoded words (which do not belong into parameters, but are usual there), raw
+  // eight-bit text. Empty when the parameter is absent.
+  [[nodiscard]] std::optional<std::string> Find(std::string_view name) const;
+
+ private:
+  // One "name=value", or one piece of a parameter that was cut into several.
+  struct Piece {
+    std::string name;  // without the marks that follow
+    unsigned number = 0;
+    bool isRfc2231 = false;  // has a charset or is one of several pieces
+    bool isEncoded = false;  // the value is percent-encoded
+    std::string value;
+  };
+
+  static Piece MakePiece(std::string_view name, std::string value);
+  static std::string JoinPieces(const std::vector<const Piece*>& pieces);
+
+  std::string word_;
+  std::vector<Piece> pieces_;
+};
+
+}  // namespace nimport::mime
+
+#endif  // NIMPORT_MIME_PARAMETERIZED_VALUE_H_

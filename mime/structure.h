@@ -1,0 +1,33 @@
+// The parts of a mail.
+//
+// The structure is read here and not by GMime's parser, which builds objects for every header
+// field, address and part before anyone can stop it: measured with GMime 3.2.13, a To field of
+// nested groups ends the process by overflowing the stack, a mail of nothing but boundary lines
+// takes 200 times its size in memory, and a text without header or with a boundary that never comes
+// is lost. Here memory is bounded and nothing gets lost: what cannot be understood stays plain
+// contents.
+#ifndef NIMPORT_MIME_STRUCTURE_H_
+#define NIMPORT_MIME_STRUCTURE_H_
+
+#include <string_view>
+#include <vector>
+
+#include "mime/part.h"
+
+namespace nimport::mime {
+
+// Parts within parts beyond this depth stay plain contents. Real mails stay below ten; a mail
+// forwarded as an enclosure adds two each time. The time to read a mail may grow by this factor.
+inline constexpr int MAX_DEPTH = 64;
+
+// A mail has at most this many parts; what follows the last one belongs to its contents. Bounds
+// the memory for parts to some 30 MB.
+inline constexpr std::size_t MAX_PARTS = 100000;
+
+// The parts of `mail` in the order in which they begin: the mail itself first, each multipart or
+// enclosed message before what lies in it. Never empty.
+[[nodiscard]] std::vector<Part> ReadStructure(std::string_view mail);
+
+}  // namespace nimport::mime
+
+#endif  // NIMPORT_MIME_STRUCTURE_H_
