@@ -1,0 +1,137 @@
+// nimport check: can the store be read, and if not, what is missing?
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+
+#include <nlohmann/json.hpp>
+
+#include "host/address_book.h"
+#include "host/command/commands.h"
+#include "host/command/store_folders.h"
+#include "host/result_error.h"
+
+namespace nimport::command {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+ordered_json CheckMailer(const host::Library& library) {
+  ordered_json answer;
+  answer["installed"] = host::IsMailerInstalled(library);
+  if (answer["installed"] == true) return answer;
+  // The function answers 0 even then; its failure inside is recorded under another code.
+  std::string reason = library.TakeReason("ML_IsExistMailer", RESULT_INVALID);
+  for (const host::DiagnosticRecord& record : library.TakeLosses()) {
+    if (reason.empty()) reason = record.Describe();
+  }
+  answer["reason"] = reason.empty()
+                         ? "its settings or its program were not found, or it is older than 5.0"
+                         : reason;
+  return answer;
+}
+
+ordered_json CheckMail(const host::Library& library) {
+  const host::MailSession session(library);
+  ordered_json answer = {{"usable", true}, {"member", session.accountName()}};
+  std::int64_t mailCount = 0;
+  std::vector<std::string> problems;
+  if (!session.failedListing().empty()) problems.push_back(session.failedListing());
+  const std::vector<FolderPlace> places = AllFolders(session);
+  for (const FolderPlace& place : places) {
+    try {
+      mailCount += host::OpenFolder(*place.folder).mailCount();
+    } catch (const host::ResultError& error) {
+      problems.push_back(place.Name() + ": " + error.reason());
+    }
+  }
+  answer["cabinets"] = session.cabinets().size();
+  answer["folders"] = places.size();
+  answer["mails"] = mailCount;
+  answer["problems"] = problems;
+  return answer;
+}
+
+std::int64_t CountGroups(const std::vector<host::AddressGroup>& groups) {
+  std::int64_t count = 0;
+  for (const host::AddressGroup& group : groups)
+    count += 1 + CountGroups(group.groups);
+  return count;
+}
+
+ordered_json CheckAddressBook(const host::Library& library) {
+  const host::AddressBook book(library);
+  return {{"usable", true},
+          {"groups", CountGroups(book.Groups())},
+          {"addresses", book.AddressCount()},
+          {"problems", ordered_json::array()}};
+}
+
+ordered_json CheckDatabase(const host::Library& library,
+                           ordered_json (*check)(const host::Library&)) {
+  ordered_json answer;
+  try {
+    answer = check(library);
+  } catch (const host::ResultError& error) {
+    answer = {{"usable", false}, {"reason", error.reason()}};
+    return answer;
+  }
+  for (const host::DiagnosticRecord& record : library.TakeLosses()) {
+    answer["problems"].push_back(record.Describe());
+  }
+  return answer;
+}
+
+void PrintDatabase(const char* title, const ordered_json& answer) {
+  std::cout << title << ": ";
+  if (answer["usable"] == false) {
+    std::cout << "cannot be read: " << answer["reason"].get<std::string>() << '\n';
+    return;
+  }
+  std::cout << "can be read";
+  for (const char* number : {"cabinets", "folders", "mails", "groups", "addresses"}) {
+    if (answer.contains(number)) std::cout << ", " << answer[number] << ' ' << number;
+  }
+  if (answer.contains("member")) {
+    std::cout << ", member " << answer["member"].get<std::string>();
+  }
+  std::cout << '\n';
+  for (const ordered_json& problem : answer["problems"]) {
+    std::cout << "  " << problem.get<std::string>() << '\n';
+  }
+}
+
+void Print(const ordered_json& answer) {
+  std::cout << "plug-in: " << answer["library"].get<std::string>() << '\n';
+  const ordered_json& mailer = answer["mailClient"];
+  std::cout << "mail client: ";
+  if (mailer["installed"] == true) {
+    std::cout << "installed\n";
+  } else {
+    std::cout << "not installed (not needed to read the store): "
+              << mailer["reason"].get<std::string>() << '\n';
+  }
+  PrintDatabase("mail", answer["mail"]);
+  PrintDatabase("address book", answer["addressBook"]);
+}
+
+}  // namespace
+
+int RunCheck(const host::Library& library, const Options& options) {
+  ordered_json answer;
+  answer["library"] = library.path().string();
+  answer["mailClient"] = CheckMailer(library);
+  answer["mail"] = CheckDatabase(library, CheckMail);
+  answer["addressBook"] = CheckDatabase(library, CheckAddressBook);
+  if (options.isJson) {
+    std::cout << answer.dump(2) << '\n';
+  } else {
+    Print(answer);
+  }
+  const bool hasMail = answer["mail"]["usable"] == true;
+  const bool hasBook = answer["addressBook"]["usable"] == true;
+  if (!hasMail && !hasBook) return EXIT_CANNOT_RUN;
+  return hasMail && hasBook ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,32 @@
+#ifndef NIMPORT_HOST_COMMAND_COMPOSE_MAIL_H_
+#define NIMPORT_HOST_COMMAND_COMPOSE_MAIL_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/command/mail_contents.h"
+#include "host/command/mail_reader.h"
+
+namespace nimport::command {
+
+// A mail as today's programs read it.
+struct FinishedMail {
+  std::string bytes;                    // RFC 5322, lines end with CR LF
+  std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
+  std::string digest;                   // 32 hexadecimal digits; of what the store holds
+};
+
+// The same answers always give the same mail. `memberId` is the owner of the store, who counts as
+// the sender of mails without one.
+[[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, const MailContents& contents,
+                                       std::string_view memberId);
+
+// A whole mail in code page 932 as correct MIME. Mail in pure ASCII is given back as it is; header
+// text becomes encoded words, and a text without a charset of its own becomes UTF-8.
+[[nodiscard]] std::string ConvertWholeMail(std::string_view mail);
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_HOST_COMMAND_COMPOSE_MAIL_H_

@@ -1,0 +1,101 @@
+// nimport list: one line per mail.
+#include <iomanip>
+#include <iostream>
+
+#include <gmime/gmime.h>
+#include <nlohmann/json.hpp>
+
+#include "host/command/commands.h"
+#include "host/command/compose_mail.h"
+#include "host/command/mail_date.h"
+#include "host/command/mail_reader.h"
+#include "host/result_error.h"
+
+namespace nimport::command {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+std::optional<std::int64_t> InstantOf(const MailHeaders& headers, const MailContents& contents) {
+  switch (contents.kind) {
+    case ContentsKind::MimeMail:
+      return InstantOfMail(headers.date, contents.bytes);
+    case ContentsKind::WholeMail:
+      return headers.date;
+    case ContentsKind::Text:
+    case ContentsKind::StoredFile:
+      break;
+  }
+  if (!headers.date) return std::nullopt;
+  return InstantOfColumnDate(*headers.date);
+}
+
+ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t position,
+                          int& exitCode) {
+  const MailHeaders headers = open.Headers(position);
+  ordered_json json = {{"position", position}};
+  const auto add = [&](const char* name, const std::optional<std::string>& text) {
+    json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
+  };
+  std::optional<std::int64_t> instant;
+  try {
+    instant = InstantOf(headers, open.Contents(position));
+  } catch (const host::ResultError& error) {
+    // The contents may be lost where the headers are not.
+    if (headers.date) instant = InstantOfColumnDate(*headers.date);
+    json["error"] = error.reason();
+    exitCode = EXIT_SOME_FAILED;
+  }
+  add("date", instant ? std::optional(ToLocalText(*instant)) : std::nullopt);
+  add("from", headers.from);
+  add("to", headers.to);
+  add("subject", headers.subject);
+  return json;
+}
+
+// A text on one line.
+std::string OneLine(const ordered_json& text) {
+  std::string line = text.is_string() ? text.get<std::string>() : "-";
+  for (char& character : line) {
+    if (static_cast<unsigned char>(character) < 0x20) character = ' ';
+  }
+  return line;
+}
+
+void PrintMail(const ordered_json& mail) {
+  std::cout << std::setw(5) << mail["position"].get<std::int32_t>() << "  " << std::left
+            << std::setw(19) << OneLine(mail["date"]) << std::right << "  " << OneLine(mail["from"])
+            << "  ->  " << OneLine(mail["to"]) << "  |  " << OneLine(mail["subject"]);
+  if (mail.contains("error")) std::cout << "  (" << OneLine(mail["error"]) << ')';
+  std::cout << '\n';
+}
+
+}  // namespace
+
+int RunList(const host::Library& library, const Options& options) {
+  g_mime_init();
+  const MailReader reader(library);
+  int exitCode = EXIT_ALL_DONE;
+  ordered_json folders = ordered_json::array();
+  for (const FolderPlace& place : FindFolders(reader.session(), options.folder)) {
+    const MailReader::OpenFolder open(reader, place);
+    if (!options.isJson) std::cout << place.Name() << '\n';
+    ordered_json mails = ordered_json::array();
+    for (std::int32_t position = 0; position < open.mailCount(); ++position) {
+      ordered_json mail = DescribeMail(open, position, exitCode);
+      if (options.isJson) {
+        mails.push_back(std::move(mail));
+      } else {
+        PrintMail(mail);
+      }
+    }
+    folders.push_back({{"index", place.index}, {"folder", place.Name()}, {"mails", mails}});
+  }
+  if (options.isJson) {
+    std::cout << folders.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  }
+  return exitCode;
+}
+
+}  // namespace nimport::command

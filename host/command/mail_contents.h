@@ -1,0 +1,36 @@
+#ifndef NIMPORT_HOST_COMMAND_MAIL_CONTENTS_H_
+#define NIMPORT_HOST_COMMAND_MAIL_CONTENTS_H_
+
+#include <string>
+#include <string_view>
+
+#include "host/mail.h"
+
+namespace nimport::command {
+
+// In which form a store holds a mail.
+enum class ContentsKind {
+  Text,        // the text alone; the headers are apart
+  WholeMail,   // headers and text in one text of code page 932
+  MimeMail,    // an internet mail, in whatever charsets it declares
+  StoredFile,  // a file that was sent by itself; the headers are apart
+};
+
+struct MailContents {
+  ContentsKind kind = ContentsKind::Text;
+  std::string bytes;      // the text (code page 932, CR LF), the mail or the file
+  std::string extension;  // of a stored file, with its dot; may be empty
+};
+
+// What the store holds of `mail`, in the form that loses nothing. The mail's session must never
+// have been asked for a header, a date or a number of bodies since the folder was opened: the
+// plug-in mixes those into its answers, and their absence tells the kinds apart. Throws
+// host::ResultError when the contents cannot be had.
+[[nodiscard]] MailContents ReadContents(const host::Mail& mail);
+
+// Whether `text` begins with a header line.
+[[nodiscard]] bool LooksLikeMail(std::string_view text);
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_HOST_COMMAND_MAIL_CONTENTS_H_

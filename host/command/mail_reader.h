@@ -1,0 +1,70 @@
+#ifndef NIMPORT_HOST_COMMAND_MAIL_READER_H_
+#define NIMPORT_HOST_COMMAND_MAIL_READER_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/command/mail_contents.h"
+#include "host/command/store_folders.h"
+#include "host/session.h"
+
+namespace nimport::command {
+
+// The headers of a mail, as far as the store has them. UTF-8, without blanks at the ends.
+struct MailHeaders {
+  std::optional<std::string> subject;
+  std::optional<std::string> from;
+  std::optional<std::string> to;
+  std::optional<std::string> messageId;
+  std::optional<std::int32_t> date;   // as the plug-in answers it
+  std::vector<std::string> problems;  // "FIELD: REASON" for each one that could not be read
+
+  [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !messageId && !date; }
+};
+
+// The headers of `mail`. Never throws host::ResultError: a header that cannot be read is absent.
+[[nodiscard]] MailHeaders ReadHeaders(const host::Mail& mail);
+
+// Reads whole mails. Headers and contents come from sessions of their own, because a session that
+// was asked for headers mixes them into the contents.
+class MailReader {
+ public:
+  // Throws host::ResultError. `library` outlives the reader.
+  explicit MailReader(const host::Library& library) : headers_(library), contents_(library) {}
+
+  [[nodiscard]] const host::MailSession& session() const { return headers_; }
+
+  // A folder of the store, open until this object is destroyed.
+  class OpenFolder {
+   public:
+    // Throws host::ResultError; std::runtime_error when the store has changed meanwhile.
+    OpenFolder(const MailReader& reader, const FolderPlace& place);
+
+    [[nodiscard]] std::int32_t mailCount() const { return headers_.mailCount(); }
+    [[nodiscard]] MailHeaders Headers(std::int32_t position) const {
+      return ReadHeaders(headers_.MailAt(position));
+    }
+    // Throws host::ResultError.
+    [[nodiscard]] MailContents Contents(std::int32_t position) const {
+      return ReadContents(contents_.MailAt(position));
+    }
+    // For everything else that is asked of a mail.
+    [[nodiscard]] host::Mail MailAt(std::int32_t position) const {
+      return headers_.MailAt(position);
+    }
+
+   private:
+    host::OpenFolder headers_;
+    host::OpenFolder contents_;
+  };
+
+ private:
+  host::MailSession headers_;
+  host::MailSession contents_;
+};
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_HOST_COMMAND_MAIL_READER_H_

@@ -1,0 +1,162 @@
+// nimport show: one mail.
+#include <iostream>
+#include <stdexcept>
+
+#include <gmime/gmime.h>
+#include <nlohmann/json.hpp>
+
+#include "host/command/commands.h"
+#include "host/command/compose_mail.h"
+#include "host/command/mail_date.h"
+#include "host/command/mail_reader.h"
+#include "host/result_error.h"
+#include "host/text.h"
+
+namespace nimport::command {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr std::string_view PLACEHOLDER{"DEFAULT\0", 8};
+
+ordered_json DescribeFile(const host::ExtractedFile& file) {
+  return {{"extension", file.extension}, {"size", file.bytes.size()}};
+}
+
+// A body that is text comes with its text, others with their size.
+ordered_json DescribeBody(const host::ExtractedFile& file) {
+  std::string_view bytes = file.bytes;
+  if (bytes == PLACEHOLDER) bytes = {};
+  if (bytes.ends_with('\0')) bytes.remove_suffix(1);
+  const bool isText = file.extension == ".txt" || file.extension == ".html";
+  if (!isText) return DescribeFile(file);
+  return {{"extension", file.extension}, {"text", host::CodePage932ToUtf8(bytes)}};
+}
+
+// Asks for one thing of a mail; a failure stands in its place.
+template <typename Ask>
+ordered_json Try(Ask ask, int& exitCode) {
+  try {
+    return ask();
+  } catch (const host::ResultError& error) {
+    exitCode = EXIT_SOME_FAILED;
+    return {{"error", error.reason()}};
+  }
+}
+
+ordered_json DescribeAll(std::int32_t count, int& exitCode,
+                         const std::function<ordered_json(std::int32_t)>& describe) {
+  ordered_json list = ordered_json::array();
+  for (std::int32_t i = 0; i < count; ++i) {
+    list.push_back(Try([&] { return describe(i); }, exitCode));
+  }
+  return list;
+}
+
+// A forwarded text and the like stand in no body.
+ordered_json DescribeBodies(const host::Mail& mail, const std::optional<MailContents>& contents,
+                            int& exitCode) {
+  if (contents && contents->kind == ContentsKind::Text) {
+    return {{{"extension", ".txt"}, {"text", host::CodePage932ToUtf8(contents->bytes)}}};
+  }
+  if (contents && contents->kind == ContentsKind::StoredFile) return ordered_json::array();
+  return Try(
+      [&] {
+        return DescribeAll(mail.BodyCount(), exitCode,
+                           [&](std::int32_t i) { return DescribeBody(mail.Body(i)); });
+      },
+      exitCode);
+}
+
+ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t position,
+                          int& exitCode) {
+  const MailHeaders headers = open.Headers(position);
+  const host::Mail mail = open.MailAt(position);
+  ordered_json json;
+  const auto add = [&](const char* name, const std::optional<std::string>& text) {
+    json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
+  };
+  std::optional<MailContents> contents;
+  std::optional<std::int64_t> instant;
+  ordered_json error = Try(
+      [&] {
+        contents = open.Contents(position);
+        instant = ComposeMail(headers, *contents, {}).instant;
+        return ordered_json();
+      },
+      exitCode);
+  add("date", instant ? std::optional(ToLocalText(*instant)) : std::nullopt);
+  add("from", headers.from);
+  add("to", headers.to);
+  add("subject", headers.subject);
+  add("messageId", headers.messageId);
+  if (!error.is_null()) json["error"] = error["error"];
+  json["bodies"] = DescribeBodies(mail, contents, exitCode);
+  json["attachments"] = Try(
+      [&] {
+        return DescribeAll(mail.AttachedCount(), exitCode,
+                           [&](std::int32_t i) { return DescribeFile(mail.Attached(i)); });
+      },
+      exitCode);
+  return json;
+}
+
+void PrintPart(const char* title, const ordered_json& part) {
+  if (part.contains("text")) {
+    std::cout << '\n' << part["text"].get<std::string>() << '\n';
+  } else if (part.contains("error")) {
+    std::cout << '\n' << title << " (cannot be read: " << part["error"].get<std::string>() << ")\n";
+  } else {
+    std::cout << '\n'
+              << title << " *" << part["extension"].get<std::string>() << ", " << part["size"]
+              << " bytes\n";
+  }
+}
+
+void PrintParts(const char* title, const ordered_json& parts) {
+  if (parts.is_object()) {
+    PrintPart(title, parts);
+    return;
+  }
+  for (const ordered_json& part : parts)
+    PrintPart(title, part);
+}
+
+void Print(const ordered_json& mail) {
+  for (const char* name : {"date", "from", "to", "subject", "messageId", "error"}) {
+    if (mail.contains(name) && mail[name].is_string()) {
+      std::cout << name << ": " << mail[name].get<std::string>() << '\n';
+    }
+  }
+  PrintParts("body", mail["bodies"]);
+  PrintParts("attachment", mail["attachments"]);
+}
+
+}  // namespace
+
+int RunShow(const host::Library& library, const Options& options) {
+  g_mime_init();
+  const MailReader reader(library);
+  const FolderPlace place = FindFolders(reader.session(), options.folder).front();
+  const MailReader::OpenFolder open(reader, place);
+  if (options.mail < 0 || options.mail >= open.mailCount()) {
+    throw std::runtime_error(place.Name() + " has no mail " + std::to_string(options.mail));
+  }
+  if (options.isSource) {
+    std::cout << ComposeMail(open.Headers(options.mail), open.Contents(options.mail),
+                             reader.session().accountName())
+                     .bytes;
+    return EXIT_ALL_DONE;
+  }
+  int exitCode = EXIT_ALL_DONE;
+  const ordered_json mail = DescribeMail(open, options.mail, exitCode);
+  if (options.isJson) {
+    std::cout << mail.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+  } else {
+    Print(mail);
+  }
+  return exitCode;
+}
+
+}  // namespace nimport::command

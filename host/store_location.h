@@ -1,0 +1,43 @@
+#ifndef NIMPORT_HOST_STORE_LOCATION_H_
+#define NIMPORT_HOST_STORE_LOCATION_H_
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/native_path.h"
+
+namespace nimport::host {
+
+// Where a store is. All empty: the plug-in's own settings, by default the Wine prefix.
+struct StoreLocation {
+  std::filesystem::path databaseDirectory;  // holds Cabdata.mdb; needs no registry
+  std::vector<std::filesystem::path> registryFiles;
+  DriveMap drives;       // added to those of the environment
+  std::string memberId;  // stands for the registry's; may be empty
+};
+
+// Tells the plug-in, through this process's environment, where the store is, as long as the object
+// lives. Made before the library is loaded; one object per process at a time.
+class StoreSettings {
+ public:
+  // Throws std::runtime_error when a directory or file is not there or no drive letter is free.
+  explicit StoreSettings(const StoreLocation& location);
+  ~StoreSettings();
+  StoreSettings(const StoreSettings&) = delete;
+  StoreSettings& operator=(const StoreSettings&) = delete;
+
+ private:
+  void SetRegistry(const StoreLocation& location, const std::string& databaseDrive);
+  [[nodiscard]] std::filesystem::path LinkIfNeeded(const std::filesystem::path& target,
+                                                   char separator);
+  [[nodiscard]] const std::filesystem::path& PrivateDirectory();
+
+  // For the registry file that is written for the plug-in; empty until it is needed.
+  std::filesystem::path privateDirectory_;
+  int linkCount_ = 0;
+};
+
+}  // namespace nimport::host
+
+#endif  // NIMPORT_HOST_STORE_LOCATION_H_
