@@ -1,0 +1,219 @@
+#include "mkstore/encodings.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "common/code_page_932.h"
+#include "jetwriter/iconv_converter.h"
+#include "jetwriter/write_error.h"
+
+namespace nimport::mkstore {
+namespace {
+
+constexpr std::string_view BASE64_DIGITS =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
+
+// Characters of an encoded word's text; 75 with the marks around it in every charset of use.
+constexpr std::size_t WORD_CHARACTERS = 12;
+constexpr std::size_t MAX_LINE_CHARACTERS = 76;
+
+std::string ToLower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
+std::string Convert(std::string_view utf8, const std::string& charset) {
+  static std::map<std::string, std::unique_ptr<jetwriter::IconvConverter>> converters;
+  auto& converter = converters[charset];
+  if (!converter) converter = std::make_unique<jetwriter::IconvConverter>(charset);
+  return converter->Convert(utf8);
+}
+
+unsigned ByteAt(std::string_view bytes, std::size_t at) {
+  return static_cast<unsigned char>(bytes[at]);
+}
+
+constexpr unsigned CELLS_PER_LEAD = 188;
+
+// The place of a double-byte character of code page 932 in the sequence of all that there could be.
+constexpr unsigned ToCell(unsigned lead, unsigned trail) {
+  const unsigned row = lead < 0xA0 ? lead - 0x81 : lead - 0xC1;
+  return row * CELLS_PER_LEAD + trail - (trail < 0x80 ? 0x40 : 0x41);
+}
+
+// IBM's kanji stand in code page 932 behind the 94 rows that JIS can express, and a second time
+// within them, in the same order: from ED 40 on.
+unsigned ToJisCell(unsigned lead, unsigned trail) {
+  constexpr unsigned IBM_KANJI = ToCell(0xFA, 0x5C);
+  constexpr unsigned IBM_SMALL_NUMERALS = ToCell(0xFA, 0x40);
+  const unsigned cell = ToCell(lead, trail);
+  if (cell >= IBM_KANJI) return cell - IBM_KANJI + ToCell(0xED, 0x40);
+  if (cell >= IBM_SMALL_NUMERALS) return cell - IBM_SMALL_NUMERALS + ToCell(0xEE, 0xEF);
+  return cell;
+}
+
+std::string ToIso2022Jp(std::string_view utf8) {
+  constexpr std::string_view ASCII = "\x1B(B";
+  constexpr std::string_view KATAKANA = "\x1B(I";
+  constexpr std::string_view KANJI = "\x1B$B";
+  const std::string bytes = Convert(utf8, jetwriter::IconvNameOf(932));
+  std::string result;
+  std::string_view set = ASCII;
+  const auto select = [&](std::string_view wanted) {
+    if (set != wanted) result += wanted;
+    set = wanted;
+  };
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const unsigned byte = ByteAt(bytes, i);
+    if (IsLeadByte(static_cast<unsigned char>(byte)) && i + 1 < bytes.size()) {
+      const unsigned cell = ToJisCell(byte, ByteAt(bytes, ++i));
+      select(KANJI);
+      result.push_back(static_cast<char>(0x21 + cell / 94));
+      result.push_back(static_cast<char>(0x21 + cell % 94));
+    } else {
+      select(byte >= 0x80 ? KATAKANA : ASCII);
+      result.push_back(static_cast<char>(byte & 0x7F));
+    }
+  }
+  select(ASCII);
+  return result;
+}
+
+std::size_t CharacterBytes(std::string_view utf8) {
+  std::size_t length = 1;
+  while (length < utf8.size() && (ByteAt(utf8, length) & 0xC0) == 0x80)
+    ++length;
+  return length;
+}
+
+std::string_view FirstCharacters(std::string_view utf8, std::size_t count) {
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < count && length < utf8.size(); ++i) {
+    length += CharacterBytes(utf8.substr(length));
+  }
+  return utf8.substr(0, length);
+}
+
+void AppendQuoted(std::string& text, unsigned byte) {
+  text += '=';
+  text += HEX_DIGITS[byte >> 4];
+  text += HEX_DIGITS[byte & 0xF];
+}
+
+std::string EncodeQ(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    if (c == ' ') {
+      text += '_';
+    } else if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+      text += c;
+    } else {
+      AppendQuoted(text, static_cast<unsigned char>(c));
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+std::optional<std::string> DecodeBase64(std::string_view text) {
+  std::string bytes;
+  std::uint32_t bits = 0;
+  unsigned count = 0;
+  for (const char c : text) {
+    if (c == '=' || std::isspace(static_cast<unsigned char>(c)) != 0) continue;
+    const std::size_t digit = BASE64_DIGITS.find(c);
+    if (digit == std::string_view::npos) return std::nullopt;
+    bits = bits << 6 | static_cast<std::uint32_t>(digit);
+    if (++count % 4 != 1) {
+      bytes.push_back(static_cast<char>(bits >> (6 - 2 * ((count - 1) % 4))));
+    }
+  }
+  return bytes;
+}
+
+std::optional<std::string> DecodeHex(std::string_view digits) {
+  std::string bytes;
+  if (digits.size() % 2 != 0) return std::nullopt;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    const auto digitAt = [&](std::size_t at) {
+      return HEX_DIGITS.find(
+          static_cast<char>(std::toupper(static_cast<unsigned char>(digits[at]))));
+    };
+    const std::size_t high = digitAt(i);
+    const std::size_t low = digitAt(i + 1);
+    if (high > 0xF || low > 0xF) return std::nullopt;
+    bytes.push_back(static_cast<char>(high << 4 | low));
+  }
+  return bytes;
+}
+
+std::string EncodeBase64(std::string_view bytes) {
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
+    std::uint32_t bits = 0;
+    for (std::size_t k = 0; k < 3; ++k)
+      bits = bits << 8 | (k < count ? ByteAt(bytes, i + k) : 0);
+    for (std::size_t k = 0; k < 4; ++k) {
+      text += k <= count ? BASE64_DIGITS[(bits >> (18 - 6 * k)) & 0x3F] : '=';
+    }
+  }
+  return text;
+}
+
+std::string EncodeQuotedPrintable(std::string_view bytes) {
+  std::string text;
+  std::size_t lineStart = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const unsigned byte = ByteAt(bytes, i);
+    if (byte == '\r' || byte == '\n') {
+      text += static_cast<char>(byte);
+      lineStart = text.size();
+      continue;
+    }
+    if (text.size() - lineStart + 4 > MAX_LINE_CHARACTERS) {
+      text += "=\r\n";
+      lineStart = text.size();
+    }
+    const bool endsLine = i + 1 == bytes.size() || bytes[i + 1] == '\r' || bytes[i + 1] == '\n';
+    const bool isPlain = (byte > ' ' && byte < 0x7F && byte != '=') || (byte == ' ' && !endsLine);
+    if (isPlain) {
+      text += static_cast<char>(byte);
+    } else {
+      AppendQuoted(text, byte);
+    }
+  }
+  return text;
+}
+
+std::string ToCharset(std::string_view utf8, std::string_view charset) {
+  const std::string name = ToLower(charset);
+  if (name == "utf-8") return std::string(utf8);
+  if (name == "iso-2022-jp") return ToIso2022Jp(utf8);
+  if (name == "shift_jis") return Convert(utf8, jetwriter::IconvNameOf(932));
+  if (name == "euc-jp") return Convert(utf8, "EUC-JP-MS");
+  return Convert(utf8, name);
+}
+
+std::string ToEncodedWords(std::string_view utf8, std::string_view charset, char encoding) {
+  std::string words;
+  while (!utf8.empty()) {
+    const std::string_view piece = FirstCharacters(utf8, WORD_CHARACTERS);
+    utf8.remove_prefix(piece.size());
+    const std::string bytes = ToCharset(piece, charset);
+    words += words.empty() ? "" : "\r\n ";
+    words += "=?" + std::string(charset) + "?" + encoding + "?";
+    words += encoding == 'B' ? EncodeBase64(bytes) : EncodeQ(bytes);
+    words += "?=";
+  }
+  return words;
+}
+
+}  // namespace nimport::mkstore
