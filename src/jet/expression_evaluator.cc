@@ -1,0 +1,379 @@
+#include "jet/expression_evaluator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "jet/database_error.h"
+#include "jet/sql_text.h"
+
+namespace nimport::jet {
+namespace {
+
+// Stored queries multiply what they take from one another: thirty small ones could name an
+// expression that no machine finishes.
+constexpr std::size_t MAX_BOUND_WEIGHT = 50'000;
+constexpr std::size_t MAX_BOUND_DEPTH = 1'000;
+
+// What & and + may make of texts, each of which has at most the file's size.
+constexpr std::size_t MAX_JOINED_BYTES = std::size_t{64} << 20;
+
+[[noreturn]] void FailEvaluation(const std::string& reason) {
+  throw DatabaseError({}, reason);
+}
+
+Text Join(std::string left, std::string_view right) {
+  if (left.size() + right.size() > MAX_JOINED_BYTES) {
+    FailEvaluation("a text that a stored query puts together is too long");
+  }
+  left += right;
+  return Text{std::move(left)};
+}
+
+bool IsIntegral(ColumnType type) {
+  return type == ColumnType::Boolean || type == ColumnType::Byte || type == ColumnType::Integer ||
+         type == ColumnType::Long;
+}
+
+ColumnType ArithmeticType(const std::vector<BoundPtr>& operands) {
+  const auto hasType = [&operands](ColumnType type) {
+    return std::any_of(operands.begin(), operands.end(),
+                       [type](const BoundPtr& operand) { return operand->type == type; });
+  };
+  const bool areIntegral =
+      std::all_of(operands.begin(), operands.end(),
+                  [](const BoundPtr& operand) { return IsIntegral(operand->type); });
+  if (areIntegral) return ColumnType::Long;
+  return hasType(ColumnType::DateTime) ? ColumnType::DateTime : ColumnType::Double;
+}
+
+ColumnType ResultType(Operation operation, const std::vector<BoundPtr>& operands) {
+  const auto isText = [](const BoundPtr& operand) {
+    return operand->type == ColumnType::Text || operand->type == ColumnType::Memo;
+  };
+  switch (operation) {
+    case Operation::Concatenate:
+      return ColumnType::Text;
+    case Operation::Add:
+      if (std::all_of(operands.begin(), operands.end(), isText)) return ColumnType::Text;
+      return ArithmeticType(operands);
+    case Operation::Negate:
+    case Operation::Subtract:
+    case Operation::Multiply:
+      return ArithmeticType(operands);
+    case Operation::DivideWhole:
+    case Operation::Modulo:
+      return ColumnType::Long;
+    case Operation::Divide:
+    case Operation::Power:
+      return ColumnType::Double;
+    case Operation::IfPresent:
+      return operands.front()->type;
+    default:
+      return ColumnType::Boolean;
+  }
+}
+
+ColumnType LiteralType(const Value& literal) {
+  if (std::holds_alternative<bool>(literal)) return ColumnType::Boolean;
+  if (std::holds_alternative<std::int32_t>(literal)) return ColumnType::Long;
+  if (std::holds_alternative<double>(literal)) return ColumnType::Double;
+  if (std::holds_alternative<Date>(literal)) return ColumnType::DateTime;
+  return ColumnType::Text;
+}
+
+Truth Not(Truth truth) {
+  if (truth == Truth::Unknown) return truth;
+  return truth == Truth::True ? Truth::False : Truth::True;
+}
+
+Truth ToTruth(bool condition) {
+  return condition ? Truth::True : Truth::False;
+}
+
+Value ToValue(Truth truth) {
+  return truth == Truth::Unknown ? Value() : Value(truth == Truth::True);
+}
+
+Truth ToTruth(const Value& value) {
+  const auto number = ToNumber(value);
+  return number ? ToTruth(*number != 0) : Truth::Unknown;
+}
+
+Truth TestOrdering(Operation operation, std::partial_ordering ordering) {
+  if (ordering == std::partial_ordering::unordered) return Truth::Unknown;
+  switch (operation) {
+    case Operation::Less:
+      return ToTruth(ordering < 0);
+    case Operation::LessOrEqual:
+      return ToTruth(ordering <= 0);
+    case Operation::Greater:
+      return ToTruth(ordering > 0);
+    default:
+      return ToTruth(ordering >= 0);
+  }
+}
+
+// A 32-bit integer where the number is whole, fits, and came from integers.
+Value MakeNumber(double number, bool isInteger) {
+  const bool fits = number >= std::numeric_limits<std::int32_t>::min() &&
+                    number <= std::numeric_limits<std::int32_t>::max();
+  if (isInteger && fits && number == std::trunc(number)) return static_cast<std::int32_t>(number);
+  return std::isfinite(number) ? Value(number) : Value();
+}
+
+bool IsIntegerValue(const Value& value) {
+  return std::holds_alternative<bool>(value) || std::holds_alternative<std::uint8_t>(value) ||
+         std::holds_alternative<std::int16_t>(value) || std::holds_alternative<std::int32_t>(value);
+}
+
+// The whole-number operators round their operands first, halves to even as the processor does.
+Value DivideRounded(Operation operation, double left, double right) {
+  const double dividend = std::nearbyint(left);
+  const double divisor = std::nearbyint(right);
+  if (divisor == 0) return {};
+  const double result = operation == Operation::Modulo ? std::fmod(dividend, divisor)
+                                                       : std::trunc(dividend / divisor);
+  return MakeNumber(result, true);
+}
+
+Value Calculate(Operation operation, const Value& left, const Value& right) {
+  const auto leftNumber = ToNumber(left);
+  const auto rightNumber = ToNumber(right);
+  if (!leftNumber || !rightNumber) return {};
+  const bool isInteger = IsIntegerValue(left) && IsIntegerValue(right);
+  const bool isLeftDate = std::holds_alternative<Date>(left);
+  const bool isRightDate = std::holds_alternative<Date>(right);
+  switch (operation) {
+    case Operation::Add:
+      if (isLeftDate || isRightDate) return Date{*leftNumber + *rightNumber};
+      return MakeNumber(*leftNumber + *rightNumber, isInteger);
+    case Operation::Subtract:
+      if (isLeftDate && !isRightDate) return Date{*leftNumber - *rightNumber};
+      return MakeNumber(*leftNumber - *rightNumber, isInteger);
+    case Operation::Multiply:
+      return MakeNumber(*leftNumber * *rightNumber, isInteger);
+    case Operation::Divide:
+      return *rightNumber == 0 ? Value() : MakeNumber(*leftNumber / *rightNumber, false);
+    case Operation::Power:
+      return MakeNumber(std::pow(*leftNumber, *rightNumber), false);
+    default:
+      return DivideRounded(operation, *leftNumber, *rightNumber);
+  }
+}
+
+class Evaluator {
+ public:
+  Evaluator(const ColumnValues& values, const TextRules& texts) : values_(values), texts_(texts) {}
+
+  [[nodiscard]] Value ValueOf(const BoundExpression& expression) const {
+    switch (expression.operation) {
+      case Operation::Literal:
+        return expression.literal;
+      case Operation::Column:
+        return values_.Get(expression.slot, expression.column);
+      case Operation::IfPresent:
+        return HasRow(expression.slots) ? Operand(expression, 0) : Value();
+      case Operation::Negate:
+        return Calculate(Operation::Subtract, std::int32_t{0}, Operand(expression, 0));
+      case Operation::Concatenate:
+        return Concatenate(Operand(expression, 0), Operand(expression, 1));
+      case Operation::Add:
+        return AddOrJoin(Operand(expression, 0), Operand(expression, 1));
+      case Operation::Subtract:
+      case Operation::Multiply:
+      case Operation::Divide:
+      case Operation::DivideWhole:
+      case Operation::Modulo:
+      case Operation::Power:
+        return Calculate(expression.operation, Operand(expression, 0), Operand(expression, 1));
+      default:
+        return ToValue(TruthOf(expression));
+    }
+  }
+
+  [[nodiscard]] Truth TruthOf(const BoundExpression& expression) const {
+    switch (expression.operation) {
+      case Operation::Equal:
+        return AreEqual(Operand(expression, 0), Operand(expression, 1));
+      case Operation::NotEqual:
+        return Not(AreEqual(Operand(expression, 0), Operand(expression, 1)));
+      case Operation::Less:
+      case Operation::LessOrEqual:
+      case Operation::Greater:
+      case Operation::GreaterOrEqual:
+        return TestOrdering(expression.operation,
+                            CompareValues(Operand(expression, 0), Operand(expression, 1), texts_));
+      case Operation::And:
+        return Chain(expression, Truth::False);
+      case Operation::Or:
+        return Chain(expression, Truth::True);
+      case Operation::Not:
+        return Not(TruthOf(*expression.operands.front()));
+      case Operation::IsNull:
+        return ToTruth(IsNull(Operand(expression, 0)));
+      case Operation::In:
+        return IsIn(expression);
+      case Operation::Between:
+        return IsBetween(expression);
+      case Operation::Like:
+        return IsLike(expression);
+      default:
+        return ToTruth(ValueOf(expression));
+    }
+  }
+
+ private:
+  [[nodiscard]] Value Operand(const BoundExpression& expression, std::size_t index) const {
+    return ValueOf(*expression.operands[index]);
+  }
+
+  [[nodiscard]] bool HasRow(const SlotSet& slots) const {
+    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
+      if (slots.test(slot) && values_.IsPresent(static_cast<Slot>(slot))) return true;
+    }
+    return false;
+  }
+
+  // Texts that differ in length need no conversion to be told apart.
+  [[nodiscard]] Truth AreEqual(const Value& left, const Value& right) const {
+    const auto leftText = ToText(left);
+    const auto rightText = ToText(right);
+    if (leftText && rightText) return ToTruth(texts_.AreEqual(*leftText, *rightText));
+    const auto ordering = CompareValues(left, right, texts_);
+    return ordering == std::partial_ordering::unordered ? Truth::Unknown : ToTruth(ordering == 0);
+  }
+
+  // And and Or: `decisive` settles the whole, an unknown operand leaves it open.
+  [[nodiscard]] Truth Chain(const BoundExpression& expression, Truth decisive) const {
+    Truth result = Not(decisive);
+    for (const BoundPtr& operand : expression.operands) {
+      const Truth truth = TruthOf(*operand);
+      if (truth == decisive) return decisive;
+      if (truth == Truth::Unknown) result = Truth::Unknown;
+    }
+    return result;
+  }
+
+  [[nodiscard]] Truth IsIn(const BoundExpression& expression) const {
+    const Value value = Operand(expression, 0);
+    Truth result = Truth::False;
+    for (std::size_t i = 1; i < expression.operands.size(); ++i) {
+      const Truth truth = AreEqual(value, Operand(expression, i));
+      if (truth == Truth::True) return truth;
+      result = std::max(result, truth);
+    }
+    return result;
+  }
+
+  [[nodiscard]] Truth IsBetween(const BoundExpression& expression) const {
+    const Value value = Operand(expression, 0);
+    const Value low = Operand(expression, 1);
+    const Value high = Operand(expression, 2);
+    // Jet takes the limits in either order.
+    return Or(IsFromTo(value, low, high), IsFromTo(value, high, low));
+  }
+
+  static Truth Or(Truth left, Truth right) { return std::max(left, right); }
+
+  [[nodiscard]] Truth IsFromTo(const Value& value, const Value& low, const Value& high) const {
+    return std::min(TestOrdering(Operation::GreaterOrEqual, CompareValues(value, low, texts_)),
+                    TestOrdering(Operation::LessOrEqual, CompareValues(value, high, texts_)));
+  }
+
+  [[nodiscard]] Truth IsLike(const BoundExpression& expression) const {
+    const Value value = Operand(expression, 0);
+    if (IsNull(value)) return Truth::Unknown;
+    const std::u16string text = texts_.Fold(ToDisplayText(value));
+    if (expression.pattern) return ToTruth(expression.pattern->Matches(text));
+    const Value pattern = Operand(expression, 1);
+    if (IsNull(pattern)) return Truth::Unknown;
+    try {
+      return ToTruth(LikePattern(texts_.Fold(ToDisplayText(pattern))).Matches(text));
+    } catch (const SqlError& error) {
+      FailEvaluation(error.what());
+    }
+  }
+
+  [[nodiscard]] static Value Concatenate(const Value& left, const Value& right) {
+    if (IsNull(left) && IsNull(right)) return {};
+    return Join(ToDisplayText(left), ToDisplayText(right));
+  }
+
+  [[nodiscard]] static Value AddOrJoin(const Value& left, const Value& right) {
+    const auto leftText = ToText(left);
+    const auto rightText = ToText(right);
+    if (leftText && rightText) return Join(std::string(*leftText), *rightText);
+    return Calculate(Operation::Add, left, right);
+  }
+
+  const ColumnValues& values_;
+  const TextRules& texts_;
+};
+
+}  // namespace
+
+BoundPtr BindLiteral(const Value& utf8Literal, const TextRules& texts) {
+  auto bound = std::make_shared<BoundExpression>();
+  const auto text = ToText(utf8Literal);
+  bound->literal = text ? Value(Text{texts.FromUtf8(*text)}) : utf8Literal;
+  bound->type = LiteralType(utf8Literal);
+  return bound;
+}
+
+BoundPtr BindColumn(Slot slot, std::size_t column, ColumnType type) {
+  auto bound = std::make_shared<BoundExpression>();
+  bound->operation = Operation::Column;
+  bound->type = type;
+  bound->slot = slot;
+  bound->column = column;
+  bound->slots.set(slot);
+  return bound;
+}
+
+BoundPtr BindOperation(Operation operation, std::vector<BoundPtr> operands,
+                       const TextRules& texts) {
+  auto bound = std::make_shared<BoundExpression>();
+  bound->operation = operation;
+  bound->type = ResultType(operation, operands);
+  for (const BoundPtr& operand : operands) {
+    bound->slots |= operand->slots;
+    bound->depth = std::max(bound->depth, operand->depth + 1);
+    bound->weight += operand->weight;
+  }
+  if (bound->weight > MAX_BOUND_WEIGHT || bound->depth > MAX_BOUND_DEPTH) {
+    throw SqlError("with the columns that it takes from other queries it becomes too large");
+  }
+  if (operation == Operation::Like && operands[1]->operation == Operation::Literal &&
+      !IsNull(operands[1]->literal)) {
+    bound->pattern.emplace(texts.Fold(ToDisplayText(operands[1]->literal)));
+  }
+  bound->operands = std::move(operands);
+  return bound;
+}
+
+BoundPtr BindIfPresent(BoundPtr value, SlotSet sources) {
+  auto bound = std::make_shared<BoundExpression>();
+  bound->operation = Operation::IfPresent;
+  bound->type = value->type;
+  bound->slots = sources | value->slots;
+  bound->depth = value->depth + 1;
+  bound->weight = value->weight + 1;
+  bound->operands.push_back(std::move(value));
+  return bound;
+}
+
+Value Evaluate(const BoundExpression& expression, const ColumnValues& values,
+               const TextRules& texts) {
+  return Evaluator(values, texts).ValueOf(expression);
+}
+
+Truth EvaluateCondition(const BoundExpression& expression, const ColumnValues& values,
+                        const TextRules& texts) {
+  return Evaluator(values, texts).TruthOf(expression);
+}
+
+}  // namespace nimport::jet

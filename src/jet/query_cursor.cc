@@ -1,0 +1,277 @@
+#include "jet/query_cursor.h"
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "jet/query_result.h"
+
+namespace nimport::jet {
+namespace {
+
+// Some ten seconds. What a join by indexes looks at between two rows of its result is at most all
+// driving rows once.
+constexpr std::uint64_t MAX_COMBINATIONS = std::uint64_t{1} << 28;
+
+// Equal keys have equal hashes. Empty when one is null, since null equals nothing.
+std::optional<std::int32_t> HashKeys(const std::vector<BoundPtr>& keys, const RowSet& rows,
+                                     const TextRules& texts) {
+  std::string bytes;
+  for (const BoundPtr& key : keys) {
+    const Value value = Evaluate(*key, rows, texts);
+    if (IsNull(value)) return std::nullopt;
+    AppendSortKey(value, texts, bytes);
+  }
+  return static_cast<std::int32_t>(std::hash<std::string_view>{}(bytes));
+}
+
+void ListRightRows(JoinStep& step, const QueryContext& context) {
+  RowList list(step.rightSlotList);
+  RowNumberIndex index;
+  JoinCursor cursor(*step.right, context);
+  while (cursor.Next()) {
+    const auto row = static_cast<std::uint32_t>(list.Size());
+    list.Add(cursor.Rows(), context);
+    if (step.rightKeys.empty()) continue;
+    if (const auto hash = HashKeys(step.rightKeys, cursor.Rows(), context.texts)) {
+      index.Add(*hash, row);
+    }
+  }
+  list.ShrinkToFit();
+  index.Sort();
+  step.rightIndex = std::move(index);
+  step.rightRows = std::move(list);
+}
+
+}  // namespace
+
+bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows, const TextRules& texts) {
+  return std::all_of(conditions.begin(), conditions.end(), [&](const BoundPtr& condition) {
+    return EvaluateCondition(*condition, rows, texts) == Truth::True;
+  });
+}
+
+DrivingCursor::DrivingCursor(DrivingRows& driving, const QueryContext& context, RowSet& rows)
+    : driving_(driving), context_(context), rows_(rows) {}
+
+bool DrivingCursor::Next() {
+  if (IsQuery()) return NextOfQuery();
+  return isNarrowed_ ? NextOfEntries() : NextOfScan();
+}
+
+bool DrivingCursor::NextOfQuery() {
+  const RowList& list = RowsOf(*driving_.query, context_);
+  const std::size_t next = hasPosition_ ? std::size_t{position_} + 1 : 0;
+  if (next >= list.Size()) return false;
+  MoveTo(static_cast<std::uint32_t>(next));
+  return true;
+}
+
+bool DrivingCursor::NextOfEntries() {
+  if (entries_.empty()) return false;
+  position_ = entries_.front().id.packed;
+  hasPosition_ = true;
+  entries_ = entries_.subspan(1);
+  rows_.SetId(driving_.slot, position_);
+  return true;
+}
+
+bool DrivingCursor::NextOfScan() {
+  if (!scan_) {
+    scan_ = context_.tables[driving_.slot]->OpenScan();
+    if (hasPosition_) scan_->ContinueAfter(RowId{position_});
+  }
+  // The row set must not hold on to a row that the scan leaves.
+  rows_.SetId(driving_.slot, NO_ROW);
+  if (!scan_->Next()) return false;
+  position_ = scan_->Id().packed;
+  hasPosition_ = true;
+  rows_.SetRow(driving_.slot, *scan_);
+  return true;
+}
+
+void DrivingCursor::Restart() {
+  if (!IsQuery()) rows_.SetId(driving_.slot, NO_ROW);
+  scan_.reset();
+  isNarrowed_ = false;
+  hasPosition_ = false;
+}
+
+void DrivingCursor::MoveTo(std::uint32_t position) {
+  if (IsQuery()) {
+    const RowList& list = RowsOf(*driving_.query, context_);
+    if (position >= list.Size()) FailQuery(context_, "the row of the bookmark is not there");
+    list.Put(position, rows_);
+  } else {
+    rows_.SetId(driving_.slot, position);
+    scan_.reset();
+    isNarrowed_ = false;
+  }
+  position_ = position;
+  hasPosition_ = true;
+}
+
+void DrivingCursor::Narrow(std::span<const IndexEntry> entries) {
+  if (hasPosition_) {
+    const auto behind = std::upper_bound(
+        entries.begin(), entries.end(), position_,
+        [](std::uint32_t id, const IndexEntry& entry) { return id < entry.id.packed; });
+    entries = {behind, entries.end()};
+  }
+  entries_ = entries;
+  isNarrowed_ = true;
+}
+
+void DrivingCursor::Widen() {
+  if (!isNarrowed_) return;
+  isNarrowed_ = false;
+  // Drops a row that may belong to the scan, which is opened again where the index has led.
+  const std::uint32_t id = rows_.Id(driving_.slot);
+  rows_.SetId(driving_.slot, NO_ROW);
+  rows_.SetId(driving_.slot, id);
+  scan_.reset();
+}
+
+void WorkLimit::Count() {
+  if (++count_ <= MAX_COMBINATIONS) return;
+  FailQuery(context_, "the query joins so many rows without a result that it would not end");
+}
+
+MatchCursor::MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows, WorkLimit& work)
+    : step_(step), context_(context), rows_(rows), work_(work) {}
+
+void MatchCursor::Open() {
+  next_ = 0;
+  hasMatched_ = false;
+  if (step_.probeColumn) {
+    OpenProbe();
+  } else {
+    OpenList();
+  }
+}
+
+void MatchCursor::OpenProbe() {
+  if (probeIndex_.empty()) {
+    probeIndex_ = context_.tables[step_.right->driving.slot]->IntegerIndex(*step_.probeColumn);
+  }
+  const auto value = EvaluateInteger(*step_.probeKey, rows_, context_.texts);
+  probed_ = value ? FindInIndex(probeIndex_, *value) : std::span<const IndexEntry>();
+}
+
+void MatchCursor::OpenList() {
+  if (!step_.rightRows) ListRightRows(step_, context_);
+  hashed_ = {};
+  if (step_.leftKeys.empty()) return;
+  const auto hash = HashKeys(step_.leftKeys, rows_, context_.texts);
+  if (hash) hashed_ = step_.rightIndex.Find(*hash);
+}
+
+std::size_t MatchCursor::CandidateCount() const {
+  if (step_.probeColumn) return probed_.size();
+  return step_.leftKeys.empty() ? step_.rightRows->Size() : hashed_.size();
+}
+
+void MatchCursor::PutCandidate(std::size_t index) {
+  if (step_.probeColumn) {
+    rows_.SetId(step_.right->driving.slot, probed_[index].id.packed);
+  } else {
+    step_.rightRows->Put(step_.leftKeys.empty() ? index : hashed_[index].row, rows_);
+  }
+}
+
+bool MatchCursor::IsMatch() const {
+  // Listed rows have passed the filters of their own chain already.
+  if (step_.probeColumn && !HoldAll(step_.right->driving.filters, rows_, context_.texts)) {
+    return false;
+  }
+  return HoldAll(step_.conditions, rows_, context_.texts);
+}
+
+bool MatchCursor::Next() {
+  const std::size_t count = CandidateCount();
+  while (next_ < count) {
+    work_.Count();
+    PutCandidate(next_++);
+    if (!IsMatch()) continue;
+    hasMatched_ = true;
+    if (HoldAll(step_.filters, rows_, context_.texts)) return true;
+  }
+  if (!step_.keepsLeft || hasMatched_) return false;
+  hasMatched_ = true;
+  for (const Slot slot : step_.rightSlotList)
+    rows_.SetId(slot, NO_ROW);
+  return HoldAll(step_.filters, rows_, context_.texts);
+}
+
+JoinCursor::JoinCursor(JoinChain& chain, const QueryContext& context)
+    : chain_(chain),
+      context_(context),
+      rows_(context),
+      work_(context),
+      driving_(chain.driving, context, rows_) {
+  matches_.reserve(chain.steps.size());
+  for (JoinStep& step : chain.steps)
+    matches_.emplace_back(step, context, rows_, work_);
+}
+
+bool JoinCursor::Next() {
+  work_.Restart();
+  return Advance(isOnRow_ ? matches_.size() : 0);
+}
+
+void JoinCursor::Restart() {
+  driving_.Restart();
+  isOnRow_ = false;
+}
+
+bool JoinCursor::NextDrivingRow() {
+  while (driving_.Next()) {
+    if (HoldAll(chain_.driving.filters, rows_, context_.texts)) return true;
+  }
+  return false;
+}
+
+// `level` says where to go on: 0 with the next driving row, n with the next match of the n-th join.
+bool JoinCursor::Advance(std::size_t level) {
+  const std::size_t last = matches_.size();
+  isOnRow_ = false;
+  for (;;) {
+    if (level == 0) {
+      if (!NextDrivingRow()) return false;
+      rowsOfDriving_ = 0;
+    } else if (!matches_[level - 1].Next()) {
+      --level;
+      continue;
+    }
+    if (level == last) break;
+    matches_[level++].Open();
+  }
+  match_ = rowsOfDriving_++;
+  isOnRow_ = true;
+  return true;
+}
+
+void JoinCursor::MoveTo(ChainPosition position) {
+  work_.Restart();
+  driving_.MoveTo(position.driving);
+  rowsOfDriving_ = 0;
+  if (matches_.empty()) {
+    match_ = rowsOfDriving_++;
+    isOnRow_ = true;
+    return;
+  }
+  matches_.front().Open();
+  std::size_t level = 1;
+  do {
+    if (!Advance(level) || driving_.Position() != position.driving) {
+      isOnRow_ = false;
+      FailQuery(context_, "the row of the bookmark is no longer there");
+    }
+    level = matches_.size();
+  } while (match_ < position.match);
+}
+
+}  // namespace nimport::jet
