@@ -7,10 +7,10 @@
 #include "common/code_page_932.h"
 #include "common/failure.h"
 #include "extraction/smime_types.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_row.h"
 #include "mailstore/mail_text.h"
 #include "mailstore/mime_file.h"
+#include "platform/columns.h"
 
 namespace nimport::extraction {
 namespace {
@@ -65,7 +65,7 @@ std::string CopyFile(Extraction& extraction, const std::optional<std::string>& s
 }
 
 std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
-  return CopyFile(extraction, mailstore::ReadText(*row.recordset, row.columns.filePathColumn));
+  return CopyFile(extraction, platform::ReadText(*row.recordset, row.columns.filePathColumn));
 }
 
 // The path in the first row of the received files whose MailID begins with `key`.
@@ -73,14 +73,14 @@ std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const Nam
   const auto query = store.database.OpenQuery(mailstore::LINKED_FILE_QUERY);
   const auto rows = query->OpenRecordset();
   for (; !rows->IsEof(); rows->MoveNext()) {
-    const std::optional<std::string> mailId = mailstore::ReadText(*rows, "MailID");
-    if (mailId && mailId->starts_with(key.str())) return mailstore::ReadText(*rows, "RcvFilePath");
+    const std::optional<std::string> mailId = platform::ReadText(*rows, "MailID");
+    if (mailId && mailId->starts_with(key.str())) return platform::ReadText(*rows, "RcvFilePath");
   }
   FailInvalid("no received file has the MailID of the forwarded mail");
 }
 
 std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
-  const auto mailId = mailstore::ReadText(*row.recordset, row.columns.filePathColumn);
+  const auto mailId = platform::ReadText(*row.recordset, row.columns.filePathColumn);
   if (!mailId) FailInvalid("the mail names no received file");
   return CopyFile(extraction, FindLinkedPath(extraction.store, NameText::Cut(*mailId)));
 }

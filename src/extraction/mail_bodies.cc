@@ -8,10 +8,10 @@
 #include "extraction/related_part_files.h"
 #include "extraction/related_parts.h"
 #include "extraction/smime_types.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_row.h"
 #include "mailstore/mail_text.h"
 #include "mailstore/mime_file.h"
+#include "platform/columns.h"
 
 namespace nimport::extraction {
 namespace {
@@ -71,7 +71,7 @@ std::string_view BodyOfWholeMail(std::string_view text) {
 }
 
 std::string WriteStoredMailBody(Extraction& extraction, const MailRow& row) {
-  std::optional<std::string> stored = mailstore::ReadText(*row.recordset, "TextData");
+  std::optional<std::string> stored = platform::ReadText(*row.recordset, "TextData");
   if (!stored) return WritePlaceholder(extraction, ".txt", RESULT_INVALID);
   const std::string text = NormalizeStoredText(*std::move(stored));
   return WriteTemporaryFile(
@@ -81,7 +81,7 @@ std::string WriteStoredMailBody(Extraction& extraction, const MailRow& row) {
 
 std::string WriteStoredTextBody(Extraction& extraction, const MailRow& row) {
   std::string text =
-      NormalizeStoredText(mailstore::ReadText(*row.recordset, "TextData").value_or(""));
+      NormalizeStoredText(platform::ReadText(*row.recordset, "TextData").value_or(""));
   if (text.empty()) return WritePlaceholder(extraction, ".txt", RESULT_INVALID);
   text.push_back('\0');
   return WriteTemporaryFile(extraction, text, {.extension = std::string(".txt")});

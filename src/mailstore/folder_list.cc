@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 
@@ -16,16 +16,16 @@ void FolderList::Load(jet::Database& database) {
   for (; !cabinets->IsEof(); cabinets->MoveNext()) {
     FolderRecord cabinet;
     cabinet.isCabinet = true;
-    cabinet.number = ReadNumber(*cabinets, "CabinetNo");
-    cabinet.name = NameText::Cut(ReadText(*cabinets, "CabinetName").value_or(""));
+    cabinet.number = platform::ReadNumber(*cabinets, "CabinetNo");
+    cabinet.name = NameText::Cut(platform::ReadText(*cabinets, "CabinetName").value_or(""));
     const std::int32_t cabinetNumber = cabinet.number;
     const auto cabinetIndex = static_cast<std::int32_t>(records_.size());
     Append(std::move(cabinet));
-    ForEachRowWithNumber(*folders, "CabinetNo", cabinetNumber, [&] {
+    platform::ForEachRowWithNumber(*folders, "CabinetNo", cabinetNumber, [&] {
       FolderRecord folder;
       folder.parentIndex = cabinetIndex;
-      folder.number = ReadNumber(*folders, "FolderNo");
-      folder.name = NameText::Cut(ReadText(*folders, "FolderName").value_or(""));
+      folder.number = platform::ReadNumber(*folders, "FolderNo");
+      folder.name = NameText::Cut(platform::ReadText(*folders, "FolderName").value_or(""));
       Append(std::move(folder));
     });
   }

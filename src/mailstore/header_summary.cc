@@ -6,12 +6,12 @@
 #include <string_view>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_date.h"
 #include "mailstore/mail_row.h"
 #include "mailstore/mail_text.h"
 #include "mailstore/mail_time.h"
 #include "mailstore/mime_file.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -38,11 +38,11 @@ std::string_view ColumnFor(const MailKindColumns& columns, FieldSelector selecto
 ValueText ReadColumnField(const MailRow& row, FieldSelector selector) {
   const std::string_view column = ColumnFor(row.columns, selector);
   if (column.empty()) return {};
-  std::optional<std::string> text = ReadText(*row.recordset, column);
+  std::optional<std::string> text = platform::ReadText(*row.recordset, column);
   if (!text) return {};
   const std::string_view nameColumn = row.columns.originatorNameColumn;
   if (selector == FieldSelector::From && !nameColumn.empty()) {
-    *text += ' ' + ReadText(*row.recordset, nameColumn).value_or("");
+    *text += ' ' + platform::ReadText(*row.recordset, nameColumn).value_or("");
   }
   if (text->find_first_not_of(' ') == std::string::npos) FailInvalid("the header field is blank");
   return ValueText::Cut(*text);
@@ -75,7 +75,7 @@ void StoreCurrentField(MailStore& store, FieldSelector selector, const ValueText
 
 // From the header of a whole mail that stands in a column.
 ValueText ReadStoredTextField(const MailRow& row, FieldSelector selector) {
-  const std::optional<std::string> text = ReadText(*row.recordset, "TextData");
+  const std::optional<std::string> text = platform::ReadText(*row.recordset, "TextData");
   if (!text) FailInvalid("the mail has no text");
   return ValueText::Cut(GetHeaderLine(*text, selector));
 }

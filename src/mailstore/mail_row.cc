@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
@@ -29,13 +29,13 @@ MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mai
 
 void RefreshMailSize(MailRow& row) {
   const std::string_view column = row.columns.sizeColumn;
-  row.entry.size = column.empty() ? 0 : ReadNumber(*row.recordset, column);
+  row.entry.size = column.empty() ? 0 : platform::ReadNumber(*row.recordset, column);
 }
 
 MailContent ContentOf(const MailRow& row) {
   const std::int32_t dataType = row.entry.dataType;
   const bool hasMode = HasEmailMode(dataType);
-  return GetMailContent(dataType, hasMode ? ReadNumber(*row.recordset, "EmailMode") : 0);
+  return GetMailContent(dataType, hasMode ? platform::ReadNumber(*row.recordset, "EmailMode") : 0);
 }
 
 }  // namespace nimport::mailstore

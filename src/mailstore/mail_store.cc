@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_kinds.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -14,10 +14,10 @@ std::vector<MailEntry> LoadMails(jet::Database& database, std::int32_t folderNum
   const auto table = database.OpenTable("DataTBL");
   const auto rows = table->OpenRecordset();
   std::vector<MailEntry> mails;
-  ForEachRowWithNumber(*rows, "FolderNo", folderNumber, [&] {
-    const std::int32_t dataType = ReadNumber(*rows, "DataType");
+  platform::ForEachRowWithNumber(*rows, "FolderNo", folderNumber, [&] {
+    const std::int32_t dataType = platform::ReadNumber(*rows, "DataType");
     if (!IsListedMailKind(dataType)) return;
-    mails.push_back({.dataType = dataType, .dataNo = ReadNumber(*rows, "DataNo")});
+    mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(*rows, "DataNo")});
   });
   return mails;
 }

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
 #include "mailstore/date_column.h"
 #include "mailstore/mail_date.h"
 #include "mailstore/mail_row.h"
 #include "mailstore/mail_text.h"
 #include "mailstore/mime_file.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -19,7 +19,7 @@ constexpr std::int32_t NO_TIME = -1;
 // The text of the Date header of a mail whose date is not kept in a column.
 std::string ReadDateText(MailStore& store, const MailRow& row) {
   if (ContentOf(row) == MailContent::WholeMail) {
-    const std::optional<std::string> text = ReadText(*row.recordset, "TextData");
+    const std::optional<std::string> text = platform::ReadText(*row.recordset, "TextData");
     if (!text) FailInvalid("the mail has no text");
     return std::string(GetHeaderLine(*text, FieldSelector::Date));
   }

@@ -5,8 +5,8 @@
 
 #include "common/failure.h"
 #include "common/fixed_text.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_text.h"
+#include "platform/columns.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -15,7 +15,7 @@ constexpr char MIME_DIRECTORY[] = "\\Mime\\";
 
 // The path of the row's MIME file.
 std::string MimePath(const MailStore& store, const MailRow& row) {
-  const std::optional<std::string> link = ReadText(*row.recordset, "FileLink");
+  const std::optional<std::string> link = platform::ReadText(*row.recordset, "FileLink");
   if (!link) FailInvalid("the mail names no MIME file");
   if (!NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
   const auto path = PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);

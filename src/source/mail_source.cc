@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "mailstore/columns.h"
 #include "mailstore/mail_date.h"
 #include "mailstore/mail_row.h"
 #include "mailstore/mail_text.h"
 #include "mailstore/mime_file.h"
+#include "platform/columns.h"
 
 namespace nimport::source {
 namespace {
@@ -48,7 +48,7 @@ const std::string& ComposeHeaderBlock(mailstore::MailStore& store) {
 
 // A text column with line ends CR LF; empty for null. Too little memory for that is -2.
 std::optional<std::string> ReadNormalizedText(const MailRow& row, std::string_view column) {
-  std::optional<std::string> text = mailstore::ReadText(*row.recordset, column);
+  std::optional<std::string> text = platform::ReadText(*row.recordset, column);
   if (!text) return std::nullopt;
   try {
     return mailstore::NormalizeLineEnds(*std::move(text));

@@ -1,9 +1,9 @@
-#include "mailstore/columns.h"
+#include "platform/columns.h"
 
 #include "common/code_page_932.h"
 #include "jet/value.h"
 
-namespace nimport::mailstore {
+namespace nimport::platform {
 
 std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column) {
   return jet::ToInteger(recordset.GetFieldValue(column)).value_or(0);
@@ -29,4 +29,4 @@ void ForEachRowWithNumber(jet::Recordset& recordset, std::string_view column, st
   }
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::platform

@@ -1,6 +1,6 @@
 // How values of columns are read.
-#ifndef NIMPORT_MAILSTORE_COLUMNS_H_
-#define NIMPORT_MAILSTORE_COLUMNS_H_
+#ifndef NIMPORT_PLATFORM_COLUMNS_H_
+#define NIMPORT_PLATFORM_COLUMNS_H_
 
 #include <cstdint>
 #include <functional>
@@ -10,7 +10,7 @@
 
 #include "jet/recordset.h"
 
-namespace nimport::mailstore {
+namespace nimport::platform {
 
 // The current row's number; null and a text that is no number read as 0.
 [[nodiscard]] std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column);
@@ -23,6 +23,6 @@ namespace nimport::mailstore {
 void ForEachRowWithNumber(jet::Recordset& recordset, std::string_view column, std::int32_t number,
                           const std::function<void()>& visit);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::platform
 
-#endif  // NIMPORT_MAILSTORE_COLUMNS_H_
+#endif  // NIMPORT_PLATFORM_COLUMNS_H_
