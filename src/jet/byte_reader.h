@@ -1,9 +1,12 @@
 #ifndef NIMPORT_JET_BYTE_READER_H_
 #define NIMPORT_JET_BYTE_READER_H_
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace nimport::jet {
@@ -55,11 +58,10 @@ class ByteReader {
   template <typename T>
   [[nodiscard]] T Load(std::size_t offset) const {
     Check(offset, sizeof(T));
-    T value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-      value = static_cast<T>(value | static_cast<T>(bytes_[offset + i]) << (8 * i));
-    }
-    return value;
+    std::array<std::byte, sizeof(T)> stored;
+    std::memcpy(stored.data(), bytes_.data() + offset, sizeof(T));
+    if constexpr (std::endian::native == std::endian::big) std::ranges::reverse(stored);
+    return std::bit_cast<T>(stored);
   }
 
   [[noreturn]] static void FailOverrun(std::size_t offset, std::size_t length, std::size_t size);

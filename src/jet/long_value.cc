@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "jet/byte_reader.h"
 #include "jet/data_page.h"
@@ -24,17 +25,7 @@ LooseRow ReadPart(PageFile& file, RowPointer pointer) {
   }
 }
 
-std::vector<std::byte> ReadSingle(PageFile& file, RowPointer pointer, std::size_t length) {
-  const LooseRow row = ReadPart(file, pointer);
-  if (row.bytes.size() < length) {
-    throw DatabaseError({}, "its long value at " + PlaceText(pointer) + " has " +
-                                std::to_string(row.bytes.size()) + " of " + std::to_string(length) +
-                                " bytes");
-  }
-  const auto bytes = row.bytes.first(length);
-  return {bytes.begin(), bytes.end()};
-}
-
+// At most `length` bytes.
 std::vector<std::byte> ReadChain(PageFile& file, RowPointer pointer, std::size_t length) {
   std::vector<std::byte> value;
   // A ring comes back to a part that was marked once the distance between marks is long enough.
@@ -52,10 +43,6 @@ std::vector<std::byte> ReadChain(PageFile& file, RowPointer pointer, std::size_t
     const auto data = part.From(CHAIN_PART_HEADER_BYTES);
     const auto wanted = data.first(std::min(data.size(), length - value.size()));
     value.insert(value.end(), wanted.begin(), wanted.end());
-  }
-  if (value.size() < length) {
-    throw DatabaseError({}, "its long value ends after " + std::to_string(value.size()) + " of " +
-                                std::to_string(length) + " bytes");
   }
   return value;
 }
@@ -77,9 +64,18 @@ LongValue::LongValue(PageFile& file, std::span<const std::byte> descriptor) {
   }
   const auto pointer = RowPointer::Unpack(reader.U32(LONG_VALUE_POINTER_OFFSET));
   if (length == 0) return;
-  collected_ = (lengthAndForm & LONG_VALUE_SINGLE) != 0 ? ReadSingle(file, pointer, length)
-                                                        : ReadChain(file, pointer, length);
-  bytes_ = collected_;
+  if ((lengthAndForm & LONG_VALUE_SINGLE) != 0) {
+    LooseRow row = ReadPart(file, pointer);
+    page_ = std::move(row.page);
+    bytes_ = row.bytes.first(std::min(length, row.bytes.size()));
+  } else {
+    collected_ = ReadChain(file, pointer, length);
+    bytes_ = collected_;
+  }
+  if (bytes_.size() < length) {
+    throw DatabaseError({}, "its long value ends after " + std::to_string(bytes_.size()) + " of " +
+                                std::to_string(length) + " bytes");
+  }
 }
 
 }  // namespace nimport::jet

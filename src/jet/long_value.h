@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "jet/data_page.h"
 #include "jet/page_file.h"
 
 namespace nimport::jet {
@@ -15,12 +16,15 @@ class LongValue {
   // `descriptor` is what the row holds and must outlive the value. Throws DatabaseError when it, or
   // a page that it leads to, is damaged; a part's page and slot are in the text.
   LongValue(PageFile& file, std::span<const std::byte> descriptor);
+  LongValue(const LongValue&) = delete;
+  LongValue& operator=(const LongValue&) = delete;
 
   // Borrowed from the descriptor or from this object.
   [[nodiscard]] std::span<const std::byte> Bytes() const { return bytes_; }
 
  private:
-  std::vector<std::byte> collected_;
+  DataPage page_;                     // of a value that is one row of another page
+  std::vector<std::byte> collected_;  // of a chain
   std::span<const std::byte> bytes_;
 };
 

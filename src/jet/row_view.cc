@@ -62,9 +62,9 @@ void RowView::FailMask() const {
                               std::to_string(columnCount_) + " columns");
 }
 
-void RowView::FailFixed(std::size_t begin, std::size_t size) {
+void RowView::FailFixed(std::size_t offset, std::size_t size) {
   throw DatabaseError({}, "the row ends before its fixed value of " + std::to_string(size) +
-                              " bytes at byte " + std::to_string(begin));
+                              " bytes at byte " + std::to_string(offset));
 }
 
 }  // namespace nimport::jet

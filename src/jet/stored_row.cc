@@ -22,11 +22,11 @@ bool RowCursor::StandOn(std::uint32_t slot) {
   try {
     const Slot stored = page_.GetSlot(slot);
     if (stored.flags == SLOT_LIVE) {
-      view_ = RowView(table_->Layout(), stored.bytes);
+      view_.Show(table_->Layout(), stored.bytes);
       return true;
     }
     if (stored.flags != SLOT_MOVED) return false;
-    view_ = RowView(table_->Layout(), FollowMove(stored.bytes));
+    view_.Show(table_->Layout(), FollowMove(stored.bytes));
     return true;
   } catch (const DatabaseError& error) {
     // The place of a moved row is that of its pointer.
@@ -66,29 +66,21 @@ Value RowCursor::Get(std::size_t column) const {
 }
 
 std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
+  // Here only the plain case of a sound row; everything else may take its time.
   const Column& column = table_->Columns().at(position);
-  if (!column.isFixed) return ToInteger(Get(position));
-  try {
-    const auto fixed = [&](std::size_t size) {
-      return ByteReader(view_.FixedBytes(column.fixedOffset, size));
-    };
+  if (column.isFixed && view_.IsPresent(column.id)) {
     switch (column.type) {
       case ColumnType::Long:
-        if (!view_.IsPresent(column.id)) return std::nullopt;
-        return fixed(4).I32(0);
+        if (!view_.HoldsFixed(column.fixedOffset, 4)) break;
+        return ByteReader(view_.FixedBytes(column.fixedOffset, 4)).I32(0);
       case ColumnType::Integer:
-        if (!view_.IsPresent(column.id)) return std::nullopt;
-        return fixed(2).I16(0);
-      case ColumnType::Byte:
-        if (!view_.IsPresent(column.id)) return std::nullopt;
-        return fixed(1).U8(0);
+        if (!view_.HoldsFixed(column.fixedOffset, 2)) break;
+        return ByteReader(view_.FixedBytes(column.fixedOffset, 2)).I16(0);
       default:
-        return ToInteger(Get(position));
+        break;
     }
-  } catch (const DatabaseError& error) {
-    ReportValue(error, position);
-    return std::nullopt;
   }
+  return ToInteger(Get(position));
 }
 
 void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) const {

@@ -1,6 +1,9 @@
 #include "jet/text_decoder.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "jet/byte_reader.h"
@@ -9,28 +12,32 @@
 namespace nimport::jet {
 namespace {
 
-constexpr std::byte NON_ASCII{0x80};
+// All bytes of `bytes`, combined by or in groups of eight.
+std::uint64_t CombineBytes(std::span<const std::byte> bytes) {
+  std::uint64_t all = 0;
+  while (!bytes.empty()) {
+    std::uint64_t group = 0;
+    const std::size_t size = std::min(bytes.size(), sizeof group);
+    std::memcpy(&group, bytes.data(), size);
+    all |= group;
+    bytes = bytes.subspan(size);
+  }
+  return all;
+}
 
 bool IsAscii(std::span<const std::byte> bytes) {
-  std::byte all{0};
-  for (const std::byte byte : bytes)
-    all |= byte;
-  return (all & NON_ASCII) == std::byte{0};
+  return (CombineBytes(bytes) & 0x8080808080808080) == 0;
+}
+
+// Whether every unit is below U+0080. `units` are little-endian.
+bool IsAsciiUtf16(std::span<const std::byte> units) {
+  constexpr std::uint64_t NON_ASCII =
+      std::endian::native == std::endian::little ? 0xFF80FF80FF80FF80 : 0x80FF80FF80FF80FF;
+  return (CombineBytes(units) & NON_ASCII) == 0;
 }
 
 std::string ToString(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-// Whether every unit is below U+0080.
-bool IsAsciiUtf16(std::span<const std::byte> units) {
-  std::byte low{0};
-  std::byte high{0};
-  for (std::size_t i = 0; i + 1 < units.size(); i += 2) {
-    low |= units[i];
-    high |= units[i + 1];
-  }
-  return (low & NON_ASCII) == std::byte{0} && high == std::byte{0};
 }
 
 std::string EveryOtherByte(std::span<const std::byte> units) {
@@ -94,7 +101,7 @@ std::string TextDecoder::FromUtf16(std::span<const std::byte> stored) const {
 }
 
 std::string TextDecoder::FromCompressed(std::span<const std::byte> stored) const {
-  const bool hasSwitch = std::find(stored.begin(), stored.end(), std::byte{0}) != stored.end();
+  const bool hasSwitch = !stored.empty() && std::memchr(stored.data(), 0, stored.size()) != nullptr;
   if (!hasSwitch && IsAscii(stored)) return ToString(stored);
   return converter_->FromUtf16(Expand(stored), targetPage_);
 }

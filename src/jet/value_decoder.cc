@@ -21,6 +21,10 @@ class NumberBytes {
       throw DatabaseError({}, "a value of " + std::to_string(stored.size()) +
                                   " bytes where the type has " + std::to_string(width));
     }
+    if (stored.size() == width) {
+      reader_ = ByteReader(stored);
+      return;
+    }
     // In a variable slot the high bytes of a number may have been left away.
     std::copy(stored.begin(), stored.end(), bytes_.begin());
     reader_ = ByteReader(std::span(bytes_).first(width));
