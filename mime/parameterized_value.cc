@@ -52,7 +52,7 @@ class Scanner {
       if (isEscape) ++position_;
       TakeCharacter(result);
     }
-    ++position_;
+    (void)Accept('"');
     return result;
   }
 

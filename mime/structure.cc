@@ -172,7 +172,8 @@ class StructureReader {
   [[nodiscard]] std::optional<Delimiter> FindDelimiter(TextRange range, std::string_view boundary) {
     if (!dashLines_) dashLines_ = FindDashLines(mail_);
     auto start = std::ranges::lower_bound(*dashLines_, range.begin);
-    for (; start != dashLines_->end() && *start < range.end; ++start) {
+    // The two dashes themselves may reach beyond a range that was cut off.
+    for (; start != dashLines_->end() && *start + 2 <= range.end; ++start) {
       std::string_view line = mail_.substr(*start, range.end - *start);
       if (line.substr(2, boundary.size()) != boundary) continue;
       line = TakeLine(line);

@@ -37,40 +37,63 @@ bool IsBase64Character(char character) {
   return IsAsciiLetterOrDigit(character) || character == '+' || character == '/';
 }
 
+struct Base64Text {
+  std::string_view text;
+  std::string_view missingPadding;
+};
+
 // `encoded` up to and with its padding. The filter would go on behind it, and differently so
-// depending on how the bytes are cut into steps.
-std::string_view UpToPadding(std::string_view encoded) {
+// depending on how the bytes are cut into steps; and it would drop a last group without padding.
+Base64Text UpToPadding(std::string_view encoded) {
   std::size_t characters = 0;
   for (std::size_t i = 0; i < encoded.size(); ++i) {
     if (IsBase64Character(encoded[i])) {
       ++characters;
     } else if (encoded[i] == '=' && characters % 4 >= 2) {
-      const std::size_t second = characters % 4 == 2 ? encoded.find('=', i + 1) : i;
-      return encoded.substr(0, second == std::string_view::npos ? second : second + 1);
+      return {encoded.substr(0, i), characters % 4 == 2 ? "==" : "="};
     }
   }
-  return encoded;
+  constexpr std::string_view MISSING[] = {"", "", "==", "="};
+  return {encoded, MISSING[characters % 4]};
 }
 
-// A decoder's output is never longer than its input.
-class Output {
+// Decodes through GMime's filter into one buffer.
+class Decoder {
  public:
-  explicit Output(std::size_t maxBytes) : buffer_(maxBytes) {}
+  // Decoded bytes are never more than encoded ones.
+  Decoder(TransferEncoding encoding, std::size_t maxBytes)
+      : filter_(g_mime_filter_basic_new(ToGMime(encoding), FALSE)), buffer_(maxBytes) {}
 
-  void Append(const char* bytes, std::size_t sizeBytes) {
-    const std::size_t taken = std::min(sizeBytes, buffer_.size() - used_);
-    if (taken > 0) std::memcpy(buffer_.data() + used_, bytes, taken);
-    used_ += taken;
+  void Add(std::string_view encoded) {
+    while (!encoded.empty()) {
+      const std::string_view step = encoded.substr(0, STEP_BYTES);
+      g_mime_filter_filter(filter_.get(), const_cast<char*>(step.data()), step.size(), 0, &out_,
+                           &outSize_, &outSpace_);
+      TakeOutput();
+      encoded.remove_prefix(step.size());
+    }
   }
 
-  [[nodiscard]] Buffer Finish() {
+  Buffer Finish() {
+    g_mime_filter_complete(filter_.get(), nullptr, 0, 0, &out_, &outSize_, &outSpace_);
+    TakeOutput();
     buffer_.Shorten(used_);
     return std::move(buffer_);
   }
 
  private:
+  void TakeOutput() {
+    const std::size_t taken = std::min(outSize_, buffer_.size() - used_);
+    if (taken > 0) std::memcpy(buffer_.data() + used_, out_, taken);
+    used_ += taken;
+  }
+
+  Filter filter_;
   Buffer buffer_;
   std::size_t used_ = 0;
+  char* out_ = nullptr;  // what the filter gave last, in its own memory
+  size_t outSize_ = 0;
+  size_t outSpace_ = 0;
 };
 
 }  // namespace
@@ -91,22 +114,12 @@ TransferEncoding FindTransferEncoding(std::string_view value) {
 
 Buffer DecodeTransfer(TransferEncoding encoding, std::string_view encoded) {
   if (encoding == TransferEncoding::Identity) return Buffer(encoded);
-  if (encoding == TransferEncoding::Base64) encoded = UpToPadding(encoded);
-  const Filter filter(g_mime_filter_basic_new(ToGMime(encoding), FALSE));
-  Output output(encoded.size());
-  char* out = nullptr;
-  size_t outSize = 0;
-  size_t outSpace = 0;
-  while (!encoded.empty()) {
-    const std::string_view step = encoded.substr(0, STEP_BYTES);
-    g_mime_filter_filter(filter.get(), const_cast<char*>(step.data()), step.size(), 0, &out,
-                         &outSize, &outSpace);
-    output.Append(out, outSize);
-    encoded.remove_prefix(step.size());
-  }
-  g_mime_filter_complete(filter.get(), nullptr, 0, 0, &out, &outSize, &outSpace);
-  output.Append(out, outSize);
-  return output.Finish();
+  Base64Text text{encoded, ""};
+  if (encoding == TransferEncoding::Base64) text = UpToPadding(encoded);
+  Decoder decoder(encoding, text.text.size() + text.missingPadding.size());
+  decoder.Add(text.text);
+  decoder.Add(text.missingPadding);
+  return decoder.Finish();
 }
 
 }  // namespace nimport::mime

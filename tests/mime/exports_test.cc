@@ -1,0 +1,166 @@
+#include <array>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <thread>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "mime/library.h"
+
+namespace nimport::mime {
+namespace {
+
+const char* const ENTRY_POINTS[] = {"MT_Init",         "MT_Term",
+                                    "MT_Free",         "MT_ParseMailText",
+                                    "MT_GetSubjectD",  "MT_GetFromD",
+                                    "MT_GetToD",       "MT_GetMessageIDD",
+                                    "MT_GetSendDateD", "MT_GetMainHeadPosition",
+                                    "MT_GetMainNext",  "MT_GetAttachCount",
+                                    "MT_GetAttach",    "MT_GetPartD"};
+
+TEST(Exports, AreTheFourteenNamesAndNothingElse) {
+  const std::string command = "nm -D --defined-only '" WEXMAIL_PATH "'";
+  FILE* pipe = popen(command.c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  std::set<std::string> names;
+  std::array<char, 512> line;
+  while (std::fgets(line.data(), line.size(), pipe) != nullptr) {
+    std::string text(line.data());
+    text.erase(text.find_last_not_of("\r\n") + 1);
+    names.insert(text.substr(text.rfind(' ') + 1));
+  }
+  ASSERT_EQ(0, pclose(pipe));
+  EXPECT_THAT(names, testing::UnorderedElementsAreArray(ENTRY_POINTS));
+}
+
+TEST(Exports, LibraryCanBeLoadedAgainAndAgain) {
+  for (int i = 0; i < 3; ++i) {
+    void* module = dlopen(WEXMAIL_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(module, nullptr) << dlerror();
+    auto* init = reinterpret_cast<MT_InitFunction*>(dlsym(module, "MT_Init"));
+    auto* term = reinterpret_cast<MT_TermFunction*>(dlsym(module, "MT_Term"));
+    const std::int32_t session = init();
+    EXPECT_NE(0, session);
+    EXPECT_EQ(1, term(session));
+    dlclose(module);
+  }
+}
+
+// Every question to `session` answers 0 and leaves nothing to be released.
+void ExpectNoAnswers(std::int32_t session) {
+  char anything = 'x';
+  char* text = &anything;
+  std::int32_t number = 7;
+  EXPECT_EQ(0, MT_GetSubjectD(session, &text, &number));
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(0, number);
+  EXPECT_EQ(0, MT_GetMainHeadPosition(session));
+  EXPECT_EQ(0, MT_GetAttachCount(session));
+  char* item = &anything;
+  char** items = &item;
+  std::int32_t** lengths = nullptr;
+  EXPECT_EQ(0, MT_GetAttach(session, &items, &lengths, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, nullptr, nullptr));
+  EXPECT_EQ(items, nullptr);
+  items = &item;
+  EXPECT_EQ(0, MT_GetPartD(session, "text/plain", &number, nullptr, nullptr, &items, &lengths,
+                           nullptr, nullptr));
+  EXPECT_EQ(items, nullptr);
+}
+
+TEST(Sessions, UnknownEndedAndEmptyOnesAnswerNothing) {
+  const std::int32_t session = MT_Init();
+  ASSERT_NE(0, session);
+  ExpectNoAnswers(session);  // nothing parsed yet
+  ASSERT_EQ(1, MT_ParseMailText(session, "Subject: x\r\n\r\ny", 15));
+  EXPECT_EQ(1, MT_GetMainHeadPosition(session));
+  EXPECT_EQ(1, MT_Term(session));
+  EXPECT_EQ(0, MT_Term(session));
+  EXPECT_EQ(0, MT_ParseMailText(session, "x", 2));
+  ExpectNoAnswers(session);
+  ExpectNoAnswers(0);
+  ExpectNoAnswers(-1);
+}
+
+TEST(Sessions, KeepTheirMailsApart) {
+  const Library first;
+  const Library second;
+  ASSERT_EQ(1, first.Parse("Subject: first\r\n\r\n"));
+  ASSERT_EQ(1, second.Parse("Subject: second\r\n\r\n"));
+  EXPECT_EQ("first", first.HeaderText(MT_GetSubjectD));
+  ASSERT_EQ(1, first.Parse("Subject: third\r\n\r\n"));
+  EXPECT_EQ("third", first.HeaderText(MT_GetSubjectD));
+  EXPECT_EQ("second", second.HeaderText(MT_GetSubjectD));
+}
+
+TEST(Sessions, WorkInSeveralThreadsAtOnce) {
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 8; ++number) {
+    threads.emplace_back([number] {
+      for (int round = 0; round < 50; ++round) {
+        const Library library;
+        const std::string name = std::to_string(number) + "-" + std::to_string(round);
+        ASSERT_EQ(1,
+                  library.Parse("Subject: =?ISO-2022-JP?B?GyRCST0bKEI=?= " + name +
+                                "\r\nContent-Type: text/plain; charset=koi8-r\r\n\r\n\xC1" + name));
+        EXPECT_EQ("\x95\x5C " + name, library.HeaderText(MT_GetSubjectD));
+        EXPECT_EQ(Cp932("\u0430") + name, library.Mains().at(0).contents);
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+TEST(Ownership, AnswersOutliveTheMailTheyCameFrom) {
+  const Library library;
+  const std::string mail = Crlf(
+      "Content-Type: application/pdf; name=a.pdf\nContent-Transfer-Encoding: base64\n\nQUJD\n");
+  ASSERT_EQ(1, library.Parse(mail));
+  char** contents = nullptr;
+  std::int32_t** lengths = nullptr;
+  ASSERT_EQ(1, MT_GetAttach(library.session(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, nullptr, &contents, &lengths));
+  ASSERT_EQ(1, library.Parse("Subject: another\r\n\r\n"));
+  EXPECT_EQ("ABC", std::string(contents[0], static_cast<std::size_t>(*lengths[0])));
+  MT_Free(contents);
+  MT_Free(lengths);
+  MT_Free(nullptr);
+}
+
+TEST(Ownership, NullOutPointersAreLeftOut) {
+  const Library library;
+  ASSERT_EQ(1, library.Parse("Content-Type: a/b; name=c\r\n\r\nx"));
+  const std::int32_t session = library.session();
+  EXPECT_EQ(1, MT_GetSubjectD(session, nullptr, nullptr));
+  EXPECT_EQ(1, MT_GetAttach(session, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, nullptr, nullptr));
+  EXPECT_EQ(1, MT_GetPartD(session, "a/b", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                           nullptr));
+  EXPECT_EQ(0, MT_GetPartD(session, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                           nullptr));
+  EXPECT_EQ(0, MT_ParseMailText(session, nullptr, 5));
+  EXPECT_EQ(0, MT_ParseMailText(session, "x", 0));
+  EXPECT_EQ(0, MT_ParseMailText(session, "x", -1));
+}
+
+TEST(MainParts, PositionsThatLeadNowhereAnswerNothing) {
+  const Library library;
+  ASSERT_EQ(1, library.Parse("\r\n\r\nx"));
+  for (std::int32_t position : {0, -1, 2, 1 << 30}) {
+    char* contents = nullptr;
+    const std::int32_t before = position;
+    EXPECT_EQ(0, MT_GetMainNext(library.session(), &position, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, &contents, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(contents, nullptr);
+    EXPECT_EQ(before, position);
+  }
+}
+
+}  // namespace
+}  // namespace nimport::mime

@@ -1,0 +1,126 @@
+#include <chrono>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "mime/library.h"
+
+namespace nimport::mime {
+namespace {
+
+std::string Repeat(const std::string& text, std::size_t count) {
+  std::string result;
+  result.reserve(text.size() * count);
+  for (std::size_t i = 0; i < count; ++i)
+    result += text;
+  return result;
+}
+
+// Asks everything that can be asked about a mail.
+void AskEverything(const Library& library, const std::string& mail) {
+  ASSERT_EQ(1, library.Parse(mail));
+  for (auto* function :
+       {MT_GetSubjectD, MT_GetFromD, MT_GetToD, MT_GetMessageIDD, MT_GetSendDateD}) {
+    ASSERT_TRUE(library.HeaderText(function));
+  }
+  (void)library.Mains();
+  (void)library.Attachments();
+  (void)library.Parts("image/gif");
+  (void)library.Parts("text/plain");
+}
+
+const std::string REAL_MAIL = Crlf(
+    "Date: Wed, 09 Jun 1999 19:45:10 +0900\n"
+    "From: =?ISO-2022-JP?B?GyRCP0BCZRsoQiAbJEJ0JRsoQg==?= <rin@example.com>\n"
+    "Subject: =?ISO-2022-JP?B?GyRCMlYkTjxMPz8bKEI=?= \x95\x5C\n"
+    "Content-Type: multipart/mixed; boundary=\"=_m\"\n\n--=_m\n"
+    "Content-Type: multipart/related; boundary=\"b1\"; type=\"text/html\"; start=\"<r@x>\"\n\n"
+    "--b1\nContent-Type: text/html; charset=iso-2022-jp\nContent-ID: <r@x>\n\n"
+    "<p>\x1B$B2V$N<L??\x1B(B \x1B(I1\x1B(B</p>\n\n"
+    "--b1\nContent-Type: image/gif\nContent-Transfer-Encoding: base64\n\nR0lGODlhAQABAIAAAMgA\n\n"
+    "--b1--\n--=_m\nContent-Type: application/pdf\nContent-Disposition: attachment;\n"
+    "\tfilename*0*=utf-8'ja'%E4%BA%88;\n filename*1=\".pdf\"\nContent-Transfer-Encoding: "
+    "x-uuencode\n\n"
+    "begin 644 a\n%2&5L;&\\`\n`\nend\n\n--=_m\nContent-Type: message/rfc822\n\n"
+    "Subject: =?utf-8?Q?=E5=85=83?=\nContent-Type: text/plain; charset=euc-jp\n"
+    "Content-Transfer-Encoding: quoted-printable\n\n=C9=BD=8E=B1=8F=B0=C8\n\n--=_m--\n");
+
+TEST(HostileMail, CutAtEveryByteIsStillAMail) {
+  const Library library;
+  for (std::size_t size = 0; size <= REAL_MAIL.size(); ++size) {
+    AskEverything(library, REAL_MAIL.substr(0, size));
+  }
+}
+
+TEST(HostileMail, FlippedBytesDoNoHarm) {
+  const Library library;
+  std::mt19937 random(932);
+  for (int round = 0; round < 3000; ++round) {
+    std::string mail = REAL_MAIL;
+    for (int i = 0; i < 8; ++i)
+      mail[random() % mail.size()] = static_cast<char>(random());
+    AskEverything(library, mail);
+  }
+}
+
+TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
+  const std::string mixed = "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
+  std::string nested;
+  for (int i = 0; i < 5000; ++i) {
+    const std::string boundary = "b" + std::to_string(i);
+    nested +=
+        "Content-Type: multipart/mixed; boundary=" + boundary + "\r\n\r\n--" + boundary + "\r\n";
+  }
+  std::string pieces = "Content-Type: a/b";
+  for (int i = 0; i < 50000; ++i)
+    pieces += "; name*" + std::to_string(i) + "*=x";
+  const std::string longBoundary(10000, 'x');
+  const std::pair<const char*, std::string> mails[] = {
+      {"a long field", "Subject: " + std::string(1 << 20, 'x') + "\r\n\r\n"},
+      {"many folds", "Subject: " + Repeat("x\r\n ", 1 << 18) + "\r\n\r\n"},
+      {"nested groups", "To: " + Repeat("a:", 1 << 19) + "\r\n\r\n"},
+      {"nested comments", "Content-Type: a/b; " + Repeat("(", 1 << 20) + "\r\n\r\n"},
+      {"starts of encoded words", "Subject: " + Repeat("=?a?q?", 1 << 17) + "\r\n\r\n"},
+      {"encoded words", "Subject: " + Repeat("=?utf-8?q?=E3=81?= ", 1 << 15) + "\r\n\r\n"},
+      {"many fields", Repeat("X: y\r\n", 1 << 17) + "\r\n"},
+      {"many pieces of a name", pieces + "\r\n\r\n"},
+      {"many parts", mixed + Repeat("--b\r\n\r\n", 1 << 16)},
+      {"deep multiparts", nested + Repeat("--\r\n", 1 << 16)},
+      {"deep messages", Repeat("Content-Type: message/rfc822\r\n\r\n", 1 << 15)},
+      {"dashes only", mixed + "--b\r\n\r\n" + std::string(1 << 21, '-')},
+      {"a long boundary", "Content-Type: multipart/mixed; boundary=\"" + longBoundary +
+                              "\"\r\n\r\n" + Repeat("--" + longBoundary + "\r\n\r\nx\r\n", 500)},
+      {"escape bytes", "Content-Type: text/plain\r\n\r\n" + std::string(1 << 20, '\x1B')},
+      {"escape sequences", "\r\n\r\n" + Repeat("\x1B$B\x1B(B", 1 << 18)},
+      {"base64 of nothing", "Content-Transfer-Encoding: base64\r\n\r\n" + Repeat("=\r\n", 1 << 19)},
+      {"uuencoding that never begins",
+       "Content-Transfer-Encoding: x-uue\r\n\r\n" + Repeat("begi\r\n", 1 << 18)},
+  };
+  const Library library;
+  for (const auto& [why, mail] : mails) {
+    const auto start = std::chrono::steady_clock::now();
+    AskEverything(library, mail);
+    // Each takes well under a second; what is quadratic would take minutes. The bound leaves room
+    // for sanitizers and busy machines.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << why;
+  }
+}
+
+TEST(HostileMail, DeepAndManyPartsStayAsContents) {
+  const Library library;
+  std::string mail = Repeat("Content-Type: message/rfc822\r\n\r\n", 200) + "\r\nend";
+  ASSERT_EQ(1, library.Parse(mail));
+  const std::vector<FoundPart> messages = library.Parts("message/rfc822");
+  ASSERT_EQ(65u, messages.size());
+  EXPECT_TRUE(messages.back().body.ends_with("end"));
+  mail = "Content-Type: multipart/mixed; boundary=b\r\n\r\n" + Repeat("--b\r\n\r\nx\r\n", 150000) +
+         "--b\r\n\r\nend";
+  ASSERT_EQ(1, library.Parse(mail));
+  const std::vector<MainPart> mains = library.Mains();
+  EXPECT_EQ(99999u, mains.size());
+  EXPECT_TRUE(mains.back().contents.ends_with("end"));
+}
+
+}  // namespace
+}  // namespace nimport::mime

@@ -1,0 +1,81 @@
+// The MIME library as its callers see it, with owned answers.
+#ifndef NIMPORT_TESTS_MIME_LIBRARY_H_
+#define NIMPORT_TESTS_MIME_LIBRARY_H_
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/mime_entry_points.h"
+
+extern "C" {
+nimport::mime::MT_InitFunction MT_Init;
+nimport::mime::MT_TermFunction MT_Term;
+nimport::mime::MT_FreeFunction MT_Free;
+nimport::mime::MT_ParseMailTextFunction MT_ParseMailText;
+nimport::mime::MT_GetHeaderTextFunction MT_GetSubjectD;
+nimport::mime::MT_GetHeaderTextFunction MT_GetFromD;
+nimport::mime::MT_GetHeaderTextFunction MT_GetToD;
+nimport::mime::MT_GetHeaderTextFunction MT_GetMessageIDD;
+nimport::mime::MT_GetHeaderTextFunction MT_GetSendDateD;
+nimport::mime::MT_GetMainHeadPositionFunction MT_GetMainHeadPosition;
+nimport::mime::MT_GetMainNextFunction MT_GetMainNext;
+nimport::mime::MT_GetAttachCountFunction MT_GetAttachCount;
+nimport::mime::MT_GetAttachFunction MT_GetAttach;
+nimport::mime::MT_GetPartDFunction MT_GetPartD;
+}
+
+namespace nimport::mime {
+
+struct MainPart {
+  std::string type, contents;
+  bool operator==(const MainPart&) const = default;
+};
+
+struct Attachment {
+  std::string type, fileName, contents;
+  bool operator==(const Attachment&) const = default;
+};
+
+struct FoundPart {
+  std::string header, body;
+};
+
+void PrintTo(const MainPart& part, std::ostream* out);
+void PrintTo(const Attachment& attachment, std::ostream* out);
+
+// One library session.
+class Library {
+ public:
+  Library() : session_(MT_Init()) {}
+  ~Library() { MT_Term(session_); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  [[nodiscard]] std::int32_t session() const { return session_; }
+  [[nodiscard]] std::int32_t Parse(const std::string& mail) const;
+  // Nothing when the function answers other than 1.
+  [[nodiscard]] std::optional<std::string> HeaderText(MT_GetHeaderTextFunction* function) const;
+  [[nodiscard]] std::vector<MainPart> Mains() const;
+  [[nodiscard]] std::vector<Attachment> Attachments() const;
+  [[nodiscard]] std::vector<FoundPart> Parts(const std::string& contentType) const;
+
+ private:
+  std::int32_t session_;
+};
+
+// `text` with CR LF for every LF: how a mail reaches the library.
+std::string Crlf(std::string_view text);
+
+// `bytes` converted by the C library's own converter; empty when they are damaged.
+std::string ConvertBySystem(const char* toCharset, const char* fromCharset, std::string_view bytes);
+
+// UTF-8 in code page 932 by that converter.
+std::string Cp932(std::string_view utf8);
+
+}  // namespace nimport::mime
+
+#endif  // NIMPORT_TESTS_MIME_LIBRARY_H_
