@@ -1,0 +1,82 @@
+// jetdump: prints a Jet database as JSON.
+#include <exception>
+#include <filesystem>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "common/text_converter.h"
+#include "jet/database.h"
+#include "jetdump/json_dump.h"
+#include "platform/platform.h"
+
+namespace {
+
+using namespace nimport;
+
+constexpr int EXIT_FAILED = 1;
+constexpr int EXIT_USAGE = 2;
+
+struct CommandLine {
+  std::string file;
+  std::vector<std::string> tables;
+  std::vector<std::string> queries;
+  bool schemaOnly = false;
+};
+
+void AddOptions(CLI::App& app, CommandLine& line) {
+  app.description(
+      "Prints the tables and stored queries of a Jet database (.mdb, Access 97 to 2003) as JSON.\n"
+      "The file is only read.");
+  app.add_option("FILE", line.file, "The database file")->required();
+  app.add_option("--table", line.tables, "Print this table only; may be repeated");
+  app.add_option("--query", line.queries, "Print this stored query only; may be repeated");
+  app.add_flag("--schema", line.schemaOnly, "Print columns and numbers of rows, but no rows");
+  app.footer(
+      "Example: jetdump --table DataTBL Cabdata.mdb\n"
+      "Exit code: 0 all was printed, 1 a table could not be read, 2 wrong usage.");
+}
+
+std::unique_ptr<jet::Database> Open(const std::string& file) {
+  platform::Platform& platform = platform::SystemPlatform();
+  // The platform takes paths in the code page of the mail client's data.
+  const std::string path = std::filesystem::absolute(file).string();
+  const std::string name =
+      platform.text().FromUtf16(platform.text().ToUtf16(path, CODE_PAGE_UTF8), CODE_PAGE_JAPANESE);
+  return jet::Database::Open(platform.files().OpenForReading(name), platform.text(),
+                             {.textCodePage = CODE_PAGE_UTF8});
+}
+
+bool Print(const CommandLine& line) {
+  const auto database = Open(line.file);
+  jetdump::DumpOptions options{
+      .tables = line.tables, .queries = line.queries, .withRows = !line.schemaOnly};
+  if (options.tables.empty() && options.queries.empty()) {
+    options.tables = database->TableNames();
+    options.queries = database->QueryNames();
+  }
+  const bool isWhole = jetdump::DumpDatabase(*database, options, std::cout, std::cerr);
+  std::cout.flush();
+  if (!std::cout) throw std::runtime_error("the output could not be written");
+  return isWhole;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  CLI::App app;
+  CommandLine line;
+  AddOptions(app, line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : EXIT_USAGE;
+  }
+  try {
+    return Print(line) ? 0 : EXIT_FAILED;
+  } catch (const std::exception& error) {
+    std::cerr << "jetdump: " << error.what() << '\n';
+    return EXIT_FAILED;
+  }
+}
