@@ -11,16 +11,16 @@ namespace nimport::platform {
 // What is known of one failure, or of damage that was stepped over (code 0). Texts are UTF-8; what
 // is not known is empty.
 struct FailureRecord {
-  std::string function;  // the exported function's name
+  std::string function{};  // the exported function's name
   std::int32_t code = 0;
-  std::string reason;  // one sentence
-  std::string file;
-  std::optional<std::uint32_t> page;
-  std::string table;
-  std::optional<std::uint32_t> slot;
-  std::optional<std::int32_t> folder;  // position in the folder list
-  std::optional<std::int32_t> mail;    // position in the folder
-  std::optional<std::int32_t> dataNo;
+  std::string reason{};  // one sentence
+  std::string file{};
+  std::optional<std::uint32_t> page{};
+  std::string table{};
+  std::optional<std::uint32_t> slot{};
+  std::optional<std::int32_t> folder{};  // position in the folder list
+  std::optional<std::int32_t> mail{};    // position in the folder
+  std::optional<std::int32_t> dataNo{};
 };
 
 // Receives the records. Safe to use from several threads.

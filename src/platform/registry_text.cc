@@ -208,12 +208,15 @@ class Search {
     bool isInKey = false;
     bool isInHead = lines_.form() == Form::Wine;
     while (lines_.Advance()) {
-      if (lines_.FirstByte() == '[') {
+      const bool mayBeKey = lines_.FirstByte() == '[';
+      if (!mayBeKey && !isInKey && !isInHead) continue;
+      const std::u16string line = lines_.Line();
+      if (line.starts_with(u'[')) {
         isInHead = false;
-        isInKey = IsWantedKey(lines_.Line());
+        isInKey = IsWantedKey(line);
       } else if (isInKey) {
-        ReadValue(lines_.Line());
-      } else if (isInHead && !IsOfWantedHive(lines_.Line())) {
+        ReadValue(line);
+      } else if (isInHead && !IsOfWantedHive(line)) {
         return std::nullopt;
       }
     }

@@ -1,0 +1,136 @@
+#include "platform/registry_text.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "platform/posix/text.h"
+
+namespace nimport::platform {
+namespace {
+
+const posix::SystemText TEXT;
+constexpr std::string_view KEY = "Software\\NIFTY\\NIFTY Manager\\Directory";
+
+std::optional<std::string> Find(std::string_view file,
+                                RegistryHive hive = RegistryHive::LocalMachine,
+                                std::string_view key = KEY) {
+  return FindRegistryString(file, {hive, key, "DatabaseDir"}, TEXT);
+}
+
+std::string ToUtf16File(std::string_view utf8) {
+  std::string file = "\xFF\xFE";
+  for (const char16_t unit : TEXT.ToUtf16(utf8, CODE_PAGE_UTF8)) {
+    file += static_cast<char>(unit & 0xFF);
+    file += static_cast<char>(unit >> 8);
+  }
+  return file;
+}
+
+const std::string KEY_LINE = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\NIFTY\\NIFTY Manager\\Directory]\r\n";
+const std::string REGEDIT4 = "REGEDIT4\r\n\r\n" + KEY_LINE;
+const std::string VERSION5 = "Windows Registry Editor Version 5.00\r\n\r\n" + KEY_LINE;
+const std::string WINE =
+    "WINE REGISTRY Version 2\n;; All keys relative to REGISTRY\\\\Machine\n\n#arch=win32\n\n"
+    "[Software\\\\NIFTY\\\\NIFTY Manager\\\\Directory] 1234567890\n#time=1d8c0\n";
+
+TEST(RegistryTextTest, ReadsEveryFormOfFileAndValue) {
+  // Katakana SO has '\' as its second byte; "C:\ソ" in three encodings.
+  const std::string wanted = "C:\\\x83\x5C";
+  const struct {
+    std::string file;
+    std::string value;
+    const char* why;
+  } CASES[] = {
+      {REGEDIT4 + "\"DatabaseDir\"=\"C:\\\\\x83\x5C\"\r\n", wanted, "a second byte is no escape"},
+      {REGEDIT4 + "\"databasedir\" = \"C:\\\\\x83\x5C\" ; mine", wanted, "blanks, case, comment"},
+      {REGEDIT4 + "\"DatabaseDir\"=hex(2):43,3a,5c,\\\r\n  83,5C,00\r\n", wanted,
+       "expandable text of 8-bit characters, continued"},
+      {REGEDIT4 + "\"DatabaseDir\"=hex:43,3a,5c,83,5c", wanted, "binary, not terminated"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"C:\\NIFTY \\\"x\\\"\"", "C:\\NIFTY \"x\"", "written by hand"},
+      {ToUtf16File(VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\r\n"), wanted, "UTF-16"},
+      {"\xEF\xBB\xBF" + VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, mark"},
+      {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, no mark"},
+      {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\x83\x5C\"\n", wanted, "saved in the old code page"},
+      {VERSION5 + "\"DatabaseDir\"=hex(1):43,00,3a,00,5c,00,bd,\\\n  30,00,00\n", wanted,
+       "UTF-16 in hexadecimal"},
+      {VERSION5 + "\"DatabaseDir\"=hex(7):43,00,00,00,44,00,00,00,00,00", "C", "first of several"},
+      {WINE + "\"DatabaseDir\"=\"C:\\\\\\x30bd\"\n", wanted, "Wine's escape"},
+      {WINE + "\"DatabaseDir\"=\"\\x30bdC\\101\\x9\"\n",
+       "\x83\x5C"
+       "CA\t",
+       "digits end by count"},
+      {WINE + "\"DatabaseDir\"=str(2):\"C:\\\\\\x30bd\"\n", wanted, "Wine's expandable text"},
+      {WINE + "\"DatabaseDir\"=hex(2):43,00,3a,00,5c,00,bd,30,00,00\n", wanted, "Wine's data"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n\"DatabaseDir\"=\"b\"\n", "b", "the last one holds"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"\"", "", "an empty text is a value"},
+  };
+  for (const auto& row : CASES)
+    EXPECT_EQ(Find(row.file), row.value) << row.why;
+}
+
+TEST(RegistryTextTest, AnswersNothingRatherThanSomethingElse) {
+  const struct {
+    std::string file;
+    const char* why;
+  } CASES[] = {
+      {"", "empty file"},
+      {"\xFF\xFE", "nothing but a mark"},
+      {KEY_LINE + "\"DatabaseDir\"=\"a\"", "no signature"},
+      {REGEDIT4 + "\"DatabaseDir2\"=\"a\"\n@=\"b\"\n;\"DatabaseDir\"=\"c\"", "other values"},
+      {REGEDIT4 + "[HKEY_LOCAL_MACHINE\\Software\\NIFTY]\n\"DatabaseDir\"=\"a\"", "other key"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n\"DatabaseDir\"=-\n", "deleted value"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n[-" + KEY_LINE.substr(1), "deleted key"},
+      {REGEDIT4 + "\"DatabaseDir\"=dword:00000001", "a number"},
+      {REGEDIT4 + "\"DatabaseDir\"=\"C:\\\\NIF", "cut in the text"},
+      {REGEDIT4 + "\"DatabaseDir\"=hex(2):43,3a,\\", "cut in the data"},
+      {REGEDIT4 + "\"DatabaseDir\"=hex(2):43,zz", "no digits"},
+      {REGEDIT4 + "\"DatabaseDir\"=hex(2", "cut in the type"},
+      {REGEDIT4 + "\"DatabaseDir", "cut in the name"},
+  };
+  for (const auto& row : CASES)
+    EXPECT_EQ(Find(row.file), std::nullopt) << row.why;
+}
+
+TEST(RegistryTextTest, KeepsTheHivesApart) {
+  const std::string both = REGEDIT4 + "\"DatabaseDir\"=\"machine\"\n" +
+                           "[HKCU\\Software\\NIFTY\\NIFTY Manager\\Directory]\n" +
+                           "\"DatabaseDir\"=\"user\"\n";
+  EXPECT_EQ(Find(both, RegistryHive::LocalMachine), "machine");
+  EXPECT_EQ(Find(both, RegistryHive::CurrentUser), "user");
+
+  const std::string machine = WINE + "\"DatabaseDir\"=\"a\"\n";
+  EXPECT_EQ(Find(machine, RegistryHive::LocalMachine), "a");
+  EXPECT_EQ(Find(machine, RegistryHive::CurrentUser), std::nullopt);
+  std::string user = machine;
+  user.replace(user.find("Machine"), 7, "User\\\\S-1-5-21-0-0-0-1000");
+  EXPECT_EQ(Find(user, RegistryHive::LocalMachine), std::nullopt);
+  EXPECT_EQ(Find(user, RegistryHive::CurrentUser), "a");
+}
+
+TEST(RegistryTextTest, ValuesEndAt519Bytes) {
+  const std::string longest(519, 'x');
+  EXPECT_EQ(Find(REGEDIT4 + "\"DatabaseDir\"=\"" + longest + "\""), longest);
+  EXPECT_EQ(Find(REGEDIT4 + "\"DatabaseDir\"=\"" + longest + "x\""), std::nullopt);
+  std::string data = "\"DatabaseDir\"=hex:41";
+  for (int i = 0; i < 100'000; ++i)
+    data += ",\\\n 41";
+  EXPECT_EQ(Find(REGEDIT4 + data), std::nullopt);
+}
+
+// Every beginning of a file, in both widths: a cut never brings a wrong value.
+TEST(RegistryTextTest, CutFilesGiveTheValueOrNothing) {
+  const std::string narrow = VERSION5 + "\"DatabaseDir\"=hex(2):43,00,3a,00,\\\n  00,00\n\n";
+  const std::string wide = ToUtf16File(narrow);
+  for (const std::string& file : {narrow, wide, WINE + "\"DatabaseDir\"=\"C:\"\n"}) {
+    for (std::size_t size = 0; size <= file.size(); ++size) {
+      const auto value = Find(file.substr(0, size));
+      // Data that is cut between two bytes looks whole.
+      EXPECT_TRUE(!value || *value == "C:" || *value == "C" || value->empty()) << size;
+    }
+    EXPECT_EQ(Find(file), "C:");
+  }
+}
+
+}  // namespace
+}  // namespace nimport::platform
