@@ -23,15 +23,15 @@ std::string WrapBase64(std::string_view bytes, const std::string& eol) {
   return lines;
 }
 
-// {"header": "Subject", "text": "...", "charset": "...", "encoding": "B"}, and "after" for what
-// follows the words.
+// {"header": "Subject", "text": "...", "charset": "...", "encoding": "B"}; "before" and "after" for
+// what stands around the words.
 std::string ReadHeader(const Node& node, const std::string& charset) {
-  node.ExpectMembers({"header", "text", "charset", "encoding", "after"});
+  node.ExpectMembers({"header", "before", "text", "charset", "encoding", "after"});
   const std::string encoding = node.TextOr("encoding", "B");
   if (encoding != "B" && encoding != "Q") {
     node.At("encoding").Fail("\"B\" or \"Q\" is wanted here");
   }
-  return node.At("header").ToText() + ": " +
+  return node.At("header").ToText() + ": " + node.TextOr("before", "") +
          ToEncodedWords(node.At("text").ToText(), charset, encoding[0]) + node.TextOr("after", "");
 }
 
