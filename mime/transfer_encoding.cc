@@ -1,8 +1,5 @@
 #include "mime/transfer_encoding.h"
 
-#include <algorithm>
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include <gmime/gmime.h>
@@ -11,14 +8,6 @@
 
 namespace nimport::mime {
 namespace {
-
-// What goes through a filter at once: its buffers stay small whatever the size of the part.
-constexpr std::size_t STEP_BYTES = 65536;
-
-struct FilterDeleter {
-  void operator()(GMimeFilter* filter) const { g_object_unref(filter); }
-};
-using Filter = std::unique_ptr<GMimeFilter, FilterDeleter>;
 
 GMimeContentEncoding ToGMime(TransferEncoding encoding) {
   switch (encoding) {
@@ -39,11 +28,11 @@ bool IsBase64Character(char character) {
 
 struct Base64Text {
   std::string_view text;
-  std::string_view missingPadding;
+  std::string_view padding;
 };
 
-// `encoded` up to and with its padding. The filter would go on behind it, and differently so
-// depending on how the bytes are cut into steps; and it would drop a last group without padding.
+// `encoded` up to its padding, which is returned apart. GMime's decoder would go on behind it, and
+// would drop a last group without padding.
 Base64Text UpToPadding(std::string_view encoded) {
   std::size_t characters = 0;
   for (std::size_t i = 0; i < encoded.size(); ++i) {
@@ -57,44 +46,17 @@ Base64Text UpToPadding(std::string_view encoded) {
   return {encoded, MISSING[characters % 4]};
 }
 
-// Decodes through GMime's filter into one buffer.
-class Decoder {
- public:
-  // Decoded bytes are never more than encoded ones.
-  Decoder(TransferEncoding encoding, std::size_t maxBytes)
-      : filter_(g_mime_filter_basic_new(ToGMime(encoding), FALSE)), buffer_(maxBytes) {}
-
-  void Add(std::string_view encoded) {
-    while (!encoded.empty()) {
-      const std::string_view step = encoded.substr(0, STEP_BYTES);
-      g_mime_filter_filter(filter_.get(), const_cast<char*>(step.data()), step.size(), 0, &out_,
-                           &outSize_, &outSpace_);
-      TakeOutput();
-      encoded.remove_prefix(step.size());
-    }
+// What stands behind the line that begins uuencoded data; nothing when there is no such line.
+std::string_view BehindBeginLine(std::string_view encoded) {
+  constexpr std::string_view BEGIN = "begin ";
+  while (!encoded.empty()) {
+    const std::size_t lineEnd = encoded.find('\n');
+    const bool isBegin = encoded.starts_with(BEGIN);
+    encoded.remove_prefix(lineEnd == std::string_view::npos ? encoded.size() : lineEnd + 1);
+    if (isBegin) break;
   }
-
-  Buffer Finish() {
-    g_mime_filter_complete(filter_.get(), nullptr, 0, 0, &out_, &outSize_, &outSpace_);
-    TakeOutput();
-    buffer_.Shorten(used_);
-    return std::move(buffer_);
-  }
-
- private:
-  void TakeOutput() {
-    const std::size_t taken = std::min(outSize_, buffer_.size() - used_);
-    if (taken > 0) std::memcpy(buffer_.data() + used_, out_, taken);
-    used_ += taken;
-  }
-
-  Filter filter_;
-  Buffer buffer_;
-  std::size_t used_ = 0;
-  char* out_ = nullptr;  // what the filter gave last, in its own memory
-  size_t outSize_ = 0;
-  size_t outSpace_ = 0;
-};
+  return encoded;
+}
 
 }  // namespace
 
@@ -114,12 +76,22 @@ TransferEncoding FindTransferEncoding(std::string_view value) {
 
 Buffer DecodeTransfer(TransferEncoding encoding, std::string_view encoded) {
   if (encoding == TransferEncoding::Identity) return Buffer(encoded);
+  GMimeEncoding state;
+  g_mime_encoding_init_decode(&state, ToGMime(encoding));
   Base64Text text{encoded, ""};
-  if (encoding == TransferEncoding::Base64) text = UpToPadding(encoded);
-  Decoder decoder(encoding, text.text.size() + text.missingPadding.size());
-  decoder.Add(text.text);
-  decoder.Add(text.missingPadding);
-  return decoder.Finish();
+  if (encoding == TransferEncoding::Base64) {
+    text = UpToPadding(encoded);
+  } else if (encoding == TransferEncoding::Uuencode) {
+    text.text = BehindBeginLine(encoded);
+    state.state |= GMIME_UUDECODE_STATE_BEGIN;
+  }
+  Buffer decoded(g_mime_encoding_outlen(&state, text.text.size() + text.padding.size()));
+  std::size_t size = 0;
+  for (const std::string_view piece : {text.text, text.padding}) {
+    size += g_mime_encoding_step(&state, piece.data(), piece.size(), decoded.data() + size);
+  }
+  decoded.Shorten(size);
+  return decoded;
 }
 
 }  // namespace nimport::mime

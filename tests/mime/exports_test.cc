@@ -4,7 +4,6 @@
 #include <string>
 #include <thread>
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,19 +33,6 @@ TEST(Exports, AreTheFourteenNamesAndNothingElse) {
   }
   ASSERT_EQ(0, pclose(pipe));
   EXPECT_THAT(names, testing::UnorderedElementsAreArray(ENTRY_POINTS));
-}
-
-TEST(Exports, LibraryCanBeLoadedAgainAndAgain) {
-  for (int i = 0; i < 3; ++i) {
-    void* module = dlopen(WEXMAIL_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(module, nullptr) << dlerror();
-    auto* init = reinterpret_cast<MT_InitFunction*>(dlsym(module, "MT_Init"));
-    auto* term = reinterpret_cast<MT_TermFunction*>(dlsym(module, "MT_Term"));
-    const std::int32_t session = init();
-    EXPECT_NE(0, session);
-    EXPECT_EQ(1, term(session));
-    dlclose(module);
-  }
 }
 
 // Every question to `session` answers 0 and leaves nothing to be released.
