@@ -1,5 +1,6 @@
 #include "interface/handle_node.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/failure.h"
@@ -19,6 +20,11 @@ HandleNode* AppendChild(HandleNode& parent, std::unique_ptr<HandleNode> node) {
   node->parent = &parent;
   parent.children.push_back(std::move(node));
   return parent.children.back().get();
+}
+
+void RemoveChild(HandleNode& parent, const HandleNode& child) noexcept {
+  const auto found = std::ranges::find(parent.children, &child, &std::unique_ptr<HandleNode>::get);
+  if (found != parent.children.end()) parent.children.erase(found);
 }
 
 void FreeHandleTree(HandleNode& root) noexcept {

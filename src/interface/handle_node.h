@@ -52,6 +52,9 @@ namespace nimport {
 // which has no children; std::bad_alloc leaves everything as it was.
 HandleNode* AppendChild(HandleNode& parent, std::unique_ptr<HandleNode> node);
 
+// Frees a child of `parent` and all nodes beneath it.
+void RemoveChild(HandleNode& parent, const HandleNode& child) noexcept;
+
 // Frees all nodes beneath `root`, children before parents, and leaves `root` without children.
 void FreeHandleTree(HandleNode& root) noexcept;
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "addressbook/address_book.h"
 #include "common/fixed_text.h"
 #include "extraction/temporary_names.h"
 #include "mailstore/mail_store.h"
@@ -33,6 +34,8 @@ struct MailerContext {
   std::unique_ptr<platform::SessionDatabase> database;
   // Works on the database and the MIME session above; of a mail session only.
   std::unique_ptr<mailstore::MailStore> mailStore;
+  // The address book while it is open, and from a failed first open to the session's end.
+  std::optional<addressbook::AddressBook> addressBookData;
 };
 
 }  // namespace nimport

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "addressbook/address_book_loader.h"
 #include "common/failure.h"
 #include "extraction/temporary_files.h"
 #include "interface/discovery.h"
@@ -57,6 +58,7 @@ void CloseSession(MailerContext& context) noexcept {
   context.accountId.clear();
   context.databaseDir.clear();
   context.mimeSession.reset();
+  addressbook::ReleaseAddressBook(context.addressBookData);
 }
 
 }  // namespace nimport

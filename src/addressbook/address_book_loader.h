@@ -1,0 +1,39 @@
+// Makes the address book from its table.
+//
+// The table is flat: a row is a group or an address and names the key of the group that it belongs
+// to, 0 at the top level. It is read once; then the tree is walked from the top. A row that cannot
+// be used fails the load where the walk comes to it: a group's own row first, then the groups
+// beneath it, then its addresses. What hangs beneath no group of the tree is not looked at.
+//
+// Keys are the mail client's and may be anything. A group whose key is that of a group above it, or
+// 0, has its addresses but no groups beneath it: they would lead back to it. Groups that share a
+// key each get all that belongs to the key, so every group is loaded once for each path to it.
+// Since there can be more paths than memory, what belongs to a key is loaded a second time only
+// while the book stays within PATH_COPIES_PER_ROW; beyond that, further groups with the key stay
+// empty. Every row in the tree is loaded at least once.
+#ifndef NIMPORT_ADDRESSBOOK_ADDRESS_BOOK_LOADER_H_
+#define NIMPORT_ADDRESSBOOK_ADDRESS_BOOK_LOADER_H_
+
+#include <cstdint>
+#include <optional>
+
+#include "addressbook/address_book.h"
+#include "jet/database.h"
+
+namespace nimport::addressbook {
+
+// A book of n rows is loaded with copies up to PATH_COPIES_PER_ROW * n + PATH_COPIES_OF_ANY_TABLE
+// groups and addresses: plenty for tables that people have, and a bound for the others.
+inline constexpr std::int64_t PATH_COPIES_PER_ROW = 16;
+inline constexpr std::int64_t PATH_COPIES_OF_ANY_TABLE = 65'536;
+
+// Loads the book into `addressBookData`. Throws Failure: -3 when it is there already, or when the
+// walk comes to a group without a name or an address without a user ID; jet::DatabaseError; after a
+// failure `addressBookData` is there, without the groups, and only ReleaseAddressBook removes it.
+void LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData);
+
+void ReleaseAddressBook(std::optional<AddressBook>& addressBookData) noexcept;
+
+}  // namespace nimport::addressbook
+
+#endif  // NIMPORT_ADDRESSBOOK_ADDRESS_BOOK_LOADER_H_
