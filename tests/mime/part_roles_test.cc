@@ -107,14 +107,8 @@ TEST(PartRoles, AreWhatAReaderExpects) {
   const Library library;
   for (const Case& row : CASES) {
     ASSERT_EQ(1, library.Parse(Crlf(row.mail)));
-    std::vector<std::string> mains;
-    for (const MainPart& part : library.Mains())
-      mains.push_back(part.contents);
-    std::vector<std::string> attachments;
-    for (const Attachment& part : library.Attachments())
-      attachments.push_back(part.contents);
-    EXPECT_EQ(row.mains, mains) << row.why;
-    EXPECT_EQ(row.attachments, attachments) << row.why;
+    EXPECT_EQ(row.mains, JoinContents(library.Mains())) << row.why;
+    EXPECT_EQ(row.attachments, JoinContents(library.Attachments())) << row.why;
   }
 }
 
