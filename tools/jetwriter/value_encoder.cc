@@ -75,21 +75,24 @@ std::string EncodeNumeric(const ColumnSpec& column, const Value& value) {
   return bytes.Take();
 }
 
-std::string CheckSize(const WriterContext& context, const ColumnSpec& column, std::string bytes) {
-  if (bytes.size() > SizeBytes(context.layout, column)) {
-    throw WriteError("a value of " + std::to_string(bytes.size()) +
-                     " bytes is longer than the column's " +
-                     std::to_string(SizeBytes(context.layout, column)));
-  }
-  return bytes;
+void CheckSize(const WriterContext& context, const ColumnSpec& column, std::string_view bytes) {
+  const std::size_t maxBytes = SizeBytes(context.layout, column);
+  if (bytes.size() <= maxBytes) return;
+  throw WriteError("a value of " + std::to_string(bytes.size()) +
+                   " bytes is longer than the column's " + std::to_string(maxBytes));
 }
 
-// Text in its final form. A compressed one must not take more than `maxCompressedBytes`: what does
-// not fit one page is never compressed.
-std::string EncodeText(const WriterContext& context, const Value& value,
-                       std::size_t maxCompressedBytes) {
+// Text as it stands in the file, before any compression.
+std::string EncodePlainText(const WriterContext& context, const Value& value) {
   if (const auto* raw = std::get_if<jet::Binary>(&value)) return std::string(ToView(*raw));
-  std::string plain = context.text.Encode(Expect<jet::Text>(value, "text").bytes);
+  return context.text.Encode(Expect<jet::Text>(value, "text").bytes);
+}
+
+// `plain` in its final form. A compressed text must not take more than `maxCompressedBytes`: what
+// does not fit one page is never compressed.
+std::string CompressText(const WriterContext& context, const Value& value, std::string plain,
+                         std::size_t maxCompressedBytes) {
+  if (std::holds_alternative<jet::Binary>(value)) return plain;
   const bool mustCompress = context.text.LooksCompressed(plain);
   if (!context.options.compressText && !mustCompress) return plain;
   std::optional<std::string> compressed = context.text.Compress(plain);
@@ -98,6 +101,18 @@ std::string EncodeText(const WriterContext& context, const Value& value,
   }
   if (mustCompress) throw WriteError("a text that begins with U+FEFF cannot be stored here");
   return plain;
+}
+
+std::string EncodeText(const WriterContext& context, const ColumnSpec& column, const Value& value) {
+  std::string plain = EncodePlainText(context, value);
+  // The size of a column counts characters, compressed or not.
+  CheckSize(context, column, plain);
+  return CompressText(context, value, std::move(plain), context.layout.maxRowBytes);
+}
+
+std::string EncodeMemo(const WriterContext& context, const Value& value) {
+  return CompressText(context, value, EncodePlainText(context, value),
+                      context.options.maxSingleLongValueBytes);
 }
 
 std::string EncodeBinary(const Value& value) {
@@ -161,11 +176,12 @@ std::string EncodeValue(const WriterContext& context, const ColumnSpec& column,
     case ColumnType::Guid:
       return EncodeGuid(value);
     case ColumnType::Text:
-      return CheckSize(context, column, EncodeText(context, value, context.layout.maxRowBytes));
+      return EncodeText(context, column, value);
     case ColumnType::Memo:
-      return EncodeText(context, value, context.options.maxSingleLongValueBytes);
+      return EncodeMemo(context, value);
     case ColumnType::Binary:
-      return CheckSize(context, column, EncodeBinary(value));
+      CheckSize(context, column, ToView(Expect<jet::Binary>(value, "binary value")));
+      return EncodeBinary(value);
     case ColumnType::Ole:
       return EncodeBinary(value);
   }

@@ -34,7 +34,7 @@ struct StoreOptions {
   std::uint32_t encodingKey = 0;
   // Mails to make from the description's template, or from the usual one when it has none. Empty:
   // as many as the template says; without a template none.
-  std::optional<std::uint64_t> scale;
+  std::optional<std::uint64_t> scale = std::nullopt;
 };
 
 // Where a store lies.
