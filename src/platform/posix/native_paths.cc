@@ -71,9 +71,13 @@ std::optional<std::string> NativePaths::FindDrive(char letter) const {
   return std::nullopt;
 }
 
-void NativePaths::Descend(NativePath& path, const std::u16string& part) const {
+void NativePaths::Append(NativePath& path, const std::u16string& part) const {
   if (!path.name.empty()) path.directory = WithSlash(path.str());
   path.name = text_.FromUtf16(part, CODE_PAGE_UTF8);
+}
+
+void NativePaths::Descend(NativePath& path, const std::u16string& part) const {
+  Append(path, part);
   if (!path.exists || IsThere(path.str())) return;
   std::optional<std::string> found = directories_.Find(path.directory, part);
   path.exists = found.has_value();
@@ -94,18 +98,26 @@ std::optional<NativePath> NativePaths::Resolve(std::string_view path, bool lastA
     for (unsigned i = 0; i < parsed->levelsUp; ++i)
       result.directory += "../";
   }
-  result.exists = IsThere(result.directory);
+  std::vector<std::u16string> parts;
   for (const std::string& part : parsed->parts) {
-    const std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+    std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
     if (!utf16) return std::nullopt;
-    const bool isLast = &part == &parsed->parts.back();
-    if (isLast && lastAsSpelt) {
-      const bool parentExists = std::exchange(result.exists, false);
-      Descend(result, *utf16);
-      result.exists = parentExists && IsThere(result.str());
-    } else {
-      Descend(result, *utf16);
-    }
+    parts.push_back(*std::move(utf16));
+  }
+  // Most paths are there as spelt, and one look tells.
+  NativePath spelt = result;
+  for (const std::u16string& part : parts)
+    Append(spelt, part);
+  spelt.exists = IsThere(spelt.str());
+  if (spelt.exists) return spelt;
+
+  result.exists = IsThere(result.directory);
+  const std::size_t searched = lastAsSpelt && !parts.empty() ? parts.size() - 1 : parts.size();
+  for (std::size_t i = 0; i < searched; ++i)
+    Descend(result, parts[i]);
+  if (searched < parts.size()) {
+    Append(result, parts.back());
+    result.exists = result.exists && IsThere(result.str());
   }
   return result;
 }

@@ -41,6 +41,8 @@ class NativePaths {
  private:
   [[nodiscard]] std::optional<NativePath> Resolve(std::string_view path, bool lastAsSpelt) const;
   [[nodiscard]] std::optional<std::string> FindDrive(char letter) const;
+  // Goes one part down: as spelt, or to what is there.
+  void Append(NativePath& path, const std::u16string& part) const;
   void Descend(NativePath& path, const std::u16string& part) const;
   [[nodiscard]] std::optional<std::string> ToWindowsOnDrive(const std::string& nativeDirectory,
                                                             char letter) const;
