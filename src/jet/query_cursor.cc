@@ -12,10 +12,6 @@
 namespace nimport::jet {
 namespace {
 
-// Some ten seconds. What a join by indexes looks at between two rows of its result is at most all
-// driving rows once.
-constexpr std::uint64_t MAX_COMBINATIONS = std::uint64_t{1} << 28;
-
 // Equal keys have equal hashes. Empty when one is null, since null equals nothing.
 std::optional<std::int32_t> HashKeys(const std::vector<BoundPtr>& keys, const RowSet& rows,
                                      const TextRules& texts) {
@@ -136,7 +132,7 @@ void DrivingCursor::Widen() {
 }
 
 void WorkLimit::Count() {
-  if (++count_ <= MAX_COMBINATIONS) return;
+  if (++count_ <= context_.maxCombinations) return;
   FailQuery(context_, "the query joins so many rows without a result that it would not end");
 }
 

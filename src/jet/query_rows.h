@@ -20,12 +20,17 @@ namespace nimport::jet {
 // RowId::packed where an outer join found no row. No file is so long that it has this page.
 inline constexpr std::uint32_t NO_ROW = 0xFFFFFFFF;
 
+// How many combinations of rows a join looks at between two rows of its result before it gives up:
+// some seconds. A join by indexes looks at no more than its driving rows.
+inline constexpr std::uint64_t MAX_COMBINATIONS = std::uint64_t{1} << 26;
+
 // What the parts of one prepared query share.
 struct QueryContext {
   std::string fileName;   // UTF-8
   std::string queryName;  // UTF-8
   TextRules texts;
   std::vector<std::shared_ptr<const Table>> tables;  // by slot
+  std::uint64_t maxCombinations = MAX_COMBINATIONS;
 };
 
 [[noreturn]] void FailQuery(const QueryContext& context, const std::string& reason);
