@@ -83,7 +83,6 @@ Buffer DecodeTransfer(TransferEncoding encoding, std::string_view encoded) {
     text = UpToPadding(encoded);
   } else if (encoding == TransferEncoding::Uuencode) {
     text.text = BehindBeginLine(encoded);
-    state.state |= GMIME_UUDECODE_STATE_BEGIN;
   }
   Buffer decoded(g_mime_encoding_outlen(&state, text.text.size() + text.padding.size()));
   std::size_t size = 0;
