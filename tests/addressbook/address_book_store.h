@@ -1,0 +1,97 @@
+// Address books in stores on disk, asked through the exports of the library.
+#ifndef NIMPORT_TESTS_ADDRESSBOOK_ADDRESS_BOOK_STORE_H_
+#define NIMPORT_TESTS_ADDRESSBOOK_ADDRESS_BOOK_STORE_H_
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "common/test_directory.h"
+#include "interface/plug_in.h"
+#include "mkstore/store_writer.h"
+
+namespace nimport::test {
+
+inline void PointEnvironmentTo(const std::string& registry, const std::string& drives) {
+  setenv("NIMPORT_REGISTRY", registry.c_str(), 1);
+  setenv("NIMPORT_DRIVES", drives.c_str(), 1);
+}
+
+// A store whose address book has the given entries, and the environment that leads to it.
+class AddressBookStore {
+ public:
+  explicit AddressBookStore(nlohmann::json entries, const mkstore::StoreOptions& options = {},
+                            nlohmann::json tables = nullptr) {
+    nlohmann::json description = {{"addressBook", std::move(entries)}};
+    if (!tables.is_null()) description["tables"] = std::move(tables);
+    const mkstore::Store store = MakeStore(description, directory_.path(), options);
+    PointEnvironmentTo(store.RegistryVariable(), store.DrivesVariable());
+  }
+
+ private:
+  tests::TestDirectory directory_;
+};
+
+// An address-book session, closed at the end.
+class AddressSession {
+ public:
+  AddressSession() { code_ = AD_Initialize(&session_); }
+  ~AddressSession() {
+    if (session_ != nullptr) AD_Terminate(session_);
+  }
+  AddressSession(const AddressSession&) = delete;
+  AddressSession& operator=(const AddressSession&) = delete;
+
+  [[nodiscard]] ResultCode code() const { return code_; }
+  [[nodiscard]] HandleNode* get() const { return session_; }
+
+  ResultCode Open(HandleNode** book) {
+    return AD_OpenAddressBook(session_, nullptr, nullptr, book);
+  }
+  ResultCode Close(HandleNode* book) {
+    return AD_CloseAddressBook(session_, nullptr, nullptr, book);
+  }
+  // Null on failure, as all handles.
+  HandleNode* OpenBook() {
+    HandleNode* book = nullptr;
+    static_cast<void>(Open(&book));
+    return book;
+  }
+  HandleNode* Group(HandleNode* parent, std::int32_t index) {
+    HandleNode* group = nullptr;
+    static_cast<void>(AD_GetChildGroup(session_, parent, index, &group));
+    return group;
+  }
+  HandleNode* Address(HandleNode* parent, std::int32_t index) {
+    HandleNode* address = nullptr;
+    static_cast<void>(AD_GetAddress(session_, parent, index, &address));
+    return address;
+  }
+
+  NumberAnswer GroupCount(HandleNode* parent) {
+    return AskNumber(
+        [&](std::int32_t* out) { return AD_GetChildGroupCount(session_, parent, out); });
+  }
+  NumberAnswer AddressCount(HandleNode* parent) {
+    return AskNumber([&](std::int32_t* out) { return AD_GetAddressCount(session_, parent, out); });
+  }
+  NumberAnswer Id(HandleNode* address) {
+    return AskNumber([&](std::int32_t* out) { return AD_GetId(session_, address, out); });
+  }
+  TextAnswer Name(HandleNode* node) {
+    return AskText([&](ResultString* text) { return AD_GetName(session_, node, text); });
+  }
+  TextAnswer Value(HandleNode* address, std::int32_t field) {
+    return AskText([&](ResultString* text) { return AD_GetValue(session_, address, field, text); });
+  }
+
+ private:
+  HandleNode* session_ = nullptr;
+  ResultCode code_;
+};
+
+}  // namespace nimport::test
+
+#endif  // NIMPORT_TESTS_ADDRESSBOOK_ADDRESS_BOOK_STORE_H_
