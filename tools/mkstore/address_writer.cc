@@ -15,8 +15,7 @@ constexpr std::int64_t MIN_LONG = std::numeric_limits<std::int32_t>::min();
 }  // namespace
 
 void AddressWriter::AddEntry(const Node& entry, std::int64_t parentKey) {
-  entry.ExpectMembers(
-      {"key", "parent", "type", "name", "userId", "comment", "columns", "members", "note"});
+  entry.ExpectMembers({"key", "parent", "type", "name", "userId", "comment", "columns", "members"});
   StoreTable& table = database_.Table("AddressBookTBL", entry);
   const std::int64_t key = entry.IntegerOr("key", nextKey_, MIN_LONG, MAX_LONG);
   nextKey_ = key + 1;

@@ -30,7 +30,7 @@ class Node {
   [[nodiscard]] bool IsNull() const { return value_->is_null(); }
   [[nodiscard]] bool IsObject() const { return value_->is_object(); }
 
-  // Fails unless this is an object with none but these members.
+  // Fails unless this is an object with none but these members and, for readers, a "note".
   void ExpectMembers(std::initializer_list<std::string_view> names) const;
 
   [[nodiscard]] bool Has(std::string_view name) const { return value_->contains(name); }

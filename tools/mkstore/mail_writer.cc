@@ -141,7 +141,7 @@ MailWriter::MailWriter(StoreDatabase& database, const Drives& drives,
       text_(jetwriter::TextEncoder::ForCodePage(codePage)) {}
 
 void MailWriter::AddCabinet(const Node& cabinet) {
-  cabinet.ExpectMembers({"number", "name", "columns", "folders", "note"});
+  cabinet.ExpectMembers({"number", "name", "columns", "folders"});
   StoreTable& table = database_.Table("CabinetTBL", cabinet);
   StoreRow row(table);
   row.Read("CabinetNo", cabinet.At("number"));
@@ -160,7 +160,7 @@ void MailWriter::AddCabinet(const Node& cabinet) {
 }
 
 void MailWriter::AddFolder(const Node& folder, std::int64_t cabinetNumber) {
-  folder.ExpectMembers({"number", "name", "cabinet", "columns", "mails", "note"});
+  folder.ExpectMembers({"number", "name", "cabinet", "columns", "mails"});
   StoreTable& table = database_.Table("FolderTBL", folder);
   StoreRow row(table);
   row.Read("FolderNo", folder.At("number"));
@@ -177,8 +177,8 @@ void MailWriter::AddFolder(const Node& folder, std::int64_t cabinetNumber) {
 }
 
 void MailWriter::AddMail(const Node& mail, std::int64_t folderNumber) {
-  mail.ExpectMembers({"kind", "dataNo", "folder", "title", "date", "note", "columns", "mime",
-                      "storedFile", "noFamilyRow", "inDataTable"});
+  mail.ExpectMembers({"kind", "dataNo", "folder", "title", "date", "columns", "mime", "storedFile",
+                      "noFamilyRow", "inDataTable"});
   const std::int64_t dataNumber = mail.IntegerOr("dataNo", nextDataNumber_, MIN_LONG, MAX_LONG);
   nextDataNumber_ = dataNumber + 1;
   const MailFiles files = WriteFiles(mail);

@@ -42,7 +42,7 @@ struct Settings {
 Settings ReadSettings(const Node& description) {
   description.ExpectMembers({"accountId", "fileVersion", "executable", "directories", "codePage",
                              "cabinets", "folders", "mails", "addressBook", "tables", "extraTables",
-                             "extraRows", "queries", "files", "mimeFiles", "template", "note"});
+                             "extraRows", "queries", "files", "mimeFiles", "template"});
   const std::optional<Node> directories = description.Find("directories");
   if (directories) directories->ExpectMembers({"bin", "data"});
   return {.accountId = ReadSetting(description, "accountId", USUAL_ACCOUNT),
@@ -138,7 +138,7 @@ void AddTemplate(const Node& description, const StoreOptions& options, MailWrite
 void WriteLooseFiles(const Node& description, const Drives& drives,
                      const std::filesystem::path& mimeDirectory) {
   for (const Node& file : description.ElementsOf("files")) {
-    file.ExpectMembers({"path", "contents", "note"});
+    file.ExpectMembers({"path", "contents"});
     WriteFile(drives.ToNative(file.At("path").ToText(), file.At("path")),
               ReadContents(file.At("contents")).bytes);
   }
@@ -166,10 +166,11 @@ Store MakeStore(const nlohmann::json& json, const std::filesystem::path& folder,
                 const StoreOptions& options) {
   const Node description(json, "");
   const Settings settings = ReadSettings(description);
-  const Drives drives(folder);
+  const std::filesystem::path root = std::filesystem::absolute(folder);
+  const Drives drives(root);
   Store store{
-      .root = folder,
-      .driveC = folder / "c",
+      .root = root,
+      .driveC = root / "c",
       .registryFiles = {},
       .registryFile = {},
       .databaseDirectory = drives.ToNative(settings.data.value_or(USUAL_DATA), description)};
@@ -192,7 +193,7 @@ Store MakeStore(const nlohmann::json& json, const std::filesystem::path& folder,
   WriteLooseFiles(description, drives, mimeDirectory);
   WriteExecutable(description, settings, drives);
   store.registryFiles =
-      WriteRegistry(folder, ToRegistryValues(settings), options.registry, settings.codePage);
+      WriteRegistry(root, ToRegistryValues(settings), options.registry, settings.codePage);
   store.registryFile = store.registryFiles.front();
   return store;
 }

@@ -37,7 +37,7 @@ struct StoreOptions {
   std::optional<std::uint64_t> scale = std::nullopt;
 };
 
-// Where a store lies.
+// Where a store lies. Paths are absolute.
 struct Store {
   std::filesystem::path root;
   std::filesystem::path driveC;  // what the drive letter C stands for
