@@ -91,7 +91,7 @@ void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) con
 
 bool StoredScan::Next() {
   for (;;) {
-    while (!behind_ && nextSlot_ < cursor_.CurrentPage().SlotCount()) {
+    while (!jump_ && nextSlot_ < cursor_.CurrentPage().SlotCount()) {
       if (cursor_.StandOn(nextSlot_++)) return true;
     }
     if (!OpenNextPage()) return false;
@@ -102,9 +102,9 @@ bool StoredScan::OpenNextPage() {
   const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
   while (nextPage_ < pages.size()) {
     const std::uint32_t page = pages[nextPage_++];
-    const bool isJump = behind_ && behind_->Page() == page;
-    nextSlot_ = isJump ? behind_->Slot() + 1 : 0;
-    behind_.reset();
+    const bool isJump = jump_ && jump_->Page() == page;
+    nextSlot_ = isJump ? jump_->Slot() : 0;
+    jump_.reset();
     try {
       cursor_.UsePage(table_.ReadDataPage(
           page, isJump ? PageFile::Access::Single : PageFile::Access::Sequential));
@@ -114,7 +114,7 @@ bool StoredScan::OpenNextPage() {
       table_.ReportDamage(error, {.page = page});
     }
   }
-  behind_.reset();
+  jump_.reset();
   cursor_.UsePage({});
   TellOfPagesOutside();
   return false;
@@ -130,15 +130,22 @@ void StoredScan::TellOfPagesOutside() {
 
 void StoredScan::ContinueAfter(RowId id) {
   toldOfPagesOutside_ = false;
-  const DataPage& current = cursor_.CurrentPage();
-  if (!behind_ && current.SlotCount() > 0 && current.Number() == id.Page()) {
-    nextSlot_ = id.Slot() + 1;
+  const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
+  // Behind a page's last possible slot follows the first one of the next page.
+  const RowId next{id.packed + 1};
+  if (next.packed == 0) {
+    nextPage_ = pages.size();
+    jump_ = id;
     return;
   }
-  const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
-  const auto page = std::lower_bound(pages.begin(), pages.end(), id.Page());
+  const DataPage& current = cursor_.CurrentPage();
+  if (!jump_ && current.SlotCount() > 0 && current.Number() == next.Page()) {
+    nextSlot_ = next.Slot();
+    return;
+  }
+  const auto page = std::lower_bound(pages.begin(), pages.end(), next.Page());
   nextPage_ = static_cast<std::size_t>(page - pages.begin());
-  behind_ = id;
+  jump_ = next;
 }
 
 }  // namespace nimport::jet

@@ -18,7 +18,11 @@ class RowCursor {
   // `table` must outlive the cursor.
   explicit RowCursor(const StoredTable& table) : table_(&table) {}
 
-  void UsePage(DataPage page) { page_ = std::move(page); }
+  // Leaves the current row: until StandOn finds another one, every value is null.
+  void UsePage(DataPage page) {
+    view_ = {};
+    page_ = std::move(page);
+  }
   [[nodiscard]] const DataPage& CurrentPage() const { return page_; }
 
   // Whether a live row has this slot of the page; if so it is the current row, also when it was
@@ -74,8 +78,8 @@ class StoredScan final : public TableScan {
   RowCursor cursor_;
   std::size_t nextPage_ = 0;    // in the table's owned pages
   std::uint32_t nextSlot_ = 0;  // of the cursor's page
-  // Where the last ContinueAfter landed, until its page has been opened.
-  std::optional<RowId> behind_;
+  // Where the last ContinueAfter wants the scan to go on, until the page has been opened.
+  std::optional<RowId> jump_;
   bool toldOfPagesOutside_ = false;
 };
 
