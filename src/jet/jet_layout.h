@@ -1,5 +1,4 @@
 // The numbers of the Jet file format, for the reader, the writer of test stores and the tests.
-// docs/jet-format.md tells in prose what they mean.
 //
 // Integers in a file are little-endian. Sizes and offsets are in bytes; an offset counts from the
 // start of the thing that its comment or its struct names.
