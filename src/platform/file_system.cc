@@ -1,12 +1,22 @@
 #include "platform/file_system.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 
 namespace nimport::platform {
+namespace {
+
+// What the lengths in the interfaces above and to the MIME library can say.
+constexpr std::uint64_t MAX_BYTES = std::numeric_limits<std::int32_t>::max();
+
+}  // namespace
 
 std::string ReadWholeFile(const RandomAccessFile& file) {
+  const std::uint64_t size = file.Size();
+  if (size > MAX_BYTES) throw FileError(file.Name() + ": is too large to be read whole");
   // The size is a claim: the file may shrink or grow while it is read.
-  std::string content(file.Size(), '\0');
+  std::string content(size, '\0');
   std::size_t used = 0;
   while (true) {
     if (used == content.size()) content.resize(used + std::max<std::size_t>(used / 8, 4096));

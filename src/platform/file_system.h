@@ -60,7 +60,8 @@ class FileSystem {
   [[nodiscard]] virtual std::string NativeName(std::string_view path) const = 0;
 };
 
-// The whole of an open file. Throws FileError when it cannot be read, std::bad_alloc.
+// The whole of an open file. Throws FileError when it cannot be read or has 2 GiB or more,
+// std::bad_alloc.
 [[nodiscard]] std::string ReadWholeFile(const RandomAccessFile& file);
 
 }  // namespace nimport::platform

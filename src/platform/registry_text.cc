@@ -165,7 +165,8 @@ class Cursor {
  private:
   // What stands behind a '\'.
   char16_t TakeEscape() {
-    const char16_t unit = position_ < text_.size() ? text_[position_] : u'\0';
+    if (position_ == text_.size()) return u'\\';
+    const char16_t unit = text_[position_];
     if (form_ != Form::Wine) {
       // Exports escape these two alone; people who write by hand often none.
       if (unit != u'\\' && unit != u'"') return u'\\';
@@ -254,14 +255,14 @@ class Search {
   // Takes in a line "name"=value of the wanted key.
   void ReadValue(const std::u16string& line) {
     Cursor cursor(Trim(line), lines_.form());
-    std::u16string name;
+    std::optional<std::u16string> name;
     if (cursor.Skip(u"\"")) {
-      name = cursor.TakeUntil(u'"').value_or(u"");
-    } else if (!cursor.Skip(u"@")) {
-      return;
+      name = cursor.TakeUntil(u'"');
+    } else if (cursor.Skip(u"@")) {
+      name.emplace();
     }
     cursor.SkipBlanks();
-    if (FoldCase(name) != wantedName_ || !cursor.Skip(u"=")) return;
+    if (!name || FoldCase(*name) != wantedName_ || !cursor.Skip(u"=")) return;
     cursor.SkipBlanks();
     found_.reset();
     if (cursor.Skip(u"\"")) {

@@ -140,14 +140,15 @@ TEST(PeVersionResourceTest, DamageIsNoAnswer) {
     EXPECT_EQ(Find(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(i))),
               std::nullopt)
         << i;
-    for (const unsigned flip : {0x01u, 0x80u, 0xFFu}) {
+    const auto byte = std::to_integer<unsigned>(whole[i]);
+    for (const unsigned damage : {byte ^ 0x01u, byte ^ 0x80u, byte ^ 0xFFu, 0u}) {
       Bytes bent = whole;
-      bent[i] ^= static_cast<std::byte>(flip);
+      bent[i] = static_cast<std::byte>(damage);
       unharmed += Find(bent) == u"5.0" ? 1 : 0;
     }
   }
   EXPECT_GT(unharmed, 0);
-  EXPECT_LT(unharmed, static_cast<int>(3 * whole.size()));
+  EXPECT_LT(unharmed, static_cast<int>(4 * whole.size()));
 }
 
 TEST(PeVersionResourceTest, ReadsLittleOfALargeFile) {

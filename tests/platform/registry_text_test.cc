@@ -49,6 +49,8 @@ TEST(RegistryTextTest, ReadsEveryFormOfFileAndValue) {
       {REGEDIT4 + "\"DatabaseDir\"=hex:43,3a,5c,83,5c", wanted, "binary, not terminated"},
       {REGEDIT4 + "\"DatabaseDir\"=\"C:\\NIFTY \\\"x\\\"\"", "C:\\NIFTY \"x\"", "written by hand"},
       {ToUtf16File(VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\r\n"), wanted, "UTF-16"},
+      {ToUtf16File(VERSION5 + "\"DatabaseDir\"=\"\u300A\u0A41\u3000\"\n"), "\x81\x73?\x81\x40",
+       "bytes that look like a line end"},
       {"\xEF\xBB\xBF" + VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, mark"},
       {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, no mark"},
       {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\x83\x5C\"\n", wanted, "saved in the old code page"},
@@ -87,6 +89,8 @@ TEST(RegistryTextTest, AnswersNothingRatherThanSomethingElse) {
       {REGEDIT4 + "\"DatabaseDir\"=hex(2):43,zz", "no digits"},
       {REGEDIT4 + "\"DatabaseDir\"=hex(2", "cut in the type"},
       {REGEDIT4 + "\"DatabaseDir", "cut in the name"},
+      {WINE + "\"DatabaseDir\\\n", "cut in the name, at an escape"},
+      {WINE + "\"DatabaseDir\"=\"C:\\", "cut in the text, at an escape"},
   };
   for (const auto& row : CASES)
     EXPECT_EQ(Find(row.file), std::nullopt) << row.why;

@@ -102,10 +102,11 @@ TEST_F(PosixFileSystemTest, SeesFilesThatCameAfterALookUp) {
   fs::last_write_time(folder, longAgo);
   EXPECT_TRUE(files().Exists("C:\\MAIL\\A.TXT"));
   EXPECT_FALSE(files().Exists("C:\\MAIL\\B.TXT"));
-  directory_.Write("c/Mail/b.txt", "b");
-  EXPECT_TRUE(files().Exists("C:\\MAIL\\B.TXT"));
-  directory_.Write("c/Mail/d.txt", "d");
-  EXPECT_TRUE(files().Exists("C:\\MAIL\\D.TXT"));
+  // One behind the other, faster than the directory's time stamp can show.
+  for (const char c : std::string("bcdefghijklm")) {
+    directory_.Write(std::string("c/Mail/") + c + ".txt", "");
+    EXPECT_TRUE(files().Exists(std::string("C:\\MAIL\\") + c + ".TXT")) << c;
+  }
   fs::remove(folder / "d.txt");
   EXPECT_FALSE(files().Exists("C:\\MAIL\\D.TXT"));
 }
@@ -145,13 +146,20 @@ TEST_F(PosixFileSystemTest, ReadsAnywhereAndNoticesChanges) {
   EXPECT_EQ(file->ReadAt(10, buffer), 0u);
   EXPECT_EQ(file->ReadAt(~std::uint64_t{0}, buffer), 0u);
 
+  fs::resize_file(name, std::uintmax_t{1} << 40);
+  EXPECT_EQ(file->Size(), std::uint64_t{1} << 40);
+  EXPECT_THROW((void)ReadWholeFile(*file), FileError);
+
+  // Many changes within one tick of the file system's clock, which its time stamps do not show.
+  directory_.Write("c/f", "0123456789");
+  std::fstream writer(name, std::ios::in | std::ios::out);
   std::set<std::uint64_t> stamps{file->ChangeStamp()};
-  for (const char* content : {"0123456789", "9876543210", "short", ""}) {
-    directory_.Write("c/f", content);  // at once, within one tick of the file system's clock
+  for (char c = 'a'; c <= 'z'; ++c) {
+    writer.seekp(0);
+    writer << c << std::flush;
     stamps.insert(file->ChangeStamp());
   }
-  EXPECT_EQ(stamps.size(), 5u);
-  EXPECT_EQ(file->Size(), 0u);
+  EXPECT_EQ(stamps.size(), 27u);
   fs::last_write_time(name, fs::file_time_type::clock::now() - std::chrono::hours(1));
   EXPECT_EQ(file->ChangeStamp(), file->ChangeStamp());
 }
