@@ -9,7 +9,7 @@
 
 namespace nimport::host {
 
-// A file that the plug-in wrote, read into memory at once: the next file may take its name.
+// A file that the plug-in wrote, taken into memory at once: the next file may take its name.
 struct ExtractedFile {
   std::string extension;  // with its dot, as the plug-in gave it; may be empty
   std::string bytes;

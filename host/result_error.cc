@@ -10,11 +10,15 @@ std::string ReasonOrMeaning(const std::string& reason, ResultCode code) {
   return reason.empty() ? MeaningOf(code) : reason;
 }
 
+std::string Sentence(const std::string& function, ResultCode code, const std::string& reason) {
+  std::string text = function;
+  return text.append(": ").append(reason).append(" (").append(std::to_string(code)).append(")");
+}
+
 }  // namespace
 
 ResultError::ResultError(std::string function, ResultCode code, const std::string& reason)
-    : std::runtime_error(function + ": " + ReasonOrMeaning(reason, code) + " (" +
-                         std::to_string(code) + ")"),
+    : std::runtime_error(Sentence(function, code, ReasonOrMeaning(reason, code))),
       function_(std::move(function)),
       code_(code),
       reason_(ReasonOrMeaning(reason, code)) {}

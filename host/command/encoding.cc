@@ -36,13 +36,25 @@ std::string Base64WithoutLines(std::string_view bytes) {
   return out;
 }
 
+// The longest beginning of `text` for one encoded word of at most `maxBytes` bytes: whole
+// characters and, where it can be had, no padding. Some readers, GMime among them, join the words
+// before they decode them and stop at padding in the middle.
+std::string_view CutForWord(std::string_view text, std::size_t maxBytes) {
+  const std::string_view longest = host::CutUtf8(text, maxBytes);
+  if (longest.size() == text.size()) return longest;
+  for (std::size_t size = longest.size() / 3 * 3; size > 0; size -= 3) {
+    if (host::CutUtf8(text, size).size() == size) return text.substr(0, size);
+  }
+  return longest;
+}
+
 std::string EncodeWords(std::string_view text, std::size_t column) {
   std::string out;
   while (!text.empty()) {
     const std::size_t overhead = WORD_BEGIN.size() + WORD_END.size();
     const std::size_t used = std::min(column, MAX_ENCODED_LINE) + overhead;
     const std::size_t room = used < MAX_ENCODED_LINE ? (MAX_ENCODED_LINE - used) / 4 * 3 : 0;
-    const std::string_view piece = host::CutUtf8(text, room);
+    const std::string_view piece = CutForWord(text, room);
     if (!piece.empty()) {
       out.append(WORD_BEGIN).append(Base64WithoutLines(piece)).append(WORD_END);
       text.remove_prefix(piece.size());
@@ -128,8 +140,9 @@ bool HasLawfulLines(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const bool isLineEnd = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
     if (text[i] == '\0' || (text[i] == '\r' && !isLineEnd)) return false;
+    const bool isInLine = text[i] != '\r' && text[i] != '\n';
+    if (isInLine && i - lineBegin >= MAX_LINE) return false;
     if (text[i] == '\n') lineBegin = i + 1;
-    if (i - lineBegin > MAX_LINE) return false;
   }
   return true;
 }

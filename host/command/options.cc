@@ -1,5 +1,6 @@
 #include "host/command/options.h"
 
+#include <cctype>
 #include <iostream>
 #include <map>
 #include <vector>
@@ -67,10 +68,14 @@ constexpr const char* EXPORT_FOOTER =
     "  nimport export --registry user.reg --drive C=/mnt/disk --to ~/old-mail --format mbox";
 
 void AddDrive(const std::string& text, host::DriveMap& drives) {
-  const host::DriveMap added = host::ParseDriveMap(text);
-  if (added.empty()) throw CLI::ValidationError("--drive", text + ": not of the form C=PATH");
-  for (const auto& [letter, directory] : added)
-    drives.insert_or_assign(letter, directory);
+  const std::size_t equals = text.find('=');
+  const bool hasLetter = equals == 1 || (equals == 2 && text[1] == ':');
+  const bool isSound = hasLetter && std::isalpha(static_cast<unsigned char>(text[0])) != 0;
+  if (!isSound || equals + 1 == text.size()) {
+    throw CLI::ValidationError("--drive", text + ": not of the form C=PATH");
+  }
+  const char letter = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+  drives.insert_or_assign(letter, text.substr(equals + 1));
 }
 
 void AddCommonOptions(CLI::App& app, Options& options) {

@@ -1,0 +1,252 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/store.h"
+#include "host/tool.h"
+
+namespace nimport::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr const char* FORMATS[] = {"maildir", "mbox", "eml"};
+
+// One mail of every shape in which a store holds mail.
+constexpr const char* DESCRIPTION = R"({
+  "cabinets": [
+    {"number": 1, "name": "受信/1", "folders": [
+      {"number": 10, "name": "新着", "mails": [
+        {"kind": 20, "title": "例会①", "date": "1998-09-21T20:15:42",
+         "columns": {"OriginatorName": "佐倉", "OriginatorID": "QZB04567",
+                     "TextData": "来週です。\n\n>From here\nFrom there\n"}},
+        {"kind": 34, "title": null, "columns": {}, "mime": {"file": "1.MIM", "text":
+         "Date: Thu, 3 Jun 1999 21:15:42 +0900\r\nFrom: a@example.jp\r\nSubject: raw\r\n\r\nFrom me\r\n"}},
+        {"kind": 19, "title": "写真", "date": "1998-10-03T07:05:09",
+         "columns": {"OriginatorID": "QZC00089"},
+         "storedFile": {"path": "C:\\NIFTY\\Download\\P1.LZH", "contents": {"hex": "00ff0d0a00"}}},
+        {"kind": 20, "columns": {"EmailMode": 1, "TextData":
+         "Subject: 新年\nFrom: 佐倉 <s@example.jp>\nDate: Tue, 13 Jan 1998 10:00:00 +0900\n\n本文\n"}},
+        {"kind": 34, "columns": {}, "mime": {"file": "GONE.MIM"}},
+        {"kind": 20, "columns": {"EmailMode": 1, "TextData": null}},
+        {"kind": 20, "title": "例会①", "date": "1998-09-21T20:15:42",
+         "columns": {"OriginatorName": "佐倉", "OriginatorID": "QZB04567",
+                     "TextData": "来週です。\n\n>From here\nFrom there\n"}}
+      ]},
+      {"number": 11, "name": "新着", "mails": []}
+    ]},
+    {"number": 2, "name": "..", "folders": [
+      {"number": 20, "name": "送信", "mails": [
+        {"kind": 22, "title": null, "date": null,
+         "columns": {"ToField": "QZB04567 佐倉,x@example.jp", "TextData": "plain\r\n"}},
+        {"kind": 38, "title": "転送", "date": "1999-01-01T00:00:00",
+         "columns": {"ToField": "x@example.jp", "TextData": "\r\nどうぞ。\r\n",
+                     "ForwardText": "元の文\r\n"}}
+      ]}
+    ]}
+  ]})";
+
+class Export : public testing::Test {
+ protected:
+  ToolResult ExportAs(const std::string& format, const std::string& target = "out") {
+    return RunProgram(
+        store_.Command("export", {"--to", Target(target).string(), "--format", format, "--json"}));
+  }
+  [[nodiscard]] fs::path Target(const std::string& name = "out") const {
+    return store_.directory().path() / name;
+  }
+
+  TestStore store_{DESCRIPTION};
+};
+
+json WithSubject(const json& mails, const std::string& subject) {
+  json found = json::array();
+  for (const json& mail : mails) {
+    for (const json& header : mail["headers"]) {
+      if (header[0] == "Subject" && header[1] == subject) found.push_back(mail);
+    }
+  }
+  return found;
+}
+
+std::string HeaderOf(const json& mail, const std::string& name) {
+  for (const json& header : mail["headers"]) {
+    if (header[0] == name) return header[1];
+  }
+  return "(none)";
+}
+
+TEST_F(Export, EveryShapeOfMailInEveryFormat) {
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    const ToolResult result = ExportAs(format, format);
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    const json mails = ReadExport(format, Target(format));
+    ASSERT_EQ(mails.size(), 7U);
+    for (const json& mail : mails) {
+      EXPECT_EQ(mail["defects"], json::array()) << mail["raw"];
+      EXPECT_NE(HeaderOf(mail, "From"), "(none)");
+    }
+
+    const json texts = WithSubject(mails, "例会①");
+    ASSERT_EQ(texts.size(), 2U) << "two mails that are the same are still two";
+    EXPECT_EQ(texts[0]["from"],
+              json::parse(R"([["佐倉 QZB04567", "QZB04567@nifty-manager.invalid"]])"));
+    EXPECT_EQ(HeaderOf(texts[0], "X-Nimport-From"), "佐倉 QZB04567");
+    EXPECT_EQ(texts[0]["parts"][0]["text"], "来週です。\r\n\r\n>From here\r\nFrom there\r\n");
+    EXPECT_EQ(texts[0]["date"], 906376542) << "1998-09-21 20:15:42 +0900";
+    EXPECT_EQ(texts[0]["zone"], "+0900");
+
+    const json raw = WithSubject(mails, "raw");
+    ASSERT_EQ(raw.size(), 1U);
+    // Base64 of the MIME file.
+    EXPECT_EQ(raw[0]["raw"],
+              "RGF0ZTogVGh1LCAzIEp1biAxOTk5IDIxOjE1OjQyICswOTAwDQpGcm9tOiBhQGV4YW1wbGUuanAN"
+              "ClN1YmplY3Q6IHJhdw0KDQpGcm9tIG1lDQo=");
+
+    const json file = WithSubject(mails, "写真");
+    ASSERT_EQ(file.size(), 1U);
+    EXPECT_EQ(file[0]["parts"], json::parse(R"([{"type": "application/x-lzh-compressed",
+        "name": "写真.LZH", "disposition": "attachment", "base64": "AP8NCgA="}])"));
+
+    const json whole = WithSubject(mails, "新年");
+    ASSERT_EQ(whole.size(), 1U);
+    EXPECT_EQ(whole[0]["from"], json::parse(R"([["佐倉", "s@example.jp"]])"));
+    EXPECT_EQ(whole[0]["parts"][0]["text"], "本文\r\n");
+
+    const json forwarded = WithSubject(mails, "転送");
+    ASSERT_EQ(forwarded.size(), 1U);
+    EXPECT_EQ(forwarded[0]["parts"][0]["text"], "\r\nどうぞ。\r\n元の文\r\n");
+
+    for (const json& mail : mails) {
+      if (HeaderOf(mail, "Subject") != "(none)") continue;
+      EXPECT_EQ(mail["from"], json::parse(R"([["", "QZA00123@nifty-manager.invalid"]])"))
+          << "the owner sent it";
+      EXPECT_EQ(mail["to"], json::parse(R"([["QZB04567 佐倉", "QZB04567@nifty-manager.invalid"],
+                                            ["", "x@example.jp"]])"));
+      EXPECT_EQ(mail["date"], nullptr) << "no date is made up";
+    }
+  }
+}
+
+TEST_F(Export, AccountNamesEveryMailThatIsNotThere) {
+  const ToolResult result = ExportAs("maildir");
+  const json account = json::parse(result.out);
+  EXPECT_EQ(account["found"], 9);
+  EXPECT_EQ(account["written"], 7);
+  EXPECT_EQ(account["skipped"], 1);
+  EXPECT_EQ(account["failed"], 1);
+  ASSERT_EQ(account["failures"].size(), 1U);
+  EXPECT_EQ(account["failures"][0]["folder"], "受信%2f1/新着");
+  EXPECT_EQ(account["failures"][0]["position"], 4);
+  EXPECT_THAT(account["failures"][0]["reason"].get<std::string>(), testing::HasSubstr("GONE.MIM"));
+  EXPECT_EQ(account["skippedMails"][0]["position"], 5);
+  EXPECT_EQ(account["notes"][0]["folder"], "../送信") << "the date that is missing";
+  EXPECT_EQ(json::parse(ReadTree(Target()).at("account.json")), account);
+}
+
+TEST_F(Export, FoldersKeepTheirPlaces) {
+  static_cast<void>(ExportAs("maildir"));
+  for (const char* folder : {"受信%2f1/新着", "受信%2f1/新着 (2)", "_/送信"}) {
+    EXPECT_TRUE(fs::is_directory(Target() / folder / "cur")) << folder;
+  }
+  EXPECT_FALSE(fs::exists(Target().parent_path() / "送信")) << "a cabinet called \"..\"";
+}
+
+TEST_F(Export, SecondRunAddsNothing) {
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    static_cast<void>(ExportAs(format, format));
+    auto first = ReadTree(Target(format));
+    const json account = json::parse(ExportAs(format, format).out);
+    EXPECT_EQ(account["written"], 0);
+    EXPECT_EQ(account["alreadyThere"], 7);
+    auto second = ReadTree(Target(format));
+    first.erase("account.json");
+    second.erase("account.json");
+    EXPECT_EQ(first, second);
+
+    static_cast<void>(ExportAs(format, format + "-again"));
+    auto elsewhere = ReadTree(Target(format + "-again"));
+    elsewhere.erase("account.json");
+    EXPECT_EQ(first, elsewhere) << "the same store gives the same bytes";
+  }
+}
+
+TEST_F(Export, MailsThatCameBackAreAdded) {
+  for (const std::string format : FORMATS) {
+    static_cast<void>(ExportAs(format, format));
+  }
+  std::ofstream(store_.store().databaseDirectory / "Mime" / "GONE.MIM")
+      << "From: b@example.jp\r\nSubject: back\r\nDate: Thu, 3 Jun 1999 21:15:42 +0900\r\n\r\nx\r\n";
+  for (const std::string format : FORMATS) {
+    const json account = json::parse(ExportAs(format, format).out);
+    EXPECT_EQ(account["written"], 1) << format;
+    EXPECT_EQ(account["alreadyThere"], 7) << format;
+    EXPECT_EQ(WithSubject(ReadExport(format, Target(format)), "back").size(), 1U) << format;
+  }
+}
+
+TEST_F(Export, MailsThatAReaderFlaggedOrMovedAreRecognised) {
+  static_cast<void>(ExportAs("maildir"));
+  const fs::path folder = Target() / "受信%2f1/新着";
+  int moved = 0;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder / "cur")) {
+    const std::string name = entry.path().filename().string();
+    const std::string base = name.substr(0, name.find(':'));
+    fs::rename(entry.path(),
+               moved++ == 0 ? folder / "new" / base : folder / "cur" / (base + ":2,FRS"));
+  }
+  const json account = json::parse(ExportAs("maildir").out);
+  EXPECT_EQ(account["written"], 0);
+}
+
+TEST_F(Export, FileTimesAreTheMailsOwn) {
+  static_cast<void>(ExportAs("eml"));
+  const json mails = ReadExport("eml", Target());
+  for (const json& mail : mails) {
+    if (mail["date"].is_null()) continue;
+    EXPECT_EQ(mail["mtime"], mail["date"]) << mail["file"];
+  }
+}
+
+TEST_F(Export, TheStoreIsNotTouched) {
+  const auto before = ReadTree(store_.store().root);
+  for (const std::string format : FORMATS)
+    static_cast<void>(ExportAs(format, format));
+  EXPECT_EQ(ReadTree(store_.store().root), before);
+  const fs::path within = store_.store().databaseDirectory / "out";
+  const ToolResult result = RunProgram(store_.Command("export", {"--to", within.string()}));
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_FALSE(fs::exists(within));
+}
+
+TEST_F(Export, CannotRun) {
+  const struct {
+    std::vector<std::string> arguments;
+    const char* message;
+  } cases[] = {
+      {{"export"}, "--to"},
+      {{"export", "--to", Target().string(), "--format", "pst"}, "--format"},
+      {{"export", "--to", Target().string(), "--from", "/nonexistent"}, "/nonexistent"},
+      {{"export", "--to", Target().string(), "--registry", "/nonexistent"}, "/nonexistent"},
+      {{"export", "--to", Target().string(), "--drive", "C"}, "C=PATH"},
+      {{"export", "--to", Target().string(), "--library", "/nonexistent.so"}, "/nonexistent.so"},
+      {{"export", "--to", Target().string()}, "nimport: "},
+      {{"export", "--to", "/dev/null/x", "--from", store_.store().databaseDirectory.string()},
+       "/dev/null"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> command = {ToolPath().string()};
+    command.insert(command.end(), c.arguments.begin(), c.arguments.end());
+    const ToolResult result = RunProgram(command);
+    EXPECT_EQ(result.exitCode, 2) << result.out;
+    EXPECT_THAT(result.err, testing::HasSubstr(c.message));
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+}  // namespace
+}  // namespace nimport::tests

@@ -1,0 +1,134 @@
+// check, tree, list and show.
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/store.h"
+#include "host/tool.h"
+
+namespace nimport::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::HasSubstr;
+
+constexpr const char* DESCRIPTION = R"({
+  "accountId": "QZA00001",
+  "cabinets": [
+    {"number": 1, "name": "受信", "folders": [
+      {"number": 10, "name": "新着", "mails": [
+        {"kind": 20, "title": "例会①", "date": "1998-09-21T20:15:42",
+         "columns": {"OriginatorName": "佐倉", "OriginatorID": "QZB04567", "TextData": "来週です。"}},
+        {"kind": 34, "columns": {}, "mime": {"file": "1.MIM", "text":
+         "Date: Thu, 3 Jun 1999 12:15:42 GMT\r\nFrom: a@example.jp\r\nSubject: two\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n--b\r\nContent-Type: text/plain\r\n\r\nbody\r\n--b\r\nContent-Type: image/gif\r\nContent-Disposition: attachment; filename=\"x.gif\"\r\n\r\nGIF\r\n--b--\r\n"}},
+        {"kind": 34, "columns": {}, "mime": {"file": "GONE.MIM"}}
+      ]},
+      {"number": 11, "name": "同じ"}, {"number": 12, "name": "同じ"}]}]})";
+
+class Inspection : public testing::Test {
+ protected:
+  json Ask(const std::string& subcommand, std::vector<std::string> more = {}, int exitCode = 0) {
+    more.emplace_back("--json");
+    const ToolResult result = RunProgram(store_.Command(subcommand, more));
+    EXPECT_EQ(result.exitCode, exitCode) << result.err;
+    return json::parse(result.out);
+  }
+
+  TestStore store_{DESCRIPTION};
+};
+
+TEST_F(Inspection, TreeCountsAndNumbers) {
+  EXPECT_EQ(Ask("tree"), json::parse(R"({"account": "QZA00123", "cabinets": [
+      {"name": "受信", "folders": [{"index": 0, "name": "新着", "mails": 3},
+                                   {"index": 1, "name": "同じ", "mails": 0},
+                                   {"index": 2, "name": "同じ", "mails": 0}]}]})"));
+}
+
+TEST_F(Inspection, ListShowsEveryMailAndLocalTime) {
+  const json folders = Ask("list", {"受信/新着"}, 1);
+  ASSERT_EQ(folders.size(), 1U);
+  const json& mails = folders[0]["mails"];
+  EXPECT_EQ(mails[0], json::parse(R"({"position": 0, "date": "1998-09-21 20:15:42",
+      "from": "佐倉 QZB04567", "to": null, "subject": "例会①"})"));
+  EXPECT_EQ(mails[1]["date"], "1999-06-03 21:15:42");
+  EXPECT_THAT(mails[2]["error"].get<std::string>(), HasSubstr("GONE.MIM"));
+  EXPECT_EQ(Ask("list", {"0"}, 1), folders) << "by index";
+  EXPECT_EQ(Ask("list", {}, 1).size(), 3U) << "all folders";
+}
+
+TEST_F(Inspection, FoldersThatCannotBeMeant) {
+  for (const char* folder : {"受信/無い", "3", "-1", "受信", "受信/同じ"}) {
+    const ToolResult result = RunProgram(store_.Command("list", {"--", folder}));
+    EXPECT_EQ(result.exitCode, 2) << folder;
+    EXPECT_THAT(result.err, HasSubstr(folder));
+  }
+  EXPECT_EQ(RunProgram(store_.Command("show", {"0", "3"})).exitCode, 2);
+}
+
+TEST_F(Inspection, ShowHasBodiesAndAttachments) {
+  const json text = Ask("show", {"0", "0"});
+  EXPECT_EQ(text["bodies"], json::parse(R"([{"extension": ".txt", "text": "来週です。"}])"));
+  const json mime = Ask("show", {"0", "1"});
+  EXPECT_EQ(mime["subject"], "two");
+  EXPECT_THAT(mime["bodies"][0]["text"].get<std::string>(), HasSubstr("body"));
+  EXPECT_EQ(mime["attachments"], json::parse(R"([{"extension": ".gif", "size": 3}])"));
+  const ToolResult source = RunProgram(store_.Command("show", {"0", "1", "--source"}));
+  EXPECT_THAT(source.out, testing::StartsWith("Date: Thu, 3 Jun 1999 12:15:42 GMT\r\n"));
+  Ask("show", {"0", "2"}, 1);
+}
+
+TEST_F(Inspection, CheckCountsAndSaysWhatIsMissing) {
+  json answer = Ask("check");
+  EXPECT_EQ(answer["mail"]["mails"], 3);
+  EXPECT_EQ(answer["mailClient"]["installed"], false);
+  EXPECT_THAT(answer["mailClient"]["reason"].get<std::string>(), HasSubstr("BinDir"));
+
+  fs::remove(store_.store().databaseDirectory / "Abook.mdb");
+  answer = Ask("check", {}, 1);
+  EXPECT_EQ(answer["addressBook"]["usable"], false);
+  EXPECT_THAT(answer["addressBook"]["reason"].get<std::string>(), HasSubstr("Abook.mdb"));
+  fs::remove(store_.store().databaseDirectory / "Cabdata.mdb");
+  Ask("check", {}, 2);
+}
+
+TEST_F(Inspection, EveryWayToTheStore) {
+  const std::string tool = ToolPath().string();
+  const fs::path odd = store_.directory().path() / "a;b:c=d";
+  fs::create_directory_symlink(store_.store().root, odd);
+  const std::string registry = (odd / store_.store().registryFile.filename()).string();
+  const std::string drive = "c:=" + (odd / "c").string();
+  const struct {
+    std::vector<std::string> command;
+    Environment environment;
+    const char* member;
+    const char* why;
+  } cases[] = {
+      {{tool, "tree", "--registry", registry, "--drive", drive}, {}, "QZA00001", "registry"},
+      {{tool, "--registry", registry, "tree", "--drive", drive, "--member", "QZX00001"},
+       {},
+       "QZX00001",
+       "another member; options before the subcommand"},
+      {{tool, "tree", "--from", (odd / "c/NIFTY/Data").string()}, {}, "MEMBER", "directory alone"},
+      {{tool, "tree"},
+       {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
+        {"NIMPORT_DRIVES", store_.store().DrivesVariable()}},
+       "QZA00001",
+       "the environment"},
+      {{tool, "tree", "--member", "QZX00001"},
+       {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
+        {"NIMPORT_DRIVES", store_.store().DrivesVariable()}},
+       "QZX00001",
+       "the environment and another member"},
+  };
+  for (auto c : cases) {
+    c.command.emplace_back("--json");
+    const ToolResult result = RunProgram(c.command, c.environment);
+    EXPECT_EQ(result.exitCode, 0) << c.why << ": " << result.err;
+    EXPECT_EQ(json::parse(result.out)["account"], c.member) << c.why;
+  }
+}
+
+}  // namespace
+}  // namespace nimport::tests

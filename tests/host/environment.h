@@ -1,0 +1,36 @@
+#ifndef NIMPORT_TESTS_HOST_ENVIRONMENT_H_
+#define NIMPORT_TESTS_HOST_ENVIRONMENT_H_
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace nimport::tests {
+
+// Sets a variable of this process, or removes it, until the end of the scope.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    Set(value);
+  }
+  ~ScopedVariable() { Set(old_ ? old_->c_str() : nullptr); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  void Set(const char* value) {
+    if (value == nullptr) {
+      unsetenv(name_);
+    } else {
+      setenv(name_, value, 1);
+    }
+  }
+
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+}  // namespace nimport::tests
+
+#endif  // NIMPORT_TESTS_HOST_ENVIRONMENT_H_
