@@ -18,7 +18,11 @@ std::shared_ptr<PageBlock> PageCache::Add(std::uint32_t number) {
   auto block = std::make_shared<PageBlock>();
   block->number = number;
   block->wasUsed = true;
-  if (present_.size() >= maxBlocks_) block->bytes = DropOne();
+  // More than one where blocks that were held have let the cache grow.
+  while (present_.size() >= maxBlocks_) {
+    block->bytes = DropOne();
+    if (!block->bytes) break;
+  }
   if (!block->bytes) block->bytes = std::make_unique_for_overwrite<std::byte[]>(BLOCK_BYTES);
   present_.push_back(number);
   byNumber_[number] = block;
