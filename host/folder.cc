@@ -11,10 +11,20 @@ OpenFolder::OpenFolder(const Folder& folder) : folder_(folder) {
   const Library& library = *folder_.library_;
   const Functions& functions = library.functions();
   library.Call(functions.ML_OpenMailDataFile, folder_.session_, folder_.handle_);
-  mailCount_ = library.Number(functions.ML_GetMailCount, folder_.session_, folder_.handle_);
+  try {
+    mailCount_ = library.Number(functions.ML_GetMailCount, folder_.session_, folder_.handle_);
+  } catch (...) {
+    Close();
+    throw;
+  }
 }
 
 OpenFolder::~OpenFolder() {
+  Close();
+}
+
+void OpenFolder::Close() const {
+  // A folder that cannot be closed leaves nothing to be done.
   folder_.library_->functions().ML_CloseMailDataFile.address(folder_.session_, folder_.handle_);
 }
 

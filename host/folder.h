@@ -49,6 +49,8 @@ class OpenFolder {
   }
 
  private:
+  void Close() const;
+
   Folder folder_;
   std::int32_t mailCount_ = 0;
 };

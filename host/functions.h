@@ -8,10 +8,12 @@
 #define NIMPORT_FOR_EACH_FUNCTION(X)                                                               \
   X(QV_GetVersion)                                                                                 \
   X(ML_IsExistMailer)                                                                              \
-  X(AD_IsExistMailer) X(ML_Initialize) X(AD_Initialize) X(ML_Terminate) X(AD_Terminate) X(         \
-      ML_GetMailerName) X(AD_GetMailerName) X(ML_GetUserCount) X(ML_GetUser) X(ML_GetAccountCount) \
-      X(ML_GetAccount) X(ML_GetName) X(AD_GetUserCount) X(AD_GetUser) X(AD_GetAccountCount)        \
-          X(AD_GetAccount) X(ML_GetChildFolderCount) X(ML_GetChildFolder) X(ML_OpenMailDataFile)   \
+  X(AD_IsExistMailer)                                                                              \
+  X(ML_Initialize)                                                                                 \
+  X(AD_Initialize) X(ML_Terminate) X(AD_Terminate) X(ML_GetMailerName) X(AD_GetMailerName)         \
+      X(ML_GetUserCount) X(ML_GetUser) X(ML_GetAccountCount) X(ML_GetAccount) X(ML_GetName)        \
+          X(AD_GetUserCount) X(AD_GetUser) X(AD_GetAccountCount) X(AD_GetAccount) X(               \
+              ML_GetChildFolderCount) X(ML_GetChildFolder) X(ML_OpenMailDataFile)                  \
               X(ML_CloseMailDataFile) X(ML_GetMailCount) X(ML_GetMailSubject) X(ML_GetMailFrom) X( \
                   ML_GetMailTo) X(ML_GetMailMessageID) X(ML_GetMailContentType) X(ML_GetMailDate)  \
                   X(ML_GetMailTimeStamp) X(ML_GetMailSource) X(ML_SetTempFileName)                 \

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -134,6 +135,15 @@ const fs::path& StoreSettings::PrivateDirectory() {
   }
   privateDirectory_ = pattern;
   return privateDirectory_;
+}
+
+std::vector<fs::path> RegistryFilesInUse() {
+  std::vector<fs::path> files;
+  std::istringstream names(UsualRegistryFiles());
+  for (std::string name; std::getline(names, name, ':');) {
+    if (!name.empty()) files.emplace_back(name);
+  }
+  return files;
 }
 
 }  // namespace nimport::host

@@ -38,6 +38,9 @@ class StoreSettings {
   int linkCount_ = 0;
 };
 
+// Where the plug-in looks for settings now: the registry files, there or not.
+[[nodiscard]] std::vector<std::filesystem::path> RegistryFilesInUse();
+
 }  // namespace nimport::host
 
 #endif  // NIMPORT_HOST_STORE_LOCATION_H_

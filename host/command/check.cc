@@ -1,20 +1,39 @@
 // nimport check: can the store be read, and if not, what is missing?
-#include <functional>
+#include <cstdlib>
+#include <filesystem>
 #include <iostream>
-#include <stdexcept>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
 
 #include "host/address_book.h"
 #include "host/command/commands.h"
+#include "host/command/json_text.h"
 #include "host/command/store_folders.h"
+#include "host/native_path.h"
 #include "host/result_error.h"
+#include "host/store_location.h"
 
 namespace nimport::command {
 
 namespace {
 
 using nlohmann::ordered_json;
+
+// Where the plug-in looks.
+ordered_json DescribeSettings() {
+  ordered_json registry = ordered_json::array();
+  for (const std::filesystem::path& file : host::RegistryFilesInUse()) {
+    std::error_code error;
+    registry.push_back({{"file", file.string()}, {"exists", std::filesystem::exists(file, error)}});
+  }
+  const char* const drives = std::getenv("NIMPORT_DRIVES");
+  ordered_json map = ordered_json::object();
+  for (const auto& [letter, directory] : host::ParseDriveMap(drives == nullptr ? "" : drives)) {
+    map[std::string(1, letter)] = directory.string();
+  }
+  return {{"registry", registry}, {"drives", map}};
+}
 
 ordered_json CheckMailer(const host::Library& library) {
   ordered_json answer;
@@ -103,6 +122,13 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
 
 void Print(const ordered_json& answer) {
   std::cout << "plug-in: " << answer["library"].get<std::string>() << '\n';
+  for (const ordered_json& file : answer["settings"]["registry"]) {
+    std::cout << "registry: " << file["file"].get<std::string>()
+              << (file["exists"] == true ? "\n" : " (not there)\n");
+  }
+  for (const auto& [letter, directory] : answer["settings"]["drives"].items()) {
+    std::cout << "drive " << letter << ": " << directory.get<std::string>() << '\n';
+  }
   const ordered_json& mailer = answer["mailClient"];
   std::cout << "mail client: ";
   if (mailer["installed"] == true) {
@@ -120,18 +146,21 @@ void Print(const ordered_json& answer) {
 int RunCheck(const host::Library& library, const Options& options) {
   ordered_json answer;
   answer["library"] = library.path().string();
+  answer["settings"] = DescribeSettings();
   answer["mailClient"] = CheckMailer(library);
   answer["mail"] = CheckDatabase(library, CheckMail);
   answer["addressBook"] = CheckDatabase(library, CheckAddressBook);
   if (options.isJson) {
-    std::cout << answer.dump(2) << '\n';
+    std::cout << ToText(answer);
   } else {
     Print(answer);
   }
   const bool hasMail = answer["mail"]["usable"] == true;
   const bool hasBook = answer["addressBook"]["usable"] == true;
   if (!hasMail && !hasBook) return EXIT_CANNOT_RUN;
-  return hasMail && hasBook ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+  const bool isSound = hasMail && hasBook && answer["mail"]["problems"].empty() &&
+                       answer["addressBook"]["problems"].empty();
+  return isSound ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }
 
 }  // namespace nimport::command

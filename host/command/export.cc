@@ -15,6 +15,7 @@
 #include "host/command/compose_mail.h"
 #include "host/command/folder_writer.h"
 #include "host/command/interruption.h"
+#include "host/command/json_text.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
 #include "host/command/new_file.h"
@@ -191,10 +192,8 @@ int RunExport(const host::Library& library, const Options& options) {
   RequireOutsideStore(options);
   Exporter exporter(library, options);
   const TargetDirectory target(options.targetDirectory);
-  const Interruption interruption;
   const Account& account = exporter.Run();
-  const std::string json =
-      account.ToJson().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+  const std::string json = ToText(account.ToJson());
   if (options.isJson) {
     std::cout << json;
   } else {

@@ -7,6 +7,8 @@
 
 #include "host/command/commands.h"
 #include "host/command/compose_mail.h"
+#include "host/command/interruption.h"
+#include "host/command/json_text.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
 #include "host/result_error.h"
@@ -83,6 +85,8 @@ int RunList(const host::Library& library, const Options& options) {
     if (!options.isJson) std::cout << place.Name() << '\n';
     ordered_json mails = ordered_json::array();
     for (std::int32_t position = 0; position < open.mailCount(); ++position) {
+      // Nobody reads on, or the user has had enough.
+      if (!std::cout || Interruption::IsRequested()) return EXIT_SOME_FAILED;
       ordered_json mail = DescribeMail(open, position, exitCode);
       if (options.isJson) {
         mails.push_back(std::move(mail));
@@ -93,7 +97,7 @@ int RunList(const host::Library& library, const Options& options) {
     folders.push_back({{"index", place.index}, {"folder", place.Name()}, {"mails", mails}});
   }
   if (options.isJson) {
-    std::cout << folders.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    std::cout << ToText(folders);
   }
   return exitCode;
 }

@@ -1,9 +1,12 @@
 // nimport: the command line tool.
+#include <cerrno>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <optional>
 
 #include "host/command/commands.h"
+#include "host/command/interruption.h"
 #include "host/command/options.h"
 #include "host/library.h"
 #include "host/store_location.h"
@@ -14,6 +17,8 @@ using namespace nimport;
 using namespace nimport::command;
 
 int Run(const Options& options) {
+  // Also where nothing asks for it: temporary files go away only when the program ends properly.
+  const Interruption interruption;
   const host::StoreSettings settings(options.location);
   const host::Library library(options.library);
   switch (options.subcommand) {
@@ -34,10 +39,16 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A reader that goes away is noticed when writing to it fails.
+  std::signal(SIGPIPE, SIG_IGN);
   try {
     int exitCode = EXIT_CANNOT_RUN;
     const std::optional<Options> options = ParseOptions(argc, argv, exitCode);
-    return options ? Run(*options) : exitCode;
+    if (options) exitCode = Run(*options);
+    if (std::cout.flush()) return exitCode;
+    // A reader that has seen enough needs no message.
+    if (errno != EPIPE) std::cerr << "nimport: the answer cannot be written\n";
+    return EXIT_CANNOT_RUN;
   } catch (const std::exception& error) {
     std::cerr << "nimport: " << error.what() << '\n';
     return EXIT_CANNOT_RUN;

@@ -30,9 +30,8 @@ constexpr const char* MAIN_FOOTER =
     "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail";
 
 constexpr const char* CHECK_FOOTER =
-    "Says what is missing and where it was looked for. Exit code 1 when only one of the two "
-    "databases\n"
-    "can be read, 2 when neither can.\n"
+    "Says what is missing and where it was looked for. Exit code 1 when something cannot be\n"
+    "read, 2 when neither database can.\n"
     "\n"
     "Example:\n"
     "  nimport check --from /mnt/disk/NIFTY/Data";

@@ -7,6 +7,7 @@
 
 #include "host/command/commands.h"
 #include "host/command/compose_mail.h"
+#include "host/command/json_text.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
 #include "host/result_error.h"
@@ -152,7 +153,7 @@ int RunShow(const host::Library& library, const Options& options) {
   int exitCode = EXIT_ALL_DONE;
   const ordered_json mail = DescribeMail(open, options.mail, exitCode);
   if (options.isJson) {
-    std::cout << mail.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    std::cout << ToText(mail);
   } else {
     Print(mail);
   }

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/command/commands.h"
+#include "host/command/json_text.h"
 #include "host/command/store_folders.h"
 #include "host/result_error.h"
 #include "host/session.h"
@@ -56,7 +57,7 @@ int RunTree(const host::Library& library, const Options& options) {
     tree["cabinets"].push_back({{"name", cabinet.name}, {"folders", folders}});
   }
   if (options.isJson) {
-    std::cout << tree.dump(2) << '\n';
+    std::cout << ToText(tree);
   } else {
     Print(tree);
   }

@@ -76,8 +76,8 @@ ToolResult RunProgram(const std::vector<std::string>& arguments, const Environme
   return result;
 }
 
-pid_t Start(const std::vector<std::string>& arguments) {
-  return Spawn(arguments, {}, "/dev/null", "/dev/null");
+pid_t Start(const std::vector<std::string>& arguments, const Environment& environment) {
+  return Spawn(arguments, environment, "/dev/null", "/dev/null");
 }
 
 nlohmann::json ReadExport(const std::string& format, const fs::path& directory) {

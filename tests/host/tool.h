@@ -29,7 +29,8 @@ using Environment = std::map<std::string, std::string>;
                                     const Environment& environment = {});
 
 // The same without waiting; output goes nowhere.
-[[nodiscard]] pid_t Start(const std::vector<std::string>& arguments);
+[[nodiscard]] pid_t Start(const std::vector<std::string>& arguments,
+                          const Environment& environment = {});
 // The exit code as in ToolResult.
 int Wait(pid_t process);
 

@@ -43,7 +43,8 @@ TEST_P(InterruptedExport, LeavesNothingHalfWrittenAndGoesOn) {
   // Later and later, until a run comes to its end.
   for (int milliseconds = 20; milliseconds < 60'000; milliseconds = milliseconds * 3 / 2) {
     const int signal = interrupted % 2 == 0 ? SIGKILL : SIGINT;
-    const pid_t process = Start(Command("out"));
+    // Killed programs leave their temporary directories behind.
+    const pid_t process = Start(Command("out"), {{"TMPDIR", store_.directory().str()}});
     usleep(static_cast<useconds_t>(milliseconds) * 1000);
     kill(process, signal);
     if (Wait(process) == 0) break;

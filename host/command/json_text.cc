@@ -1,0 +1,11 @@
+#include "host/command/json_text.h"
+
+#include <nlohmann/json.hpp>
+
+namespace nimport::command {
+
+std::string ToText(const nlohmann::ordered_json& json) {
+  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace nimport::command
