@@ -52,15 +52,12 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
 
 }  // namespace
 
-void Account::AddLosses(const std::string& folder,
-                        const std::vector<host::DiagnosticRecord>& records) {
+void Account::AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records) {
   for (const host::DiagnosticRecord& record : records) {
     std::string reason = record.Describe();
-    if (knownLosses_.insert(reason).second) {
-      Remark& loss = losses_.emplace_back();
-      loss.folder = folder;
-      loss.reason = std::move(reason);
-    }
+    if (!knownLosses_.insert(reason).second) continue;
+    losses_.push_back(place);
+    losses_.back().reason = std::move(reason);
   }
 }
 

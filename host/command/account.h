@@ -51,8 +51,8 @@ class Account {
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 
-  // Damage that the plug-in stepped over while `folder` was read; each place counts once.
-  void AddLosses(const std::string& folder, const std::vector<host::DiagnosticRecord>& records);
+  // Damage that the plug-in stepped over while what `place` names was read; each place counts once.
+  void AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records);
 
   [[nodiscard]] MailCounts Total() const;
   [[nodiscard]] bool IsAllDone() const;

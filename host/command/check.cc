@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <set>
 #include <system_error>
 
 #include <nlohmann/json.hpp>
@@ -95,8 +96,9 @@ ordered_json CheckDatabase(const host::Library& library,
     answer = {{"usable", false}, {"reason", error.reason()}};
     return answer;
   }
+  std::set<std::string> places;
   for (const host::DiagnosticRecord& record : library.TakeLosses()) {
-    answer["problems"].push_back(record.Describe());
+    if (places.insert(record.Describe()).second) answer["problems"].push_back(record.Describe());
   }
   return answer;
 }

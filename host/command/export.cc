@@ -66,9 +66,9 @@ class Exporter {
  public:
   Exporter(const host::Library& library, const Options& options)
       : library_(library), options_(options), reader_(library) {
-    if (!reader_.session().failedListing().empty()) {
-      account_.failures.push_back(RemarkOn("(list of folders)", reader_.session().failedListing()));
-    }
+    const Remark list = RemarkOn("(list of folders)", reader_.session().failedListing());
+    if (!list.reason.empty()) account_.failures.push_back(list);
+    account_.AddLosses(list, library_.TakeLosses());
   }
 
   // Never throws: what ends the run early stands in the account.
@@ -86,6 +86,11 @@ class Exporter {
   static Remark RemarkOn(const std::string& folder, const std::string& reason) {
     Remark remark;
     remark.folder = folder;
+    remark.reason = reason;
+    return remark;
+  }
+
+  static Remark WithReason(Remark remark, const std::string& reason) {
     remark.reason = reason;
     return remark;
   }
@@ -115,7 +120,7 @@ class Exporter {
     } catch (const host::ResultError& error) {
       account_.failures.push_back(RemarkOn(folder.name, error.reason()));
     }
-    account_.AddLosses(folder.name, library_.TakeLosses());
+    account_.AddLosses(RemarkOn(folder.name, {}), library_.TakeLosses());
     progress_.EndFolder(folder);
   }
 
@@ -125,12 +130,17 @@ class Exporter {
     const MailReader::OpenFolder open(reader_, place);
     folder.counts.found = open.mailCount();
     progress_.BeginFolder(folder.name, open.mailCount());
-    for (std::int32_t position = 0; position < open.mailCount(); ++position) {
-      if (Interruption::IsRequested()) break;
-      ExportMail(open, position, *writer, folder);
-      progress_.Step(position + 1);
+    try {
+      for (std::int32_t position = 0; position < open.mailCount(); ++position) {
+        if (Interruption::IsRequested()) break;
+        ExportMail(open, position, *writer, folder);
+        progress_.Step(position + 1);
+      }
+      writer->Finish();
+    } catch (...) {
+      if (!writer->KeepsUnfinished()) folder.counts.written = 0;
+      throw;
     }
-    writer->Finish();
   }
 
   void ExportMail(const MailReader::OpenFolder& open, std::int32_t position, FolderWriter& writer,
@@ -145,18 +155,18 @@ class Exporter {
     try {
       const MailContents contents = open.Contents(position);
       if (headers.IsEmpty() && contents.bytes.empty()) {
-        remark.reason = "the store holds neither headers nor contents of this mail";
-        account_.skipped.push_back(remark);
         ++folder.counts.skipped;
-        return;
+        account_.skipped.push_back(
+            WithReason(remark, "the store holds neither headers nor contents of this mail"));
+      } else {
+        WriteMail(headers, contents, position, writer, folder);
+        AddNotes(headers, contents, remark);
       }
-      WriteMail(headers, contents, position, writer, folder);
-      AddNotes(headers, contents, remark);
     } catch (const host::ResultError& error) {
-      remark.reason = error.reason();
-      account_.failures.push_back(remark);
       ++folder.counts.failed;
+      account_.failures.push_back(WithReason(remark, error.reason()));
     }
+    account_.AddLosses(remark, library_.TakeLosses());
   }
 
   void WriteMail(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
@@ -168,13 +178,12 @@ class Exporter {
   }
 
   // Mails with a header of their own keep it whatever the plug-in makes of it.
-  void AddNotes(const MailHeaders& headers, const MailContents& contents, Remark remark) {
+  void AddNotes(const MailHeaders& headers, const MailContents& contents, const Remark& remark) {
     const bool hasOwnHeader =
         contents.kind == ContentsKind::MimeMail || contents.kind == ContentsKind::WholeMail;
     if (hasOwnHeader) return;
     for (const std::string& problem : headers.problems) {
-      remark.reason = problem;
-      account_.notes.push_back(remark);
+      account_.notes.push_back(WithReason(remark, problem));
     }
   }
 

@@ -117,6 +117,8 @@ class MboxWriter : public FolderWriter {
     file_.reset();
   }
 
+  [[nodiscard]] bool KeepsUnfinished() const override { return false; }
+
  private:
   // What is there stays at the beginning, changed by mail readers or not.
   void BeginFile() {

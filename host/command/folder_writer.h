@@ -28,6 +28,9 @@ class FolderWriter {
 
   // Puts everything that was written in its place.
   virtual void Finish() {}
+
+  // Whether what was written stays when Finish is never called.
+  [[nodiscard]] virtual bool KeepsUnfinished() const { return true; }
 };
 
 // A writer for the folder that goes to `path` (without the format's ending). Makes the directories

@@ -9,6 +9,7 @@
 #include "host/command/compose_mail.h"
 #include "host/command/interruption.h"
 #include "host/command/json_text.h"
+#include "host/command/losses.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
 #include "host/result_error.h"
@@ -99,7 +100,7 @@ int RunList(const host::Library& library, const Options& options) {
   if (options.isJson) {
     std::cout << ToText(folders);
   }
-  return exitCode;
+  return PrintLosses(library) ? EXIT_SOME_FAILED : exitCode;
 }
 
 }  // namespace nimport::command

@@ -8,6 +8,7 @@
 #include "host/command/commands.h"
 #include "host/command/compose_mail.h"
 #include "host/command/json_text.h"
+#include "host/command/losses.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
 #include "host/result_error.h"
@@ -148,7 +149,7 @@ int RunShow(const host::Library& library, const Options& options) {
     std::cout << ComposeMail(open.Headers(options.mail), open.Contents(options.mail),
                              reader.session().accountName())
                      .bytes;
-    return EXIT_ALL_DONE;
+    return PrintLosses(library) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;
   const ordered_json mail = DescribeMail(open, options.mail, exitCode);
@@ -157,7 +158,7 @@ int RunShow(const host::Library& library, const Options& options) {
   } else {
     Print(mail);
   }
-  return exitCode;
+  return PrintLosses(library) ? EXIT_SOME_FAILED : exitCode;
 }
 
 }  // namespace nimport::command

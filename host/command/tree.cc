@@ -6,6 +6,7 @@
 
 #include "host/command/commands.h"
 #include "host/command/json_text.h"
+#include "host/command/losses.h"
 #include "host/command/store_folders.h"
 #include "host/result_error.h"
 #include "host/session.h"
@@ -61,6 +62,7 @@ int RunTree(const host::Library& library, const Options& options) {
   } else {
     Print(tree);
   }
+  if (PrintLosses(library)) exitCode = EXIT_SOME_FAILED;
   if (session.failedListing().empty()) return exitCode;
   std::cerr << "nimport: the list of folders is not complete: " << session.failedListing() << '\n';
   return EXIT_SOME_FAILED;

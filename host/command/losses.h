@@ -1,0 +1,14 @@
+#ifndef NIMPORT_HOST_COMMAND_LOSSES_H_
+#define NIMPORT_HOST_COMMAND_LOSSES_H_
+
+#include "host/library.h"
+
+namespace nimport::command {
+
+// Says on stderr what damage the plug-in stepped over so far, each place once. Whether there was
+// any.
+bool PrintLosses(const host::Library& library);
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_HOST_COMMAND_LOSSES_H_
