@@ -28,16 +28,16 @@ std::string RequireText(const jet::Recordset& row, const char* column) {
 
 GroupRow ReadGroup(const jet::Recordset& row) {
   GroupRow group;
-  group.name = NameText::Cut(RequireText(row, "Name"));
+  group.name = NameText::CutOwned(RequireText(row, "Name"));
   group.key = ReadNumber(row, "KeyNo");
   return group;
 }
 
 AddressEntry ReadAddress(const jet::Recordset& row) {
   AddressEntry entry;
-  entry.name = NameText::Cut(ReadText(row, "Name").value_or(""));
-  entry.userId = NameText::Cut(RequireText(row, "UserID"));
-  entry.comment = ValueText::Cut(ReadText(row, "Comment").value_or(""));
+  entry.name = NameText::CutOwned(ReadText(row, "Name").value_or(""));
+  entry.userId = NameText::CutOwned(RequireText(row, "UserID"));
+  entry.comment = ValueText::CutOwned(ReadText(row, "Comment").value_or(""));
   return entry;
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/code_page_932.h"
 
@@ -24,6 +25,18 @@ class FixedText {
   [[nodiscard]] static FixedText Cut(std::string_view text) {
     FixedText result;
     result.text_ = CutAtWholeCharacter(UpToNul(text), MAX_BYTES);
+    return result;
+  }
+
+  // The same, without a copy of a text that fits. Of a longer one only what is kept takes memory.
+  [[nodiscard]] static FixedText CutOwned(std::string text) {
+    const std::string_view kept = CutAtWholeCharacter(UpToNul(text), MAX_BYTES);
+    FixedText result;
+    if (kept.size() == text.size()) {
+      result.text_ = std::move(text);
+    } else {
+      result.text_ = kept;
+    }
     return result;
   }
 

@@ -1,5 +1,8 @@
 #include "platform/columns.h"
 
+#include <utility>
+#include <variant>
+
 #include "common/code_page_932.h"
 #include "jet/value.h"
 
@@ -10,9 +13,13 @@ std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column
 }
 
 std::optional<std::string> ReadText(const jet::Recordset& recordset, std::string_view column) {
-  const jet::Value value = recordset.GetFieldValue(column);
+  jet::Value value = recordset.GetFieldValue(column);
   if (jet::IsNull(value)) return std::nullopt;
-  return std::string(UpToNul(jet::ToText(value).value_or("")));
+  auto* text = std::get_if<jet::Text>(&value);
+  if (text == nullptr) return std::string();
+  const std::string_view kept = UpToNul(text->bytes);
+  if (kept.size() < text->bytes.size()) return std::string(kept);
+  return std::move(text->bytes);
 }
 
 void ForEachRowWithNumber(jet::Recordset& recordset, std::string_view column, std::int32_t number,

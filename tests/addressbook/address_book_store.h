@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "common/test_directory.h"
@@ -37,14 +38,13 @@ class AddressBookStore {
 // An address-book session, closed at the end.
 class AddressSession {
  public:
-  AddressSession() { code_ = AD_Initialize(&session_); }
+  AddressSession() { EXPECT_EQ(AD_Initialize(&session_), RESULT_OK); }
   ~AddressSession() {
     if (session_ != nullptr) AD_Terminate(session_);
   }
   AddressSession(const AddressSession&) = delete;
   AddressSession& operator=(const AddressSession&) = delete;
 
-  [[nodiscard]] ResultCode code() const { return code_; }
   [[nodiscard]] HandleNode* get() const { return session_; }
 
   ResultCode Open(HandleNode** book) {
@@ -89,7 +89,6 @@ class AddressSession {
 
  private:
   HandleNode* session_ = nullptr;
-  ResultCode code_;
 };
 
 }  // namespace nimport::test
