@@ -48,15 +48,14 @@ std::string_view AfterHeaderBlock(std::string_view source) {
   return source;
 }
 
-MailContents FromPlaceholder(const Mail& mail, std::string source) {
-  if (source == LINE_END && mail.AttachedCount() > 0) {
-    ExtractedFile file = mail.Attached(0);
-    return {.kind = ContentsKind::StoredFile,
-            .bytes = std::move(file.bytes),
-            .extension = std::move(file.extension)};
-  }
-  // No text, or the text is that of a forwarded mail.
-  return TextContents(AfterHeaderBlock(source));
+// A mail whose source begins with a header block: the headers are apart.
+MailContents FromColumns(const Mail& mail, std::string_view source) {
+  const std::string_view text = AfterHeaderBlock(source);
+  if (!text.empty() || mail.AttachedCount() == 0) return TextContents(text);
+  ExtractedFile file = mail.Attached(0);
+  return {.kind = ContentsKind::StoredFile,
+          .bytes = std::move(file.bytes),
+          .extension = std::move(file.extension)};
 }
 
 // A text from a column: its file ends with a NUL byte.
@@ -85,19 +84,33 @@ MailContents WithoutBody(std::string source, const ResultError& error) {
   return MailOrText(std::move(source));
 }
 
+// Whether a header block stands before the text. It is an empty line until the session is asked for
+// headers, and then holds what was asked for; other sources stay as they are.
+bool HasHeaderBlock(const std::string& source, const Mail& asked) {
+  return source.starts_with(LINE_END) && asked.Source() != source;
+}
+
+// What the first body says where the source leaves it open.
+MailContents FromBody(const Mail& mail, std::string source) {
+  const Answer body = TryToGet([&] { return mail.Body(0).bytes; });
+  if (!body.bytes) return WithoutBody(std::move(source), *body.error);
+  if (*body.bytes == PLACEHOLDER) return FromColumns(mail, source);
+  if (body.bytes->ends_with('\0')) {
+    return FromTextBody(std::string_view(*body.bytes).substr(0, body.bytes->size() - 1), source);
+  }
+  return MailOrText(std::move(source));
+}
+
 }  // namespace
 
-MailContents ReadContents(const Mail& mail) {
-  Answer source = TryToGet([&] { return mail.Source(); });
-  const Answer body = TryToGet([&] { return mail.Body(0).bytes; });
-  if (!source.bytes) return WithoutSource(source, body);
-  if (!body.bytes) return WithoutBody(std::move(*source.bytes), *body.error);
-  if (*body.bytes == PLACEHOLDER) return FromPlaceholder(mail, std::move(*source.bytes));
-  if (body.bytes->ends_with('\0')) {
-    return FromTextBody(std::string_view(*body.bytes).substr(0, body.bytes->size() - 1),
-                        *source.bytes);
+MailContents ReadContents(const Mail& fresh, const Mail& asked) {
+  Answer source = TryToGet([&] { return fresh.Source(); });
+  if (!source.bytes) {
+    return WithoutSource(source, TryToGet([&] { return asked.Body(0).bytes; }));
   }
-  return MailOrText(std::move(*source.bytes));
+  if (source.bytes->empty()) return TextContents({});
+  if (HasHeaderBlock(*source.bytes, asked)) return FromColumns(asked, *source.bytes);
+  return FromBody(asked, std::move(*source.bytes));
 }
 
 bool LooksLikeMail(std::string_view text) {

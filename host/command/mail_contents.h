@@ -22,11 +22,12 @@ struct MailContents {
   std::string extension;  // of a stored file, with its dot; may be empty
 };
 
-// What the store holds of `mail`, in the form that loses nothing. The mail's session must never
-// have been asked for a header, a date or a number of bodies since the folder was opened: the
-// plug-in mixes those into its answers, and their absence tells the kinds apart. Throws
-// host::ResultError when the contents cannot be had.
-[[nodiscard]] MailContents ReadContents(const host::Mail& mail);
+// What the store holds of a mail, in the form that loses nothing. Which form that is no function of
+// the plug-in tells; it shows in how the sources of two sessions differ. `fresh` comes from a
+// session that was never asked for a header or a date since the folder was opened, `asked` from one
+// that was just asked for this mail's; bodies were counted in neither. Throws host::ResultError
+// when the contents cannot be had.
+[[nodiscard]] MailContents ReadContents(const host::Mail& fresh, const host::Mail& asked);
 
 // Whether `text` begins with a header line.
 [[nodiscard]] bool LooksLikeMail(std::string_view text);

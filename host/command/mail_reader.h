@@ -46,11 +46,12 @@ class MailReader {
     [[nodiscard]] MailHeaders Headers(std::int32_t position) const {
       return ReadHeaders(headers_.MailAt(position));
     }
-    // Throws host::ResultError.
+    // To be called right after Headers of the same mail. Throws host::ResultError.
     [[nodiscard]] MailContents Contents(std::int32_t position) const {
-      return ReadContents(contents_.MailAt(position));
+      return ReadContents(contents_.MailAt(position), headers_.MailAt(position));
     }
-    // For everything else that is asked of a mail.
+    // For everything else that is asked of a mail. Once its bodies were counted, Contents can no
+    // longer be relied on, for any mail of the folder.
     [[nodiscard]] host::Mail MailAt(std::int32_t position) const {
       return headers_.MailAt(position);
     }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -44,13 +45,13 @@ void NewFile::PutInPlace(const std::filesystem::path& name, std::optional<std::i
     times[1].tv_sec = static_cast<time_t>(*instant);
     if (futimens(descriptor_, times) != 0) Fail("cannot date", temporaryName_);
   }
-  // Some file systems say only here that the disk is full; the destructor removes the file then.
-  if (const int closing = dup(descriptor_); closing < 0 || close(closing) != 0) {
-    Fail("cannot write", temporaryName_);
-  }
-  if (rename(temporaryName_.c_str(), name.c_str()) != 0) Fail("cannot create", name);
-  close(descriptor_);
-  descriptor_ = -1;
+  // Some file systems say only here that the disk is full.
+  const bool isClosed = close(std::exchange(descriptor_, -1)) == 0;
+  if (isClosed && rename(temporaryName_.c_str(), name.c_str()) == 0) return;
+  const int reason = errno;
+  unlink(temporaryName_.c_str());
+  errno = reason;
+  Fail("cannot create", name);
 }
 
 void NewFile::Flush() {

@@ -146,9 +146,9 @@ int RunShow(const host::Library& library, const Options& options) {
     throw std::runtime_error(place.Name() + " has no mail " + std::to_string(options.mail));
   }
   if (options.isSource) {
-    std::cout << ComposeMail(open.Headers(options.mail), open.Contents(options.mail),
-                             reader.session().accountName())
-                     .bytes;
+    const MailHeaders headers = open.Headers(options.mail);
+    const MailContents contents = open.Contents(options.mail);
+    std::cout << ComposeMail(headers, contents, reader.session().accountName()).bytes;
     return PrintLosses(library) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;

@@ -131,6 +131,33 @@ TEST_F(Export, EveryShapeOfMailInEveryFormat) {
   }
 }
 
+// Nothing but the text tells what these are.
+TEST(ExportOfBareMails, TextIsExactlyTheStores) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
+      {"number": 1, "name": "f", "mails": [
+        {"kind": 22, "columns": {"TextData": "\r\n\r\nSubject: no header\r\n"}},
+        {"kind": 22, "columns": {"TextData": "Subject: no header\r\n\r\nx"}},
+        {"kind": 22, "columns": {"TextData": "DEFAULT"}},
+        {"kind": 38, "columns": {"TextData": "\r\na", "ForwardText": "b"}},
+        {"kind": 38, "columns": {"TextData": "Subject: a\r\n", "ForwardText": null}},
+        {"kind": 38, "columns": {"TextData": "Subject: a\r\n\r\n", "ForwardText": "From: b\r\n"}},
+        {"kind": 20, "columns": {"EmailMode": 1, "TextData": "no header at all"}},
+        {"kind": 22, "columns": {"TextData": null}}
+      ]}]}]})");
+  const fs::path target = store.directory().path() / "out";
+  const ToolResult result =
+      RunProgram(store.Command("export", {"--to", target.string(), "--format", "eml"}));
+  EXPECT_EQ(result.exitCode, 0) << result.out;
+  std::vector<std::string> texts;
+  for (const json& mail : ReadExport("eml", target))
+    texts.push_back(mail["parts"][0]["text"]);
+  EXPECT_THAT(texts,
+              testing::ElementsAre("\r\n\r\nSubject: no header\r\n", "Subject: no header\r\n\r\nx",
+                                   "DEFAULT", "\r\nab", "Subject: a\r\n",
+                                   "Subject: a\r\n\r\nFrom: b\r\n", "no header at all"))
+      << "and nothing of the mail that holds nothing";
+}
+
 TEST_F(Export, AccountNamesEveryMailThatIsNotThere) {
   const ToolResult result = ExportAs("maildir");
   const json account = json::parse(result.out);
