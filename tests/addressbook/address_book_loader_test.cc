@@ -256,6 +256,9 @@ TEST(AddressBookLoader, BoundsTheNumberOfPathsButLosesNoRow) {
   TableInMemory table{.rows = DoubleKeys(60)};
   table.rows.push_back(Address(60, "deepest"));
   table.rows.push_back(Group(0, 1'000, "last"));
+  for (std::int32_t i = 0; i < 10; ++i) {
+    table.rows.push_back(Group(1'000, 2'000, "beneath last " + std::to_string(i)));
+  }
   const std::set<std::string> wanted = [&] {
     std::set<std::string> names;
     for (const AddressRow& row : table.rows)

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "addressbook/address_book_store.h"
+#include "interface/handle_node.h"
 
 namespace nimport::test {
 namespace {
@@ -259,8 +260,10 @@ TEST(AddressExports, OpenAndCloseSeveralTimes) {
     EXPECT_EQ(session.Close(first), RESULT_OK);
     EXPECT_EQ(session.Name(group), (TextAnswer{RESULT_OK, "G1"})) << "of the book still open";
     EXPECT_EQ(session.AddressCount(second), (NumberAnswer{RESULT_OK, 5}));
+    EXPECT_EQ(session.get()->children.size(), 1u) << "the closed book's handles are gone";
     EXPECT_EQ(session.Close(second), RESULT_OK);
     EXPECT_EQ(session.Close(session.get()), RESULT_OK);
+    EXPECT_TRUE(session.get()->children.empty());
   }
 }
 
