@@ -54,7 +54,7 @@ void PageFile::Reopen() {
   isOpen_ = true;
 }
 
-Page PageFile::Read(std::uint32_t pageNumber, Access access) {
+Page PageFile::Read(std::uint32_t pageNumber, std::uint32_t pagesToFollow) {
   if (pageNumber == 0 || pageNumber >= pageCount_) {
     throw DatabaseError(
         {.file = Name(), .page = pageNumber},
@@ -62,27 +62,27 @@ Page PageFile::Read(std::uint32_t pageNumber, Access access) {
   }
   std::shared_ptr<PageBlock> block = cache_.Get(pageNumber / pagesPerBlock_);
   const std::uint32_t pageInBlock = pageNumber % pagesPerBlock_;
-  if ((block->loaded >> pageInBlock & 1) == 0) Load(*block, pageInBlock, access);
+  if ((block->loaded >> pageInBlock & 1) == 0) Load(*block, pageInBlock, pagesToFollow);
   const std::size_t pageSize = Layout().pageSize;
   const std::span<const std::byte> bytes(block->bytes.get() + pageInBlock * pageSize, pageSize);
   return {pageNumber, bytes, std::move(block)};
 }
 
 std::uint32_t PageFile::PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
-                                    Access access) const {
+                                    std::uint32_t pagesToFollow) const {
   // Who asks for the page behind one that was read is likely to go on.
   const bool goesOn = pageInBlock > 0 && (block.loaded >> (pageInBlock - 1) & 1) != 0;
-  if (access == Access::Single && !goesOn) return 1;
   const std::uint32_t firstPage = block.number * pagesPerBlock_;
   const std::uint32_t end = std::min(pagesPerBlock_, pageCount_ - firstPage);
+  const std::uint32_t wanted = goesOn ? end : pageInBlock + 1 + std::min(pagesToFollow, end);
   std::uint32_t last = pageInBlock + 1;
-  while (last < end && (block.loaded >> last & 1) == 0)
+  while (last < std::min(wanted, end) && (block.loaded >> last & 1) == 0)
     ++last;
   return last - pageInBlock;
 }
 
-void PageFile::Load(PageBlock& block, std::uint32_t pageInBlock, Access access) {
-  const std::uint32_t count = PagesToLoad(block, pageInBlock, access);
+void PageFile::Load(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t pagesToFollow) {
+  const std::uint32_t count = PagesToLoad(block, pageInBlock, pagesToFollow);
   if (count > 1) {
     try {
       LoadRun(block, pageInBlock, count);

@@ -23,10 +23,6 @@ struct Page {
 // The file as a sequence of pages. Errors are DatabaseErrors with file and page.
 class PageFile {
  public:
-  // How a page is likely to be followed by others: a page by itself is read alone, one of a scan
-  // together with those behind it.
-  enum class Access { Single, Sequential };
-
   // Takes over `file` and reads its header.
   PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes);
 
@@ -42,14 +38,16 @@ class PageFile {
   // Forgets all pages and reads the header again.
   void Reopen();
 
-  // Page 0 and pages outside the file are errors.
-  [[nodiscard]] Page Read(std::uint32_t pageNumber, Access access = Access::Single);
+  // `pagesToFollow` is the number of pages behind this one that the caller is about to read too: as
+  // many of them as lie in the same block are read in one piece. Page 0 and pages outside the file
+  // are errors.
+  [[nodiscard]] Page Read(std::uint32_t pageNumber, std::uint32_t pagesToFollow = 0);
 
  private:
-  void Load(PageBlock& block, std::uint32_t pageInBlock, Access access);
+  void Load(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t pagesToFollow);
   void LoadRun(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t count);
   [[nodiscard]] std::uint32_t PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
-                                          Access access) const;
+                                          std::uint32_t pagesToFollow) const;
   void ReadInto(std::span<std::byte> target, std::uint32_t firstPage) const;
 
   std::unique_ptr<RandomAccessFile> file_;

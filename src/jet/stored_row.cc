@@ -14,6 +14,10 @@ namespace {
 // Rows are seen to move once; a few moves more do no harm, a ring of them would.
 constexpr int MAX_MOVES = 4;
 
+// Pages of other tables that are read along rather than skipped: about what one more call of the
+// system costs.
+constexpr std::uint32_t MAX_GAP_PAGES = 2;
+
 }  // namespace
 
 bool RowCursor::StandOn(std::uint32_t slot) {
@@ -42,7 +46,7 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
         "page " + std::to_string(target.page) + " slot " + std::to_string(target.slot);
     Slot slot;
     try {
-      targetPage_ = table_->ReadDataPage(target.page, PageFile::Access::Single);
+      targetPage_ = table_->ReadDataPage(target.page);
       if (target.slot < targetPage_.SlotCount()) slot = targetPage_.GetSlot(target.slot);
     } catch (const DatabaseError& error) {
       throw DatabaseError({}, "the row was moved to " + place + ": " + error.reason());
@@ -106,8 +110,7 @@ bool StoredScan::OpenNextPage() {
     nextSlot_ = isJump ? jump_->Slot() : 0;
     jump_.reset();
     try {
-      cursor_.UsePage(table_.ReadDataPage(
-          page, isJump ? PageFile::Access::Single : PageFile::Access::Sequential));
+      cursor_.UsePage(table_.ReadDataPage(page, isJump ? 0 : PagesToFollow(page)));
       return true;
     } catch (const DatabaseError& error) {
       cursor_.UsePage({});
@@ -118,6 +121,17 @@ bool StoredScan::OpenNextPage() {
   cursor_.UsePage({});
   TellOfPagesOutside();
   return false;
+}
+
+std::uint32_t StoredScan::PagesToFollow(std::uint32_t page) {
+  if (page >= runEnd_) {
+    const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
+    runEnd_ = page + 1;
+    for (std::size_t i = nextPage_; i < pages.size() && pages[i] - runEnd_ <= MAX_GAP_PAGES; ++i) {
+      runEnd_ = pages[i] + 1;
+    }
+  }
+  return runEnd_ - page - 1;
 }
 
 void StoredScan::TellOfPagesOutside() {

@@ -72,12 +72,15 @@ class StoredScan final : public TableScan {
  private:
   // Opens the page at nextPage_, stepping over damaged ones; false behind the last.
   bool OpenNextPage();
+  // How many pages behind `page`, others' few pages among them counted, the scan reads next.
+  [[nodiscard]] std::uint32_t PagesToFollow(std::uint32_t page);
   void TellOfPagesOutside();
 
   const StoredTable& table_;
   RowCursor cursor_;
   std::size_t nextPage_ = 0;    // in the table's owned pages
   std::uint32_t nextSlot_ = 0;  // of the cursor's page
+  std::uint32_t runEnd_ = 0;    // behind the last page of the run that is being read
   // Where the last ContinueAfter wants the scan to go on, until the page has been opened.
   std::optional<RowId> jump_;
   bool toldOfPagesOutside_ = false;

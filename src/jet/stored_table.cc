@@ -38,7 +38,7 @@ std::unique_ptr<Row> StoredTable::ReadRow(RowId id) const {
   if (!std::binary_search(pages.begin(), pages.end(), id.Page())) return nullptr;
   auto row = std::make_unique<StoredRow>(*this);
   try {
-    row->UsePage(ReadDataPage(id.Page(), PageFile::Access::Single));
+    row->UsePage(ReadDataPage(id.Page()));
   } catch (const DatabaseError& error) {
     ReportDamage(error, {.page = id.Page()});
     return nullptr;
@@ -83,8 +83,8 @@ std::uint32_t StoredTable::RowCount() const {
   return *rowCount_;
 }
 
-DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageFile::Access access) const {
-  return DataPage(context_.file.Read(pageNumber, access), *layout_, definition_.page);
+DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, std::uint32_t pagesToFollow) const {
+  return DataPage(context_.file.Read(pageNumber, pagesToFollow), *layout_, definition_.page);
 }
 
 void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const {
@@ -99,8 +99,10 @@ void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& pl
 }
 
 std::span<const IndexEntry> FindInIndex(std::span<const IndexEntry> index, std::int32_t value) {
-  const auto found = std::ranges::equal_range(index, value, {}, &IndexEntry::value);
-  return {found.begin(), found.end()};
+  // Two searches in place of equal_range, which clang 14 does not compile with this library.
+  const auto begin = std::ranges::lower_bound(index, value, {}, &IndexEntry::value);
+  const auto end = std::ranges::upper_bound(begin, index.end(), value, {}, &IndexEntry::value);
+  return {begin, end};
 }
 
 }  // namespace nimport::jet

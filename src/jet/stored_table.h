@@ -49,7 +49,8 @@ class StoredTable final : public Table {
   [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
   [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
   // A page of the table's rows. Throws DatabaseError.
-  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, PageFile::Access access) const;
+  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber,
+                                      std::uint32_t pagesToFollow = 0) const;
   // Tells of damage, adding file and table and what `place` knows; throws it when nobody listens.
   void ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const;
 

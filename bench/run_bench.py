@@ -1,0 +1,138 @@
+#!/usr/bin/env python3
+"""Makes stores, runs the benchmarks and the programs that they are compared with, and prints a table.
+
+All figures of one table come from one run on one machine. Times are processor time (user and system) of
+the best of several runs, because the machines that this runs on are shared; only ratios mean anything.
+"""
+
+import argparse
+import json
+import os
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+REPEATS = 5
+
+
+def processor_seconds(command, env=None):
+    """The least user and system time that the command took, its output thrown away."""
+    best = None
+    for _ in range(REPEATS):
+        process = subprocess.Popen(
+            command, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        )
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        if process.returncode != 0:
+            sys.exit(f"{' '.join(map(str, command))}: exit code {process.returncode}")
+        seconds = usage.ru_utime + usage.ru_stime
+        best = seconds if best is None else min(best, seconds)
+    return best
+
+
+def benchmark(program, env):
+    """Google Benchmark's results by name: the least processor time of one iteration, in seconds."""
+    units = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
+    output = subprocess.run(
+        [program, "--benchmark_format=json", f"--benchmark_repetitions={REPEATS}"],
+        env={**os.environ, **env}, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+    ).stdout
+    results = {}
+    for row in json.loads(output)["benchmarks"]:
+        if row.get("run_type") != "iteration":
+            continue
+        seconds = row["cpu_time"] * units[row["time_unit"]]
+        results[row["run_name"]] = min(seconds, results.get(row["run_name"], seconds))
+    return results
+
+
+def make_store(build, work, form, mails, mime_percent=30, folders=None):
+    description = json.loads((ROOT / "samples/scale.json").read_text())
+    description["template"]["mimePercent"] = mime_percent
+    if folders is not None:
+        description["template"]["cabinets"] = 1
+        description["template"]["folders"] = folders
+    name = f"{form}-{mails}-{folders}"
+    source = work / f"{name}.json"
+    source.write_text(json.dumps(description))
+    store = work / name
+    subprocess.run(
+        [build / "bin/mkstore", source, store, "--format", form, "--scale", str(mails)],
+        check=True, stdout=subprocess.DEVNULL,
+    )
+    return store
+
+
+def environment(store):
+    return {
+        "NIMPORT_REGISTRY": str(store / "registry.reg"),
+        "NIMPORT_DRIVES": f"C={store / 'c'}",
+        "NIMPORT_BENCH_DATABASE": str(store / "c/NIFTY/Data/Cabdata.mdb"),
+    }
+
+
+def scans(build, work, mails):
+    print(f"## Scans of a store of {mails:,} mails\n")
+    print("| store | what | time | compared with | its time | ratio | wanted |")
+    print("|---|---|---|---|---|---|---|")
+    for form in ("jet3", "jet4"):
+        store = make_store(build, work, form, mails)
+        env = environment(store)
+        database = env["NIMPORT_BENCH_DATABASE"]
+        ours = benchmark(build / "bin/jet_bench", env)
+        cat = processor_seconds(["cat", database])
+        one = ours["BM_ScanDataTableOneInteger"]
+        print(f"| {form} | one integer column of DataTBL | {one * 1e3:.1f} ms | `cat` of the file |"
+              f" {cat * 1e3:.1f} ms | {one / cat:.2f} | at most 3 |")
+        if shutil.which("mdb-export"):
+            peer = processor_seconds(["mdb-export", database, "DataTBL"])
+            full = ours["BM_ScanDataTableAllColumns"]
+            print(f"| {form} | DataTBL, all columns | {full * 1e3:.1f} ms | `mdb-export` |"
+                  f" {peer * 1e3:.0f} ms | {peer / full:.1f} times faster | at least 10 |")
+            tables = subprocess.run(["mdb-tables", "-1", database], check=True,
+                                    stdout=subprocess.PIPE, text=True).stdout.split()
+            peer = sum(processor_seconds(["mdb-export", database, table]) for table in tables)
+            full = ours["BM_ScanAllTablesAllColumns"]
+            print(f"| {form} | all tables, all columns | {full * 1e3:.1f} ms | `mdb-export` of each |"
+                  f" {peer * 1e3:.0f} ms | {peer / full:.1f} times faster | at least 10 |")
+    print()
+
+
+def growth(build, work, sizes):
+    print("## Cost of one call as the folder grows\n")
+    results = {}
+    for mails in sizes:
+        env = environment(make_store(build, work, "jet3", mails, mime_percent=0, folders=1))
+        results[mails] = benchmark(build / "bin/export_bench", env)
+        results[mails]["lookup"] = benchmark(build / "bin/jet_bench", env)["BM_LookupByNumber"]
+    heads = " | ".join(f"{mails:,} mails" for mails in sizes)
+    print(f"| call | {heads} | ratio | wanted |")
+    print("|---|" + "---|" * (len(sizes) + 2))
+    names = {"lookup": "stored query, lookup by number", "BM_Subject": "ML_GetMailSubject",
+             "BM_From": "ML_GetMailFrom", "BM_Date": "ML_GetMailDate",
+             "BM_Source": "ML_GetMailSource", "BM_BodyPath": "ML_GetMailBodyPath"}
+    for key, name in names.items():
+        times = " | ".join(f"{results[mails][key] * 1e6:.2f} µs" for mails in sizes)
+        ratio = results[sizes[-1]][key] / results[sizes[0]][key]
+        print(f"| {name} | {times} | {ratio:.2f} | at most 1.2 |")
+    print()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=Path, default=ROOT / "build")
+    parser.add_argument("--work", type=Path, required=True, help="directory for the stores")
+    parser.add_argument("--mails", type=int, default=200_000)
+    arguments = parser.parse_args()
+    arguments.work.mkdir(parents=True, exist_ok=True)
+    print("# Benchmarks\n")
+    print(f"{os.cpu_count()} processors; best of {REPEATS} runs; processor time.\n")
+    scans(arguments.build, arguments.work, arguments.mails)
+    growth(arguments.build, arguments.work, [1_000, 100_000])
+
+
+if __name__ == "__main__":
+    main()
