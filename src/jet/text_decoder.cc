@@ -50,21 +50,22 @@ std::string EveryOtherByte(std::span<const std::byte> units) {
 // `stored` without its mark. A zero byte switches between one and two bytes a character.
 std::u16string Expand(std::span<const std::byte> stored) {
   const ByteReader reader(stored);
-  std::u16string text;
-  text.reserve(stored.size());
+  std::u16string text(stored.size(), u'\0');
+  char16_t* out = text.data();
   bool isWide = false;
   for (std::size_t i = 0; i < stored.size();) {
     if (stored[i] == std::byte{0}) {
       isWide = !isWide;
       ++i;
     } else if (isWide) {
-      text.push_back(static_cast<char16_t>(reader.U16(i)));
+      *out++ = static_cast<char16_t>(reader.U16(i));
       i += 2;
     } else {
-      text.push_back(static_cast<char16_t>(stored[i]));
+      *out++ = static_cast<char16_t>(stored[i]);
       ++i;
     }
   }
+  text.resize(static_cast<std::size_t>(out - text.data()));
   return text;
 }
 

@@ -139,24 +139,26 @@ void CodePageTable::AddOneWayCharacters() {
 }
 
 std::string CodePageTable::FromUtf16(std::u16string_view text) const {
-  std::string result;
-  result.reserve(form_.IsDoubleByte() ? text.size() * 2 : text.size());
+  // Written in place: appending byte by byte is what most of a conversion's time would go to.
+  std::string result(form_.IsDoubleByte() ? text.size() * 2 : text.size(), '\0');
+  char* out = result.data();
   for (std::size_t i = 0; i < text.size(); i += UnitsOfCharacter(text, i)) {
     const char16_t unit = text[i];
     const std::uint16_t code = unit == 0 ? std::uint16_t{0} : encoded_[unit];
     if (code == 0 && unit != 0) {
-      result += '?';
+      *out++ = '?';
     } else {
-      if (code > 0xFF) result += static_cast<char>(code >> 8);
-      result += static_cast<char>(code & 0xFF);
+      if (code > 0xFF) *out++ = static_cast<char>(code >> 8);
+      *out++ = static_cast<char>(code & 0xFF);
     }
   }
+  result.resize(static_cast<std::size_t>(out - result.data()));
   return result;
 }
 
 std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged) const {
-  std::u16string result;
-  result.reserve(bytes.size());
+  std::u16string result(bytes.size(), u'\0');
+  char16_t* out = result.data();
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const unsigned char first = ToByte(bytes[i]);
     char16_t unit = singles_[first];
@@ -164,8 +166,9 @@ std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged) c
         form_.IsLead(first) && i + 1 < bytes.size() && LooksLikeSecondByte(ToByte(bytes[i + 1]));
     if (hasSecond) unit = pairs_[static_cast<unsigned>(first) << 8 | ToByte(bytes[++i])];
     if (unit == NO_CHARACTER) isDamaged = true;
-    result += unit == NO_CHARACTER ? form_.damaged : unit;
+    *out++ = unit == NO_CHARACTER ? form_.damaged : unit;
   }
+  result.resize(static_cast<std::size_t>(out - result.data()));
   return result;
 }
 

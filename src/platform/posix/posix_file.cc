@@ -32,6 +32,14 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t value) {
 }
 
 // Throws FileError unless `file` is a regular file.
+// Emptying a file that is empty already makes some file systems write it out when it is closed,
+// which takes longer than everything else about a small file.
+void EmptyFile(int descriptor, const std::string& name) {
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0 && status.st_size == 0) return;
+  if (ftruncate(descriptor, 0) != 0) FailFile(name, "cannot be emptied", errno);
+}
+
 void CheckIsRegular(const FileDescriptor& file, const std::string& name) {
   struct stat status {};
   if (fstat(file.get(), &status) != 0) FailFile(name, "cannot be examined", errno);
@@ -141,7 +149,7 @@ std::unique_ptr<OutputFile> CreateNativeFile(const std::string& directory,
   // An older file may be open to more readers than mails should have. A file system without modes
   // refuses this; the mail is still wanted there.
   (void)fchmod(file.get(), S_IRUSR | S_IWUSR);
-  if (ftruncate(file.get(), 0) != 0) FailFile(path, "cannot be emptied", errno);
+  EmptyFile(file.get(), path);
   return std::make_unique<PosixOutputFile>(path, std::move(file));
 }
 
