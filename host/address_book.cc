@@ -1,9 +1,12 @@
 #include "host/address_book.h"
 
+#include <stdexcept>
+
 namespace nimport::host {
 
 namespace {
 
+constexpr int MAX_DEPTH = 500;
 HandleNode* const NO_HANDLE = nullptr;
 
 }  // namespace
@@ -24,10 +27,12 @@ std::int32_t AddressBook::AddressCount() const {
 }
 
 std::vector<AddressGroup> AddressBook::Groups() const {
-  return GroupsBeneath(book_);
+  return GroupsBeneath(book_, 0);
 }
 
-std::vector<AddressGroup> AddressBook::GroupsBeneath(HandleNode* parent) const {
+std::vector<AddressGroup> AddressBook::GroupsBeneath(HandleNode* parent, int depth) const {
+  // The tree is walked, counted and freed by recursion.
+  if (depth > MAX_DEPTH) throw std::runtime_error("the address book's groups are nested too deep");
   const Library& library = session_.library();
   const Functions& functions = library.functions();
   HandleNode* const root = session_.handle();
@@ -37,7 +42,7 @@ std::vector<AddressGroup> AddressBook::GroupsBeneath(HandleNode* parent) const {
     HandleNode* const group = library.Handle(functions.AD_GetChildGroup, root, parent, i);
     groups.push_back({.name = library.Text(functions.AD_GetName, root, group),
                       .addresses = AddressesOf(group),
-                      .groups = GroupsBeneath(group)});
+                      .groups = GroupsBeneath(group, depth + 1)});
   }
   return groups;
 }

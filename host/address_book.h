@@ -37,10 +37,11 @@ class AddressBook {
   [[nodiscard]] std::int32_t AddressCount() const;
 
   // The groups at the top. A group that leads back to itself has been cut off by the plug-in.
+  // Throws std::runtime_error when they are nested more than 500 deep, as no person nests them.
   [[nodiscard]] std::vector<AddressGroup> Groups() const;
 
  private:
-  [[nodiscard]] std::vector<AddressGroup> GroupsBeneath(HandleNode* parent) const;
+  [[nodiscard]] std::vector<AddressGroup> GroupsBeneath(HandleNode* parent, int depth) const;
   [[nodiscard]] std::vector<Address> AddressesOf(HandleNode* group) const;
   [[nodiscard]] std::string Value(HandleNode* address, std::int32_t field) const;
   [[nodiscard]] std::int32_t FieldIndex(const char16_t* name) const;
