@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/code_page_932.h"
 #include "common/failure.h"
 #include "common/fixed_text.h"
 
@@ -38,6 +39,12 @@ std::string NameFromLast(std::string_view path, const ExtensionRequest& request)
   return isKept ? std::string(path) : ReplaceSuffix(path, WantedExtension(request));
 }
 
+// Whether `extension` is more than the end of a file's name.
+bool LeadsElsewhere(std::string_view extension) {
+  return extension.find_first_of(std::string_view("/:\0", 3)) != std::string_view::npos ||
+         FindLastCharacter(extension, '\\') != std::string_view::npos;
+}
+
 }  // namespace
 
 TemporaryNames::TemporaryNames(std::string tempDir) : tempDir_(std::move(tempDir)) {}
@@ -52,7 +59,7 @@ void TemporaryNames::SetPendingName(std::string_view path) {
 
 std::string TemporaryNames::NextPath(const ExtensionRequest& request) const {
   if (!pendingTempName_.empty()) return NameFromHost(pendingTempName_, request);
-  if (!tempFiles_.empty()) return NameFromLast(tempFiles_.back(), request);
+  if (!lastPath_.empty()) return NameFromLast(lastPath_, request);
   return std::string(tempDir_).append("\\").append(TEMP_BASE_NAME).append(WantedExtension(request));
 }
 
@@ -62,12 +69,20 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
     FailInvalid("a temporary file's path would be longer than " +
                 std::to_string(PathText::MAX_BYTES) + " bytes");
   }
-  RegisterTempName(path);
   pendingTempName_.clear();
+  const auto* extension = std::get_if<std::string>(&request);
+  if (extension != nullptr && LeadsElsewhere(*extension)) {
+    path.resize(path.size() - extension->size());
+    // With an empty extension, which any other replaces.
+    lastPath_ = path.append(".");
+    FailDatabase("an extension that leads out of its directory");
+  }
+  RegisterTempName(path);
   return path;
 }
 
 void TemporaryNames::RegisterTempName(std::string path) {
+  lastPath_ = path;
   if (const auto known = entries_.find(path); known != entries_.end()) {
     tempFiles_.splice(tempFiles_.end(), tempFiles_, known->second);
     return;

@@ -47,9 +47,14 @@ class TemporaryNames {
   void SetPendingName(std::string_view path);
 
   // The path of the next temporary file, which the caller is about to create or to overwrite. It is
-  // remembered whether or not that succeeds, and the host's pending name is used up. Throws Failure
-  // (RESULT_INVALID) when the path would be too long: nothing changes then, and a name that does
-  // not fit with this extension stays pending for a file with a shorter one.
+  // remembered whether or not that succeeds, and the host's pending name is used up.
+  //
+  // Throws Failure: RESULT_INVALID when the path would be too long; nothing changes then, and a
+  // name that does not fit with this extension stays pending for a file with a shorter one.
+  // RESULT_DATABASE, as for a file that cannot be opened, for an extension with a separator, a
+  // colon or a NUL, with which a mail could choose the file that is overwritten here and deleted at
+  // the session's end; such a path is not remembered, and the next one differs from it in its
+  // extension.
   [[nodiscard]] std::string MakeTempName(const ExtensionRequest& request);
 
   // Makes `path` the last one used, without a second entry where it has been used before.
@@ -63,6 +68,7 @@ class TemporaryNames {
 
   std::string tempDir_;
   std::string pendingTempName_;  // empty when none is pending
+  std::string lastPath_;         // that the next path differs from in its extension alone
   std::list<std::string> tempFiles_;
   // Where each path stands in the list. The keys are views of the list's own strings.
   std::unordered_map<std::string_view, std::list<std::string>::iterator> entries_;

@@ -91,6 +91,40 @@ TEST(TemporaryNames, NeverMakeAPathThatIsTooLong) {
   EXPECT_THROW((void)TemporaryNames(std::string(510, 'd')).MakeTempName(".txt"), Failure);
 }
 
+// A content type or file name comes from a mail, and chooses no directory.
+TEST(TemporaryNames, RefuseExtensionsThatLeadElsewhere) {
+  struct Case {
+    std::string extension;
+    bool isRefused;
+  };
+  const Case cases[] = {
+      {".x\\..\\..\\..\\boot.ini", true},
+      {"./../../x", true},
+      {".DIR\\FILE", true},
+      {".txt:stream", true},
+      {{".a\0b", 4}, true},
+      {"..", false},
+      {".\x83\x5C", false},  // a character whose second byte is that of a separator
+      {".\x83/x", true},     // no character
+  };
+  for (const Case& c : cases) {
+    TemporaryNames names("C:\\TEMP");
+    names.SetPendingName("D:\\out\\m.eml");
+    try {
+      (void)names.MakeTempName(c.extension);
+      EXPECT_FALSE(c.isRefused) << c.extension;
+    } catch (const Failure& failure) {
+      EXPECT_TRUE(c.isRefused) << c.extension;
+      EXPECT_EQ(failure.code(), RESULT_DATABASE);
+    }
+    EXPECT_EQ(names.tempFiles().size(), c.isRefused ? 0u : 1u) << c.extension;
+    // Whatever the extension was, the host's name is used up and goes on with another one.
+    if (c.isRefused) {
+      EXPECT_EQ(names.MakeTempName(NO_EXTENSION), "D:\\out\\m.TMP") << c.extension;
+    }
+  }
+}
+
 // A session that exports a large store hands out many names; each must stay cheap.
 TEST(TemporaryNames, StayQuickWithManyFiles) {
   constexpr int COUNT = 100'000;
