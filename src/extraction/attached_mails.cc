@@ -34,15 +34,15 @@ ValueText TopContentType(const std::string& text) {
 }
 
 std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, const MailRow& row) {
-  const std::string text = ReadMimeFile(store, row);
-  const std::int32_t parsed = store.mime.Parse(text);
+  mailstore::MimeFile file(store, row);
+  const std::int32_t parsed = file.Parse();
   if (parsed == 0) return std::nullopt;
   if (parsed != mime::MIME_SUCCESS) {
     throw Failure(parsed, "the MIME library cannot parse the mail");
   }
   const std::int32_t count = store.mime.AttachCount();
   if (count != 0) return count;
-  return IsSmimeContainer(TopContentType(text).str()) ? 1 : 0;
+  return IsSmimeContainer(TopContentType(file.Text()).str()) ? 1 : 0;
 }
 
 std::string ReadStoredFile(platform::FileSystem& files, const std::string& path) {
@@ -68,15 +68,11 @@ std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
   return CopyFile(extraction, platform::ReadText(*row.recordset, row.columns.filePathColumn));
 }
 
-// The path in the first row of the received files whose MailID begins with `key`.
+// The path of the received file that a forwarded mail names.
 std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const NameText& key) {
-  const auto query = store.database.OpenQuery(mailstore::LINKED_FILE_QUERY);
-  const auto rows = query->OpenRecordset();
-  for (; !rows->IsEof(); rows->MoveNext()) {
-    const std::optional<std::string> mailId = platform::ReadText(*rows, "MailID");
-    if (mailId && mailId->starts_with(key.str())) return platform::ReadText(*rows, "RcvFilePath");
-  }
-  FailInvalid("no received file has the MailID of the forwarded mail");
+  const std::optional<std::uint64_t> databaseStamp = store.platform.files().FindChangeStamp(
+      store.databaseDir.str() + mailstore::MAIL_DATABASE_FILE);
+  return store.linkedFiles.FindPath(store.database, key.str(), databaseStamp);
 }
 
 std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
@@ -114,13 +110,11 @@ std::string WriteEmptyFile(Extraction& extraction, ExtensionRequest extension) {
 std::string WriteMimeAttachment(Extraction& extraction, const MailRow& row,
                                 std::int32_t attachIndex) {
   mailstore::MailStore& store = extraction.store;
-  const std::string text = ReadMimeFile(store, row);
-  if (IsSmimeContainer(TopContentType(text).str())) {
-    return WriteEmptyFile(extraction, ContainerExtension(text));
+  mailstore::MimeFile file(store, row);
+  if (IsSmimeContainer(TopContentType(file.Text()).str())) {
+    return WriteEmptyFile(extraction, ContainerExtension(file.Text()));
   }
-  if (store.mime.Parse(text) != mime::MIME_SUCCESS) {
-    FailInvalid("the MIME library cannot parse the mail");
-  }
+  file.RequireParsed();
   const mime::Attachments attachments = store.mime.GetAttachments();
   if (attachIndex < 0 || attachIndex >= attachments.count) {
     FailDatabase("the mail has no attachment " + std::to_string(attachIndex));

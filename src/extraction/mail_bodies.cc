@@ -35,15 +35,15 @@ std::int32_t CountMimeBodies(Extraction& extraction, std::int32_t folderIndex,
   mailstore::MailStore& store = extraction.store;
   MailRow row = FindMailRow(store, folderIndex, mailIndex);
   RefreshMailSize(row);
-  const std::string text = ReadMimeFile(store, row);
-  const std::int32_t parsed = store.mime.Parse(text);
+  mailstore::MimeFile file(store, row);
+  const std::int32_t parsed = file.Parse();
   if (parsed == 0) return 0;
   if (parsed != mime::MIME_SUCCESS) {
     throw Failure(parsed, "the MIME library cannot parse the mail");
   }
   store.currentPartCount = CountMainParts(store.mime);
   if (!store.currentParts) FailInvalid("no folder is open to count the bodies of");
-  BuildRelatedParts(text, *store.currentParts);
+  BuildRelatedParts(file.Text(), *store.currentParts);
   return store.currentPartCount + static_cast<std::int32_t>(store.currentParts->size());
 }
 
@@ -113,7 +113,7 @@ std::string WriteMainPart(Extraction& extraction, std::int32_t bodyIndex) {
 
 std::string WriteMimeBody(Extraction& extraction, const MailRow& row, std::int32_t bodyIndex) {
   mailstore::MailStore& store = extraction.store;
-  RequireParsedMimeFile(store, row);
+  mailstore::MimeFile(store, row).RequireParsed();
   if (bodyIndex < store.currentPartCount) return WriteMainPart(extraction, bodyIndex);
   return WriteRelatedPart(extraction, bodyIndex - store.currentPartCount);
 }

@@ -109,7 +109,8 @@ void DiscoverInstallation(MailerContext& context, SessionMode mode) {
       AccountText::Fit(ReadRegistryString(platform, RegistryHive::CurrentUser, SESSION_KEY, "ID1"));
   if (!account) FailInvalid("the member ID is too long");
   context.accountId = *account;
-  const char* database = mode == SessionMode::AddressBook ? "\\Abook.mdb" : "\\Cabdata.mdb";
+  const char* database =
+      mode == SessionMode::AddressBook ? "\\Abook.mdb" : mailstore::MAIL_DATABASE_FILE;
   const auto path = PathText::Fit(context.databaseDir.str() + database);
   if (!path) FailInvalid("the database's path is too long");
   OpenDatabaseFile(context, path->str());

@@ -120,7 +120,7 @@ std::optional<std::string> GetMimeHeaderText(mime::MimeSession& session, FieldSe
 
 ValueText ReadMimeFileField(MailStore& store, const MailRow& row, FieldSelector selector,
                             std::int32_t bodyIndex) {
-  RequireParsedMimeFile(store, row);
+  MimeFile(store, row).RequireParsed();
   if (selector == FieldSelector::ContentType) return ValueText::Cut(ReadBodyType(store, bodyIndex));
   const std::optional<std::string> text = GetMimeHeaderText(store.mime, selector);
   if (!text) FailInvalid("the MIME library gives no text for the header field");

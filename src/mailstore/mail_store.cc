@@ -65,6 +65,7 @@ void MailStore::ReleaseCurrentMail() {
   currentMail.reset();
   currentParts.reset();
   currentPartCount = 0;
+  mimeFile.text.reset();
 }
 
 std::optional<std::int32_t> MailStore::FindDataNo(std::int32_t folderIndex,

@@ -11,11 +11,16 @@
 #include "jet/database.h"
 #include "mailstore/current_mail.h"
 #include "mailstore/folder_list.h"
+#include "mailstore/linked_files.h"
 #include "mailstore/related_part.h"
+#include "mailstore/remembered_mime_file.h"
 #include "platform/mime_session.h"
 #include "platform/platform.h"
 
 namespace nimport::mailstore {
+
+// The mail database, as its path ends behind the directory of the databases.
+inline constexpr char MAIL_DATABASE_FILE[] = "\\Cabdata.mdb";
 
 // What one session knows of its mails. Everything that fails throws Failure or jet::DatabaseError.
 class MailStore {
@@ -54,6 +59,9 @@ class MailStore {
   // while a folder is open). Bodies are numbered main parts first.
   std::int32_t currentPartCount = 0;
   std::optional<std::vector<RelatedPart>> currentParts;
+  // The MIME file that was asked about last.
+  RememberedMimeFile mimeFile;
+  LinkedFiles linkedFiles;
 
  private:
   void ReleaseCurrentMail();

@@ -23,7 +23,7 @@ std::string ReadDateText(MailStore& store, const MailRow& row) {
     if (!text) FailInvalid("the mail has no text");
     return std::string(GetHeaderLine(*text, FieldSelector::Date));
   }
-  RequireParsedMimeFile(store, row);
+  MimeFile(store, row).RequireParsed();
   const std::optional<std::string> text = store.mime.GetSendDate();
   if (!text) FailInvalid("the MIME library gives no date");
   return *text;

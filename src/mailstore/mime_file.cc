@@ -1,7 +1,7 @@
 #include "mailstore/mime_file.h"
 
 #include <new>
-#include <optional>
+#include <utility>
 
 #include "common/failure.h"
 #include "common/fixed_text.h"
@@ -25,23 +25,49 @@ std::string MimePath(const MailStore& store, const MailRow& row) {
 
 }  // namespace
 
-std::string ReadMimeFile(MailStore& store, const MailRow& row) {
-  const std::string path = MimePath(store, row);
-  platform::FileSystem& files = store.platform.files();
-  if (!files.Exists(path)) FailInvalid("no MIME file " + files.NativeName(path));
+MimeFile::MimeFile(MailStore& store, const MailRow& row)
+    : store_(store), path_(MimePath(store, row)) {
+  platform::FileSystem& files = store_.platform.files();
+  // Taken before the file is read: what changes meanwhile is noticed by the next call.
+  const std::optional<std::uint64_t> stamp = files.FindChangeStamp(path_);
+  if (!stamp && !files.Exists(path_)) FailInvalid("no MIME file " + files.NativeName(path_));
+  RememberedMimeFile& known = store_.mimeFile;
+  if (stamp && known.changeStamp == stamp && known.path == path_) return;
+  known = {.path = path_, .changeStamp = stamp, .text = std::nullopt, .isParsed = false};
+}
+
+MimeFile::~MimeFile() {
+  std::optional<std::string>& text = store_.mimeFile.text;
+  if (text && text->capacity() > MAX_REMEMBERED_TEXT) text.reset();
+}
+
+std::string MimeFile::Read() const {
+  platform::FileSystem& files = store_.platform.files();
   try {
-    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenForReading(path)));
+    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenForReading(path_)));
   } catch (const FileError& error) {
     FailDatabase(error.what());
   } catch (const std::bad_alloc&) {
-    FailDatabase("no memory for the MIME file " + files.NativeName(path));
+    FailDatabase("no memory for the MIME file " + files.NativeName(path_));
   }
 }
 
-void RequireParsedMimeFile(MailStore& store, const MailRow& row) {
-  if (store.mime.Parse(ReadMimeFile(store, row)) != mime::MIME_SUCCESS) {
-    FailInvalid("the MIME library cannot parse the mail");
-  }
+const std::string& MimeFile::Text() {
+  std::optional<std::string>& text = store_.mimeFile.text;
+  if (!text) text = Read();
+  return *text;
+}
+
+std::int32_t MimeFile::Parse() {
+  RememberedMimeFile& known = store_.mimeFile;
+  if (known.isParsed) return mime::MIME_SUCCESS;
+  const std::int32_t result = store_.mime.Parse(Text());
+  known.isParsed = result == mime::MIME_SUCCESS;
+  return result;
+}
+
+void MimeFile::RequireParsed() {
+  if (Parse() != mime::MIME_SUCCESS) FailInvalid("the MIME library cannot parse the mail");
 }
 
 }  // namespace nimport::mailstore

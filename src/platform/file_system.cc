@@ -15,8 +15,9 @@ constexpr std::uint64_t MAX_BYTES = std::numeric_limits<std::int32_t>::max();
 std::string ReadWholeFile(const RandomAccessFile& file) {
   const std::uint64_t size = file.Size();
   if (size > MAX_BYTES) throw FileError(file.Name() + ": is too large to be read whole");
-  // The size is a claim: the file may shrink or grow while it is read.
-  std::string content(size, '\0');
+  // The size is a claim: the file may shrink or grow while it is read. One byte more than it tells
+  // the end of the file without more memory.
+  std::string content(size + 1, '\0');
   std::size_t used = 0;
   while (true) {
     if (used == content.size()) content.resize(used + std::max<std::size_t>(used / 8, 4096));

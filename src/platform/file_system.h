@@ -4,6 +4,7 @@
 #define NIMPORT_PLATFORM_FILE_SYSTEM_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
@@ -33,6 +34,14 @@ class FileSystem {
   // Whether there is a file (or directory) at `path`. A path that cannot be understood names
   // nothing.
   [[nodiscard]] virtual bool Exists(std::string_view path) const = 0;
+
+  // A number for the regular file at `path` that differs from an earlier one whenever the file may
+  // have changed in between, or another may have come in its place. Cheap. Empty when there is no
+  // such file, or the system cannot tell.
+  [[nodiscard]] virtual std::optional<std::uint64_t> FindChangeStamp(
+      std::string_view /*path*/) const {
+    return std::nullopt;
+  }
 
   // Throws FileError. The file may be open in other programs, for writing too.
   [[nodiscard]] virtual std::unique_ptr<RandomAccessFile> OpenForReading(

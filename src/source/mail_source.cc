@@ -86,7 +86,7 @@ std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIn
     case MailContent::ForwardedText:
       return TextAndForwardedText(row);
     case MailContent::MimeFile:
-      return ReadMimeFile(store, row);
+      return mailstore::MimeFile(store, row).Text();
   }
   FailInvalid("a mail of this kind has no source");
 }

@@ -60,6 +60,10 @@ class FaultyFileSystem final : public platform::FileSystem {
 
   [[nodiscard]] bool Exists(std::string_view path) const override { return files_.Exists(path); }
 
+  [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override {
+    return files_.FindChangeStamp(path);
+  }
+
   [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenForReading(
       std::string_view path) const override {
     shared().Check(FileOperation::OpenForReading, path);

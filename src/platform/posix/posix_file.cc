@@ -31,7 +31,20 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t value) {
   return state ^ state >> 29;
 }
 
-// Throws FileError unless `file` is a regular file.
+// Differs from that of an earlier state of the same file.
+std::uint64_t StampOf(const struct stat& status) {
+  static std::atomic<std::uint64_t> unsettledCount{0};
+  std::uint64_t stamp =
+      Mix(static_cast<std::uint64_t>(status.st_ino), static_cast<std::uint64_t>(status.st_size));
+  stamp = Mix(stamp, static_cast<std::uint64_t>(Nanoseconds(status.st_mtim)));
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t age = Nanoseconds(now) - Nanoseconds(status.st_mtim);
+  // As long as the time stamp does not tell, every answer is a new one.
+  if (age >= 0 && age < UNSETTLED_NANOSECONDS) stamp = Mix(stamp, ++unsettledCount);
+  return stamp;
+}
+
 // Emptying a file that is empty already makes some file systems write it out when it is closed,
 // which takes longer than everything else about a small file.
 void EmptyFile(int descriptor, const std::string& name) {
@@ -40,6 +53,7 @@ void EmptyFile(int descriptor, const std::string& name) {
   if (ftruncate(descriptor, 0) != 0) FailFile(name, "cannot be emptied", errno);
 }
 
+// Throws FileError unless `file` is a regular file.
 void CheckIsRegular(const FileDescriptor& file, const std::string& name) {
   struct stat status {};
   if (fstat(file.get(), &status) != 0) FailFile(name, "cannot be examined", errno);
@@ -58,19 +72,7 @@ class PosixFile final : public RandomAccessFile {
     return static_cast<std::uint64_t>(Status().st_size);
   }
 
-  [[nodiscard]] std::uint64_t ChangeStamp() const override {
-    static std::atomic<std::uint64_t> unsettledCount{0};
-    const struct stat status = Status();
-    std::uint64_t stamp =
-        Mix(static_cast<std::uint64_t>(status.st_ino), static_cast<std::uint64_t>(status.st_size));
-    stamp = Mix(stamp, static_cast<std::uint64_t>(Nanoseconds(status.st_mtim)));
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const std::int64_t age = Nanoseconds(now) - Nanoseconds(status.st_mtim);
-    // As long as the time stamp does not tell, every answer is a new one.
-    if (age >= 0 && age < UNSETTLED_NANOSECONDS) stamp = Mix(stamp, ++unsettledCount);
-    return stamp;
-  }
+  [[nodiscard]] std::uint64_t ChangeStamp() const override { return StampOf(Status()); }
 
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> buffer) const override {
     std::size_t done = 0;
@@ -128,6 +130,16 @@ class PosixOutputFile final : public OutputFile {
 };
 
 }  // namespace
+
+std::optional<std::uint64_t> FindNativeChangeStamp(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  // Behind a name stands now this file and now that one. The time of the last change of anything
+  // tells of permissions that were taken away, and of time stamps that were set back.
+  const std::uint64_t place = Mix(static_cast<std::uint64_t>(status.st_dev),
+                                  static_cast<std::uint64_t>(Nanoseconds(status.st_ctim)));
+  return Mix(place, StampOf(status));
+}
 
 std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
   // A FIFO would make the open wait for a writer.

@@ -1,7 +1,9 @@
 #ifndef NIMPORT_PLATFORM_POSIX_POSIX_FILE_H_
 #define NIMPORT_PLATFORM_POSIX_POSIX_FILE_H_
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "common/random_access_file.h"
@@ -11,6 +13,10 @@ namespace nimport::platform::posix {
 
 // Opens a regular file by its native path. Throws FileError.
 [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path);
+
+// A number that differs whenever the regular file at a native path may be another or have changed.
+// Empty when there is none.
+[[nodiscard]] std::optional<std::uint64_t> FindNativeChangeStamp(const std::string& path);
 
 // Creates the regular file `name` in `directory`, or empties it; mode 0600. Throws FileError, also
 // when `name` is a symbolic link or no regular file.

@@ -17,6 +17,12 @@ bool PosixFileSystem::Exists(std::string_view path) const {
   return native && native->exists && stat(native->str().c_str(), &status) == 0;
 }
 
+std::optional<std::uint64_t> PosixFileSystem::FindChangeStamp(std::string_view path) const {
+  const std::optional<NativePath> native = paths_.Find(path);
+  if (!native || !native->exists) return std::nullopt;
+  return FindNativeChangeStamp(native->str());
+}
+
 std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenForReading(std::string_view path) const {
   const std::optional<NativePath> native = paths_.Find(path);
   if (!native) throw FileError(NativeName(path) + ": is not a path that can be opened");

@@ -16,6 +16,7 @@ class PosixFileSystem final : public FileSystem {
       : text_(text), paths_(settings, text), temporaryDirectory_(settings, paths_) {}
 
   [[nodiscard]] bool Exists(std::string_view path) const override;
+  [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override;
   [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenForReading(
       std::string_view path) const override;
   [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
