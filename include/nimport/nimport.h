@@ -216,7 +216,8 @@ NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailTimeStamp(HandleNode* session, 
 
 /* The mail's whole text: the MIME file, or a header block and the stored text. The header block
    holds the header values that were asked for last in this session: ask for the mail's subject,
-   sender, recipient, message ID and date first. */
+   sender, recipient, message ID and date first. A NUL byte ends the text, unless NIMPORT_SALVAGE is
+   1: then a MIME file's NULs are part of it, and `length` counts what stands behind them. */
 NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder,
                                                         int32_t mail, ResultString* text);
 

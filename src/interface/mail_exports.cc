@@ -128,8 +128,11 @@ ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder
   return nimport::RunOnMail(
       "ML_GetMailSource", {session, folder, mail},
       [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
+        // A NUL ends a source, unless everything that there is is wanted.
+        const auto end = context.platform.IsSalvaging() ? nimport::TextEnd::AtItsLength
+                                                        : nimport::TextEnd::AtFirstNul;
         WriteResultString(text, nimport::source::ComposeMailSource(store, folderIndex, mail),
-                          context.platform.text());
+                          context.platform.text(), end);
       });
 }
 

@@ -29,10 +29,10 @@ void* MakeBuffer(const void* bytes, std::size_t size) {
 
 }  // namespace
 
-void WriteResultString(ResultString* record, std::string_view text,
-                       const TextConverter& converter) {
+void WriteResultString(ResultString* record, std::string_view text, const TextConverter& converter,
+                       TextEnd end) {
   if (record == nullptr) FailInvalid("no record for the text");
-  const std::string_view whole = UpToNul(text);
+  const std::string_view whole = end == TextEnd::AtFirstNul ? UpToNul(text) : text;
   record->release = ReleaseResultBuffer;
   record->length = 0;
   record->buffer = nullptr;
