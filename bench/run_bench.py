@@ -66,11 +66,31 @@ def make_store(build, work, form, mails, mime_percent=30, folders=None):
     return store
 
 
-def environment(store):
+def make_address_store(build, work, form, layout, addresses, groups=1_000, depth=5):
+    """A store whose book has its addresses in chains of groups, each group's addresses together or dealt
+    out in turn, as they come when people add them over the years."""
+    entries = [
+        {"key": g + 1, "parent": 0 if g % depth == 0 else g, "name": f"グループ {g + 1}"} for g in range(groups)
+    ]
+    for a in range(addresses):
+        group = a % groups if layout == "interleaved" else a * groups // addresses
+        entries.append({
+            "key": groups + 1 + a, "parent": group + 1, "name": f"白石 千夏 {a}",
+            "userId": f"member{a}@example.com", "comment": "次の例会は駅前の喫茶店です。" if a % 3 == 0 else None,
+        })
+    name = f"book-{form}-{layout}-{addresses}"
+    source = work / f"{name}.json"
+    source.write_text(json.dumps({"addressBook": entries}))
+    store = work / name
+    subprocess.run([build / "bin/mkstore", source, store, "--format", form], check=True, stdout=subprocess.DEVNULL)
+    return store
+
+
+def environment(store, database="Cabdata.mdb"):
     return {
         "NIMPORT_REGISTRY": str(store / "registry.reg"),
         "NIMPORT_DRIVES": f"C={store / 'c'}",
-        "NIMPORT_BENCH_DATABASE": str(store / "c/NIFTY/Data/Cabdata.mdb"),
+        "NIMPORT_BENCH_DATABASE": str(store / "c/NIFTY/Data" / database),
     }
 
 
@@ -121,17 +141,51 @@ def growth(build, work, sizes):
     print()
 
 
+def address_books(build, work, addresses):
+    print(f"## Address book of {addresses:,} addresses in 1,000 groups five levels deep\n")
+    print("| store | addresses of a group | open | scan of the table, all columns | ratio | wanted |"
+          " the six columns read | ratio |")
+    print("|---|---|---|---|---|---|---|---|")
+    for form in ("jet3", "jet4"):
+        for layout in ("interleaved", "together"):
+            store = make_address_store(build, work, form, layout, addresses)
+            times = benchmark(build / "bin/address_bench", environment(store, "Abook.mdb"))
+            opened, scan = times["BM_OpenBook"], times["BM_ScanAllColumns"]
+            six = times["BM_ScanColumnsOfTheBook"]
+            print(f"| {form} | {layout} | {opened * 1e3:.1f} ms | {scan * 1e3:.1f} ms | {opened / scan:.2f} |"
+                  f" at most 2 | {six * 1e3:.1f} ms | {opened / six:.2f} |")
+    print("\nHandle by position in the book, name and three values of one address:\n")
+    sizes = [addresses // 10, addresses]
+    each = []
+    for size in sizes:
+        store = make_address_store(build, work, "jet3", "interleaved", size)
+        times = benchmark(build / "bin/address_bench", environment(store, "Abook.mdb"))
+        each.append(times["BM_AskForEveryAddress"] / size)
+    print("| " + " | ".join(f"of {size:,}" for size in sizes) + " | ratio | wanted |")
+    print("|---|---|---|---|")
+    print("| " + " | ".join(f"{one * 1e6:.2f} µs" for one in each) + f" | {each[1] / each[0]:.2f} | about 1 |\n")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=Path, default=ROOT / "build")
     parser.add_argument("--work", type=Path, required=True, help="directory for the stores")
     parser.add_argument("--mails", type=int, default=200_000)
+    parser.add_argument("--addresses", type=int, default=100_000)
+    parser.add_argument("--only", choices=["scans", "growth", "addresses"], help="one table alone")
     arguments = parser.parse_args()
     arguments.work.mkdir(parents=True, exist_ok=True)
     print("# Benchmarks\n")
     print(f"{os.cpu_count()} processors; best of {REPEATS} runs; processor time.\n")
-    scans(arguments.build, arguments.work, arguments.mails)
-    growth(arguments.build, arguments.work, [1_000, 100_000])
+    build, work = arguments.build, arguments.work
+    tables = {
+        "scans": lambda: scans(build, work, arguments.mails),
+        "growth": lambda: growth(build, work, [1_000, 100_000]),
+        "addresses": lambda: address_books(build, work, arguments.addresses),
+    }
+    for name, table in tables.items():
+        if arguments.only in (None, name):
+            table()
 
 
 if __name__ == "__main__":

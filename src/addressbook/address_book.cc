@@ -76,13 +76,12 @@ std::int32_t AddressBook::FirstAddress(std::int32_t groupIndex) const {
   return firstAddresses_[static_cast<std::size_t>(At(groupIndex).index)];
 }
 
-const AddressEntry& AddressBook::ResolveAddress(std::int32_t groupIndex,
-                                                std::int32_t addressIndex) const {
+AddressEntry AddressBook::ResolveAddress(std::int32_t groupIndex, std::int32_t addressIndex) const {
   if (addressIndex < 0 || addressIndex >= AddressCount(groupIndex)) {
     FailInvalid("no address at position " + std::to_string(addressIndex));
   }
   if (groupIndex != WHOLE_BOOK) {
-    return (*At(groupIndex).addresses)[static_cast<std::size_t>(addressIndex)];
+    return At(groupIndex).addresses->At(static_cast<std::size_t>(addressIndex));
   }
   // The last group that begins at or before the address; groups without addresses begin where the
   // next one does, so it holds the address.

@@ -7,18 +7,10 @@
 #include <optional>
 #include <vector>
 
+#include "addressbook/address_list.h"
 #include "common/fixed_text.h"
 
 namespace nimport::addressbook {
-
-// One address. What the store does not have is empty.
-struct AddressEntry {
-  NameText name;
-  ValueText comment;
-  NameText userId;  // the mail client's user ID or an internet address
-};
-
-using AddressList = std::vector<AddressEntry>;
 
 // One group. Several groups may share their addresses: see address_book_loader.h.
 struct AddressGroup {
@@ -56,10 +48,11 @@ class AddressBook {
   // The position in the whole book of a group's first address. Throws Failure (-3) as At does.
   [[nodiscard]] std::int32_t FirstAddress(std::int32_t groupIndex) const;
 
-  // The address at a position of a group or of the whole book. Throws Failure (-3) when there is no
-  // such group or address.
-  [[nodiscard]] const AddressEntry& ResolveAddress(std::int32_t groupIndex,
-                                                   std::int32_t addressIndex) const;
+  // The address at a position of a group or of the whole book; borrows from the book. Throws
+  // Failure
+  // (-3) when there is no such group or address.
+  [[nodiscard]] AddressEntry ResolveAddress(std::int32_t groupIndex,
+                                            std::int32_t addressIndex) const;
 
  private:
   std::vector<AddressGroup> groups_;

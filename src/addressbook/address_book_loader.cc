@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "addressbook/address_table.h"
 #include "common/failure.h"
 
 namespace nimport::addressbook {
@@ -53,7 +52,7 @@ class TreeWalk {
   void Enter(std::int32_t groupIndex, std::int32_t key);
   void Leave();
   std::int32_t AppendGroup(std::int32_t parentIndex, const NameText& name);
-  void LoadAddresses(std::int32_t groupIndex, const KeyMembers& members);
+  void LoadAddresses(std::int32_t groupIndex, KeyMembers& members);
 };
 
 std::vector<AddressGroup> TreeWalk::LoadGroups() {
@@ -105,18 +104,30 @@ std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const NameText& nam
   return index;
 }
 
-void TreeWalk::LoadAddresses(std::int32_t groupIndex, const KeyMembers& members) {
+void TreeWalk::LoadAddresses(std::int32_t groupIndex, KeyMembers& members) {
   RethrowIfSet(members.addressFailure);
+  members.areAddressesLoaded = true;
   groups_[static_cast<std::size_t>(groupIndex)].addresses = members.addresses;
+}
+
+RowsLeftOut CountRowsLeftOut(const AddressTable& table) {
+  RowsLeftOut rows{.others = table.OtherRowCount()};
+  table.ForEachKey([&rows](const KeyMembers& members) {
+    if (!members.isLoaded) rows.groups += members.groups.size();
+    if (!members.areAddressesLoaded) rows.addresses += members.AddressCount();
+  });
+  return rows;
 }
 
 }  // namespace
 
-void LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData) {
+RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
+                            const IncompleteRowListener& onIncompleteRow) {
   if (addressBookData) FailInvalid("the address book was opened before, and that failed");
   addressBookData.emplace();
-  AddressTable table(database);
+  AddressTable table(database, onIncompleteRow);
   addressBookData = AddressBook(TreeWalk(table).LoadGroups());
+  return CountRowsLeftOut(table);
 }
 
 void ReleaseAddressBook(std::optional<AddressBook>& addressBookData) noexcept {

@@ -14,10 +14,12 @@
 #ifndef NIMPORT_ADDRESSBOOK_ADDRESS_BOOK_LOADER_H_
 #define NIMPORT_ADDRESSBOOK_ADDRESS_BOOK_LOADER_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
 #include "addressbook/address_book.h"
+#include "addressbook/address_table.h"
 #include "jet/database.h"
 
 namespace nimport::addressbook {
@@ -27,10 +29,19 @@ namespace nimport::addressbook {
 inline constexpr std::int64_t PATH_COPIES_PER_ROW = 16;
 inline constexpr std::int64_t PATH_COPIES_OF_ANY_TABLE = 65'536;
 
+// Rows of the table that are not in the book.
+struct RowsLeftOut {
+  std::size_t groups = 0;     // beneath no group of the tree
+  std::size_t addresses = 0;  // in no group, or in one that is not in the tree
+  std::size_t others = 0;     // neither groups nor addresses
+};
+
 // Loads the book into `addressBookData`. Throws Failure: -3 when it is there already, or when the
-// walk comes to a group without a name or an address without a user ID; jet::DatabaseError; after a
-// failure `addressBookData` is there, without the groups, and only ReleaseAddressBook removes it.
-void LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData);
+// walk comes to a group without a name or an address without a user ID, unless `onIncompleteRow` is
+// given, which is told of them; jet::DatabaseError; after a failure `addressBookData` is there,
+// without the groups, and only ReleaseAddressBook removes it.
+RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
+                            const IncompleteRowListener& onIncompleteRow = {});
 
 void ReleaseAddressBook(std::optional<AddressBook>& addressBookData) noexcept;
 

@@ -2,29 +2,20 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 #include "common/failure.h"
 
 namespace nimport::addressbook {
 namespace {
 
-const std::string& UserIdOf(const AddressEntry& entry) {
-  return entry.userId.str();
-}
-const std::string& CommentOf(const AddressEntry& entry) {
-  return entry.comment.str();
-}
-const std::string& NameOf(const AddressEntry& entry) {
-  return entry.name.str();
-}
-
 constexpr std::array<AddressField, ADDRESS_FIELD_COUNT> FIELDS = {{
     // ID/アドレス
-    {"EMAIL;INTERNET", "ID/\x83\x41\x83\x68\x83\x8C\x83\x58", UserIdOf},
+    {"EMAIL;INTERNET", "ID/\x83\x41\x83\x68\x83\x8C\x83\x58", &AddressEntry::userId},
     // コメント
-    {"NOTE", "\x83\x52\x83\x81\x83\x93\x83\x67", CommentOf},
+    {"NOTE", "\x83\x52\x83\x81\x83\x93\x83\x67", &AddressEntry::comment},
     // 名前
-    {"FN", "\x96\xBC\x91\x4F", NameOf},
+    {"FN", "\x96\xBC\x91\x4F", &AddressEntry::name},
 }};
 
 }  // namespace

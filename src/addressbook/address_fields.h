@@ -4,10 +4,9 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
-#include "addressbook/address_book.h"
+#include "addressbook/address_list.h"
 
 namespace nimport::addressbook {
 
@@ -16,8 +15,7 @@ inline constexpr std::int32_t ADDRESS_FIELD_COUNT = 3;
 struct AddressField {
   std::string_view name;   // of the vCard property; ASCII
   std::string_view label;  // what a user is shown; code page 932
-  // The field's value.
-  const std::string& (*valueOf)(const AddressEntry& entry);
+  std::string_view AddressEntry::*value;
 };
 
 // The field at an index from 0. Throws Failure (-3) when there is none.

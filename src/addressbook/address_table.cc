@@ -1,45 +1,28 @@
 #include "addressbook/address_table.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
-#include <string>
+#include <string_view>
 #include <utility>
 
 #include "common/failure.h"
 #include "jet/database_error.h"
+#include "jet/recordset.h"
 #include "platform/columns.h"
 
 namespace nimport::addressbook {
 namespace {
 
-using platform::ReadNumber;
-using platform::ReadText;
-
 constexpr std::int32_t TYPE_GROUP = 0;
 constexpr std::int32_t TYPE_ADDRESS = 2;
 
-std::string RequireText(const jet::Recordset& row, const char* column) {
-  std::optional<std::string> text = ReadText(row, column);
-  if (!text) {
-    FailInvalid(std::string("column ") + column + " is Null where KeyNo is " +
-                std::to_string(ReadNumber(row, "KeyNo")));
-  }
-  return *std::move(text);
-}
+// A table of nothing but such rows does not fill memory with sentences.
+constexpr std::size_t MAX_ROWS_TOLD = 1'000;
 
-GroupRow ReadGroup(const jet::Recordset& row) {
-  GroupRow group;
-  group.name = NameText::CutOwned(RequireText(row, "Name"));
-  group.key = ReadNumber(row, "KeyNo");
-  return group;
-}
-
-AddressEntry ReadAddress(const jet::Recordset& row) {
-  AddressEntry entry;
-  entry.name = NameText::CutOwned(ReadText(row, "Name").value_or(""));
-  entry.userId = NameText::CutOwned(RequireText(row, "UserID"));
-  entry.comment = ValueText::CutOwned(ReadText(row, "Comment").value_or(""));
-  return entry;
-}
+enum BookColumn : std::size_t { KeyNo, ParentKeyNo, Type, Name, UserId, Comment };
+constexpr std::array<std::string_view, 6> COLUMN_NAMES = {"KeyNo", "ParentKeyNo", "Type",
+                                                          "Name",  "UserID",      "Comment"};
 
 // Runs `read` unless something failed before; keeps what it throws.
 template <typename Read>
@@ -56,16 +39,47 @@ void ReadUnlessFailed(std::exception_ptr& failure, Read&& read) {
 
 }  // namespace
 
-std::size_t KeyMembers::Size() const {
-  return groups.size() + (addresses ? addresses->size() : 0);
+// The recordset's current row. Columns are looked up once, not for each row.
+class AddressTable::Row {
+ public:
+  Row(const jet::TableDefinition& table, const jet::Recordset& rows) : rows_(rows) {
+    const std::vector<jet::ColumnInfo>& columns = table.Columns();
+    for (std::size_t i = 0; i < positions_.size(); ++i) {
+      const auto found = std::ranges::find(columns, COLUMN_NAMES[i], &jet::ColumnInfo::name);
+      if (found == columns.end()) continue;
+      positions_[i] = static_cast<std::size_t>(found - columns.begin());
+    }
+  }
+
+  [[nodiscard]] jet::Value Get(BookColumn column) const {
+    const std::optional<std::size_t>& position = positions_[column];
+    // By its name where the table spells it otherwise, or lacks it and says so.
+    return position ? rows_.GetFieldValue(*position) : rows_.GetFieldValue(COLUMN_NAMES[column]);
+  }
+
+  [[nodiscard]] std::int32_t GetNumber(BookColumn column) const {
+    return platform::NumberOf(Get(column));
+  }
+
+ private:
+  const jet::Recordset& rows_;
+  std::array<std::optional<std::size_t>, COLUMN_NAMES.size()> positions_;
+};
+
+std::size_t AddressTable::SpreadKey::operator()(std::int32_t key) const {
+  std::uint64_t bits = static_cast<std::uint32_t>(key) * std::uint64_t{0x9E3779B97F4A7C15};
+  bits ^= bits >> 32;
+  return static_cast<std::size_t>(bits * 0xBF58476D1CE4E5B9);
 }
 
-AddressTable::AddressTable(jet::Database& database) {
+AddressTable::AddressTable(jet::Database& database, IncompleteRowListener onIncompleteRow)
+    : onIncompleteRow_(std::move(onIncompleteRow)) {
   const auto table = database.OpenTable("AddressBookTBL");
   const auto rows = table->OpenRecordset();
+  const Row row(*table, *rows);
   try {
     for (; !rows->IsEof(); rows->MoveNext())
-      AddRow(*rows);
+      AddRow(row);
   } catch (const jet::DatabaseError&) {
     EndWith(std::current_exception());
   }
@@ -76,20 +90,53 @@ KeyMembers& AddressTable::MembersOf(std::int32_t key) {
   return found == members_.end() ? none_ : found->second;
 }
 
-void AddressTable::AddRow(const jet::Recordset& row) {
-  const std::int32_t parentKey = ReadNumber(row, "ParentKeyNo");
-  const std::int32_t type = ReadNumber(row, "Type");
-  if (type != TYPE_GROUP && type != TYPE_ADDRESS) return;
-  ++rowCount_;
-  KeyMembers& members = members_[parentKey];
-  if (type == TYPE_GROUP) {
-    ReadUnlessFailed(members.groupFailure, [&] { members.groups.push_back(ReadGroup(row)); });
-    return;
+void AddressTable::AddRow(const Row& row) {
+  KeyMembers& members = members_[row.GetNumber(ParentKeyNo)];
+  try {
+    AddMember(row, row.GetNumber(Type), members);
+  } catch (const jet::DatabaseError&) {
+    // It may have been either.
+    if (!members.groupFailure) members.groupFailure = std::current_exception();
+    if (!members.addressFailure) members.addressFailure = std::current_exception();
   }
-  ReadUnlessFailed(members.addressFailure, [&] {
-    if (!members.addresses) members.addresses = std::make_shared<AddressList>();
-    members.addresses->push_back(ReadAddress(row));
-  });
+}
+
+void AddressTable::AddMember(const Row& row, std::int32_t type, KeyMembers& members) {
+  if (type == TYPE_GROUP) {
+    ++rowCount_;
+    ReadUnlessFailed(members.groupFailure, [&] { members.groups.push_back(ReadGroup(row)); });
+  } else if (type == TYPE_ADDRESS) {
+    ++rowCount_;
+    if (!members.addresses) members.addresses = std::make_shared<AddressList>(texts_);
+    ReadUnlessFailed(members.addressFailure, [&] { AppendAddress(row, *members.addresses); });
+  } else {
+    ++otherRowCount_;
+  }
+}
+
+GroupRow AddressTable::ReadGroup(const Row& row) {
+  const jet::Value name = row.Get(Name);
+  RequireValue(row, name, "a group without a Name");
+  return {.key = row.GetNumber(KeyNo), .name = NameText::Cut(platform::TextOf(name))};
+}
+
+void AddressTable::AppendAddress(const Row& row, AddressList& addresses) {
+  const jet::Value name = row.Get(Name);
+  const jet::Value userId = row.Get(UserId);
+  RequireValue(row, userId, "an address without a UserID");
+  const jet::Value comment = row.Get(Comment);
+  addresses.Append({.name = platform::TextOf(name),
+                    .comment = platform::TextOf(comment),
+                    .userId = platform::TextOf(userId)});
+}
+
+void AddressTable::RequireValue(const Row& row, const jet::Value& value, const char* what) {
+  if (!jet::IsNull(value)) return;
+  const std::string reason = std::string("the table has ") + what + ", where KeyNo is " +
+                             std::to_string(row.GetNumber(KeyNo)) + " and ParentKeyNo " +
+                             std::to_string(row.GetNumber(ParentKeyNo));
+  if (!onIncompleteRow_) FailInvalid("AddressBookTBL: " + reason);
+  if (++incompleteRowCount_ <= MAX_ROWS_TOLD) onIncompleteRow_(reason);
 }
 
 void AddressTable::EndWith(const std::exception_ptr& failure) {

@@ -5,16 +5,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <map>
+#include <functional>
 #include <memory>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
-#include "addressbook/address_book.h"
+#include "addressbook/address_list.h"
 #include "common/fixed_text.h"
 #include "jet/database.h"
-#include "jet/recordset.h"
 
 namespace nimport::addressbook {
+
+// Told, in a sentence, of a row that lacks its name or its user ID; of the first thousand.
+using IncompleteRowListener = std::function<void(const std::string&)>;
 
 // A row that stands for a group.
 struct GroupRow {
@@ -34,30 +38,57 @@ struct KeyMembers {
   // Marks of whoever walks the tree.
   bool isOnPath = false;
   bool isLoaded = false;
+  bool areAddressesLoaded = false;
 
+  [[nodiscard]] std::size_t AddressCount() const { return addresses ? addresses->size() : 0; }
   // The number of rows.
-  [[nodiscard]] std::size_t Size() const;
+  [[nodiscard]] std::size_t Size() const { return groups.size() + AddressCount(); }
 };
 
 class AddressTable {
  public:
-  // Reads the table in one pass. A row that cannot be reached or told to be a group or an address
-  // ends the table: its failure stands behind the members of every key. Throws jet::DatabaseError
-  // when there is no table.
-  explicit AddressTable(jet::Database& database);
+  // Reads the table in one pass. A row whose parent cannot be read ends the table: its failure
+  // stands behind the members of every key. A group without a name and an address without a user ID
+  // cannot be used; with a listener, it is told of them and they are used with an empty one. Throws
+  // jet::DatabaseError when there is no table.
+  explicit AddressTable(jet::Database& database, IncompleteRowListener onIncompleteRow = {});
 
   // The members of a key, without any when no row names the key. Valid while the table lives.
   [[nodiscard]] KeyMembers& MembersOf(std::int32_t key);
 
   // The number of groups and addresses.
   [[nodiscard]] std::size_t RowCount() const { return rowCount_; }
+  // The number of rows that are neither.
+  [[nodiscard]] std::size_t OtherRowCount() const { return otherRowCount_; }
+
+  template <typename Visit>
+  void ForEachKey(Visit visit) const {
+    for (const auto& [key, members] : members_)
+      visit(members);
+  }
 
  private:
-  std::map<std::int32_t, KeyMembers> members_;
+  class Row;
+
+  // Keys are the file's choice: spread, so that they do not meet in few buckets.
+  struct SpreadKey {
+    std::size_t operator()(std::int32_t key) const;
+  };
+
+  IncompleteRowListener onIncompleteRow_;
+  std::shared_ptr<AddressTexts> texts_ = std::make_shared<AddressTexts>();
+  std::unordered_map<std::int32_t, KeyMembers, SpreadKey> members_;
   KeyMembers none_;  // the members of a key that no row names
   std::size_t rowCount_ = 0;
+  std::size_t otherRowCount_ = 0;
+  std::size_t incompleteRowCount_ = 0;
 
-  void AddRow(const jet::Recordset& row);
+  void AddRow(const Row& row);
+  void AddMember(const Row& row, std::int32_t type, KeyMembers& members);
+  [[nodiscard]] GroupRow ReadGroup(const Row& row);
+  void AppendAddress(const Row& row, AddressList& addresses);
+  // Fails, or tells the listener of a row whose value is not there. `what` is what the table has.
+  void RequireValue(const Row& row, const jet::Value& value, const char* what);
   void EndWith(const std::exception_ptr& failure);
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "addressbook/address_book.h"
 #include "addressbook/address_book_loader.h"
@@ -13,6 +14,7 @@
 #include "interface/mailer_context.h"
 #include "interface/result_string.h"
 #include "nimport/nimport.h"
+#include "platform/diagnostics.h"
 
 namespace nimport {
 namespace {
@@ -62,14 +64,42 @@ HandleNode& RequireAddress(HandleNode* node) {
   return address;
 }
 
-const AddressEntry& ResolveAddress(const AddressBook& bookData, const HandleNode& address) {
+AddressEntry ResolveAddress(const AddressBook& bookData, const HandleNode& address) {
   return bookData.ResolveAddress(address.detail, address.id);
 }
 
-HandleNode* OpenBook(MailerContext& context, HandleNode& session) {
-  if (session.openCount == 0) {
-    addressbook::LoadAddressBook(context.database->get(), context.addressBookData);
+platform::FailureRecord RecordOn(const MailerContext& context, std::string reason) {
+  platform::FailureRecord record;
+  record.reason = std::move(reason);
+  record.file = context.database->fileName();
+  record.table = "AddressBookTBL";
+  return record;
+}
+
+void TellOfRowsLeftOut(ExportCall& call, const MailerContext& context,
+                       const addressbook::RowsLeftOut& rows) {
+  if (rows.groups + rows.addresses + rows.others == 0) return;
+  platform::FailureRecord note = RecordOn(
+      context, std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
+                   " groups are in no group of the address book and are left out, and so are " +
+                   std::to_string(rows.others) + " rows of other kinds");
+  note.isNote = true;
+  call.Tell(std::move(note));
+}
+
+// Rows that lack a name or an ID fail the load, unless everything that can be read is wanted.
+void LoadBook(ExportCall& call, MailerContext& context) {
+  addressbook::IncompleteRowListener onIncompleteRow;
+  if (context.platform.IsSalvaging()) {
+    onIncompleteRow = [&](const std::string& reason) { call.Tell(RecordOn(context, reason)); };
   }
+  TellOfRowsLeftOut(call, context,
+                    addressbook::LoadAddressBook(context.database->get(), context.addressBookData,
+                                                 onIncompleteRow));
+}
+
+HandleNode* OpenBook(ExportCall& call, MailerContext& context, HandleNode& session) {
+  if (session.openCount == 0) LoadBook(call, context);
   HandleNode* book = AppendChild(
       session, std::make_unique<HandleNode>(NodeKind::AddressBook, AddressBook::WHOLE_BOOK));
   ++session.openCount;
@@ -89,7 +119,7 @@ std::string_view NameOf(const MailerContext& context, const HandleNode& node) {
     case NodeKind::Group:
       return RequireBookData(context).At(node.id).name.str();
     case NodeKind::Address:
-      return ResolveAddress(RequireBookData(context), node).name.str();
+      return ResolveAddress(RequireBookData(context), node).name;
     default:
       FailInvalid("a handle of this kind has no name in an address book");
   }
@@ -130,7 +160,7 @@ ResultCode NIMPORT_CALL AD_OpenAddressBook(HandleNode* session, HandleNode*, Han
   return RunExport("AD_OpenAddressBook", [&](ExportCall& call) {
     MailerContext& context = call.RequireSession(session);
     HandleNode*& out = RequireOut(book);
-    out = nimport::OpenBook(context, *session);
+    out = nimport::OpenBook(call, context, *session);
   });
 }
 
@@ -233,7 +263,7 @@ ResultCode NIMPORT_CALL AD_GetValue(HandleNode* session, HandleNode* address, st
                    [&](MailerContext& context, const AddressBook& bookData) {
                      const HandleNode& node = nimport::RequireAddress(address);
                      const AddressField& asked = nimport::addressbook::GetAddressField(field);
-                     WriteResultString(text, asked.valueOf(nimport::ResolveAddress(bookData, node)),
+                     WriteResultString(text, nimport::ResolveAddress(bookData, node).*asked.value,
                                        context.platform.text());
                    });
 }

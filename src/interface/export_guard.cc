@@ -24,7 +24,8 @@ ResultCode ExportCall::Failed(ResultCode code, const char* reason) noexcept {
   try {
     platform::FailureRecord record;
     record.reason = reason;
-    Report(std::move(record), code);
+    record.code = code;
+    Tell(std::move(record));
   } catch (...) {
     // The code is the answer; a record that cannot be made is no reason to change it.
   }
@@ -33,18 +34,19 @@ ResultCode ExportCall::Failed(ResultCode code, const char* reason) noexcept {
 
 ResultCode ExportCall::Failed(const jet::DatabaseError& error) noexcept {
   try {
-    Report(platform::ToFailureRecord(error), RESULT_DATABASE);
+    platform::FailureRecord record = platform::ToFailureRecord(error);
+    record.code = RESULT_DATABASE;
+    Tell(std::move(record));
   } catch (...) {
   }
   return RESULT_DATABASE;
 }
 
-void ExportCall::Report(platform::FailureRecord record, ResultCode code) {
+void ExportCall::Tell(platform::FailureRecord record) {
   platform::Platform& platform =
       context_ != nullptr ? context_->platform : platform::PlatformForNewSessions();
   if (!platform.diagnostics().IsOn()) return;
   record.function = function_;
-  record.code = code;
   record.folder = folderIndex_;
   record.mail = mailIndex_;
   if (context_ != nullptr && context_->mailStore != nullptr && folderIndex_ && mailIndex_) {

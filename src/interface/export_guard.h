@@ -27,13 +27,14 @@ class ExportCall {
   // Remembers which mail the call concerns.
   void ConcernsMail(std::int32_t folderIndex, std::int32_t mailIndex);
 
+  // Reports what is no failure, when anybody listens: `record` with its code.
+  void Tell(platform::FailureRecord record);
+
   // Report the failure, when anybody listens, and return its code.
   ResultCode Failed(ResultCode code, const char* reason) noexcept;
   ResultCode Failed(const jet::DatabaseError& error) noexcept;
 
  private:
-  void Report(platform::FailureRecord record, ResultCode code);
-
   const char* function_;
   MailerContext* context_ = nullptr;
   std::optional<std::int32_t> folderIndex_;

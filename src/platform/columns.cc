@@ -8,8 +8,17 @@
 
 namespace nimport::platform {
 
+std::int32_t NumberOf(const jet::Value& value) {
+  return jet::ToInteger(value).value_or(0);
+}
+
+std::string_view TextOf(const jet::Value& value) {
+  const auto* text = std::get_if<jet::Text>(&value);
+  return text == nullptr ? std::string_view() : UpToNul(text->bytes);
+}
+
 std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column) {
-  return jet::ToInteger(recordset.GetFieldValue(column)).value_or(0);
+  return NumberOf(recordset.GetFieldValue(column));
 }
 
 std::optional<std::string> ReadText(const jet::Recordset& recordset, std::string_view column) {

@@ -12,6 +12,13 @@
 
 namespace nimport::platform {
 
+// A value as a number; null and a text that is no number are 0.
+[[nodiscard]] std::int32_t NumberOf(const jet::Value& value);
+
+// A value's text in code page 932, up to its first NUL; empty for null and for numbers. Borrows
+// from the value.
+[[nodiscard]] std::string_view TextOf(const jet::Value& value);
+
 // The current row's number; null and a text that is no number read as 0.
 [[nodiscard]] std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column);
 

@@ -4,7 +4,8 @@
 
 namespace nimport::platform {
 
-SessionDatabase::SessionDatabase(Platform& platform, std::string_view path) : platform_(platform) {
+SessionDatabase::SessionDatabase(Platform& platform, std::string_view path)
+    : platform_(platform), fileName_(platform.files().NativeName(path)) {
   jet::OpenOptions options;
   options.textCodePage = CODE_PAGE_JAPANESE;
   if (platform.IsSalvaging()) options.damageListener = this;

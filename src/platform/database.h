@@ -3,6 +3,7 @@
 #define NIMPORT_PLATFORM_DATABASE_H_
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "jet/database.h"
@@ -23,10 +24,14 @@ class SessionDatabase : private jet::DamageListener {
 
   [[nodiscard]] jet::Database& get() { return *database_; }
 
+  // What to call the file in messages, UTF-8.
+  [[nodiscard]] const std::string& fileName() const { return fileName_; }
+
  private:
   void OnDamage(const jet::DatabaseError& damage) override;
 
   Platform& platform_;
+  std::string fileName_;
   std::unique_ptr<jet::Database> database_;
 };
 

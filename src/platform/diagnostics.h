@@ -13,6 +13,7 @@ namespace nimport::platform {
 struct FailureRecord {
   std::string function{};  // the exported function's name
   std::int32_t code = 0;
+  bool isNote = false;   // nothing is wrong, but a user may want to know
   std::string reason{};  // one sentence
   std::string file{};
   std::optional<std::uint32_t> page{};

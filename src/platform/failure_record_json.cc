@@ -22,6 +22,7 @@ std::string ToJsonLine(const FailureRecord& record) {
   Json line;
   line["function"] = record.function;
   line["code"] = record.code;
+  if (record.isNote) line["note"] = true;
   line["reason"] = record.reason;
   Add(line, "file", record.file);
   Add(line, "page", record.page);

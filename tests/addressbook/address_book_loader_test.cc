@@ -42,7 +42,7 @@ std::string Show(const AddressBook& book, std::int32_t parent = AddressBook::WHO
     text += (text.empty() ? "" : " ") + group.name.str() + "(";
     std::string members;
     for (std::int32_t a = 0; a < book.AddressCount(group.index); ++a) {
-      members += (a == 0 ? "" : " ") + book.ResolveAddress(group.index, a).userId.str();
+      members += (a == 0 ? "" : " ") + std::string(book.ResolveAddress(group.index, a).userId);
     }
     const std::string groups = Show(book, group.index);
     text += members + (members.empty() || groups.empty() ? "" : " ") + groups + ")";
@@ -287,7 +287,7 @@ TEST(AddressBookLoader, BoundsTheNumberOfAddresses) {
   const std::int32_t total = book->AddressCount(AddressBook::WHOLE_BOOK);
   EXPECT_GE(total, EACH);
   EXPECT_LT(total, 100 * EACH);
-  EXPECT_EQ(book->ResolveAddress(AddressBook::WHOLE_BOOK, total - 1).userId.str(),
+  EXPECT_EQ(book->ResolveAddress(AddressBook::WHOLE_BOOK, total - 1).userId,
             std::to_string(EACH - 1));
 }
 
