@@ -1,6 +1,8 @@
 #include "mime/transfer_encoding.h"
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include <gmime/gmime.h>
 
@@ -58,6 +60,45 @@ std::string_view BehindBeginLine(std::string_view encoded) {
   return encoded;
 }
 
+// What is given to GMime's decoder piece by piece.
+class Decoder {
+ public:
+  Decoder(TransferEncoding encoding, std::size_t maxBytes) {
+    g_mime_encoding_init_decode(&state_, ToGMime(encoding));
+    decoded_ = Buffer(g_mime_encoding_outlen(&state_, maxBytes));
+  }
+
+  void Add(std::string_view piece) {
+    size_ += g_mime_encoding_step(&state_, piece.data(), piece.size(), decoded_.data() + size_);
+  }
+
+  // Quoted-printable text, in which blanks may have come between the '=' of a soft line end and
+  // the line end; GMime's decoder would take the line end for the text's.
+  void AddQuotedPrintable(std::string_view text) {
+    std::size_t added = 0;
+    for (std::size_t at = text.find('='); at != std::string_view::npos;
+         at = text.find('=', at + 1)) {
+      const std::size_t behind = std::min(text.find_first_not_of(" \t", at + 1), text.size());
+      const bool isAtLineEnd =
+          behind == text.size() || text[behind] == '\r' || text[behind] == '\n';
+      if (behind == at + 1 || !isAtLineEnd) continue;
+      Add(text.substr(added, at + 1 - added));
+      added = behind;
+    }
+    Add(text.substr(added));
+  }
+
+  Buffer Finish() {
+    decoded_.Shorten(size_);
+    return std::move(decoded_);
+  }
+
+ private:
+  GMimeEncoding state_{};
+  Buffer decoded_;
+  std::size_t size_ = 0;
+};
+
 }  // namespace
 
 TransferEncoding FindTransferEncoding(std::string_view value) {
@@ -76,21 +117,20 @@ TransferEncoding FindTransferEncoding(std::string_view value) {
 
 Buffer DecodeTransfer(TransferEncoding encoding, std::string_view encoded) {
   if (encoding == TransferEncoding::Identity) return Buffer(encoded);
-  GMimeEncoding state;
-  g_mime_encoding_init_decode(&state, ToGMime(encoding));
   Base64Text text{encoded, ""};
   if (encoding == TransferEncoding::Base64) {
     text = UpToPadding(encoded);
   } else if (encoding == TransferEncoding::Uuencode) {
     text.text = BehindBeginLine(encoded);
   }
-  Buffer decoded(g_mime_encoding_outlen(&state, text.text.size() + text.padding.size()));
-  std::size_t size = 0;
-  for (const std::string_view piece : {text.text, text.padding}) {
-    size += g_mime_encoding_step(&state, piece.data(), piece.size(), decoded.data() + size);
+  Decoder decoder(encoding, text.text.size() + text.padding.size());
+  if (encoding == TransferEncoding::QuotedPrintable) {
+    decoder.AddQuotedPrintable(text.text);
+  } else {
+    decoder.Add(text.text);
+    decoder.Add(text.padding);
   }
-  decoded.Shorten(size);
-  return decoded;
+  return decoder.Finish();
 }
 
 }  // namespace nimport::mime

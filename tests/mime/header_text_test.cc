@@ -101,6 +101,8 @@ TEST(HeaderText, IsFoundInDamagedHeaders) {
     ASSERT_EQ(1, library.Parse(Crlf(mail)));
     EXPECT_EQ("s", library.HeaderText(MT_GetSubjectD)) << why;
   }
+  ASSERT_EQ(1, library.Parse(std::string("X: \0\r\nSubject: a\0b\r\n\r\nc", 24)));
+  EXPECT_EQ(std::string("a\0b", 3), library.HeaderText(MT_GetSubjectD)) << "NUL bytes";
 }
 
 }  // namespace
