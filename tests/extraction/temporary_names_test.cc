@@ -125,6 +125,41 @@ TEST(TemporaryNames, RefuseExtensionsThatLeadElsewhere) {
   }
 }
 
+// A file's own name stays within the directory, and the next file is not called after it.
+TEST(TemporaryNames, OwnNamesStayInTheDirectory) {
+  const struct {
+    std::string name;
+    const char* wanted;  // null: refused
+  } cases[] = {
+      {"KOYO01.LZH", "C:\\TEMP.D\\KOYO01.LZH"},
+      {"README", "C:\\TEMP.D\\README"},
+      {"\x83\x5C.XLS",
+       "C:\\TEMP.D\\\x83\x5C.XLS"},  // a character whose second byte is a separator's
+      {"..", nullptr},
+      {"", nullptr},
+      {"..\\boot.ini", nullptr},
+      {"a/b", nullptr},
+      {"C:", nullptr},
+      {{"a\0b", 3}, nullptr},
+  };
+  for (const auto& c : cases) {
+    TemporaryNames names("C:\\TEMP.D");
+    EXPECT_EQ(names.MakeTempName(".gif"), "C:\\TEMP.D\\$$$nim.gif");
+    try {
+      EXPECT_EQ(names.MakeTempName(FileName{c.name}), c.wanted == nullptr ? "refused" : c.wanted);
+      EXPECT_EQ(names.tempFiles().size(), 2u) << "removed in the end";
+    } catch (const Failure& failure) {
+      EXPECT_EQ(c.wanted, nullptr) << c.name;
+      EXPECT_EQ(failure.code(), RESULT_DATABASE);
+    }
+    EXPECT_EQ(names.MakeTempName(".txt"), "C:\\TEMP.D\\$$$nim.txt");
+  }
+  TemporaryNames names("C:\\TEMP");
+  names.SetPendingName("D:\\out\\m.eml");
+  EXPECT_EQ(names.MakeTempName(FileName{"KOYO01.LZH"}), "D:\\out\\m.LZH")
+      << "the host's goes first";
+}
+
 // A session that exports a large store hands out many names; each must stay cheap.
 TEST(TemporaryNames, StayQuickWithManyFiles) {
   constexpr int COUNT = 100'000;
