@@ -1,19 +1,26 @@
 #include "host/address_book.h"
 
-#include <stdexcept>
-
 namespace nimport::host {
 
 namespace {
 
-constexpr int MAX_DEPTH = 500;
 HandleNode* const NO_HANDLE = nullptr;
+
+// A group, or the book, whose groups are being listed.
+struct Level {
+  HandleNode* handle;
+  std::int32_t place;  // in the list; -1 for the book
+  std::int32_t count;
+  std::int32_t next = 0;
+};
 
 }  // namespace
 
 AddressBook::AddressBook(const Library& library) : session_(library, Session::Kind::AddressBook) {
   book_ = library.Handle(library.functions().AD_OpenAddressBook, session_.handle(), NO_HANDLE,
                          NO_HANDLE);
+  userIdField_ = FieldIndex(u"EMAIL;INTERNET");
+  commentField_ = FieldIndex(u"NOTE");
 }
 
 AddressBook::~AddressBook() {
@@ -27,42 +34,47 @@ std::int32_t AddressBook::AddressCount() const {
 }
 
 std::vector<AddressGroup> AddressBook::Groups() const {
-  return GroupsBeneath(book_, 0);
-}
-
-std::vector<AddressGroup> AddressBook::GroupsBeneath(HandleNode* parent, int depth) const {
-  // The tree is walked, counted and freed by recursion.
-  if (depth > MAX_DEPTH) throw std::runtime_error("the address book's groups are nested too deep");
   const Library& library = session_.library();
   const Functions& functions = library.functions();
   HandleNode* const root = session_.handle();
   std::vector<AddressGroup> groups;
-  const std::int32_t count = library.Number(functions.AD_GetChildGroupCount, root, parent);
-  for (std::int32_t i = 0; i < count; ++i) {
-    HandleNode* const group = library.Handle(functions.AD_GetChildGroup, root, parent, i);
+  std::vector<Level> path = {{book_, -1, GroupCount(book_)}};
+  while (!path.empty()) {
+    Level& level = path.back();
+    if (level.next == level.count) {
+      path.pop_back();
+      continue;
+    }
+    HandleNode* const group =
+        library.Handle(functions.AD_GetChildGroup, root, level.handle, level.next++);
+    const auto place = static_cast<std::int32_t>(groups.size());
     groups.push_back({.name = library.Text(functions.AD_GetName, root, group),
-                      .addresses = AddressesOf(group),
-                      .groups = GroupsBeneath(group, depth + 1)});
+                      .parent = level.place,
+                      .handle = group});
+    path.push_back({group, place, GroupCount(group)});
   }
   return groups;
 }
 
-std::vector<Address> AddressBook::AddressesOf(HandleNode* group) const {
+std::vector<Address> AddressBook::AddressesOf(const AddressGroup& group) const {
   const Library& library = session_.library();
   const Functions& functions = library.functions();
   HandleNode* const root = session_.handle();
-  const std::int32_t emailField = FieldIndex(u"EMAIL;INTERNET");
-  const std::int32_t noteField = FieldIndex(u"NOTE");
+  const std::int32_t count = library.Number(functions.AD_GetAddressCount, root, group.handle);
   std::vector<Address> addresses;
-  const std::int32_t count = library.Number(functions.AD_GetAddressCount, root, group);
   for (std::int32_t i = 0; i < count; ++i) {
-    HandleNode* const address = library.Handle(functions.AD_GetAddress, root, group, i);
+    HandleNode* const address = library.Handle(functions.AD_GetAddress, root, group.handle, i);
     addresses.push_back({.id = library.Number(functions.AD_GetId, root, address),
                          .name = library.Text(functions.AD_GetName, root, address),
-                         .userId = Value(address, emailField),
-                         .comment = Value(address, noteField)});
+                         .userId = Value(address, userIdField_),
+                         .comment = Value(address, commentField_)});
   }
   return addresses;
+}
+
+std::int32_t AddressBook::GroupCount(HandleNode* parent) const {
+  const Library& library = session_.library();
+  return library.Number(library.functions().AD_GetChildGroupCount, session_.handle(), parent);
 }
 
 std::string AddressBook::Value(HandleNode* address, std::int32_t field) const {

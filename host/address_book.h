@@ -17,11 +17,11 @@ struct Address {
   std::string comment;
 };
 
-// A group with its own addresses and the groups beneath it, in the store's order.
+// A group. `parent` is the place in the list of the group that it belongs to, or -1 at the top.
 struct AddressGroup {
   std::string name;
-  std::vector<Address> addresses;
-  std::vector<AddressGroup> groups;
+  std::int32_t parent = -1;
+  HandleNode* handle = nullptr;
 };
 
 // The address book, open as long as this object lives.
@@ -36,18 +36,23 @@ class AddressBook {
   // The number of addresses in the whole book.
   [[nodiscard]] std::int32_t AddressCount() const;
 
-  // The groups at the top. A group that leads back to itself has been cut off by the plug-in.
-  // Throws std::runtime_error when they are nested more than 500 deep, as no person nests them.
+  // All groups in tree order: a group, everything beneath it, then its next sibling. A list and no
+  // tree, since the file decides how deep groups are nested. A group that leads back to itself has
+  // been cut off by the plug-in.
   [[nodiscard]] std::vector<AddressGroup> Groups() const;
 
+  // The addresses of a group itself.
+  [[nodiscard]] std::vector<Address> AddressesOf(const AddressGroup& group) const;
+
  private:
-  [[nodiscard]] std::vector<AddressGroup> GroupsBeneath(HandleNode* parent, int depth) const;
-  [[nodiscard]] std::vector<Address> AddressesOf(HandleNode* group) const;
+  [[nodiscard]] std::int32_t GroupCount(HandleNode* parent) const;
   [[nodiscard]] std::string Value(HandleNode* address, std::int32_t field) const;
   [[nodiscard]] std::int32_t FieldIndex(const char16_t* name) const;
 
   Session session_;
   HandleNode* book_ = nullptr;
+  std::int32_t userIdField_ = 0;
+  std::int32_t commentField_ = 0;
 };
 
 }  // namespace nimport::host

@@ -45,6 +45,7 @@ std::optional<DiagnosticRecord> ParseDiagnosticRecord(std::string_view line) {
   DiagnosticRecord result;
   result.function = TextOf(record, "function");
   result.code = static_cast<std::int32_t>(NumberOf(record, "code").value_or(0));
+  result.isNote = record.value("note", json(false)) == true;
   result.reason = TextOf(record, "reason");
   result.file = TextOf(record, "file");
   result.page = NumberOf(record, "page");
@@ -88,13 +89,24 @@ std::vector<DiagnosticRecord> Diagnostics::TakeLosses() {
   return std::exchange(losses_, {});
 }
 
+std::vector<DiagnosticRecord> Diagnostics::TakeNotes() {
+  const std::lock_guard lock(mutex_);
+  Drain();
+  return std::exchange(notes_, {});
+}
+
 void Diagnostics::Drain() {
   std::istringstream lines(ReadAndEmptyFile());
   for (std::string line; std::getline(lines, line);) {
     std::optional<DiagnosticRecord> record = ParseDiagnosticRecord(line);
     if (!record) continue;
-    (record->code == 0 ? losses_ : failures_).push_back(std::move(*record));
+    ListFor(*record).push_back(std::move(*record));
   }
+}
+
+std::vector<DiagnosticRecord>& Diagnostics::ListFor(const DiagnosticRecord& record) {
+  if (record.isNote) return notes_;
+  return record.code == 0 ? losses_ : failures_;
 }
 
 std::string Diagnostics::ReadAndEmptyFile() {

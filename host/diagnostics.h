@@ -18,6 +18,7 @@ namespace nimport::host {
 struct DiagnosticRecord {
   std::string function;   // the plug-in's function
   std::int32_t code = 0;  // what it answered; 0 for damage that was stepped over
+  bool isNote = false;    // nothing is wrong, but a user may want to know
   std::string reason;     // one sentence
   std::string file;
   std::optional<std::int64_t> page;
@@ -53,13 +54,17 @@ class Diagnostics {
   // that it comes across it.
   [[nodiscard]] std::vector<DiagnosticRecord> TakeLosses();
 
+  // What is no failure and no loss but a user may want to know, since the last call.
+  [[nodiscard]] std::vector<DiagnosticRecord> TakeNotes();
+
  private:
   struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
 
-  // Moves what the plug-in wrote into failures_ and losses_.
+  // Moves what the plug-in wrote into the lists below.
   void Drain();
+  [[nodiscard]] std::vector<DiagnosticRecord>& ListFor(const DiagnosticRecord& record);
   [[nodiscard]] std::string ReadAndEmptyFile();
 
   std::mutex mutex_;
@@ -67,6 +72,7 @@ class Diagnostics {
   std::unique_ptr<std::FILE, CloseFile> file_;
   std::vector<DiagnosticRecord> failures_;
   std::vector<DiagnosticRecord> losses_;
+  std::vector<DiagnosticRecord> notes_;
 };
 
 }  // namespace nimport::host

@@ -36,6 +36,9 @@ class Library {
     return diagnostics_.TakeLosses();
   }
 
+  // What else a user may want to know, since the last call.
+  [[nodiscard]] std::vector<DiagnosticRecord> TakeNotes() const { return diagnostics_.TakeNotes(); }
+
   // Why `function` answered `code` just now, or empty: for the functions whose failure is no code.
   [[nodiscard]] std::string TakeReason(const char* function, ResultCode code) const {
     return diagnostics_.TakeReason(function, code);

@@ -12,6 +12,7 @@ namespace nimport::command {
 [[nodiscard]] int RunTree(const host::Library& library, const Options& options);
 [[nodiscard]] int RunList(const host::Library& library, const Options& options);
 [[nodiscard]] int RunShow(const host::Library& library, const Options& options);
+[[nodiscard]] int RunContacts(const host::Library& library, const Options& options);
 [[nodiscard]] int RunExport(const host::Library& library, const Options& options);
 
 }  // namespace nimport::command

@@ -16,4 +16,10 @@ bool PrintLosses(const host::Library& library) {
   return !places.empty();
 }
 
+void PrintNotes(const host::Library& library) {
+  for (const host::DiagnosticRecord& record : library.TakeNotes()) {
+    std::cerr << "nimport: note: " << record.Describe() << '\n';
+  }
+}
+
 }  // namespace nimport::command

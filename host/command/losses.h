@@ -9,6 +9,9 @@ namespace nimport::command {
 // any.
 bool PrintLosses(const host::Library& library);
 
+// Says on stderr what else the plug-in had to tell: nothing is lost by it.
+void PrintNotes(const host::Library& library);
+
 }  // namespace nimport::command
 
 #endif  // NIMPORT_HOST_COMMAND_LOSSES_H_

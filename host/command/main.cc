@@ -32,6 +32,8 @@ int Run(const Options& options) {
       return RunShow(library, options);
     case Subcommand::Export:
       return RunExport(library, options);
+    case Subcommand::Contacts:
+      return RunContacts(library, options);
   }
   return EXIT_CANNOT_RUN;
 }

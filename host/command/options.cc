@@ -12,7 +12,7 @@ namespace nimport::command {
 namespace {
 
 constexpr const char* DESCRIPTION =
-    "Reads the mail that the mail client NIFTY Manager left on a disk.\n"
+    "Reads the mail and the address book that the mail client NIFTY Manager left on a disk.\n"
     "The store is only ever read. Positions count from 0.";
 
 constexpr const char* MAIN_FOOTER =
@@ -66,6 +66,15 @@ constexpr const char* EXPORT_FOOTER =
     "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail\n"
     "  nimport export --registry user.reg --drive C=/mnt/disk --to ~/old-mail --format mbox";
 
+constexpr const char* CONTACTS_FOOTER =
+    "Groups become categories; with --json they are nested. A member ID of the mail client's own\n"
+    "service is no internet address and stands as a note and as X-NIMPORT-USER-ID.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data > contacts.vcf\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data --vcard 3.0 > contacts.vcf\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data --excel > contacts.csv";
+
 void AddDrive(const std::string& text, host::DriveMap& drives) {
   const std::size_t equals = text.find('=');
   const bool hasLetter = equals == 1 || (equals == 2 && text[1] == ':');
@@ -117,6 +126,42 @@ CLI::App& AddSubcommand(CLI::App& app, Options& options, Subcommand subcommand,
   return *added;
 }
 
+void AddContacts(CLI::App& app, Options& options) {
+  CLI::App& contacts =
+      AddSubcommand(app, options, Subcommand::Contacts, "contacts",
+                    "Write the address book in a form for today's programs", CONTACTS_FOOTER);
+  const std::map<std::string, ContactForm> versions = {{"3.0", ContactForm::VCard3},
+                                                       {"4.0", ContactForm::VCard4}};
+  CLI::Option* const vcard =
+      contacts
+          .add_option("--vcard", options.contactForm, "vCard 4.0 (without any of these) or 3.0")
+          ->transform(CLI::CheckedTransformer(versions))
+          ->type_name("VERSION")
+          ->option_text("VERSION");
+  CLI::Option* const csv = contacts.add_flag_callback(
+      "--csv", [&options] { options.contactForm = ContactForm::Csv; }, "CSV in UTF-8");
+  CLI::Option* const excel = contacts.add_flag_callback(
+      "--excel",
+      [&options] {
+        options.contactForm = ContactForm::Csv;
+        options.isForExcel = true;
+      },
+      "CSV with a byte order mark, as Excel needs it");
+  CLI::Option* const ldif = contacts.add_flag_callback(
+      "--ldif", [&options] { options.contactForm = ContactForm::Ldif; }, "LDIF");
+  vcard->excludes(csv)->excludes(excel)->excludes(ldif);
+  ldif->excludes(csv)->excludes(excel);
+}
+
+// JSON is a form of its own.
+void RequireOneForm(const CLI::App& app, const Options& options) {
+  if (options.subcommand != Subcommand::Contacts || !options.isJson) return;
+  const CLI::App* const contacts = app.get_subcommand("contacts");
+  for (const char* form : {"--vcard", "--csv", "--excel", "--ldif"}) {
+    if (contacts->count(form) > 0) throw CLI::ExcludesError("--json", form);
+  }
+}
+
 void AddSubcommands(CLI::App& app, Options& options) {
   AddSubcommand(app, options, Subcommand::Check, "check", "Can the store be read?", CHECK_FOOTER);
   AddSubcommand(app, options, Subcommand::Tree, "tree", "Show the cabinets and folders",
@@ -145,6 +190,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->transform(CLI::CheckedTransformer(formats))
       ->type_name("FORMAT")
       ->option_text("FORMAT");
+
+  AddContacts(app, options);
 }
 
 }  // namespace
@@ -159,6 +206,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& exit
   AddSubcommands(app, options);
   try {
     app.parse(argc, argv);
+    RequireOneForm(app, options);
   } catch (const CLI::ParseError& error) {
     exitCode = app.exit(error, std::cout, std::cerr) == 0 ? EXIT_ALL_DONE : EXIT_CANNOT_RUN;
     return std::nullopt;

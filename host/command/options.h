@@ -11,9 +11,11 @@
 
 namespace nimport::command {
 
-enum class Subcommand { Check, Tree, List, Show, Export };
+enum class Subcommand { Check, Tree, List, Show, Export, Contacts };
 
 enum class ExportFormat { Maildir, Mbox, Eml };
+
+enum class ContactForm { VCard4, VCard3, Csv, Ldif };
 
 struct Options {
   Subcommand subcommand = Subcommand::Check;
@@ -31,6 +33,9 @@ struct Options {
   // export
   std::filesystem::path targetDirectory;
   ExportFormat format = ExportFormat::Maildir;
+  // contacts
+  ContactForm contactForm = ContactForm::VCard4;
+  bool isForExcel = false;
 };
 
 // Exit codes of the program.
