@@ -32,29 +32,7 @@ class ByteReader {
     return bytes_.subspan(offset);
   }
 
-  [[nodiscard]] std::uint8_t U8(std::size_t offset) const { return Load<std::uint8_t>(offset); }
-  [[nodiscard]] std::uint16_t U16(std::size_t offset) const { return Load<std::uint16_t>(offset); }
-  [[nodiscard]] std::uint32_t U32(std::size_t offset) const { return Load<std::uint32_t>(offset); }
-  [[nodiscard]] std::uint64_t U64(std::size_t offset) const { return Load<std::uint64_t>(offset); }
-  [[nodiscard]] std::int16_t I16(std::size_t offset) const {
-    return static_cast<std::int16_t>(U16(offset));
-  }
-  [[nodiscard]] std::int32_t I32(std::size_t offset) const {
-    return static_cast<std::int32_t>(U32(offset));
-  }
-  [[nodiscard]] std::int64_t I64(std::size_t offset) const {
-    return static_cast<std::int64_t>(U64(offset));
-  }
-  [[nodiscard]] float F32(std::size_t offset) const { return std::bit_cast<float>(U32(offset)); }
-  [[nodiscard]] double F64(std::size_t offset) const { return std::bit_cast<double>(U64(offset)); }
-
- private:
-  void Check(std::size_t offset, std::size_t length) const {
-    if (offset > bytes_.size() || length > bytes_.size() - offset) {
-      FailOverrun(offset, length, bytes_.size());
-    }
-  }
-
+  // A number of any fixed width, whole or not.
   template <typename T>
   [[nodiscard]] T Load(std::size_t offset) const {
     Check(offset, sizeof(T));
@@ -62,6 +40,23 @@ class ByteReader {
     std::memcpy(stored.data(), bytes_.data() + offset, sizeof(T));
     if constexpr (std::endian::native == std::endian::big) std::ranges::reverse(stored);
     return std::bit_cast<T>(stored);
+  }
+
+  [[nodiscard]] std::uint8_t U8(std::size_t offset) const { return Load<std::uint8_t>(offset); }
+  [[nodiscard]] std::uint16_t U16(std::size_t offset) const { return Load<std::uint16_t>(offset); }
+  [[nodiscard]] std::uint32_t U32(std::size_t offset) const { return Load<std::uint32_t>(offset); }
+  [[nodiscard]] std::uint64_t U64(std::size_t offset) const { return Load<std::uint64_t>(offset); }
+  [[nodiscard]] std::int16_t I16(std::size_t offset) const { return Load<std::int16_t>(offset); }
+  [[nodiscard]] std::int32_t I32(std::size_t offset) const { return Load<std::int32_t>(offset); }
+  [[nodiscard]] std::int64_t I64(std::size_t offset) const { return Load<std::int64_t>(offset); }
+  [[nodiscard]] float F32(std::size_t offset) const { return Load<float>(offset); }
+  [[nodiscard]] double F64(std::size_t offset) const { return Load<double>(offset); }
+
+ private:
+  void Check(std::size_t offset, std::size_t length) const {
+    if (offset > bytes_.size() || length > bytes_.size() - offset) {
+      FailOverrun(offset, length, bytes_.size());
+    }
   }
 
   [[noreturn]] static void FailOverrun(std::size_t offset, std::size_t length, std::size_t size);

@@ -39,7 +39,8 @@ void DataPage::FailSlot(std::size_t begin, std::size_t end) {
 
 LooseRow ReadLooseRow(PageFile& file, RowPointer pointer, std::uint32_t owner) {
   try {
-    LooseRow row{.page = DataPage(file.Read(pointer.page), file.Layout(), owner), .bytes = {}};
+    LooseRow row{.page = DataPage(file.Read(pointer.page, PageUse::Passing), file.Layout(), owner),
+                 .bytes = {}};
     if (pointer.slot >= row.page.SlotCount()) throw DatabaseError({}, "no such slot");
     const Slot slot = row.page.GetSlot(pointer.slot);
     if (slot.flags != SLOT_LIVE) throw DatabaseError({}, "the row is deleted or moved");

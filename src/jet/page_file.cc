@@ -54,13 +54,13 @@ void PageFile::Reopen() {
   isOpen_ = true;
 }
 
-Page PageFile::Read(std::uint32_t pageNumber, std::uint32_t pagesToFollow) {
+Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesToFollow) {
   if (pageNumber == 0 || pageNumber >= pageCount_) {
     throw DatabaseError(
         {.file = Name(), .page = pageNumber},
         "the page lies outside the file's pages 1 to " + std::to_string(pageCount_ - 1));
   }
-  std::shared_ptr<PageBlock> block = cache_.Get(pageNumber / pagesPerBlock_);
+  std::shared_ptr<PageBlock> block = cache_.Get(pageNumber / pagesPerBlock_, use);
   const std::uint32_t pageInBlock = pageNumber % pagesPerBlock_;
   if ((block->loaded >> pageInBlock & 1) == 0) Load(*block, pageInBlock, pagesToFollow);
   const std::size_t pageSize = Layout().pageSize;

@@ -41,7 +41,8 @@ class PageFile {
   // `pagesToFollow` is the number of pages behind this one that the caller is about to read too: as
   // many of them as lie in the same block are read in one piece. Page 0 and pages outside the file
   // are errors.
-  [[nodiscard]] Page Read(std::uint32_t pageNumber, std::uint32_t pagesToFollow = 0);
+  [[nodiscard]] Page Read(std::uint32_t pageNumber, PageUse use = PageUse::Lasting,
+                          std::uint32_t pagesToFollow = 0);
 
  private:
   void Load(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t pagesToFollow);

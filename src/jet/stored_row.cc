@@ -62,7 +62,7 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
 
 Value RowCursor::Get(std::size_t column) const {
   try {
-    return DecodeValue(view_, table_->Columns().at(column), table_->File(), table_->Texts());
+    return DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts());
   } catch (const DatabaseError& error) {
     ReportValue(error, column);
     return std::monostate{};
@@ -71,7 +71,7 @@ Value RowCursor::Get(std::size_t column) const {
 
 std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
   // Here only the plain case of a sound row; everything else may take its time.
-  const Column& column = table_->Columns().at(position);
+  const Column& column = table_->Columns()[position];
   if (column.isFixed && view_.IsPresent(column.id)) {
     switch (column.type) {
       case ColumnType::Long:
@@ -110,7 +110,8 @@ bool StoredScan::OpenNextPage() {
     nextSlot_ = isJump ? jump_->Slot() : 0;
     jump_.reset();
     try {
-      cursor_.UsePage(table_.ReadDataPage(page, isJump ? 0 : PagesToFollow(page)));
+      cursor_.UsePage(isJump ? table_.ReadDataPage(page)
+                             : table_.ReadDataPage(page, PageUse::Passing, PagesToFollow(page)));
       return true;
     } catch (const DatabaseError& error) {
       cursor_.UsePage({});

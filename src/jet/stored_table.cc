@@ -83,8 +83,9 @@ std::uint32_t StoredTable::RowCount() const {
   return *rowCount_;
 }
 
-DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, std::uint32_t pagesToFollow) const {
-  return DataPage(context_.file.Read(pageNumber, pagesToFollow), *layout_, definition_.page);
+DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageUse use,
+                                   std::uint32_t pagesToFollow) const {
+  return {context_.file.Read(pageNumber, use, pagesToFollow), *layout_, definition_.page};
 }
 
 void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const {

@@ -48,8 +48,8 @@ class StoredTable final : public Table {
   [[nodiscard]] const JetLayout& Layout() const { return *layout_; }
   [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
   [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
-  // A page of the table's rows. Throws DatabaseError.
-  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber,
+  // A page of the table's rows; see PageFile::Read. Throws DatabaseError.
+  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, PageUse use = PageUse::Lasting,
                                       std::uint32_t pagesToFollow = 0) const;
   // Tells of damage, adding file and table and what `place` knows; throws it when nobody listens.
   void ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const;

@@ -76,9 +76,7 @@ Value TableRecordset::GetFieldValue(std::string_view columnName) const {
 
 Value TableRecordset::GetFieldValue(std::size_t column) const {
   RequireRow();
-  if (column >= table_.Columns().size()) {
-    throw Error("there is no column " + std::to_string(column));
-  }
+  if (column >= table_.Columns().size()) FailColumn(column);
   return scan_->Get(column);
 }
 
@@ -141,8 +139,12 @@ std::size_t TableRecordset::RequireColumn(std::string_view columnName) const {
               ToUtf8(columnName, catalog.TextCodePage(), catalog.Converter()));
 }
 
-void TableRecordset::RequireRow() const {
-  if (isEof_) throw Error("the recordset stands at its end");
+void TableRecordset::FailAtEnd() const {
+  throw Error("the recordset stands at its end");
+}
+
+void TableRecordset::FailColumn(std::size_t column) const {
+  throw Error("there is no column " + std::to_string(column));
 }
 
 }  // namespace nimport::jet

@@ -58,7 +58,11 @@ class TableRecordset final : public Recordset {
  private:
   [[nodiscard]] DatabaseError Error(const std::string& reason) const;
   [[nodiscard]] std::size_t RequireColumn(std::string_view columnName) const;
-  void RequireRow() const;
+  void RequireRow() const {
+    if (isEof_) FailAtEnd();
+  }
+  [[noreturn]] void FailAtEnd() const;
+  [[noreturn]] void FailColumn(std::size_t column) const;
   // Stands on the row with this id, or at the end when it is not live any more.
   bool StandOn(RowId id);
   // Stands on the first of `rows` that can be read.

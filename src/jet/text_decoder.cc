@@ -12,61 +12,41 @@
 namespace nimport::jet {
 namespace {
 
-// All bytes of `bytes`, combined by or in groups of eight.
-std::uint64_t CombineBytes(std::span<const std::byte> bytes) {
-  std::uint64_t all = 0;
-  while (!bytes.empty()) {
-    std::uint64_t group = 0;
-    const std::size_t size = std::min(bytes.size(), sizeof group);
-    std::memcpy(&group, bytes.data(), size);
-    all |= group;
-    bytes = bytes.subspan(size);
-  }
-  return all;
-}
-
 bool IsAscii(std::span<const std::byte> bytes) {
-  return (CombineBytes(bytes) & 0x8080808080808080) == 0;
-}
-
-// Whether every unit is below U+0080. `units` are little-endian.
-bool IsAsciiUtf16(std::span<const std::byte> units) {
-  constexpr std::uint64_t NON_ASCII =
-      std::endian::native == std::endian::little ? 0xFF80FF80FF80FF80 : 0x80FF80FF80FF80FF;
-  return (CombineBytes(units) & NON_ASCII) == 0;
+  std::byte all{};
+  for (const std::byte byte : bytes)
+    all |= byte;
+  return (all & std::byte{0x80}) == std::byte{0};
 }
 
 std::string ToString(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-std::string EveryOtherByte(std::span<const std::byte> units) {
-  std::string text(units.size() / 2, '\0');
-  for (std::size_t i = 0; i < text.size(); ++i)
-    text[i] = static_cast<char>(units[2 * i]);
-  return text;
+// The units of `stored`, which is little-endian, at `out`. Returns their number.
+std::size_t CopyUnits(std::span<const std::byte> stored, char16_t* out) {
+  const std::size_t count = stored.size() / 2;
+  std::memcpy(out, stored.data(), 2 * count);
+  if constexpr (std::endian::native == std::endian::big) {
+    std::transform(out, out + count, out,
+                   [](char16_t unit) { return static_cast<char16_t>(unit << 8 | unit >> 8); });
+  }
+  return count;
 }
 
-// `stored` without its mark. A zero byte switches between one and two bytes a character.
-std::u16string Expand(std::span<const std::byte> stored) {
+// Writes the units of `stored`, a compressed text without its mark, to `out`, which has room for as
+// many units as `stored` has bytes. Returns their number. A zero byte switches between one and two
+// bytes a character.
+std::size_t Expand(std::span<const std::byte> stored, char16_t* out) {
   const ByteReader reader(stored);
-  std::u16string text(stored.size(), u'\0');
-  char16_t* out = text.data();
-  bool isWide = false;
-  for (std::size_t i = 0; i < stored.size();) {
-    if (stored[i] == std::byte{0}) {
-      isWide = !isWide;
-      ++i;
-    } else if (isWide) {
-      *out++ = static_cast<char16_t>(reader.U16(i));
-      i += 2;
-    } else {
+  const char16_t* const begin = out;
+  for (std::size_t i = 0; i < stored.size(); ++i) {
+    for (; i < stored.size() && stored[i] != std::byte{0}; ++i)
       *out++ = static_cast<char16_t>(stored[i]);
-      ++i;
-    }
+    for (++i; i < stored.size() && stored[i] != std::byte{0}; i += 2)
+      *out++ = reader.Load<char16_t>(i);
   }
-  text.resize(static_cast<std::size_t>(out - text.data()));
-  return text;
+  return static_cast<std::size_t>(out - begin);
 }
 
 bool IsCompressed(std::span<const std::byte> stored) {
@@ -93,18 +73,27 @@ std::string TextDecoder::FromCodePage(std::span<const std::byte> stored) const {
 
 std::string TextDecoder::FromUtf16(std::span<const std::byte> stored) const {
   if (stored.size() % 2 != 0) throw DatabaseError({}, "a text ends within a character");
-  if (IsAsciiUtf16(stored)) return EveryOtherByte(stored);
-  const ByteReader reader(stored);
-  std::u16string text(stored.size() / 2, u'\0');
-  for (std::size_t i = 0; i < text.size(); ++i)
-    text[i] = static_cast<char16_t>(reader.U16(2 * i));
-  return converter_->FromUtf16(text, targetPage_);
+  return Convert(stored.size() / 2, [&](char16_t* out) { return CopyUnits(stored, out); });
 }
 
 std::string TextDecoder::FromCompressed(std::span<const std::byte> stored) const {
   const bool hasSwitch = !stored.empty() && std::memchr(stored.data(), 0, stored.size()) != nullptr;
   if (!hasSwitch && IsAscii(stored)) return ToString(stored);
-  return converter_->FromUtf16(Expand(stored), targetPage_);
+  return Convert(stored.size(), [&](char16_t* out) { return Expand(stored, out); });
+}
+
+// `write` writes at most `maxUnits` units and returns their number.
+template <typename Write>
+std::string TextDecoder::Convert(std::size_t maxUnits, Write write) const {
+  // Every text column's value fits; only memos go through memory that has to be asked for.
+  constexpr std::size_t SHORT_UNITS = 512;
+  if (maxUnits <= SHORT_UNITS) {
+    char16_t units[SHORT_UNITS];
+    return converter_->FromUtf16({units, write(units)}, targetPage_);
+  }
+  std::u16string units(maxUnits, u'\0');
+  units.resize(write(units.data()));
+  return converter_->FromUtf16(units, targetPage_);
 }
 
 }  // namespace nimport::jet

@@ -10,8 +10,8 @@
 
 namespace nimport::jet {
 
-// Turns the bytes of texts in the file into a code page. Text that is plain ASCII, and Jet 3 text
-// that is in that code page already, is only copied.
+// Turns the bytes of texts in the file into a code page. Plain ASCII of one byte a character, and
+// Jet 3 text that is in that code page already, is only copied.
 class TextDecoder {
  public:
   // `filePage` is the code page of Jet 3 text, `targetPage` that of the results. `converter` must
@@ -30,6 +30,8 @@ class TextDecoder {
   [[nodiscard]] std::string FromCodePage(std::span<const std::byte> stored) const;
   [[nodiscard]] std::string FromUtf16(std::span<const std::byte> stored) const;
   [[nodiscard]] std::string FromCompressed(std::span<const std::byte> stored) const;
+  template <typename Write>
+  [[nodiscard]] std::string Convert(std::size_t maxUnits, Write write) const;
 
   TextForm form_;
   unsigned filePage_;

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 
 #include "jet/byte_reader.h"
@@ -12,32 +15,28 @@
 namespace nimport::jet {
 namespace {
 
-// A number's bytes in the width of its type.
-class NumberBytes {
- public:
-  NumberBytes(std::span<const std::byte> stored, ColumnType type) {
-    const std::size_t width = FixedWidth(type);
-    if (stored.size() > width) {
-      throw DatabaseError({}, "a value of " + std::to_string(stored.size()) +
-                                  " bytes where the type has " + std::to_string(width));
-    }
-    if (stored.size() == width) {
-      reader_ = ByteReader(stored);
-      return;
-    }
-    // In a variable slot the high bytes of a number may have been left away.
-    std::copy(stored.begin(), stored.end(), bytes_.begin());
-    reader_ = ByteReader(std::span(bytes_).first(width));
-  }
-  NumberBytes(const NumberBytes&) = delete;
-  NumberBytes& operator=(const NumberBytes&) = delete;
+// The stored bytes of a column's value; empty when it is null. Not for booleans, which have none.
+std::optional<std::span<const std::byte>> FindBytes(const RowView& row, const Column& column) {
+  if (!row.IsPresent(column.id)) return std::nullopt;
+  if (!column.isFixed) return row.VariableBytes(column.variableSlot);
+  const std::size_t width = FixedWidth(column.type);
+  return row.FixedBytes(column.fixedOffset, width != 0 ? width : column.sizeBytes);
+}
 
-  const ByteReader* operator->() const { return &reader_; }
+[[noreturn]] void FailWidth(std::size_t stored, std::size_t width) {
+  throw DatabaseError({}, "a value of " + std::to_string(stored) + " bytes where the type has " +
+                              std::to_string(width));
+}
 
- private:
-  std::array<std::byte, NUMERIC_BYTES> bytes_{};
-  ByteReader reader_;
-};
+// In a variable slot the high bytes of a number may have been left away.
+template <typename T>
+T DecodeNumber(std::span<const std::byte> stored) {
+  if (stored.size() == sizeof(T)) return ByteReader(stored).Load<T>(0);
+  if (stored.size() > sizeof(T)) FailWidth(stored.size(), sizeof(T));
+  std::array<std::byte, sizeof(T)> whole{};
+  std::copy(stored.begin(), stored.end(), whole.begin());
+  return ByteReader(whole).Load<T>(0);
+}
 
 Decimal DecodeNumeric(const ByteReader& stored, std::uint8_t scale) {
   if (scale > MAX_NUMERIC_SCALE) {
@@ -65,14 +64,26 @@ Binary ToBinary(std::span<const std::byte> stored) {
   return Binary{.bytes = {stored.begin(), stored.end()}};
 }
 
-}  // namespace
-
-std::optional<std::span<const std::byte>> FindBytes(const RowView& row, const Column& column) {
-  if (!row.IsPresent(column.id)) return std::nullopt;
-  if (!column.isFixed) return row.VariableBytes(column.variableSlot);
-  const std::size_t width = FixedWidth(column.type);
-  return row.FixedBytes(column.fixedOffset, width != 0 ? width : column.sizeBytes);
+// What is no plain number. Apart, so that numbers do not pay for what only this needs.
+[[gnu::noinline]] Value DecodeBytes(std::span<const std::byte> stored, const Column& column,
+                                    PageFile& file, const TextDecoder& texts) {
+  switch (column.type) {
+    case ColumnType::Text:
+      return Text{.bytes = texts.Decode(stored)};
+    case ColumnType::Memo:
+      return Text{.bytes = texts.Decode(LongValue(file, stored).Bytes())};
+    case ColumnType::Ole:
+      return ToBinary(LongValue(file, stored).Bytes());
+    case ColumnType::Numeric:
+      return DecodeNumeric(ByteReader(stored), column.scale);
+    case ColumnType::Guid:
+      return DecodeGuid(stored);
+    default:
+      return ToBinary(stored);
+  }
 }
+
+}  // namespace
 
 Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
                   const TextDecoder& texts) {
@@ -80,37 +91,24 @@ Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
   if (column.type == ColumnType::Boolean) return row.IsPresent(column.id);
   const auto stored = FindBytes(row, column);
   if (!stored) return std::monostate{};
-  const auto number = [&] { return NumberBytes(*stored, column.type); };
   switch (column.type) {
     case ColumnType::Byte:
-      return number()->U8(0);
+      return DecodeNumber<std::uint8_t>(*stored);
     case ColumnType::Integer:
-      return number()->I16(0);
+      return DecodeNumber<std::int16_t>(*stored);
     case ColumnType::Long:
-      return number()->I32(0);
+      return DecodeNumber<std::int32_t>(*stored);
     case ColumnType::Currency:
-      return Currency{.tenThousandths = number()->I64(0)};
+      return Currency{.tenThousandths = DecodeNumber<std::int64_t>(*stored)};
     case ColumnType::Single:
-      return number()->F32(0);
+      return DecodeNumber<float>(*stored);
     case ColumnType::Double:
-      return number()->F64(0);
+      return DecodeNumber<double>(*stored);
     case ColumnType::DateTime:
-      return Date{.days = number()->F64(0)};
-    case ColumnType::Numeric:
-      return DecodeNumeric(ByteReader(*stored), column.scale);
-    case ColumnType::Guid:
-      return DecodeGuid(*stored);
-    case ColumnType::Text:
-      return Text{.bytes = texts.Decode(*stored)};
-    case ColumnType::Memo:
-      return Text{.bytes = texts.Decode(LongValue(file, *stored).Bytes())};
-    case ColumnType::Ole:
-      return ToBinary(LongValue(file, *stored).Bytes());
-    case ColumnType::Binary:
-    case ColumnType::Boolean:
-      break;
+      return Date{.days = DecodeNumber<double>(*stored)};
+    default:
+      return DecodeBytes(*stored, column, file, texts);
   }
-  return ToBinary(*stored);
 }
 
 }  // namespace nimport::jet

@@ -1,10 +1,6 @@
 #ifndef NIMPORT_JET_VALUE_DECODER_H_
 #define NIMPORT_JET_VALUE_DECODER_H_
 
-#include <cstddef>
-#include <optional>
-#include <span>
-
 #include "jet/page_file.h"
 #include "jet/row_view.h"
 #include "jet/table.h"
@@ -12,11 +8,6 @@
 #include "jet/value.h"
 
 namespace nimport::jet {
-
-// The stored bytes of a column's value; empty when it is null. Not for booleans, which have none.
-// Throws DatabaseError, without a place.
-[[nodiscard]] std::optional<std::span<const std::byte>> FindBytes(const RowView& row,
-                                                                  const Column& column);
 
 // Decodes a column's value. Long values are read from `file`. Throws DatabaseError, without a
 // place.

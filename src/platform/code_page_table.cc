@@ -1,6 +1,7 @@
 #include "platform/code_page_table.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "common/text_converter.h"
@@ -89,15 +90,17 @@ CodePageTable::CodePageTable(const CodePageForm& form, CodePageSource& source)
   AddSingles(source);
   if (form_.IsDoubleByte()) AddPairs(source);
   AddOneWayCharacters();
+  // What has no counterpart; a NUL stays one.
+  for (std::size_t unit = 1; unit < encoded_.size(); ++unit) {
+    if (encoded_[unit].IsMissing()) encoded_[unit] = Encoded::FromCode('?');
+  }
 }
 
 // Where several codes stand for one character, the system knows which of them to write.
 void CodePageTable::Add(unsigned code, char16_t unit, CodePageSource& source) {
-  if (unit == 0 || encoded_[unit] != 0) return;
-  unsigned preferred = 0;
-  for (const char byte : source.Encode(unit))
-    preferred = preferred << 8 | ToByte(byte);
-  encoded_[unit] = static_cast<std::uint16_t>(preferred == 0 ? code : preferred);
+  if (unit == 0 || !encoded_[unit].IsMissing()) return;
+  const std::string preferred = source.Encode(unit);
+  encoded_[unit] = preferred.empty() ? Encoded::FromCode(code) : Encoded::FromBytes(preferred);
 }
 
 void CodePageTable::AddSingles(CodePageSource& source) {
@@ -116,7 +119,7 @@ void CodePageTable::AddSingles(CodePageSource& source) {
   if (form_.number != CODE_PAGE_JAPANESE) return;
   for (const auto& [byte, unit] : JAPANESE_SINGLES) {
     singles_[byte] = unit;
-    encoded_[unit] = byte;
+    encoded_[unit] = Encoded::FromCode(byte);
   }
 }
 
@@ -135,22 +138,22 @@ void CodePageTable::AddPairs(CodePageSource& source) {
 void CodePageTable::AddOneWayCharacters() {
   if (form_.number != CODE_PAGE_JAPANESE) return;
   for (const auto& [unit, code] : JAPANESE_ONE_WAY)
-    encoded_[unit] = code;
+    encoded_[unit] = Encoded::FromCode(code);
 }
 
 std::string CodePageTable::FromUtf16(std::u16string_view text) const {
-  // Written in place: appending byte by byte is what most of a conversion's time would go to.
-  std::string result(form_.IsDoubleByte() ? text.size() * 2 : text.size(), '\0');
+  // One byte more than needed: each character is written as if it had two, without a branch, which
+  // nobody could predict in mixed text.
+  std::string result(text.size() * (form_.IsDoubleByte() ? 2 : 1) + 1, '\0');
   char* out = result.data();
-  for (std::size_t i = 0; i < text.size(); i += UnitsOfCharacter(text, i)) {
+  const Encoded* const encoded = encoded_.data();
+  for (std::size_t i = 0; i < text.size(); ++i) {
     const char16_t unit = text[i];
-    const std::uint16_t code = unit == 0 ? std::uint16_t{0} : encoded_[unit];
-    if (code == 0 && unit != 0) {
-      *out++ = '?';
-    } else {
-      if (code > 0xFF) *out++ = static_cast<char>(code >> 8);
-      *out++ = static_cast<char>(code & 0xFF);
-    }
+    const Encoded character = encoded[unit];
+    std::memcpy(out, character.bytes, sizeof character.bytes);
+    out += character.Size();
+    // A pair is one character, without a counterpart.
+    if (IsHighSurrogate(unit)) i += UnitsOfCharacter(text, i) - 1;
   }
   result.resize(static_cast<std::size_t>(out - result.data()));
   return result;

@@ -65,10 +65,25 @@ class CodePageTable {
   void AddOneWayCharacters();
   void Add(unsigned code, char16_t unit, CodePageSource& source);
 
+  // One or two bytes. No character's second byte is zero.
+  struct Encoded {
+    char bytes[2] = {0, 0};
+
+    static Encoded FromCode(unsigned code) {
+      if (code <= 0xFF) return {{static_cast<char>(code), 0}};
+      return {{static_cast<char>(code >> 8), static_cast<char>(code)}};
+    }
+    static Encoded FromBytes(std::string_view character) {
+      return {{character[0], character.size() > 1 ? character[1] : '\0'}};
+    }
+    [[nodiscard]] std::size_t Size() const { return bytes[1] != 0 ? 2 : 1; }
+    [[nodiscard]] bool IsMissing() const { return bytes[0] == 0; }
+  };
+
   const CodePageForm& form_;
-  std::array<char16_t, 256> singles_;   // NO_CHARACTER for lead and undefined bytes
-  std::vector<char16_t> pairs_;         // by first byte * 256 + second byte
-  std::vector<std::uint16_t> encoded_;  // by UTF-16 unit; 0 for none
+  std::array<char16_t, 256> singles_;  // NO_CHARACTER for lead and undefined bytes
+  std::vector<char16_t> pairs_;        // by first byte * 256 + second byte
+  std::vector<Encoded> encoded_;       // by UTF-16 unit
 };
 
 // UTF-8, for which no table is needed. Unpaired surrogates become '?'.

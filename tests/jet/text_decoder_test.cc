@@ -16,9 +16,9 @@ TEST(TextDecoder, Jet4Texts) {
     bool isConverted;    // whether the converter may be asked
     const char* why;
   } CASES[] = {
-      {"", "", false, "empty"},
+      {"", "", true, "empty"},
       {"FFFE", "", false, "compressed and empty"},
-      {"61006200", "ab", false, "plain ASCII"},
+      {"61006200", "ab", true, "ASCII in two bytes a character"},
       {"FFFE616263", "abc", false, "compressed ASCII"},
       {"FFFE6162636465666768696A6B6C6D6E", "abcdefghijklmn", false, "longer than a machine word"},
       {"4230443057302D4E", "\xE3\x81\x82\xE3\x81\x84\xE3\x81\x97\xE4\xB8\xAD", true, "Japanese"},

@@ -77,11 +77,11 @@ std::unique_ptr<const CodePageTable> MakeTable(const CodePageForm& form) {
 
 // A table is made when it is first asked for and then kept: at most one per known code page.
 const CodePageTable& TableOf(unsigned codePage) {
-  const CodePageForm& form = FindCodePageForm(codePage);
-  if (form.number == CODE_PAGE_JAPANESE) {
-    static const std::unique_ptr<const CodePageTable> japanese = MakeTable(form);
+  if (codePage == CODE_PAGE_JAPANESE) {
+    static const auto japanese = MakeTable(FindCodePageForm(CODE_PAGE_JAPANESE));
     return *japanese;
   }
+  const CodePageForm& form = FindCodePageForm(codePage);
   static std::mutex mutex;
   static std::map<unsigned, std::unique_ptr<const CodePageTable>> tables;
   const std::lock_guard lock(mutex);
