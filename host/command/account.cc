@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/command/contacts.h"
+
 namespace nimport::command {
 
 namespace {
@@ -80,6 +82,7 @@ bool Account::IsAllDone() const {
 ordered_json Account::ToJson() const {
   ordered_json json;
   AddCounts(json, Total());
+  if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
   json["interrupted"] = isInterrupted;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
@@ -91,6 +94,7 @@ ordered_json Account::ToJson() const {
   json["failures"] = command::ToJson(failures);
   json["skippedMails"] = command::ToJson(skipped);
   json["notes"] = command::ToJson(notes);
+  json["leftOut"] = command::ToJson(leftOut);
   json["losses"] = command::ToJson(losses_);
   return json;
 }
@@ -99,7 +103,9 @@ void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "failed", failures);
   PrintRemarks(out, "skipped", skipped);
   PrintRemarks(out, "exported with something missing", notes);
+  PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
+  if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
       << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";

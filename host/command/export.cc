@@ -13,6 +13,7 @@
 #include "host/command/account.h"
 #include "host/command/commands.h"
 #include "host/command/compose_mail.h"
+#include "host/command/contacts.h"
 #include "host/command/folder_writer.h"
 #include "host/command/interruption.h"
 #include "host/command/json_text.h"
@@ -30,6 +31,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* ACCOUNT_NAME = "account.json";
+// Stands for a folder's name in the account.
+constexpr const char* ADDRESS_BOOK = "(address book)";
 
 // The directory that is written to, for this process alone.
 class TargetDirectory {
@@ -75,6 +78,7 @@ class Exporter {
   const Account& Run() {
     try {
       ExportFolders();
+      if (!Interruption::IsRequested()) ExportContacts();
     } catch (const std::exception& error) {
       account_.abortReason = error.what();
     }
@@ -98,6 +102,7 @@ class Exporter {
   void ExportFolders() {
     UniqueNames cabinetNames;
     static_cast<void>(cabinetNames.Take(ACCOUNT_NAME));
+    static_cast<void>(cabinetNames.Take(CONTACTS_FILE_NAME));
     std::size_t index = 0;
     for (const host::Cabinet& cabinet : reader_.session().cabinets()) {
       const fs::path directory = cabinetNames.Take(ToSafeName(cabinet.name));
@@ -108,6 +113,18 @@ class Exporter {
         const fs::path path = directory / folderNames.Take(ToSafeName(folder.name()));
         if (!Interruption::IsRequested()) TryToExportFolder(place, path);
       }
+    }
+  }
+
+  void ExportContacts() {
+    try {
+      account_.contacts = WriteContactsFile(library_, options_.targetDirectory);
+    } catch (const host::ResultError& error) {
+      account_.failures.push_back(RemarkOn(ADDRESS_BOOK, error.reason()));
+    }
+    account_.AddLosses(RemarkOn(ADDRESS_BOOK, {}), library_.TakeLosses());
+    for (const host::DiagnosticRecord& note : library_.TakeNotes()) {
+      account_.leftOut.push_back(RemarkOn(ADDRESS_BOOK, note.Describe()));
     }
   }
 
