@@ -242,7 +242,9 @@ NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetAttachedMailCount(HandleNode* sessi
                                                                HandleNode* folder, int32_t mail,
                                                                int32_t* count);
 
-/* Writes attached file `attached` to a temporary file and answers its path. */
+/* Writes attached file `attached` to a temporary file and answers its path. If NIMPORT_SALVAGE is 1
+   and the host has not named the file, a file that the store keeps by itself is called as there,
+   and may be empty. */
 NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetAttachedMailPath(HandleNode* session,
                                                               HandleNode* folder, int32_t mail,
                                                               int32_t attached, ResultString* path);

@@ -11,6 +11,7 @@
 #include "mailstore/mail_text.h"
 #include "mailstore/mime_file.h"
 #include "platform/columns.h"
+#include "platform/windows_path.h"
 
 namespace nimport::extraction {
 namespace {
@@ -54,11 +55,23 @@ std::string ReadStoredFile(platform::FileSystem& files, const std::string& path)
   }
 }
 
+// The stored file's own name, where the system can take it: 80 bytes are at most 240 in UTF-8.
+ExtensionRequest OwnName(const std::string& path) {
+  constexpr std::size_t MAX_OWN_NAME = 80;
+  const auto parsed = platform::ParseWindowsPath(path);
+  if (!parsed || parsed->parts.empty()) return NO_EXTENSION;
+  const std::string& name = parsed->parts.back();
+  return name.size() <= MAX_OWN_NAME ? FileName{name} : ExtensionOf(name);
+}
+
 std::string CopyFile(Extraction& extraction, const std::optional<std::string>& storedPath) {
   if (!storedPath) FailInvalid("the mail names no stored file");
   const auto path = PathText::Fit(*storedPath);
   if (!path) FailInvalid("the path of the stored file is too long");
   const std::string contents = ReadStoredFile(extraction.store.platform.files(), path->str());
+  if (extraction.store.platform.IsSalvaging()) {
+    return WriteTemporaryFile(extraction, contents, {.extension = OwnName(path->str())});
+  }
   return WriteTemporaryFile(
       extraction, contents,
       {.extension = ExtensionOf(path->str()), .emptyContents = EmptyContents::AreIncomplete});

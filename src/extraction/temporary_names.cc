@@ -9,17 +9,19 @@
 namespace nimport::extraction {
 namespace {
 
-// The extension that `request` asks for.
-std::string_view WantedExtension(const ExtensionRequest& request) {
-  const auto* extension = std::get_if<std::string>(&request);
-  return extension != nullptr ? std::string_view(*extension) : DEFAULT_TEMP_EXTENSION;
-}
-
 // `path` from its last dot on, empty without one. Directories count too: a dot in a directory's
 // name is the last one where the file's name has none.
 std::string_view Suffix(std::string_view path) {
   const std::size_t dot = path.rfind('.');
   return dot == std::string_view::npos ? std::string_view() : path.substr(dot);
+}
+
+// The extension that `request` asks for.
+std::string_view WantedExtension(const ExtensionRequest& request) {
+  if (const auto* extension = std::get_if<std::string>(&request)) return *extension;
+  const auto* file = std::get_if<FileName>(&request);
+  const std::string_view own = file == nullptr ? std::string_view() : Suffix(file->name);
+  return own.empty() ? DEFAULT_TEMP_EXTENSION : own;
 }
 
 std::string ReplaceSuffix(std::string_view path, std::string_view extension) {
@@ -39,10 +41,16 @@ std::string NameFromLast(std::string_view path, const ExtensionRequest& request)
   return isKept ? std::string(path) : ReplaceSuffix(path, WantedExtension(request));
 }
 
-// Whether `extension` is more than the end of a file's name.
-bool LeadsElsewhere(std::string_view extension) {
-  return extension.find_first_of(std::string_view("/:\0", 3)) != std::string_view::npos ||
-         FindLastCharacter(extension, '\\') != std::string_view::npos;
+// Whether `text` is more than a file's name or the end of one.
+bool LeadsElsewhere(std::string_view text) {
+  return text.find_first_of(std::string_view("/:\0", 3)) != std::string_view::npos ||
+         FindLastCharacter(text, '\\') != std::string_view::npos;
+}
+
+// Throws for a name that is no file's.
+void RequireOwnName(const FileName& file) {
+  const bool isDirectory = file.name.empty() || file.name == "." || file.name == "..";
+  if (isDirectory || LeadsElsewhere(file.name)) FailDatabase("a name that is no file's");
 }
 
 }  // namespace
@@ -59,11 +67,15 @@ void TemporaryNames::SetPendingName(std::string_view path) {
 
 std::string TemporaryNames::NextPath(const ExtensionRequest& request) const {
   if (!pendingTempName_.empty()) return NameFromHost(pendingTempName_, request);
+  if (const auto* file = std::get_if<FileName>(&request)) return tempDir_ + '\\' + file->name;
   if (!lastPath_.empty()) return NameFromLast(lastPath_, request);
   return std::string(tempDir_).append("\\").append(TEMP_BASE_NAME).append(WantedExtension(request));
 }
 
 std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
+  const auto* file = std::get_if<FileName>(&request);
+  if (file != nullptr) RequireOwnName(*file);
+  const bool hasOwnName = file != nullptr && pendingTempName_.empty();
   std::string path = NextPath(request);
   if (path.size() > PathText::MAX_BYTES) {
     FailInvalid("a temporary file's path would be longer than " +
@@ -77,12 +89,20 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
     lastPath_ = path.append(".");
     FailDatabase("an extension that leads out of its directory");
   }
-  RegisterTempName(path);
+  if (hasOwnName) {
+    Remember(path);
+  } else {
+    RegisterTempName(path);
+  }
   return path;
 }
 
 void TemporaryNames::RegisterTempName(std::string path) {
   lastPath_ = path;
+  Remember(std::move(path));
+}
+
+void TemporaryNames::Remember(std::string path) {
   if (const auto known = entries_.find(path); known != entries_.end()) {
     tempFiles_.splice(tempFiles_.end(), tempFiles_, known->second);
     return;

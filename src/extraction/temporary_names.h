@@ -24,9 +24,15 @@ inline constexpr NoExtension NO_EXTENSION;
 // As NO_EXTENSION, but an extension that the host's own name has is kept.
 inline constexpr KeepExtension KEEP_EXTENSION;
 
-// What a writer asks of a temporary file's name: one of the two above, or an extension with its
+// The file is to have a name of its own, in the temporary directory. Where the host has named it,
+// the name's extension counts alone.
+struct FileName {
+  std::string name;
+};
+
+// What a writer asks of a temporary file's name: one of those above, or an extension with its
 // leading dot, for example ".txt".
-using ExtensionRequest = std::variant<NoExtension, KeepExtension, std::string>;
+using ExtensionRequest = std::variant<NoExtension, KeepExtension, FileName, std::string>;
 
 // Chooses the paths of a session's temporary files and remembers them until the session ends. Paths
 // are Windows paths in code page 932 of at most 519 bytes.
@@ -51,10 +57,10 @@ class TemporaryNames {
   //
   // Throws Failure: RESULT_INVALID when the path would be too long; nothing changes then, and a
   // name that does not fit with this extension stays pending for a file with a shorter one.
-  // RESULT_DATABASE, as for a file that cannot be opened, for an extension with a separator, a
-  // colon or a NUL, with which a mail could choose the file that is overwritten here and deleted at
-  // the session's end; such a path is not remembered, and the next one differs from it in its
-  // extension.
+  // RESULT_DATABASE, as for a file that cannot be opened, for an extension or a file name with a
+  // separator, a colon or a NUL, with which a mail could choose the file that is overwritten here
+  // and deleted at the session's end; such a path is not remembered, and the next one differs from
+  // it in its extension. A file with a name of its own does not count as the one before.
   [[nodiscard]] std::string MakeTempName(const ExtensionRequest& request);
 
   // Makes `path` the last one used, without a second entry where it has been used before.
@@ -65,6 +71,7 @@ class TemporaryNames {
 
  private:
   [[nodiscard]] std::string NextPath(const ExtensionRequest& request) const;
+  void Remember(std::string path);
 
   std::string tempDir_;
   std::string pendingTempName_;  // empty when none is pending
