@@ -1,8 +1,8 @@
 #include "host/mail.h"
 
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 #include "host/native_path.h"
@@ -11,15 +11,29 @@ namespace nimport::host {
 
 namespace {
 
+// How the names begin that the plug-in makes up.
+constexpr std::string_view MADE_UP_NAME = "$$$nim";
+
+std::string ReadWhole(const std::filesystem::path& path, const std::string& windowsPath) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("the temporary file " + windowsPath + " is not there");
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  std::string bytes(error ? 0 : static_cast<std::size_t>(size), '\0');
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  return bytes;
+}
+
 // Reads the file and removes it. Left in place, the next one would overwrite it, and some file
 // systems hand overwritten files to the disk at once: measured, ten times the time of an export.
 ExtractedFile TakeExtractedFile(const std::string& windowsPath) {
   const std::filesystem::path path = NativePath(windowsPath);
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw std::runtime_error("the temporary file " + windowsPath + " is not there");
   ExtractedFile result;
+  result.name = path.filename().string();
+  if (result.name.starts_with(MADE_UP_NAME)) result.name.clear();
   result.extension = path.extension().string();
-  result.bytes.assign(std::istreambuf_iterator<char>(file), {});
+  result.bytes = ReadWhole(path, windowsPath);
   std::error_code ignored;
   std::filesystem::remove(path, ignored);
   return result;

@@ -11,6 +11,7 @@ namespace nimport::host {
 
 // A file that the plug-in wrote, taken into memory at once: the next file may take its name.
 struct ExtractedFile {
+  std::string name;       // the file's own in the store, UTF-8; empty where that is not known
   std::string extension;  // with its dot, as the plug-in gave it; may be empty
   std::string bytes;
 };

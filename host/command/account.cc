@@ -76,7 +76,8 @@ MailCounts Account::Total() const {
 }
 
 bool Account::IsAllDone() const {
-  return failures.empty() && losses_.empty() && !isInterrupted && abortReason.empty();
+  return failures.empty() && incomplete.empty() && losses_.empty() && !isInterrupted &&
+         abortReason.empty();
 }
 
 ordered_json Account::ToJson() const {
@@ -92,6 +93,7 @@ ordered_json Account::ToJson() const {
     json["folders"].push_back(std::move(entry));
   }
   json["failures"] = command::ToJson(failures);
+  json["incomplete"] = command::ToJson(incomplete);
   json["skippedMails"] = command::ToJson(skipped);
   json["notes"] = command::ToJson(notes);
   json["leftOut"] = command::ToJson(leftOut);
@@ -101,8 +103,9 @@ ordered_json Account::ToJson() const {
 
 void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "failed", failures);
+  PrintRemarks(out, "exported without their file", incomplete);
   PrintRemarks(out, "skipped", skipped);
-  PrintRemarks(out, "exported with something missing", notes);
+  PrintRemarks(out, "exported without a header", notes);
   PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
   if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';

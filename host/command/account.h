@@ -45,11 +45,12 @@ struct Remark {
 class Account {
  public:
   std::vector<FolderAccount> folders;
-  std::vector<Remark> failures;  // could not be exported
-  std::vector<Remark> skipped;   // hold nothing to export
-  std::vector<Remark> notes;     // were exported, but a header could not be read
-  std::vector<Remark> leftOut;   // what no export can hold, though nothing is wrong with it
-  std::int64_t contacts = 0;     // written
+  std::vector<Remark> failures;    // could not be exported
+  std::vector<Remark> incomplete;  // were exported without a file that is missing
+  std::vector<Remark> skipped;     // hold nothing to export
+  std::vector<Remark> notes;       // were exported, but a header could not be read
+  std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
+  std::int64_t contacts = 0;       // written
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <memory>
 #include <utility>
 
@@ -17,32 +18,33 @@ namespace nimport::command {
 
 namespace {
 
-struct Unref {
-  void operator()(gpointer object) const { g_object_unref(object); }
-};
 struct Free {
   void operator()(gpointer memory) const { g_free(memory); }
 };
 
-// 32 hexadecimal digits that differ whenever what the store holds differs.
-std::string DigestOf(const MailHeaders& headers, const MailContents& contents) {
+// 32 hexadecimal digits that differ whenever one of `texts` differs.
+std::string DigestOf(std::initializer_list<std::string_view> texts) {
   GChecksum* const checksum = g_checksum_new(G_CHECKSUM_SHA256);
-  const auto add = [&](std::string_view bytes) {
-    const std::string length = std::to_string(bytes.size()) + ':';
-    for (const std::string_view part : {std::string_view(length), bytes}) {
+  for (const std::string_view text : texts) {
+    const std::string length = std::to_string(text.size()) + ':';
+    for (const std::string_view part : {std::string_view(length), text}) {
       g_checksum_update(checksum, reinterpret_cast<const guchar*>(part.data()),
                         static_cast<gssize>(part.size()));
     }
-  };
-  for (const auto& text : {headers.subject, headers.from, headers.to, headers.messageId}) {
-    add(text.value_or(""));
   }
-  add(headers.date ? std::to_string(*headers.date) : "");
-  add(contents.bytes);
-  add(contents.extension);
   std::string digest = g_checksum_get_string(checksum);
   g_checksum_free(checksum);
   return digest.substr(0, 32);
+}
+
+std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  const auto textOf = [](const auto& text) {
+    return text ? std::string_view(*text) : std::string_view();
+  };
+  return DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to),
+                   headers.date ? std::to_string(*headers.date) : std::string(),
+                   isFile ? std::string_view("file") : std::string_view(contents.bytes)});
 }
 
 void AppendField(std::string& mail, std::string_view name, std::string_view value) {
@@ -73,19 +75,23 @@ void AppendSender(std::string& mail, const MailHeaders& headers, std::string_vie
   AppendField(mail, "From", MemberAddress(headers.to ? memberId : std::string_view()));
 }
 
-std::string MessageIdOf(const MailHeaders& headers, const std::string& digest) {
-  if (!headers.messageId) return '<' + digest + '@' + std::string(MEMBER_DOMAIN) + '>';
-  return headers.messageId->starts_with('<') ? *headers.messageId : '<' + *headers.messageId + '>';
+// Mails with the same headers have each a Message-ID of their own where their files differ.
+std::string MessageIdOf(const std::string& key, const MailContents& contents) {
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  const std::string digest =
+      isFile ? DigestOf({key, contents.fileName, contents.bytes}) : std::string(key);
+  return '<' + digest + '@' + std::string(MEMBER_DOMAIN) + '>';
 }
 
-std::string HeaderLines(const MailHeaders& headers, const FinishedMail& mail,
-                        std::string_view memberId) {
+std::string HeaderLines(const MailHeaders& headers, const MailContents& contents,
+                        const FinishedMail& mail, std::string_view memberId) {
   std::string lines;
   if (mail.instant) AppendField(lines, "Date", ToMailDate(*mail.instant));
   AppendSender(lines, headers, memberId);
   if (headers.to) AppendAddresses(lines, "To", *headers.to);
   if (headers.subject) AppendField(lines, "Subject", EncodeTextOf("Subject", *headers.subject));
-  AppendField(lines, "Message-ID", MessageIdOf(headers, mail.digest));
+  AppendField(lines, "Message-ID", MessageIdOf(mail.key, contents));
+  if (!mail.isComplete) AppendField(lines, "X-Nimport-Missing", "attached file");
   AppendField(lines, "MIME-Version", "1.0");
   return lines;
 }
@@ -97,7 +103,7 @@ void AppendText(std::string& mail, std::string_view codePage932) {
   mail.append("\r\n").append(text.contents);
 }
 
-const char* ContentTypeOf(std::string_view extension) {
+std::string ContentTypeOf(std::string_view extension) {
   struct Entry {
     std::string_view extension;
     const char* contentType;
@@ -137,8 +143,10 @@ const char* ContentTypeOf(std::string_view extension) {
   return found == ENTRIES.end() ? "application/octet-stream" : found->contentType;
 }
 
-// The store's name of the file is not answered: only its extension is known.
-std::string FileNameOf(const MailHeaders& headers, std::string_view extension) {
+// A file whose name in the store is not known is called after the mail's subject.
+std::string FileNameOf(const MailHeaders& headers, const MailContents& contents) {
+  if (!contents.fileName.empty()) return ToSafeName(contents.fileName);
+  const std::string_view extension = contents.extension;
   std::string name = ToSafeName(headers.subject.value_or("file"), MAX_NAME_BYTES / 2);
   const bool isNamedAlready = name.size() > extension.size() &&
                               g_ascii_strncasecmp(name.data() + name.size() - extension.size(),
@@ -147,34 +155,16 @@ std::string FileNameOf(const MailHeaders& headers, std::string_view extension) {
   return name;
 }
 
-// Content-Type and Content-Disposition with their parameters encoded.
-void AppendFileFields(std::string& mail, const std::string& fileName, const char* contentType) {
-  GMimeFormatOptions* const format = g_mime_format_options_new();
-  g_mime_format_options_set_newline_format(format, GMIME_NEWLINE_FORMAT_DOS);
-  g_mime_format_options_set_param_encoding_method(format, GMIME_PARAM_ENCODING_METHOD_RFC2231);
-  const std::unique_ptr<GMimeContentType, Unref> type(
-      g_mime_content_type_parse(nullptr, contentType));
-  g_mime_content_type_set_parameter(type.get(), "name", fileName.c_str());
-  const std::unique_ptr<GMimeContentDisposition, Unref> disposition(
-      g_mime_content_disposition_new());
-  g_mime_content_disposition_set_disposition(disposition.get(), "attachment");
-  g_mime_content_disposition_set_parameter(disposition.get(), "filename", fileName.c_str());
-  const std::unique_ptr<gchar, Free> typeText(g_mime_content_type_encode(type.get(), format));
-  const std::unique_ptr<gchar, Free> dispositionText(
-      g_mime_content_disposition_encode(disposition.get(), format));
-  g_mime_format_options_free(format);
-  // The values come with their first blank and their line end.
-  mail.append("Content-Type:").append(typeText.get());
-  mail.append("Content-Disposition:").append(dispositionText.get());
-}
-
 void AppendFile(std::string& mail, const MailHeaders& headers, const MailContents& contents,
-                const std::string& digest) {
-  const std::string boundary = "=_" + digest;
+                const std::string& key) {
+  const std::string boundary = "=_" + key;
   AppendField(mail, "Content-Type", "multipart/mixed; boundary=\"" + boundary + "\"");
   mail.append("\r\n--" + boundary + "\r\n");
-  AppendFileFields(mail, FileNameOf(headers, contents.extension),
-                   ContentTypeOf(contents.extension));
+  const std::string name = FileNameOf(headers, contents);
+  // Both ways in which readers look for names beyond ASCII.
+  AppendField(mail, "Content-Type",
+              ContentTypeOf(contents.extension) + EncodeWordParameter("name", name));
+  AppendField(mail, "Content-Disposition", "attachment" + EncodeParameter("filename", name));
   AppendField(mail, "Content-Transfer-Encoding", "base64");
   mail.append("\r\n").append(EncodeBase64(contents.bytes));
   mail.append("\r\n--" + boundary + "--\r\n");
@@ -185,7 +175,8 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
 FinishedMail ComposeMail(const MailHeaders& headers, const MailContents& contents,
                          std::string_view memberId) {
   FinishedMail mail;
-  mail.digest = DigestOf(headers, contents);
+  mail.key = KeyOf(headers, contents);
+  mail.isComplete = contents.missing.empty();
   switch (contents.kind) {
     case ContentsKind::MimeMail:
       mail.instant = InstantOfMail(headers.date, contents.bytes);
@@ -201,9 +192,9 @@ FinishedMail ComposeMail(const MailHeaders& headers, const MailContents& content
       break;
   }
   if (headers.date) mail.instant = InstantOfColumnDate(*headers.date);
-  mail.bytes = HeaderLines(headers, mail, memberId);
-  if (contents.kind == ContentsKind::StoredFile) {
-    AppendFile(mail.bytes, headers, contents, mail.digest);
+  mail.bytes = HeaderLines(headers, contents, mail, memberId);
+  if (contents.kind == ContentsKind::StoredFile && mail.isComplete) {
+    AppendFile(mail.bytes, headers, contents, mail.key);
   } else {
     AppendText(mail.bytes, contents.bytes);
   }

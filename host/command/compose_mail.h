@@ -15,7 +15,10 @@ namespace nimport::command {
 struct FinishedMail {
   std::string bytes;                    // RFC 5322, lines end with CR LF
   std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
-  std::string digest;                   // 32 hexadecimal digits; of what the store holds
+  // 32 hexadecimal digits of what the store holds, but for a stored file: a mail is the same one
+  // with its file and without it.
+  std::string key;
+  bool isComplete = true;  // nothing of it is missing
 };
 
 // The same answers always give the same mail. `memberId` is the owner of the store, who counts as

@@ -1,6 +1,7 @@
 #include "host/command/encoding.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include <gmime/gmime.h>
 
@@ -98,6 +99,23 @@ std::string Quoted(std::string_view text) {
   return out + '"';
 }
 
+// What RFC 2231 does not allow as it is becomes "%XX".
+std::string PercentEncoded(std::string_view text) {
+  constexpr std::string_view DIGITS = "0123456789ABCDEF";
+  std::string out;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isPlain = byte < 0x80 && (std::isalnum(byte) != 0 || character == '.' ||
+                                         character == '-' || character == '_');
+    if (isPlain) {
+      out += character;
+    } else {
+      out.append({'%', DIGITS[byte >> 4], DIGITS[byte & 0xF]});
+    }
+  }
+  return out;
+}
+
 bool IsAtomsAndBlanks(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) {
     const auto byte = static_cast<unsigned char>(character);
@@ -168,6 +186,37 @@ std::string EncodePhrase(std::string_view text, std::size_t column) {
   const std::string clean = WithoutControls(text);
   if (!IsPlain(clean) || clean.size() > MAX_LINE / 2) return EncodeWords(clean, column);
   return IsAtomsAndBlanks(clean) ? clean : Quoted(clean);
+}
+
+std::string EncodeParameter(std::string_view name, std::string_view value) {
+  const std::string clean = WithoutControls(value);
+  const std::string label = ";\r\n " + std::string(name);
+  if (IsPlain(clean) && label.size() + clean.size() < GOOD_LINE) {
+    return label + '=' + Quoted(clean);
+  }
+  const std::string encoded = PercentEncoded(clean);
+  if (label.size() + encoded.size() < GOOD_LINE) return label + "*=UTF-8''" + encoded;
+  std::string out;
+  const std::size_t room = GOOD_LINE - name.size() - 16;
+  std::string_view rest = encoded;
+  for (int section = 0; !rest.empty(); ++section) {
+    // An encoded byte stays whole.
+    std::size_t size = std::min(room, rest.size());
+    const std::size_t percent = rest.substr(0, size).rfind('%');
+    if (size < rest.size() && percent != std::string_view::npos && percent + 3 > size) {
+      size = percent;
+    }
+    out += label + '*' + std::to_string(section) + (section == 0 ? "*=UTF-8''" : "*=");
+    out += rest.substr(0, size);
+    rest.remove_prefix(size);
+  }
+  return out;
+}
+
+std::string EncodeWordParameter(std::string_view name, std::string_view value) {
+  const std::string clean = WithoutControls(value);
+  const std::string label = ";\r\n " + std::string(name) + '=';
+  return label + (IsPlain(clean) ? Quoted(clean) : '"' + EncodeWords(clean, label.size()) + '"');
 }
 
 std::string EncodeBase64(std::string_view bytes) {

@@ -15,6 +15,12 @@ namespace nimport::command {
 // `text` as the display name before an address: atoms, a quoted string or encoded words.
 [[nodiscard]] std::string EncodePhrase(std::string_view text, std::size_t column);
 
+// `value` as a further parameter of a header field, on a line of its own: "; NAME=...". Beyond
+// ASCII the first gives the form of RFC 2231; the second encoded words in quotes, which no standard
+// allows and which older readers look for.
+[[nodiscard]] std::string EncodeParameter(std::string_view name, std::string_view value);
+[[nodiscard]] std::string EncodeWordParameter(std::string_view name, std::string_view value);
+
 // Lines of 76 characters.
 [[nodiscard]] std::string EncodeBase64(std::string_view bytes);
 

@@ -94,8 +94,14 @@ class Exporter {
     return remark;
   }
 
-  static Remark WithReason(Remark remark, const std::string& reason) {
-    remark.reason = reason;
+  static Remark RemarkOn(const FolderAccount& folder, std::int32_t position,
+                         const MailHeaders& headers, const std::string& reason) {
+    Remark remark = RemarkOn(folder.name, reason);
+    remark.position = position;
+    remark.subject = headers.subject.value_or("");
+    remark.from = headers.from.value_or("");
+    remark.to = headers.to.value_or("");
+    if (headers.date) remark.date = ToLocalText(InstantOfColumnDate(*headers.date));
     return remark;
   }
 
@@ -162,28 +168,28 @@ class Exporter {
 
   void ExportMail(const MailReader::OpenFolder& open, std::int32_t position, FolderWriter& writer,
                   FolderAccount& folder) {
-    const MailHeaders headers = open.Headers(position);
-    Remark remark = RemarkOn(folder.name, {});
-    remark.position = position;
-    remark.subject = headers.subject.value_or("");
-    remark.from = headers.from.value_or("");
-    remark.to = headers.to.value_or("");
-    if (headers.date) remark.date = ToLocalText(InstantOfColumnDate(*headers.date));
+    const host::Mail mail = open.MailAt(position);
+    MailHeaders headers = ReadSubjectAndDate(mail);
     try {
       const MailContents contents = open.Contents(position);
+      // A mail with a header of its own needs no other.
+      if (!contents.HasOwnHeader()) AddMailboxes(mail, headers);
       if (headers.IsEmpty() && contents.bytes.empty()) {
         ++folder.counts.skipped;
         account_.skipped.push_back(
-            WithReason(remark, "the store holds neither headers nor contents of this mail"));
+            RemarkOn(folder, position, headers,
+                     "the store holds neither headers nor contents of this mail"));
       } else {
         WriteMail(headers, contents, position, writer, folder);
-        AddNotes(headers, contents, remark);
+        AddNotes(headers, contents, position, folder);
       }
     } catch (const host::ResultError& error) {
       ++folder.counts.failed;
-      account_.failures.push_back(WithReason(remark, error.reason()));
+      AddMailboxes(mail, headers);
+      account_.failures.push_back(RemarkOn(folder, position, headers, error.reason()));
     }
-    account_.AddLosses(remark, library_.TakeLosses());
+    const std::vector<host::DiagnosticRecord> losses = library_.TakeLosses();
+    if (!losses.empty()) account_.AddLosses(RemarkOn(folder, position, headers, {}), losses);
   }
 
   void WriteMail(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
@@ -195,12 +201,14 @@ class Exporter {
   }
 
   // Mails with a header of their own keep it whatever the plug-in makes of it.
-  void AddNotes(const MailHeaders& headers, const MailContents& contents, const Remark& remark) {
-    const bool hasOwnHeader =
-        contents.kind == ContentsKind::MimeMail || contents.kind == ContentsKind::WholeMail;
-    if (hasOwnHeader) return;
+  void AddNotes(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
+                const FolderAccount& folder) {
+    if (!contents.missing.empty()) {
+      account_.incomplete.push_back(RemarkOn(folder, position, headers, contents.missing));
+    }
+    if (contents.HasOwnHeader()) return;
     for (const std::string& problem : headers.problems) {
-      account_.notes.push_back(WithReason(remark, problem));
+      account_.notes.push_back(RemarkOn(folder, position, headers, problem));
     }
   }
 

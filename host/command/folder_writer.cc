@@ -1,7 +1,6 @@
 #include "host/command/folder_writer.h"
 
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -18,6 +17,39 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Stands behind the key of a mail whose file was missing.
+constexpr std::string_view INCOMPLETE = ".incomplete";
+
+// The mails that are in a folder, by their keys.
+class PresentMails {
+ public:
+  // `name` is a key, or one with INCOMPLETE behind it.
+  void Add(std::string_view name, const fs::path& path) {
+    const bool isComplete = !name.ends_with(INCOMPLETE);
+    if (!isComplete) name.remove_suffix(INCOMPLETE.size());
+    (isComplete ? complete_ : incomplete_)[std::string(name)] = path;
+  }
+
+  // Whether a mail need not be written.
+  [[nodiscard]] bool Has(const std::string& key, bool isComplete) const {
+    return complete_.contains(key) || (!isComplete && incomplete_.contains(key));
+  }
+
+  // The path of the mail without its file, once the whole mail is there.
+  [[nodiscard]] std::optional<fs::path> FindReplaced(const std::string& key) const {
+    const auto found = incomplete_.find(key);
+    return found == incomplete_.end() ? std::nullopt : std::optional(found->second);
+  }
+
+ private:
+  std::map<std::string, fs::path> complete_;
+  std::map<std::string, fs::path> incomplete_;
+};
+
+std::string NameOfMail(const std::string& key, bool isComplete) {
+  return isComplete ? key : key + std::string(INCOMPLETE);
+}
+
 // "SECONDS.KEY.nimport:2,S" in cur: old mail counts as read.
 class MaildirWriter : public FolderWriter {
  public:
@@ -29,12 +61,14 @@ class MaildirWriter : public FolderWriter {
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
-    const std::string key = keys_.Take(mail.digest);
-    if (present_.contains(key)) return Outcome::AlreadyThere;
-    const std::string name = std::to_string(mail.instant.value_or(0)) + '.' + key + ".nimport";
+    const std::string key = keys_.Take(mail.key);
+    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
+    const std::string name = std::to_string(mail.instant.value_or(0)) + '.' +
+                             NameOfMail(key, mail.isComplete) + ".nimport";
     NewFile file(path_ / "tmp" / name);
     file.Write(mail.bytes);
     file.PutInPlace(path_ / "cur" / (name + ":2,S"), mail.instant);
+    if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
     return Outcome::Written;
   }
 
@@ -44,47 +78,68 @@ class MaildirWriter : public FolderWriter {
       const std::string name = entry.path().filename().string();
       const std::size_t begin = name.find('.') + 1;
       const std::size_t end = name.find(".nimport", begin);
-      if (begin != 0 && end != std::string::npos) present_.insert(name.substr(begin, end - begin));
+      if (begin == 0 || end == std::string::npos) continue;
+      present_.Add(std::string_view(name).substr(begin, end - begin), entry.path());
     }
   }
 
   fs::path path_;
   MailKeys keys_;
-  std::set<std::string> present_;
+  PresentMails present_;
 };
 
-// "NNNNN subject.eml"
+// "NNNNN subject.KEY.eml", with the beginning of the key.
 class EmlWriter : public FolderWriter {
  public:
   explicit EmlWriter(const fs::path& path) : path_(path) {
     fs::create_directories(path_);
     for (const fs::directory_entry& entry : fs::directory_iterator(path_)) {
-      if (entry.path().extension() != ".eml") continue;
-      const std::string name = entry.path().filename().string();
-      std::int32_t position = 0;
-      const auto parsed = std::from_chars(name.data(), name.data() + name.size(), position);
-      if (parsed.ec == std::errc()) present_.insert(position);
+      if (entry.path().extension() == ENDING) FindMail(entry.path());
     }
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t position,
                 const std::string& subject) override {
-    if (present_.contains(position)) return Outcome::AlreadyThere;
+    const std::string key = keys_.Take(mail.key.substr(0, KEY_LENGTH));
+    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
     std::array<char, 16> number;
     std::snprintf(number.data(), number.size(), "%05d", position);
-    const std::string ending = subject.empty() ? "" : ' ' + ToSafeName(subject);
+    std::string name = number.data();
+    if (!subject.empty()) name += ' ' + ToSafeName(subject);
+    name += '.' + NameOfMail(key, mail.isComplete) + ENDING;
     NewFile file(path_ / ('.' + std::string(number.data()) + ".tmp"));
     file.Write(mail.bytes);
-    file.PutInPlace(path_ / (number.data() + ending + ".eml"), mail.instant);
+    file.PutInPlace(path_ / name, mail.instant);
+    if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
     return Outcome::Written;
   }
 
  private:
+  // 48 bits: enough for the mails of one folder.
+  static constexpr std::size_t KEY_LENGTH = 12;
+  static constexpr const char* ENDING = ".eml";
+
+  void FindMail(const fs::path& path) {
+    const std::string stem = path.stem().string();
+    std::string_view rest = stem;
+    if (rest.ends_with(INCOMPLETE)) rest.remove_suffix(INCOMPLETE.size());
+    const std::size_t dot = rest.rfind('.');
+    if (dot != std::string::npos) present_.Add(std::string_view(stem).substr(dot + 1), path);
+  }
+
   fs::path path_;
-  std::set<std::int32_t> present_;
+  MailKeys keys_;
+  PresentMails present_;
 };
 
 constexpr std::string_view SEPARATOR = "From ";
+
+// The key in a line that begins a mail, or empty for any other line.
+std::string_view KeyInSeparator(std::string_view line) {
+  const std::size_t at = line.find('@');
+  if (!line.starts_with(SEPARATOR) || at == std::string_view::npos) return {};
+  return line.substr(SEPARATOR.size(), at - SEPARATOR.size());
+}
 
 // mboxrd. "From KEY@DOMAIN DATE" begins each mail; the key tells which one it is.
 class MboxWriter : public FolderWriter {
@@ -94,18 +149,18 @@ class MboxWriter : public FolderWriter {
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
     for (std::string line; std::getline(file, line);) {
-      if (!line.starts_with(SEPARATOR)) continue;
-      const std::size_t at = line.find('@');
-      if (at != std::string::npos) present_.insert(line.substr(5, at - 5));
+      const std::string_view key = KeyInSeparator(line);
+      if (!key.empty()) present_.Add(key, path_);
     }
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
-    const std::string key = keys_.Take(mail.digest);
-    if (present_.contains(key)) return Outcome::AlreadyThere;
+    const std::string key = keys_.Take(mail.key);
+    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
+    if (present_.FindReplaced(key)) replaced_.insert(NameOfMail(key, false));
     if (!file_) BeginFile();
-    file_->Write(std::string(SEPARATOR) + key + '@' + std::string(MEMBER_DOMAIN) + ' ' +
-                 ToUtcText(mail.instant.value_or(0)) + '\n');
+    file_->Write(std::string(SEPARATOR) + NameOfMail(key, mail.isComplete) + '@' +
+                 std::string(MEMBER_DOMAIN) + ' ' + ToUtcText(mail.instant.value_or(0)) + '\n');
     WriteQuoted(mail.bytes);
     file_->Write(mail.bytes.ends_with('\n') ? "\n" : "\n\n");
     return Outcome::Written;
@@ -115,19 +170,38 @@ class MboxWriter : public FolderWriter {
     if (!file_ && !isThere_) BeginFile();
     if (file_) file_->PutInPlace(path_, std::nullopt);
     file_.reset();
+    if (!replaced_.empty()) RemoveReplaced();
   }
 
   [[nodiscard]] bool KeepsUnfinished() const override { return false; }
 
  private:
+  [[nodiscard]] fs::path TemporaryName() const {
+    return path_.parent_path() / ('.' + path_.filename().string() + ".tmp");
+  }
+
   // What is there stays at the beginning, changed by mail readers or not.
   void BeginFile() {
-    file_.emplace(path_.parent_path() / ('.' + path_.filename().string() + ".tmp"));
+    file_.emplace(TemporaryName());
     std::ifstream old(path_, std::ios::binary);
     std::array<char, 65536> buffer;
     while (old.read(buffer.data(), buffer.size()), old.gcount() > 0) {
       file_->Write({buffer.data(), static_cast<std::size_t>(old.gcount())});
     }
+  }
+
+  // Takes the mails away that have come again with their files.
+  void RemoveReplaced() const {
+    NewFile file(TemporaryName());
+    std::ifstream old(path_, std::ios::binary);
+    bool isKept = true;
+    for (std::string line; std::getline(old, line);) {
+      if (line.starts_with(SEPARATOR)) {
+        isKept = !replaced_.contains(std::string(KeyInSeparator(line)));
+      }
+      if (isKept) file.Write(line += '\n');
+    }
+    file.PutInPlace(path_, std::nullopt);
   }
 
   // Puts '>' before every line that reads "From " behind any number of '>'.
@@ -146,15 +220,16 @@ class MboxWriter : public FolderWriter {
   fs::path path_;
   bool isThere_ = false;
   MailKeys keys_;
-  std::set<std::string> present_;
+  PresentMails present_;
+  std::set<std::string> replaced_;
   std::optional<NewFile> file_;
 };
 
 }  // namespace
 
-std::string MailKeys::Take(const std::string& digest) {
-  const int count = ++counts_[digest];
-  return count == 1 ? digest : digest + '-' + std::to_string(count);
+std::string MailKeys::Take(const std::string& key) {
+  const int count = ++counts_[key];
+  return count == 1 ? key : key + '-' + std::to_string(count);
 }
 
 const char* FolderEnding(ExportFormat format) {

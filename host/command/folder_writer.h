@@ -14,7 +14,8 @@
 namespace nimport::command {
 
 // Writes the mails of one folder. A mail appears under its final name only when it is whole. Mails
-// that an earlier run wrote are recognised, also after a mail reader has moved or flagged them.
+// that an earlier run wrote are recognised, also after a mail reader has moved or flagged them; one
+// that was written without its file is replaced when the file has come.
 // Failures of the system are std::system_error.
 class FolderWriter {
  public:
@@ -44,8 +45,8 @@ class FolderWriter {
 // Tells apart mails of one folder in which the store holds the very same.
 class MailKeys {
  public:
-  // `digest`, or "digest-2" and so on when that was given before.
-  [[nodiscard]] std::string Take(const std::string& digest);
+  // `key`, or "key-2" and so on when that was given before.
+  [[nodiscard]] std::string Take(const std::string& key);
 
  private:
   std::map<std::string, int> counts_;

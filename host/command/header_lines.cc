@@ -40,6 +40,10 @@ std::string HeaderField::Value() const {
   return value.substr(begin, value.find_last_not_of(" \t") - begin + 1);
 }
 
+std::string HeaderField::Lawful() const {
+  return std::string(name).append(raw.substr(raw.find(':')));
+}
+
 HeaderBlock SplitHeader(std::string_view mail) {
   HeaderBlock block;
   std::size_t position = 0;

@@ -11,6 +11,14 @@ namespace nimport::command {
 struct HeaderField {
   std::string_view name;  // without blanks before the colon
   std::string_view raw;   // the whole field: name, colon, value, continuation lines, line ends
+
+  // Whether the colon follows the name at once. Many readers take no blanks there.
+  [[nodiscard]] bool IsLawful() const {
+    return raw.size() > name.size() && raw[name.size()] == ':';
+  }
+
+  // The whole field without blanks before the colon.
+  [[nodiscard]] std::string Lawful() const;
   [[nodiscard]] std::string Value() const;  // unfolded, without blanks at the ends
 };
 

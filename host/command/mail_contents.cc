@@ -33,13 +33,20 @@ Answer TryToGet(Ask ask) {
   }
 }
 
+MailContents Make(ContentsKind kind, std::string bytes) {
+  MailContents contents;
+  contents.kind = kind;
+  contents.bytes = std::move(bytes);
+  return contents;
+}
+
 MailContents TextContents(std::string_view text) {
-  return {.kind = ContentsKind::Text, .bytes = std::string(text), .extension = {}};
+  return Make(ContentsKind::Text, std::string(text));
 }
 
 MailContents MailOrText(std::string source) {
   const auto kind = LooksLikeMail(source) ? ContentsKind::WholeMail : ContentsKind::Text;
-  return {.kind = kind, .bytes = std::move(source), .extension = {}};
+  return Make(kind, std::move(source));
 }
 
 // The source without the empty header block that stands before a text held in columns.
@@ -48,14 +55,25 @@ std::string_view AfterHeaderBlock(std::string_view source) {
   return source;
 }
 
+MailContents FileContents(const Mail& mail) {
+  MailContents contents = Make(ContentsKind::StoredFile, {});
+  try {
+    ExtractedFile file = mail.Attached(0);
+    contents.bytes = std::move(file.bytes);
+    contents.fileName = std::move(file.name);
+    contents.extension = std::move(file.extension);
+  } catch (const ResultError& error) {
+    if (error.code() == RESULT_NO_MEMORY) throw;
+    contents.missing = error.reason();
+  }
+  return contents;
+}
+
 // A mail whose source begins with a header block: the headers are apart.
 MailContents FromColumns(const Mail& mail, std::string_view source) {
   const std::string_view text = AfterHeaderBlock(source);
   if (!text.empty() || mail.AttachedCount() == 0) return TextContents(text);
-  ExtractedFile file = mail.Attached(0);
-  return {.kind = ContentsKind::StoredFile,
-          .bytes = std::move(file.bytes),
-          .extension = std::move(file.extension)};
+  return FileContents(mail);
 }
 
 // A text from a column: its file ends with a NUL byte.
@@ -77,9 +95,7 @@ MailContents WithoutSource(const Answer& source, const Answer& body) {
 
 MailContents WithoutBody(std::string source, const ResultError& error) {
   // Bodies of MIME mails, and only theirs, are not there before they are counted.
-  if (error.code() == RESULT_INVALID) {
-    return {.kind = ContentsKind::MimeMail, .bytes = std::move(source), .extension = {}};
-  }
+  if (error.code() == RESULT_INVALID) return Make(ContentsKind::MimeMail, std::move(source));
   if (source.starts_with(LINE_END)) return TextContents(AfterHeaderBlock(source));
   return MailOrText(std::move(source));
 }

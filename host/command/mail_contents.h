@@ -19,14 +19,21 @@ enum class ContentsKind {
 struct MailContents {
   ContentsKind kind = ContentsKind::Text;
   std::string bytes;      // the text (code page 932, CR LF), the mail or the file
+  std::string fileName;   // of a stored file; empty where it is not known
   std::string extension;  // of a stored file, with its dot; may be empty
+  std::string missing;    // why the stored file is not there; empty when it is
+
+  // Whether the bytes hold the mail's own header.
+  [[nodiscard]] bool HasOwnHeader() const {
+    return kind == ContentsKind::WholeMail || kind == ContentsKind::MimeMail;
+  }
 };
 
 // What the store holds of a mail, in the form that loses nothing. Which form that is no function of
 // the plug-in tells; it shows in how the sources of two sessions differ. `fresh` comes from a
 // session that was never asked for a header or a date since the folder was opened, `asked` from one
-// that was just asked for this mail's; bodies were counted in neither. Throws host::ResultError
-// when the contents cannot be had.
+// that was just asked for this mail's; bodies were counted in neither. A mail without its stored
+// file has contents all the same. Throws host::ResultError when there are none.
 [[nodiscard]] MailContents ReadContents(const host::Mail& fresh, const host::Mail& asked);
 
 // Whether `text` begins with a header line.

@@ -45,16 +45,29 @@ const host::Folder& SameFolder(const host::MailSession& session, const FolderPla
 }  // namespace
 
 MailHeaders ReadHeaders(const host::Mail& mail) {
+  MailHeaders headers = ReadSubjectAndDate(mail);
+  AddMailboxes(mail, headers);
+  return headers;
+}
+
+MailHeaders ReadSubjectAndDate(const host::Mail& mail) {
   MailHeaders headers;
   headers.subject = WithoutPlaceholder(AskFor("subject", headers, [&] { return mail.Subject(); }));
+  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
+  return headers;
+}
+
+void AddMailboxes(const host::Mail& mail, MailHeaders& headers) {
   headers.from = WithoutPlaceholder(AskFor("sender", headers, [&] { return mail.From(); }));
   headers.to = WithoutPlaceholder(AskFor("recipient", headers, [&] { return mail.To(); }));
-  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
-  // Where the date cannot be read, a message ID that would be made of it cannot either: no news.
+}
+
+std::optional<std::string> ReadMessageId(const host::Mail& mail) {
   MailHeaders ignored;
-  headers.messageId = WithoutPlaceholder(AskFor("", ignored, [&] { return mail.MessageId(); }));
-  if (headers.messageId && headers.messageId->starts_with(PLACEHOLDER)) headers.messageId.reset();
-  return headers;
+  auto messageId = WithoutPlaceholder(AskFor("", ignored, [&] { return mail.MessageId(); }));
+  // Where there is none, the plug-in makes one up of the placeholder and the date.
+  if (messageId && messageId->starts_with(PLACEHOLDER)) messageId.reset();
+  return messageId;
 }
 
 MailReader::OpenFolder::OpenFolder(const MailReader& reader, const FolderPlace& place)

@@ -17,15 +17,20 @@ struct MailHeaders {
   std::optional<std::string> subject;
   std::optional<std::string> from;
   std::optional<std::string> to;
-  std::optional<std::string> messageId;
   std::optional<std::int32_t> date;   // as the plug-in answers it
   std::vector<std::string> problems;  // "FIELD: REASON" for each one that could not be read
 
-  [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !messageId && !date; }
+  [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !date; }
 };
 
-// The headers of `mail`. Never throws host::ResultError: a header that cannot be read is absent.
+// The headers of `mail`, or the first two of them and then the others. None throws
+// host::ResultError: a header that cannot be read is absent.
 [[nodiscard]] MailHeaders ReadHeaders(const host::Mail& mail);
+[[nodiscard]] MailHeaders ReadSubjectAndDate(const host::Mail& mail);
+void AddMailboxes(const host::Mail& mail, MailHeaders& headers);
+
+// Empty for a mail that has none of its own.
+[[nodiscard]] std::optional<std::string> ReadMessageId(const host::Mail& mail);
 
 // Reads whole mails. Headers and contents come from sessions of their own, because a session that
 // was asked for headers mixes them into the contents.
@@ -46,7 +51,8 @@ class MailReader {
     [[nodiscard]] MailHeaders Headers(std::int32_t position) const {
       return ReadHeaders(headers_.MailAt(position));
     }
-    // To be called right after Headers of the same mail. Throws host::ResultError.
+    // To be called right after headers of the same mail were read from MailAt. Throws
+    // host::ResultError.
     [[nodiscard]] MailContents Contents(std::int32_t position) const {
       return ReadContents(contents_.MailAt(position), headers_.MailAt(position));
     }

@@ -23,7 +23,11 @@ using nlohmann::ordered_json;
 constexpr std::string_view PLACEHOLDER{"DEFAULT\0", 8};
 
 ordered_json DescribeFile(const host::ExtractedFile& file) {
-  return {{"extension", file.extension}, {"size", file.bytes.size()}};
+  ordered_json json;
+  if (!file.name.empty()) json["name"] = file.name;
+  json["extension"] = file.extension;
+  json["size"] = file.bytes.size();
+  return json;
 }
 
 // A body that is text comes with its text, others with their size.
@@ -34,6 +38,15 @@ ordered_json DescribeBody(const host::ExtractedFile& file) {
   const bool isText = file.extension == ".txt" || file.extension == ".html";
   if (!isText) return DescribeFile(file);
   return {{"extension", file.extension}, {"text", host::CodePage932ToUtf8(bytes)}};
+}
+
+// The content type of a MIME mail's body; those of other mails are plain text.
+std::optional<std::string> ReadContentType(const host::Mail& mail, std::int32_t body) {
+  try {
+    return mail.ContentType(body);
+  } catch (const host::ResultError&) {
+    return std::nullopt;
+  }
 }
 
 // Asks for one thing of a mail; a failure stands in its place.
@@ -63,10 +76,15 @@ ordered_json DescribeBodies(const host::Mail& mail, const std::optional<MailCont
     return {{{"extension", ".txt"}, {"text", host::CodePage932ToUtf8(contents->bytes)}}};
   }
   if (contents && contents->kind == ContentsKind::StoredFile) return ordered_json::array();
+  const bool isMime = contents && contents->kind == ContentsKind::MimeMail;
   return Try(
       [&] {
-        return DescribeAll(mail.BodyCount(), exitCode,
-                           [&](std::int32_t i) { return DescribeBody(mail.Body(i)); });
+        return DescribeAll(mail.BodyCount(), exitCode, [&](std::int32_t i) {
+          ordered_json json = DescribeBody(mail.Body(i));
+          const auto contentType = isMime ? ReadContentType(mail, i) : std::nullopt;
+          if (contentType) json["contentType"] = *contentType;
+          return json;
+        });
       },
       exitCode);
 }
@@ -92,7 +110,7 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);
-  add("messageId", headers.messageId);
+  add("messageId", ReadMessageId(mail));
   if (!error.is_null()) json["error"] = error["error"];
   json["bodies"] = DescribeBodies(mail, contents, exitCode);
   json["attachments"] = Try(
@@ -104,15 +122,21 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   return json;
 }
 
+// "*.EXTENSION" where the name is not known.
+std::string NameOf(const ordered_json& file) {
+  if (file.contains("name")) return file["name"].get<std::string>();
+  return '*' + file["extension"].get<std::string>();
+}
+
 void PrintPart(const char* title, const ordered_json& part) {
   if (part.contains("text")) {
     std::cout << '\n' << part["text"].get<std::string>() << '\n';
   } else if (part.contains("error")) {
     std::cout << '\n' << title << " (cannot be read: " << part["error"].get<std::string>() << ")\n";
   } else {
-    std::cout << '\n'
-              << title << " *" << part["extension"].get<std::string>() << ", " << part["size"]
-              << " bytes\n";
+    std::cout << '\n' << title << ' ' << NameOf(part) << ", ";
+    if (part.contains("contentType")) std::cout << part["contentType"].get<std::string>() << ", ";
+    std::cout << part["size"] << " bytes\n";
   }
 }
 

@@ -49,7 +49,7 @@ std::string EncodeParameters(const std::string& value, Parse parse, EncodeValue 
 }
 
 std::string ConvertField(const HeaderField& field) {
-  if (host::IsAscii(field.raw)) return std::string(field.raw);
+  if (host::IsAscii(field.raw)) return field.Lawful();
   const std::string value = host::CodePage932ToUtf8(field.Value());
   const std::string name(field.name);
   const std::size_t column = name.size() + 2;
@@ -126,7 +126,10 @@ std::string WithUtf8Body(const HeaderBlock& header) {
 
 std::string ConvertWholeMail(std::string_view mail) {
   const HeaderBlock header = SplitHeader(mail);
-  if (header.isWellFormed && host::IsAscii(mail)) return std::string(mail);
+  const bool isLawful =
+      header.isWellFormed && std::all_of(header.fields.begin(), header.fields.end(),
+                                         [](const HeaderField& field) { return field.IsLawful(); });
+  if (isLawful && host::IsAscii(mail)) return std::string(mail);
   if (LacksCharset(header)) return WithUtf8Body(header);
   std::string out;
   for (const HeaderField& field : header.fields)

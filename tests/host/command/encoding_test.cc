@@ -66,6 +66,34 @@ TEST(EncodeHeaderText, NothingCanBeSmuggledIn) {
   EXPECT_EQ(EncodePhrase("a\nb", 6), "a b");
 }
 
+// Another library reads both forms of a name back.
+TEST(EncodeParameter, ReadersSeeTheVeryName) {
+  g_mime_init();
+  const std::string names[] = {
+      "README",
+      "a b.txt",
+      "say \"no\" \\.txt",
+      "十月ソース予定表.XLS",
+      "=?UTF-8?B?4Q?=.txt",
+      Repeat("報告①", 20) + ".DOC",
+      Repeat("100%", 40) + ".DOC",
+      Repeat("a", 190) + ".lzh",
+  };
+  for (const std::string& name : names) {
+    const std::string parameter = EncodeParameter("filename", name);
+    const std::string words = EncodeWordParameter("name", name);
+    EXPECT_LE(LongestLine(parameter, 0), 78U) << parameter;
+    GMimeContentDisposition* const disposition =
+        g_mime_content_disposition_parse(nullptr, ("attachment" + parameter).c_str());
+    EXPECT_EQ(name, g_mime_content_disposition_get_parameter(disposition, "filename")) << parameter;
+    g_object_unref(disposition);
+    GMimeContentType* const type =
+        g_mime_content_type_parse(nullptr, ("application/x-a" + words).c_str());
+    EXPECT_EQ(name, g_mime_content_type_get_parameter(type, "name")) << words;
+    g_object_unref(type);
+  }
+}
+
 TEST(EncodePhrase, QuotesWhatMustBeQuoted) {
   const struct {
     const char* text;

@@ -1,3 +1,4 @@
+#include <set>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -26,7 +27,7 @@ constexpr const char* DESCRIPTION = R"({
          "Date: Thu, 3 Jun 1999 21:15:42 +0900\r\nFrom: a@example.jp\r\nSubject: raw\r\n\r\nFrom me\r\n"}},
         {"kind": 19, "title": "写真", "date": "1998-10-03T07:05:09",
          "columns": {"OriginatorID": "QZC00089"},
-         "storedFile": {"path": "C:\\NIFTY\\Download\\P1.LZH", "contents": {"hex": "00ff0d0a00"}}},
+         "storedFile": {"path": "C:\\NIFTY\\Download\\ソース表.LZH", "contents": {"hex": "00ff0d0a00"}}},
         {"kind": 20, "columns": {"EmailMode": 1, "TextData":
          "Subject: 新年\nFrom: 佐倉 <s@example.jp>\nDate: Tue, 13 Jan 1998 10:00:00 +0900\n\n本文\n"}},
         {"kind": 34, "columns": {}, "mime": {"file": "GONE.MIM"}},
@@ -109,7 +110,7 @@ TEST_F(Export, EveryShapeOfMailInEveryFormat) {
     const json file = WithSubject(mails, "写真");
     ASSERT_EQ(file.size(), 1U);
     EXPECT_EQ(file[0]["parts"], json::parse(R"([{"type": "application/x-lzh-compressed",
-        "name": "写真.LZH", "disposition": "attachment", "base64": "AP8NCgA="}])"));
+        "name": "ソース表.LZH", "disposition": "attachment", "base64": "AP8NCgA="}])"));
 
     const json whole = WithSubject(mails, "新年");
     ASSERT_EQ(whole.size(), 1U);
@@ -213,6 +214,94 @@ TEST_F(Export, MailsThatCameBackAreAdded) {
     EXPECT_EQ(account["written"], 1) << format;
     EXPECT_EQ(account["alreadyThere"], 7) << format;
     EXPECT_EQ(WithSubject(ReadExport(format, Target(format)), "back").size(), 1U) << format;
+  }
+}
+
+TEST_F(Export, MailsInTheirFoldersAreKnownByWhatTheyHold) {
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    static_cast<void>(ExportAs(format, format));
+    // As if the two mails at the beginning had been deleted since: all others have moved up.
+    json description = json::parse(DESCRIPTION);
+    json& mails = description["cabinets"][0]["folders"][0]["mails"];
+    mails.erase(0);
+    mails.erase(0);
+    const TestStore later(description.dump());
+    const json account =
+        json::parse(RunProgram(later.Command("export", {"--to", Target(format).string(), "--format",
+                                                        format, "--json"}))
+                        .out);
+    EXPECT_EQ(account["written"], 0);
+    EXPECT_EQ(account["alreadyThere"], 5);
+    EXPECT_EQ(ReadExport(format, Target(format)).size(), 7U);
+  }
+}
+
+// What is known of a mail whose file is missing is exported, until the file has come.
+TEST(ExportOfStoredFiles, MissingFilesAreNamedAndComeLater) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
+      {"number": 1, "name": "f", "mails": [
+        {"kind": 19, "title": "lost", "date": "1998-10-03T07:05:09",
+         "columns": {"OriginatorID": "QZC00089"},
+         "storedFile": {"path": "C:\\NIFTY\\LOST.ZIP"}},
+        {"kind": 19, "title": "lost", "date": "1998-10-03T07:05:09",
+         "columns": {"OriginatorID": "QZC00089"},
+         "storedFile": {"path": "C:\\NIFTY\\OTHER.ZIP", "contents": "other"}},
+        {"kind": 23, "title": null, "columns": {"RecipientList": "QZC00089", "UploadFilePath": null}},
+        {"kind": 23, "title": "empty", "columns": {"RecipientList": "QZC00089"},
+         "storedFile": {"path": "C:\\NIFTY\\OLD.DIR\\README", "contents": ""}}
+      ]}]}]})");
+  const auto exportAs = [&](const std::string& format) {
+    const fs::path target = store.directory().path() / format;
+    return json::parse(
+        RunProgram(store.Command("export", {"--to", target.string(), "--format", format, "--json"}))
+            .out);
+  };
+  const auto read = [&](const std::string& format) {
+    return ReadExport(format, store.directory().path() / format);
+  };
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    const json account = exportAs(format);
+    EXPECT_EQ(account["written"], 4);
+    ASSERT_EQ(account["incomplete"].size(), 2U);
+    EXPECT_EQ(account["incomplete"][0]["subject"], "lost");
+    EXPECT_THAT(account["incomplete"][0]["reason"].get<std::string>(),
+                testing::HasSubstr("LOST.ZIP"));
+    EXPECT_EQ(account["incomplete"][1]["position"], 2);
+    const json mails = read(format);
+    ASSERT_EQ(mails.size(), 4U);
+    const json lost = WithSubject(mails, "lost");
+    ASSERT_EQ(lost.size(), 2U);
+    int missing = 0;
+    for (const json& mail : lost) {
+      missing += HeaderOf(mail, "X-Nimport-Missing") == "attached file" ? 1 : 0;
+      EXPECT_EQ(mail["from"][0][1], "QZC00089@nifty-manager.invalid");
+    }
+    EXPECT_EQ(missing, 1);
+    EXPECT_NE(HeaderOf(lost[0], "Message-ID"), HeaderOf(lost[1], "Message-ID"));
+    const json empty = WithSubject(mails, "empty");
+    EXPECT_EQ(empty[0]["parts"][0]["name"], "README") << "the dot belongs to the directory";
+    EXPECT_EQ(empty[0]["parts"][0]["base64"], "");
+    EXPECT_EQ(exportAs(format)["alreadyThere"], 4);
+  }
+  std::ofstream(store.store().root / "c" / "NIFTY" / "LOST.ZIP") << "found";
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    EXPECT_EQ(exportAs(format)["written"], 1);
+    const json mails = read(format);
+    EXPECT_EQ(mails.size(), 4U) << "the mail without its file is gone";
+    const json lost = WithSubject(mails, "lost");
+    ASSERT_EQ(lost.size(), 2U);
+    std::set<std::string> files;
+    for (const json& mail : lost)
+      files.insert(mail["parts"][0].value("base64", "(none)"));
+    EXPECT_THAT(files, testing::ElementsAre("Zm91bmQ=", "b3RoZXI="));
+    EXPECT_EQ(exportAs(format)["alreadyThere"], 4);
+  }
+  fs::remove(store.store().root / "c" / "NIFTY" / "LOST.ZIP");
+  for (const std::string format : FORMATS) {
+    EXPECT_EQ(exportAs(format)["alreadyThere"], 4) << "the whole mail stays";
   }
 }
 

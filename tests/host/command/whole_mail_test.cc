@@ -43,6 +43,8 @@ TEST(ConvertWholeMail, BecomesCorrectMime) {
   for (const auto& c : cases) {
     EXPECT_EQ(ConvertWholeMail(c.mail), c.wanted == nullptr ? c.mail : c.wanted) << c.why;
   }
+  EXPECT_EQ(ConvertWholeMail("Subject : Hi\r\nA: b\r\n\r\nText : x\r\n"),
+            "Subject: Hi\r\nA: b\r\n\r\nText : x\r\n");
   // Blanks before the colon are not lawful any more; a folded value is unfolded first.
   EXPECT_EQ(ConvertWholeMail("Subject : \x8C\x8F\r\n x\r\n\r\n"),
             "Subject: =?UTF-8?B?5Lu2IHg=?=\r\n\r\n");
