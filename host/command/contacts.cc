@@ -15,6 +15,7 @@
 #include "host/command/losses.h"
 #include "host/command/new_file.h"
 #include "host/command/vcard.h"
+#include "host/result_error.h"
 
 namespace nimport::command {
 
@@ -67,6 +68,16 @@ std::unique_ptr<ContactWriter> MakeWriter(const Options& options, TextSink sink)
   return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V4_0);
 }
 
+int PrintContacts(const host::Library& library, const Options& options) {
+  const host::AddressBook book(library);
+  const std::unique_ptr<ContactWriter> writer =
+      MakeWriter(options, [](std::string_view text) { std::cout << text; });
+  WriteContacts(book, *writer);
+  PrintNotes(library);
+  const bool isComplete = !PrintLosses(library) && !Interruption::IsRequested();
+  return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+}
+
 }  // namespace
 
 std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer) {
@@ -100,13 +111,13 @@ std::int64_t WriteContactsFile(const host::Library& library,
 }
 
 int RunContacts(const host::Library& library, const Options& options) {
-  const host::AddressBook book(library);
-  const std::unique_ptr<ContactWriter> writer =
-      MakeWriter(options, [](std::string_view text) { std::cout << text; });
-  WriteContacts(book, *writer);
-  PrintNotes(library);
-  const bool isComplete = !PrintLosses(library) && !Interruption::IsRequested();
-  return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+  try {
+    return PrintContacts(library, options);
+  } catch (const host::ResultError&) {
+    // Damage that was stepped over before may be why the call failed.
+    PrintLosses(library);
+    throw;
+  }
 }
 
 }  // namespace nimport::command
