@@ -181,6 +181,18 @@ TEST(AddressBookLoader, FailsWhereTheWalkComesFirst) {
        2,
        RESULT_DATABASE},
       {"a damaged first row", {Group(0, 1, "A")}, 0, RESULT_DATABASE},
+      {"a type that cannot be read",
+       {Group(0, 1, "A"), Damaged(Address(1, "x"), "Type")},
+       {},
+       RESULT_DATABASE},
+      {"a type that cannot be read, in no group of the tree",
+       {Group(0, 1, "A"), Damaged(Address(8, "x"), "Type")},
+       {},
+       RESULT_OK},
+      {"a type that cannot be read comes behind a group without a name",
+       {groupWithoutName, Damaged(Group(0, 1, "A"), "Type")},
+       {},
+       RESULT_INVALID},
       {"a parent that cannot be read ends the table",
        {Group(0, 1, "A"), Damaged(Group(8, 2, "B"), "ParentKeyNo")},
        {},
@@ -203,6 +215,64 @@ TEST(AddressBookLoader, KeepsTheBookThatMemoryDidNotSufficeFor) {
   std::optional<AddressBook> book;
   EXPECT_EQ(Load(table, book), RESULT_NO_MEMORY);
   EXPECT_EQ(Load(table, book), RESULT_INVALID);
+}
+
+TEST(AddressBookLoader, LoadsIncompleteRowsForWhoeverListens) {
+  TableInMemory table{
+      .rows = {Group(0, 1, "A"), AddressRow{.key = 2},
+               AddressRow{.type = test::ADDRESS, .parent = 2, .key = 3, .name = "x"},
+               AddressRow{.type = test::ADDRESS, .parent = 8, .key = 4},
+               Damaged(Address(8, "y"), "Name"), Address(2, "z")}};
+  test::DatabaseInMemory database(table);
+  std::vector<std::string> told;
+  std::optional<AddressBook> book;
+  LoadAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
+  EXPECT_EQ(Show(*book), "A() ( z)");
+  EXPECT_EQ(told,
+            (std::vector<std::string>{
+                "the table has a group without a Name, where KeyNo is 2 and ParentKeyNo 0",
+                "the table has an address without a UserID, where KeyNo is 3 and ParentKeyNo 2",
+                "the table has an address without a UserID, where KeyNo is 4 and ParentKeyNo 8",
+            }));
+  // A table of nothing else does not fill memory with sentences.
+  table = {.rows = std::vector<AddressRow>(5'000, AddressRow{})};
+  told.clear();
+  ReleaseAddressBook(book);
+  LoadAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
+  EXPECT_EQ(told.size(), 1'000U);
+  EXPECT_EQ(book->ChildCount(AddressBook::WHOLE_BOOK), 5'000);
+}
+
+TEST(AddressBookLoader, CountsWhatIsInNoGroupOfTheTree) {
+  struct Case {
+    const char* why;
+    std::vector<AddressRow> rows;
+    RowsLeftOut left;
+  };
+  const AddressRow other{.type = 1, .key = 7};
+  const Case cases[] = {
+      {"nothing", {Group(0, 1, "A"), Group(1, 2, "B"), Address(2, "x")}, {}},
+      {"addresses at the top", {Group(0, 1, "A"), Address(0, "x")}, {.addresses = 1}},
+      {"an orphaned group with all beneath it",
+       {Group(0, 1, "A"), Group(8, 2, "B"), Group(2, 3, "C"), Address(3, "x")},
+       {.groups = 2, .addresses = 1}},
+      {"other rows, with what is beneath them",
+       {other, other, Address(7, "x"), Group(7, 8, "A")},
+       {.groups = 1, .addresses = 1, .others = 2}},
+      {"a group with key 0 has the addresses at the top", {Group(0, 0, "Z"), Address(0, "x")}, {}},
+      {"rows of a shared key are in the book",
+       {Group(0, 1, "A"), Group(0, 1, "B"), Address(1, "x")},
+       {}},
+  };
+  for (const Case& c : cases) {
+    TableInMemory table{.rows = c.rows};
+    test::DatabaseInMemory database(table);
+    std::optional<AddressBook> book;
+    const RowsLeftOut left = LoadAddressBook(database, book);
+    EXPECT_EQ(left.groups, c.left.groups) << c.why;
+    EXPECT_EQ(left.addresses, c.left.addresses) << c.why;
+    EXPECT_EQ(left.others, c.left.others) << c.why;
+  }
 }
 
 TEST(AddressBookLoader, ReadsEachRowOnce) {

@@ -23,10 +23,12 @@ inline void PointEnvironmentTo(const std::string& registry, const std::string& d
 // A store whose address book has the given entries, and the environment that leads to it.
 class AddressBookStore {
  public:
+  // `cabinets`, where given, are those of the mail database beside it.
   explicit AddressBookStore(nlohmann::json entries, const mkstore::StoreOptions& options = {},
-                            nlohmann::json tables = nullptr) {
+                            nlohmann::json tables = nullptr, nlohmann::json cabinets = nullptr) {
     nlohmann::json description = {{"addressBook", std::move(entries)}};
     if (!tables.is_null()) description["tables"] = std::move(tables);
+    if (!cabinets.is_null()) description["cabinets"] = std::move(cabinets);
     const mkstore::Store store = MakeStore(description, directory_.path(), options);
     PointEnvironmentTo(store.RegistryVariable(), store.DrivesVariable());
   }

@@ -391,37 +391,105 @@ TEST(AddressExports, ReadNumbersFromColumnsOfEveryKind) {
   EXPECT_EQ(session.Name(session.Group(group, 0)), (TextAnswer{RESULT_OK, "H"}));
 }
 
-// Mail and address sessions, opened in both orders and closed in every order by either function.
+// A session of either kind that goes to its database and to its files whenever it is used.
+class UsedSession {
+ public:
+  // `path` is that of its temporary file, without an extension: unnamed, those of all sessions are
+  // called the same.
+  UsedSession(bool isAddressSession, std::string path)
+      : isAddressSession_(isAddressSession), path_(std::move(path)) {
+    EXPECT_EQ((isAddressSession ? AD_Initialize : ML_Initialize)(&session_), RESULT_OK);
+    // Of two opens one is closed, so that the copy stays until Terminate.
+    HandleNode* closed = nullptr;
+    if (!isAddressSession_) return;
+    EXPECT_EQ(AD_OpenAddressBook(session_, nullptr, nullptr, &keptBook_), RESULT_OK);
+    EXPECT_EQ(AD_OpenAddressBook(session_, nullptr, nullptr, &closed), RESULT_OK);
+    EXPECT_EQ(AD_CloseAddressBook(session_, nullptr, nullptr, closed), RESULT_OK);
+  }
+
+  void Use() {
+    if (isAddressSession_) {
+      ReadBookAgain();
+    } else {
+      ReadMail();
+    }
+  }
+
+  void End(bool byMailFunction) {
+    EXPECT_EQ((byMailFunction ? ML_Terminate : AD_Terminate)(session_), RESULT_OK);
+    EXPECT_EQ(ReadFile(path_ + ".txt"), "") << "its temporary files go with it";
+  }
+
+ private:
+  void ReadBookAgain() {
+    std::int32_t count = 0;
+    EXPECT_EQ(AD_GetAddressCount(session_, keptBook_, &count), RESULT_OK);
+    EXPECT_EQ(count, 5);
+    EXPECT_EQ(AD_CloseAddressBook(session_, nullptr, nullptr, keptBook_), RESULT_OK);
+    EXPECT_EQ(AD_OpenAddressBook(session_, nullptr, nullptr, &keptBook_), RESULT_OK);
+    HandleNode* address = nullptr;
+    EXPECT_EQ(AD_GetAddress(session_, keptBook_, 4, &address), RESULT_OK);
+    EXPECT_EQ(AskText([&](ResultString* text) { return AD_GetName(session_, address, text); }),
+              (TextAnswer{RESULT_OK, "N-e"}));
+  }
+
+  void ReadMail() {
+    EXPECT_EQ(ReadFile(path_ + ".txt"), useCount_++ == 0 ? "" : TEXT) << "others end without it";
+    std::int32_t count = 0;
+    HandleNode* user = nullptr;
+    HandleNode* cabinet = nullptr;
+    HandleNode* folder = nullptr;
+    EXPECT_EQ(ML_GetUserCount(session_, &count), RESULT_OK);
+    EXPECT_EQ(ML_GetUser(session_, 0, &user), RESULT_OK);
+    EXPECT_EQ(ML_GetChildFolder(session_, user, 0, &cabinet), RESULT_OK);
+    EXPECT_EQ(ML_GetChildFolder(session_, cabinet, 0, &folder), RESULT_OK);
+    ASSERT_EQ(ML_OpenMailDataFile(session_, folder), RESULT_OK);
+    EXPECT_EQ(AskText([&](ResultString* t) { return ML_GetMailSubject(session_, folder, 0, t); }),
+              (TextAnswer{RESULT_OK, "Subject"}));
+    const std::u16string name(path_.begin(), path_.end());
+    EXPECT_EQ(ML_SetTempFileName(session_, name.c_str()), RESULT_OK);
+    EXPECT_EQ(AskText([&](ResultString* text) {
+                return ML_GetMailBodyPath(session_, folder, 0, 0, text);
+              }),
+              (TextAnswer{RESULT_OK, path_ + ".txt"}));
+    EXPECT_EQ(ReadFile(path_ + ".txt"), TEXT);
+    EXPECT_EQ(ML_CloseMailDataFile(session_, folder), RESULT_OK);
+  }
+
+  // As the plug-in writes it.
+  inline static const std::string TEXT{"text\0", 5};
+
+  bool isAddressSession_;
+  HandleNode* session_ = nullptr;
+  HandleNode* keptBook_ = nullptr;
+  std::string path_;
+  int useCount_ = 0;
+};
+
+// Two sessions of each kind, opened in both orders and closed in every order by either function.
 TEST(AddressExports, LiveSideBySideWithOtherSessions) {
-  const AddressBookStore store(SmallBook());
-  std::array<int, 4> order = {0, 1, 2, 3};
+  const json cabinets = json::parse(R"([{"number": 1, "name": "C", "folders": [
+      {"number": 1, "name": "F", "mails": [
+        {"kind": 22, "title": "Subject", "columns": {"TextData": "text"}}]}]}])");
+  const AddressBookStore store(SmallBook(), {}, nullptr, cabinets);
+  std::array<std::size_t, 4> order = {0, 1, 2, 3};
   int round = 0;
   do {
     const bool addressFirst = ++round % 2 == 0;
-    std::array<HandleNode*, 4> sessions{};
-    std::array<HandleNode*, 4> books{};
-    for (std::size_t i = 0; i < sessions.size(); ++i) {
-      const bool isAddressSession = (i % 2 == 0) == addressFirst;
-      ASSERT_EQ((isAddressSession ? AD_Initialize : ML_Initialize)(&sessions[i]), RESULT_OK);
-      if (!isAddressSession) continue;
-      ASSERT_EQ(AD_OpenAddressBook(sessions[i], nullptr, nullptr, &books[i]), RESULT_OK);
-      ASSERT_EQ(AD_OpenAddressBook(sessions[i], nullptr, nullptr, &books[i]), RESULT_OK);
+    const tests::TestDirectory directory;
+    std::vector<UsedSession> sessions;
+    for (int i = 0; i < 4; ++i) {
+      sessions.emplace_back((i % 2 == 0) == addressFirst, directory.path() / std::to_string(i));
     }
     for (std::size_t closed = 0; closed < order.size(); ++closed) {
-      for (std::size_t i = closed; i < order.size(); ++i) {
-        const auto place = static_cast<std::size_t>(order[i]);
-        std::int32_t count = 0;
-        if (books[place] != nullptr) {
-          EXPECT_EQ(AD_GetAddressCount(sessions[place], books[place], &count), RESULT_OK);
-          EXPECT_EQ(count, 5);
-        } else {
-          EXPECT_EQ(ML_GetUserCount(sessions[place], &count), RESULT_OK);
-        }
-      }
-      const auto place = static_cast<std::size_t>(order[closed]);
-      EXPECT_EQ((round % 3 == 0 ? ML_Terminate : AD_Terminate)(sessions[place]), RESULT_OK);
+      for (std::size_t i = closed; i < order.size(); ++i)
+        sessions[order[i]].Use();
+      sessions[order[closed]].End((round + static_cast<int>(closed)) % 3 == 0);
     }
   } while (std::ranges::next_permutation(order).found);
+  UsedSession last(true, "none");
+  last.Use();
+  last.End(true);
 }
 
 TEST(AddressExports, WalkGroupsAHundredThousandDeep) {
