@@ -18,13 +18,12 @@ MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_
 MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
   MailEntry& entry = FindMailEntry(store, folderIndex, mailIndex);
   const MailKindColumns& columns = LookupMailKind(entry.dataType);
-  auto query = store.database.OpenQuery(columns.queryName);
-  auto recordset = query->OpenRecordset();
+  auto recordset = store.OpenRowsOf(columns.queryName);
   if (!recordset->FindFirst("DataNo", entry.dataNo)) {
     FailInvalid("the stored query of kind " + std::to_string(entry.dataType) +
                 " has no row with DataNo " + std::to_string(entry.dataNo));
   }
-  return {entry, columns, std::move(query), std::move(recordset)};
+  return {entry, columns, std::move(recordset)};
 }
 
 void RefreshMailSize(MailRow& row) {

@@ -16,7 +16,6 @@ namespace nimport::mailstore {
 struct MailRow {
   MailEntry& entry;
   const MailKindColumns& columns;
-  std::unique_ptr<jet::QueryDefinition> query;
   std::unique_ptr<jet::Recordset> recordset;
 };
 

@@ -61,6 +61,12 @@ void MailStore::CloseMailList(std::int32_t folderIndex) {
   if (openFolder_ == folderIndex) openFolder_.reset();
 }
 
+std::unique_ptr<jet::Recordset> MailStore::OpenRowsOf(std::string_view queryName) {
+  std::unique_ptr<jet::QueryDefinition>& query = queries_[queryName];
+  if (!query) query = database.OpenQuery(queryName);
+  return query->OpenRecordset();
+}
+
 void MailStore::ReleaseCurrentMail() {
   currentMail.reset();
   currentParts.reset();

@@ -4,7 +4,10 @@
 #define NIMPORT_MAILSTORE_MAIL_STORE_H_
 
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "common/fixed_text.h"
@@ -48,6 +51,11 @@ class MailStore {
   [[nodiscard]] std::optional<std::int32_t> FindDataNo(std::int32_t folderIndex,
                                                        std::int32_t mailIndex) const;
 
+  // The rows of a stored query as they are now. The query itself is looked up once in a session and
+  // follows changes of the database. `queryName` must outlive the store. Throws
+  // jet::DatabaseError.
+  [[nodiscard]] std::unique_ptr<jet::Recordset> OpenRowsOf(std::string_view queryName);
+
   platform::Platform& platform;
   mime::MimeSession& mime;
   jet::Database& database;
@@ -66,6 +74,7 @@ class MailStore {
  private:
   void ReleaseCurrentMail();
 
+  std::map<std::string_view, std::unique_ptr<jet::QueryDefinition>> queries_;
   std::optional<FolderList> folderList_;
   // The folder whose mails are loaded. Closing a cabinet releases the current mail, not this
   // folder.
