@@ -61,14 +61,26 @@ Diagnostics::Diagnostics() : file_(std::tmpfile()) {
   if (file_ == nullptr) {
     throw std::system_error(errno, std::generic_category(), "cannot create a temporary file");
   }
-  const std::string target = "fd:" + std::to_string(fileno(file_.get()));
-  setenv("NIMPORT_DIAGNOSTICS", target.c_str(), 1);
+  SwitchOn();
   setenv("NIMPORT_SALVAGE", "1", 1);
 }
 
 Diagnostics::~Diagnostics() {
   unsetenv("NIMPORT_DIAGNOSTICS");
   unsetenv("NIMPORT_SALVAGE");
+}
+
+void Diagnostics::SwitchOn() const {
+  const std::string target = "fd:" + std::to_string(fileno(file_.get()));
+  setenv("NIMPORT_DIAGNOSTICS", target.c_str(), 1);
+}
+
+Diagnostics::Silence::Silence(const Diagnostics& diagnostics) : diagnostics_(diagnostics) {
+  unsetenv("NIMPORT_DIAGNOSTICS");
+}
+
+Diagnostics::Silence::~Silence() {
+  diagnostics_.SwitchOn();
 }
 
 std::string Diagnostics::TakeReason(std::string_view function, std::int32_t code) {

@@ -54,6 +54,19 @@ class Diagnostics {
   // that it comes across it.
   [[nodiscard]] std::vector<DiagnosticRecord> TakeLosses();
 
+  // While an object lives, the plug-in records nothing: for calls whose failure is an answer, since
+  // records take longer than many a call. Other threads must not call the plug-in meanwhile.
+  class Silence {
+   public:
+    explicit Silence(const Diagnostics& diagnostics);
+    ~Silence();
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+   private:
+    const Diagnostics& diagnostics_;
+  };
+
   // What is no failure and no loss but a user may want to know, since the last call.
   [[nodiscard]] std::vector<DiagnosticRecord> TakeNotes();
 
@@ -66,6 +79,9 @@ class Diagnostics {
   void Drain();
   [[nodiscard]] std::vector<DiagnosticRecord>& ListFor(const DiagnosticRecord& record);
   [[nodiscard]] std::string ReadAndEmptyFile();
+
+  // Asks the plug-in to record.
+  void SwitchOn() const;
 
   std::mutex mutex_;
   // Unlinked: a pipe would block the plug-in when nobody reads it.

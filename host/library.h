@@ -50,6 +50,13 @@ class Library {
     Check(function.name, function.address(arguments...));
   }
 
+  // Calls `function` and returns its code. Nothing is recorded of a failure.
+  template <typename Signature, typename... Arguments>
+  [[nodiscard]] ResultCode Try(const Function<Signature>& function, Arguments... arguments) const {
+    const Diagnostics::Silence silence(diagnostics_);
+    return function.address(arguments...);
+  }
+
   // Calls `function` with one more argument, through which it answers. Throws ResultError.
   template <typename Signature, typename... Arguments>
   [[nodiscard]] std::int32_t Number(const Function<Signature>& function,

@@ -79,6 +79,14 @@ ExtractedFile Mail::Body(std::int32_t body) const {
       library_->Text(library_->functions().ML_GetMailBodyPath, session_, folder_, position_, body));
 }
 
+ResultCode Mail::TryBody(std::int32_t body, ExtractedFile& file) const {
+  ResultText path(ENCODING_UTF16);
+  const ResultCode code = library_->Try(library_->functions().ML_GetMailBodyPath, session_, folder_,
+                                        position_, body, path.record());
+  if (code == RESULT_OK) file = TakeExtractedFile(path.ToUtf8());
+  return code;
+}
+
 std::int32_t Mail::AttachedCount() const {
   return library_->Number(library_->functions().ML_GetAttachedMailCount, session_, folder_,
                           position_);

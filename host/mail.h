@@ -42,6 +42,9 @@ class Mail {
   [[nodiscard]] std::string ContentType(std::int32_t body) const;
   [[nodiscard]] ExtractedFile Body(std::int32_t body) const;
 
+  // As Body, but returns the code of a failure in place of throwing, and sets `file` otherwise.
+  [[nodiscard]] ResultCode TryBody(std::int32_t body, ExtractedFile& file) const;
+
   [[nodiscard]] std::int32_t AttachedCount() const;
   [[nodiscard]] ExtractedFile Attached(std::int32_t attached) const;
 

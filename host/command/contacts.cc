@@ -98,15 +98,15 @@ std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer)
   return written;
 }
 
-std::int64_t WriteContactsFile(const host::Library& library,
-                               const std::filesystem::path& directory) {
+std::int64_t WriteContactsFile(const host::Library& library, const std::filesystem::path& path) {
   const host::AddressBook book(library);
   if (book.AddressCount() == 0) return 0;
-  NewFile file(directory / (std::string(".") + CONTACTS_FILE_NAME + ".tmp"));
+  const Directory directory(path);
+  NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
   VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
   const std::int64_t written = WriteContacts(book, writer);
   if (Interruption::IsRequested()) return 0;
-  file.PutInPlace(directory / CONTACTS_FILE_NAME, std::nullopt);
+  file.PutInPlace(directory, CONTACTS_FILE_NAME, std::nullopt);
   return written;
 }
 

@@ -135,9 +135,11 @@ std::string Encode(std::string_view bytes, GMimeContentEncoding encoding) {
 std::string ToCrLf(std::string_view text) {
   std::string out;
   out.reserve(text.size() + text.size() / 32);
-  for (const char character : text) {
-    if (character == '\n') out += '\r';
-    out += character;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    out.append(text.substr(0, end));
+    if (end < text.size()) out.append("\r\n");
+    text.remove_prefix(std::min(end + 1, text.size()));
   }
   return out;
 }

@@ -234,9 +234,10 @@ int RunExport(const host::Library& library, const Options& options) {
     account.Print(std::cout);
   }
   if (!account.abortReason.empty()) std::cerr << "nimport: " << account.abortReason << '\n';
-  NewFile file(options.targetDirectory / (std::string(".") + ACCOUNT_NAME + ".tmp"));
+  const Directory directory(options.targetDirectory);
+  NewFile file(directory, std::string(".") + ACCOUNT_NAME + ".tmp");
   file.Write(json);
-  file.PutInPlace(options.targetDirectory / ACCOUNT_NAME, std::nullopt);
+  file.PutInPlace(directory, ACCOUNT_NAME, std::nullopt);
   if (!account.abortReason.empty()) return EXIT_CANNOT_RUN;
   return account.IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

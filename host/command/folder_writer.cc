@@ -46,6 +46,11 @@ class PresentMails {
   std::map<std::string, fs::path> incomplete_;
 };
 
+const fs::path& Made(const fs::path& directory) {
+  fs::create_directories(directory);
+  return directory;
+}
+
 std::string NameOfMail(const std::string& key, bool isComplete) {
   return isComplete ? key : key + std::string(INCOMPLETE);
 }
@@ -53,11 +58,10 @@ std::string NameOfMail(const std::string& key, bool isComplete) {
 // "SECONDS.KEY.nimport:2,S" in cur: old mail counts as read.
 class MaildirWriter : public FolderWriter {
  public:
-  explicit MaildirWriter(const fs::path& path) : path_(path) {
-    for (const char* name : {"tmp", "new", "cur"})
-      fs::create_directories(path_ / name);
-    for (const char* name : {"new", "cur"})
-      FindMails(path_ / name);
+  explicit MaildirWriter(const fs::path& path)
+      : temporary_(Made(path / "tmp")), current_(Made(path / "cur")) {
+    FindMails(Made(path / "new"));
+    FindMails(current_.path());
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
@@ -65,9 +69,9 @@ class MaildirWriter : public FolderWriter {
     if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
     const std::string name = std::to_string(mail.instant.value_or(0)) + '.' +
                              NameOfMail(key, mail.isComplete) + ".nimport";
-    NewFile file(path_ / "tmp" / name);
+    NewFile file(temporary_, name);
     file.Write(mail.bytes);
-    file.PutInPlace(path_ / "cur" / (name + ":2,S"), mail.instant);
+    file.PutInPlace(current_, name + ":2,S", mail.instant);
     if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
     return Outcome::Written;
   }
@@ -83,7 +87,8 @@ class MaildirWriter : public FolderWriter {
     }
   }
 
-  fs::path path_;
+  Directory temporary_;
+  Directory current_;
   MailKeys keys_;
   PresentMails present_;
 };
@@ -91,9 +96,8 @@ class MaildirWriter : public FolderWriter {
 // "NNNNN subject.KEY.eml", with the beginning of the key.
 class EmlWriter : public FolderWriter {
  public:
-  explicit EmlWriter(const fs::path& path) : path_(path) {
-    fs::create_directories(path_);
-    for (const fs::directory_entry& entry : fs::directory_iterator(path_)) {
+  explicit EmlWriter(const fs::path& path) : directory_(Made(path)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
       if (entry.path().extension() == ENDING) FindMail(entry.path());
     }
   }
@@ -107,9 +111,9 @@ class EmlWriter : public FolderWriter {
     std::string name = number.data();
     if (!subject.empty()) name += ' ' + ToSafeName(subject);
     name += '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    NewFile file(path_ / ('.' + std::string(number.data()) + ".tmp"));
+    NewFile file(directory_, '.' + std::string(number.data()) + ".tmp");
     file.Write(mail.bytes);
-    file.PutInPlace(path_ / name, mail.instant);
+    file.PutInPlace(directory_, name, mail.instant);
     if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
     return Outcome::Written;
   }
@@ -127,7 +131,7 @@ class EmlWriter : public FolderWriter {
     if (dot != std::string::npos) present_.Add(std::string_view(stem).substr(dot + 1), path);
   }
 
-  fs::path path_;
+  Directory directory_;
   MailKeys keys_;
   PresentMails present_;
 };
@@ -144,8 +148,8 @@ std::string_view KeyInSeparator(std::string_view line) {
 // mboxrd. "From KEY@DOMAIN DATE" begins each mail; the key tells which one it is.
 class MboxWriter : public FolderWriter {
  public:
-  explicit MboxWriter(const fs::path& path) : path_(path) {
-    fs::create_directories(path_.parent_path());
+  explicit MboxWriter(const fs::path& path)
+      : directory_(Made(path.parent_path())), path_(path), name_(path.filename().string()) {
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
     for (std::string line; std::getline(file, line);) {
@@ -168,7 +172,7 @@ class MboxWriter : public FolderWriter {
 
   void Finish() override {
     if (!file_ && !isThere_) BeginFile();
-    if (file_) file_->PutInPlace(path_, std::nullopt);
+    if (file_) file_->PutInPlace(directory_, name_, std::nullopt);
     file_.reset();
     if (!replaced_.empty()) RemoveReplaced();
   }
@@ -176,13 +180,11 @@ class MboxWriter : public FolderWriter {
   [[nodiscard]] bool KeepsUnfinished() const override { return false; }
 
  private:
-  [[nodiscard]] fs::path TemporaryName() const {
-    return path_.parent_path() / ('.' + path_.filename().string() + ".tmp");
-  }
+  [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
 
   // What is there stays at the beginning, changed by mail readers or not.
   void BeginFile() {
-    file_.emplace(TemporaryName());
+    file_.emplace(directory_, TemporaryName());
     std::ifstream old(path_, std::ios::binary);
     std::array<char, 65536> buffer;
     while (old.read(buffer.data(), buffer.size()), old.gcount() > 0) {
@@ -192,7 +194,7 @@ class MboxWriter : public FolderWriter {
 
   // Takes the mails away that have come again with their files.
   void RemoveReplaced() const {
-    NewFile file(TemporaryName());
+    NewFile file(directory_, TemporaryName());
     std::ifstream old(path_, std::ios::binary);
     bool isKept = true;
     for (std::string line; std::getline(old, line);) {
@@ -201,7 +203,7 @@ class MboxWriter : public FolderWriter {
       }
       if (isKept) file.Write(line += '\n');
     }
-    file.PutInPlace(path_, std::nullopt);
+    file.PutInPlace(directory_, name_, std::nullopt);
   }
 
   // Puts '>' before every line that reads "From " behind any number of '>'.
@@ -217,7 +219,9 @@ class MboxWriter : public FolderWriter {
     }
   }
 
+  Directory directory_;
   fs::path path_;
+  std::string name_;
   bool isThere_ = false;
   MailKeys keys_;
   PresentMails present_;

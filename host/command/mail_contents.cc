@@ -1,6 +1,7 @@
 #include "host/command/mail_contents.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <utility>
 
@@ -17,21 +18,6 @@ using host::ResultError;
 constexpr std::string_view LINE_END = "\r\n";
 // What a body file holds when there is no text.
 constexpr std::string_view PLACEHOLDER{"DEFAULT\0", 8};
-
-// An answer of the plug-in or why there is none.
-struct Answer {
-  std::optional<std::string> bytes;
-  std::optional<ResultError> error;
-};
-
-template <typename Ask>
-Answer TryToGet(Ask ask) {
-  try {
-    return {.bytes = ask(), .error = std::nullopt};
-  } catch (const ResultError& error) {
-    return {.bytes = std::nullopt, .error = error};
-  }
-}
 
 MailContents Make(ContentsKind kind, std::string bytes) {
   MailContents contents;
@@ -84,49 +70,75 @@ MailContents FromTextBody(std::string_view text, std::string_view source) {
   return TextContents(text);
 }
 
-MailContents WithoutSource(const Answer& source, const Answer& body) {
-  // A forwarding mail without a forwarded text: its own text is there all the same.
-  if (!body.bytes) throw ResultError(*source.error);
-  std::string_view text = *body.bytes;
+// A forwarding mail without a forwarded text: its own text is there all the same.
+MailContents WithoutSource(const Mail& mail, const ResultError& error) {
+  ExtractedFile body;
+  if (mail.TryBody(0, body) != RESULT_OK) throw error;
+  std::string_view text = body.bytes;
   if (text == PLACEHOLDER) text = {};
   if (text.ends_with('\0')) text.remove_suffix(1);
   return TextContents(text);
 }
 
-MailContents WithoutBody(std::string source, const ResultError& error) {
+MailContents WithoutBody(std::string source, ResultCode code) {
   // Bodies of MIME mails, and only theirs, are not there before they are counted.
-  if (error.code() == RESULT_INVALID) return Make(ContentsKind::MimeMail, std::move(source));
+  if (code == RESULT_INVALID) return Make(ContentsKind::MimeMail, std::move(source));
   if (source.starts_with(LINE_END)) return TextContents(AfterHeaderBlock(source));
   return MailOrText(std::move(source));
 }
 
-// Whether a header block stands before the text. It is an empty line until the session is asked for
-// headers, and then holds what was asked for; other sources stay as they are.
-bool HasHeaderBlock(const std::string& source, const Mail& asked) {
-  return source.starts_with(LINE_END) && asked.Source() != source;
+// Whether `source` begins as a header block does that the plug-in composes. Of what was asked for,
+// the date stands first, in the form "Mon Sep 21 20:15:42 1998".
+bool MayBeComposed(std::string_view source) {
+  constexpr std::string_view DATE = "Date: ";
+  constexpr std::size_t DATE_BYTES = 24;
+  if (source.starts_with(DATE)) {
+    source.remove_prefix(DATE.size());
+    return source.size() > DATE_BYTES && source[3] == ' ' &&
+           source.substr(DATE_BYTES).starts_with(LINE_END);
+  }
+  constexpr std::array<std::string_view, 6> BEGINNINGS = {
+      LINE_END, "From: ", "Message-ID: ", "To: ", "Subject: ", "Content-Type: "};
+  return std::any_of(BEGINNINGS.begin(), BEGINNINGS.end(),
+                     [&](std::string_view beginning) { return source.starts_with(beginning); });
 }
 
 // What the first body says where the source leaves it open.
 MailContents FromBody(const Mail& mail, std::string source) {
-  const Answer body = TryToGet([&] { return mail.Body(0).bytes; });
-  if (!body.bytes) return WithoutBody(std::move(source), *body.error);
-  if (*body.bytes == PLACEHOLDER) return FromColumns(mail, source);
-  if (body.bytes->ends_with('\0')) {
-    return FromTextBody(std::string_view(*body.bytes).substr(0, body.bytes->size() - 1), source);
+  ExtractedFile body;
+  const ResultCode code = mail.TryBody(0, body);
+  if (code != RESULT_OK) return WithoutBody(std::move(source), code);
+  if (body.bytes == PLACEHOLDER) return FromColumns(mail, source);
+  if (body.bytes.ends_with('\0')) {
+    return FromTextBody(std::string_view(body.bytes).substr(0, body.bytes.size() - 1), source);
   }
   return MailOrText(std::move(source));
+}
+
+std::string SourceOf(const Mail& mail, std::optional<ResultError>& error) {
+  try {
+    return mail.Source();
+  } catch (const ResultError& failure) {
+    error = failure;
+    return {};
+  }
 }
 
 }  // namespace
 
 MailContents ReadContents(const Mail& fresh, const Mail& asked) {
-  Answer source = TryToGet([&] { return fresh.Source(); });
-  if (!source.bytes) {
-    return WithoutSource(source, TryToGet([&] { return asked.Body(0).bytes; }));
+  std::optional<ResultError> error;
+  std::string askedSource = SourceOf(asked, error);
+  if (error) return WithoutSource(asked, *error);
+  if (!MayBeComposed(askedSource)) {
+    if (askedSource.empty()) return TextContents({});
+    return FromBody(asked, std::move(askedSource));
   }
-  if (source.bytes->empty()) return TextContents({});
-  if (HasHeaderBlock(*source.bytes, asked)) return FromColumns(asked, *source.bytes);
-  return FromBody(asked, std::move(*source.bytes));
+  // A header block that the plug-in composes is an empty line until the session is asked for
+  // headers, and then holds what was asked for; other sources stay as they are.
+  std::string source = fresh.Source();
+  if (source.starts_with(LINE_END) && source != askedSource) return FromColumns(asked, source);
+  return FromBody(asked, std::move(source));
 }
 
 bool LooksLikeMail(std::string_view text) {
