@@ -1,5 +1,6 @@
 #include "platform/posix/native_paths.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -71,47 +72,77 @@ std::optional<std::string> NativePaths::FindDrive(char letter) const {
   return std::nullopt;
 }
 
-void NativePaths::Append(NativePath& path, const std::u16string& part) const {
+void NativePaths::Append(NativePath& path, const std::string& part) const {
   if (!path.name.empty()) path.directory = WithSlash(path.str());
-  path.name = text_.FromUtf16(part, CODE_PAGE_UTF8);
+  path.name = ToNativeName(part).value_or("");
 }
 
-void NativePaths::Descend(NativePath& path, const std::u16string& part) const {
+void NativePaths::Descend(NativePath& path, const std::string& part) const {
   Append(path, part);
   if (!path.exists || IsThere(path.str())) return;
-  std::optional<std::string> found = directories_.Find(path.directory, part);
+  std::optional<std::string> found =
+      directories_.Find(path.directory, text_.ToUtf16(part, CODE_PAGE_JAPANESE));
   path.exists = found.has_value();
   if (found) path.name = *std::move(found);
+}
+
+std::optional<std::string> NativePaths::FindStart(const WindowsPath& path) const {
+  if (path.start == PathStart::Root) return "/";
+  if (path.start == PathStart::Drive) {
+    std::optional<std::string> root = FindDrive(path.drive);
+    if (!root) return std::nullopt;
+    return WithSlash(*std::move(root));
+  }
+  std::string start = "./";
+  for (unsigned i = 0; i < path.levelsUp; ++i)
+    start += "../";
+  return start;
+}
+
+std::optional<std::string> NativePaths::ToNativeName(const std::string& part) const {
+  const bool isAscii = std::ranges::all_of(part, [](char c) { return (c & 0x80) == 0; });
+  if (isAscii) return part;
+  const std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+  if (!utf16) return std::nullopt;
+  return text_.FromUtf16(*utf16, CODE_PAGE_UTF8);
+}
+
+std::optional<NativePath> NativePaths::Spell(const WindowsPath& path) const {
+  std::optional<std::string> start = FindStart(path);
+  if (!start) return std::nullopt;
+  NativePath spelt{.directory = *std::move(start), .name = {}, .exists = false};
+  for (std::size_t i = 0; i < path.parts.size(); ++i) {
+    std::optional<std::string> name = ToNativeName(path.parts[i]);
+    if (!name) return std::nullopt;
+    if (i + 1 == path.parts.size()) {
+      spelt.name = *std::move(name);
+    } else {
+      spelt.directory.append(*name) += '/';
+    }
+  }
+  return spelt;
+}
+
+std::optional<std::string> NativePaths::SpellOnly(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  const std::optional<NativePath> spelt = parsed ? Spell(*parsed) : std::nullopt;
+  if (!spelt) return std::nullopt;
+  return spelt->str();
 }
 
 std::optional<NativePath> NativePaths::Resolve(std::string_view path, bool lastAsSpelt) const {
   const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
   if (!parsed) return std::nullopt;
-  NativePath result;
-  result.directory = "/";
-  if (parsed->start == PathStart::Drive) {
-    const std::optional<std::string> root = FindDrive(parsed->drive);
-    if (!root) return std::nullopt;
-    result.directory = WithSlash(*root);
-  } else if (parsed->start == PathStart::Relative) {
-    result.directory = "./";
-    for (unsigned i = 0; i < parsed->levelsUp; ++i)
-      result.directory += "../";
-  }
-  std::vector<std::u16string> parts;
-  for (const std::string& part : parsed->parts) {
-    std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
-    if (!utf16) return std::nullopt;
-    parts.push_back(*std::move(utf16));
-  }
   // Most paths are there as spelt, and one look tells.
-  NativePath spelt = result;
-  for (const std::u16string& part : parts)
-    Append(spelt, part);
-  spelt.exists = IsThere(spelt.str());
-  if (spelt.exists) return spelt;
+  std::optional<NativePath> spelt = Spell(*parsed);
+  if (!spelt) return std::nullopt;
+  spelt->exists = IsThere(spelt->str());
+  if (spelt->exists) return spelt;
 
+  NativePath result;
+  result.directory = FindStart(*parsed).value_or("/");
   result.exists = IsThere(result.directory);
+  const std::vector<std::string>& parts = parsed->parts;
   const std::size_t searched = lastAsSpelt && !parts.empty() ? parts.size() - 1 : parts.size();
   for (std::size_t i = 0; i < searched; ++i)
     Descend(result, parts[i]);

@@ -8,6 +8,7 @@
 #include "common/text_converter.h"
 #include "platform/posix/directory_index.h"
 #include "platform/posix/settings.h"
+#include "platform/windows_path.h"
 
 namespace nimport::platform::posix {
 
@@ -34,6 +35,9 @@ class NativePaths {
   // As Find, but the last part is taken as spelt: for a file that is about to be written.
   [[nodiscard]] std::optional<NativePath> FindParent(std::string_view path) const;
 
+  // The path as spelt, whether or not something is there.
+  [[nodiscard]] std::optional<std::string> SpellOnly(std::string_view path) const;
+
   // The Windows form of an existing directory, without a trailing '\'. Empty when no drive leads
   // there, or its name does not exist in code page 932.
   [[nodiscard]] std::optional<std::string> ToWindows(const std::string& nativeDirectory) const;
@@ -41,9 +45,14 @@ class NativePaths {
  private:
   [[nodiscard]] std::optional<NativePath> Resolve(std::string_view path, bool lastAsSpelt) const;
   [[nodiscard]] std::optional<std::string> FindDrive(char letter) const;
+  // The directory that a path begins in, with '/' behind it.
+  [[nodiscard]] std::optional<std::string> FindStart(const WindowsPath& path) const;
+  // Empty where the part is not code page 932.
+  [[nodiscard]] std::optional<std::string> ToNativeName(const std::string& part) const;
+  [[nodiscard]] std::optional<NativePath> Spell(const WindowsPath& path) const;
   // Goes one part down: as spelt, or to what is there.
-  void Append(NativePath& path, const std::u16string& part) const;
-  void Descend(NativePath& path, const std::u16string& part) const;
+  void Append(NativePath& path, const std::string& part) const;
+  void Descend(NativePath& path, const std::string& part) const;
   [[nodiscard]] std::optional<std::string> ToWindowsOnDrive(const std::string& nativeDirectory,
                                                             char letter) const;
 

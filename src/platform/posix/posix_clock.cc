@@ -1,27 +1,47 @@
 #include "platform/posix/posix_clock.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include <time.h>
 
 namespace nimport::platform::posix {
 namespace {
 
-constexpr time_t SECONDS_PER_MONTH = 30 * 24 * 60 * 60;
+constexpr time_t SECONDS_PER_HOUR = 60 * 60;
+constexpr time_t SECONDS_PER_MONTH = 30 * 24 * SECONDS_PER_HOUR;
 constexpr int MONTHS_PER_YEAR = 12;
 constexpr int BASE_YEAR = 1900;  // of tm_year
 
 // Far beyond any result in range, and far from the limits of tm's fields.
 constexpr int MAX_YEAR = 10'000'000;
 
-}  // namespace
+// What tells one zone from another, and one hour from the next: rules change as time goes on.
+struct ZoneState {
+  std::string setting;
+  long offsetSeconds = 0;
+  int hasDaylightSaving = 0;
+  time_t hour = 0;
 
-int PosixClock::ZoneBiasMinutes() const {
-  tzset();
+  friend bool operator==(const ZoneState&, const ZoneState&) = default;
+};
+
+// The zone that tzset found last, by whoever called it.
+ZoneState CurrentZone(time_t now) {
+  const char* setting = std::getenv("TZ");
+  return {.setting = setting == nullptr ? "" : setting,
+          .offsetSeconds = timezone,
+          .hasDaylightSaving = daylight,
+          .hour = now / SECONDS_PER_HOUR};
+}
+
+int FindBiasMinutes(time_t now) {
   // Standard time is what clocks show when they are not put forward, so the least offset of the
   // year. tm_isdst does not tell: Ireland's winter time counts as its daylight saving.
-  const time_t now = time(nullptr);
   long offsetSeconds = std::numeric_limits<long>::max();
   for (int month = 0; month < MONTHS_PER_YEAR; ++month) {
     const time_t moment = now + month * SECONDS_PER_MONTH;
@@ -30,6 +50,20 @@ int PosixClock::ZoneBiasMinutes() const {
     offsetSeconds = std::min(offsetSeconds, local.tm_gmtoff);
   }
   return static_cast<int>(-offsetSeconds / 60);
+}
+
+}  // namespace
+
+int PosixClock::ZoneBiasMinutes() const {
+  const time_t now = time(nullptr);
+  // Every date asks, and going through a year is the greater part of a date's cost. The conversion
+  // of a date looks at the system's zone itself, so that a change of it shows here.
+  thread_local std::optional<std::pair<ZoneState, int>> known;
+  if (!known || known->first != CurrentZone(now)) {
+    tzset();
+    known.emplace(CurrentZone(now), FindBiasMinutes(now));
+  }
+  return known->second;
 }
 
 std::optional<std::int32_t> PosixClock::ToSeconds(const LocalTime& time) const {

@@ -18,6 +18,10 @@ bool PosixFileSystem::Exists(std::string_view path) const {
 }
 
 std::optional<std::uint64_t> PosixFileSystem::FindChangeStamp(std::string_view path) const {
+  // A file that is there as spelt, as most are, is found with one look.
+  const std::optional<std::string> spelt = paths_.SpellOnly(path);
+  if (!spelt) return std::nullopt;
+  if (const std::optional<std::uint64_t> stamp = FindNativeChangeStamp(*spelt)) return stamp;
   const std::optional<NativePath> native = paths_.Find(path);
   if (!native || !native->exists) return std::nullopt;
   return FindNativeChangeStamp(native->str());
