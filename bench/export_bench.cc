@@ -1,57 +1,15 @@
 // The exports on one store, per mail. The store is the one that the environment of the library
 // names (NIMPORT_REGISTRY, NIMPORT_DRIVES).
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "nimport/nimport.h"
+#include "open_store.h"
 
 namespace {
 
-void Require(ResultCode code, const char* call) {
-  if (code == RESULT_OK) return;
-  std::fprintf(stderr, "%s answered %d\n", call, static_cast<int>(code));
-  std::exit(2);
-}
-
-// A session with its biggest folder open.
-struct OpenStore {
-  HandleNode* session = nullptr;
-  HandleNode* folder = nullptr;
-  std::int32_t mails = 0;
-
-  OpenStore() {
-    std::int32_t users = 0;
-    HandleNode* user = nullptr;
-    Require(ML_Initialize(&session), "ML_Initialize");
-    Require(ML_GetUserCount(session, &users), "ML_GetUserCount");
-    Require(ML_GetUser(session, 0, &user), "ML_GetUser");
-    HandleNode* cabinet = nullptr;
-    for (std::int32_t i = 0; ML_GetChildFolder(session, user, i, &cabinet) == RESULT_OK; ++i) {
-      Visit(cabinet);
-    }
-    Require(ML_OpenMailDataFile(session, folder), "ML_OpenMailDataFile");
-  }
-
-  ~OpenStore() { ML_Terminate(session); }
-
- private:
-  void Visit(HandleNode* cabinet) {
-    HandleNode* child = nullptr;
-    for (std::int32_t i = 0; ML_GetChildFolder(session, cabinet, i, &child) == RESULT_OK; ++i) {
-      std::int32_t count = 0;
-      Require(ML_OpenMailDataFile(session, child), "ML_OpenMailDataFile");
-      Require(ML_GetMailCount(session, child, &count), "ML_GetMailCount");
-      Require(ML_CloseMailDataFile(session, child), "ML_CloseMailDataFile");
-      if (count <= mails && folder != nullptr) continue;
-      mails = count;
-      folder = child;
-    }
-  }
-};
+using nimport::bench::OpenStore;
 
 // Asks `get(session, folder, mail, text)` of one mail after the other, as a host that imports a
 // folder does.

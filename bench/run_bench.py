@@ -49,13 +49,15 @@ def benchmark(program, env):
     return results
 
 
-def make_store(build, work, form, mails, mime_percent=30, folders=None):
+def make_store(build, work, form, mails, mime_percent=30, folders=None, attachment_bytes=None):
     description = json.loads((ROOT / "samples/scale.json").read_text())
     description["template"]["mimePercent"] = mime_percent
     if folders is not None:
         description["template"]["cabinets"] = 1
         description["template"]["folders"] = folders
-    name = f"{form}-{mails}-{folders}"
+    if attachment_bytes is not None:
+        description["template"]["attachmentBytes"] = attachment_bytes
+    name = f"{form}-{mails}-{mime_percent}-{folders}-{attachment_bytes}"
     source = work / f"{name}.json"
     source.write_text(json.dumps(description))
     store = work / name
@@ -141,6 +143,53 @@ def growth(build, work, sizes):
     print()
 
 
+MIME_EXPORTS = {
+    "Subject": "ML_GetMailSubject", "From": "ML_GetMailFrom", "To": "ML_GetMailTo",
+    "MessageID": "ML_GetMailMessageID", "ContentType": "ML_GetMailContentType", "Date": "ML_GetMailDate",
+    "BodyCount": "ML_GetMailBodyCount", "AttachedCount": "ML_GetAttachedMailCount",
+    "Source": "ML_GetMailSource", "BodyPath": "ML_GetMailBodyPath", "AttachedPath": "ML_GetAttachedMailPath",
+}
+HEADER_EXPORTS = ("Subject", "From", "To", "MessageID", "ContentType", "Date")
+
+
+def mime_mails(build, work, sizes):
+    files = {"5 KiB": 3_000, "1 MiB attached": 1 << 20}
+    results = {}
+    for name, attachment_bytes in files.items():
+        env = environment(make_store(build, work, "jet3", 64, 100, 1, attachment_bytes))
+        results[name] = benchmark(build / "bin/mime_bench", env)
+    print("## MIME mails: one call, beside a bare GMime parse of the same file\n")
+    print("Again: the second and later questions about a mail. First: every mail asked once.\n")
+    heads = "".join(f" {name}: again | ratio | first | ratio |" for name in files)
+    print(f"| call |{heads} wanted again |")
+    print("|---|" + "---|" * (4 * len(files) + 1))
+    for key, what in {"ParseFile": "GMime: parse the file", "ParseMemory": "GMime: parse it in memory"}.items():
+        cells = ""
+        for name in files:
+            time = results[name][key]
+            cells += f" {time * 1e6:.1f} µs | {time / results[name]['ParseFile']:.2f} | | |"
+        print(f"| {what} |{cells} |")
+    for key, call in MIME_EXPORTS.items():
+        cells = ""
+        for name in files:
+            parse = results[name]["ParseFile"]
+            for kind in ("Again", "First"):
+                time = results[name][f"{kind}/{key}"]
+                cells += f" {time * 1e6:.2f} µs | {time / parse:.2f} |"
+        print(f"| {call} |{cells} {'at most 0.1' if key in HEADER_EXPORTS else ''} |")
+    print("\n## MIME mails: every mail asked once, as the folder grows\n")
+    for mails in sizes:
+        env = environment(make_store(build, work, "jet3", mails, 100, 1))
+        results[mails] = benchmark(build / "bin/mime_bench", env)
+    print("| call |" + "".join(f" {mails:,} mails |" for mails in sizes) + " ratio | wanted |")
+    print("|---|" + "---|" * (len(sizes) + 2))
+    for key, call in MIME_EXPORTS.items():
+        times = [results[mails][f"First/{key}"] for mails in sizes]
+        cells = "".join(f" {time * 1e6:.2f} µs |" for time in times)
+        print(f"| {call} |{cells} {times[-1] / times[0]:.2f} | at most 1.2 |")
+    print()
+
+
 def address_books(build, work, addresses):
     print(f"## Address book of {addresses:,} addresses in 1,000 groups five levels deep\n")
     print("| store | addresses of a group | open | scan of the table, all columns | ratio | wanted |"
@@ -172,7 +221,7 @@ def main():
     parser.add_argument("--work", type=Path, required=True, help="directory for the stores")
     parser.add_argument("--mails", type=int, default=200_000)
     parser.add_argument("--addresses", type=int, default=100_000)
-    parser.add_argument("--only", choices=["scans", "growth", "addresses"], help="one table alone")
+    parser.add_argument("--only", choices=["scans", "growth", "mime", "addresses"], help="one table alone")
     arguments = parser.parse_args()
     arguments.work.mkdir(parents=True, exist_ok=True)
     print("# Benchmarks\n")
@@ -181,6 +230,7 @@ def main():
     tables = {
         "scans": lambda: scans(build, work, arguments.mails),
         "growth": lambda: growth(build, work, [1_000, 100_000]),
+        "mime": lambda: mime_mails(build, work, [1_000, 100_000]),
         "addresses": lambda: address_books(build, work, arguments.addresses),
     }
     for name, table in tables.items():
