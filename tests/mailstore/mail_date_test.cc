@@ -211,6 +211,63 @@ TEST(ParseMailDate, DependsOnTheMachinesZone) {
   }
 }
 
+constexpr const char* ZONES[] = {"Asia/Tokyo", "UTC", "America/New_York", "Australia/Lord_Howe"};
+
+// In January. Lord Howe Island has its half hour of daylight saving then, which a zone in the text
+// does not know of.
+TEST(ParseMailDate, NamesOneInstantInEveryZone) {
+  constexpr std::int32_t MIDNIGHT = 884649600;  // 1998-01-13 00:00:00 UTC
+  struct Case {
+    const char* text;
+    std::int32_t wanted[4];
+  };
+  constexpr std::int32_t LORD_HOWE = INSTANT - HOUR / 2;
+  constexpr std::int32_t TEN_O_CLOCK = MIDNIGHT + 10 * HOUR;
+  const Case cases[] = {
+      {"Tue, 13 Jan 1998 10:00:00 +0900", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
+      {"13 Jan 98 10:00 JST", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
+      {"Tue, 13 Jan 1998 01:00:00 GMT", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
+      {"Tue, 13 Jan 1998 10:00:00",
+       {INSTANT, TEN_O_CLOCK, TEN_O_CLOCK + 5 * HOUR, TEN_O_CLOCK - 11 * HOUR}},
+      {"Tue Jan 13 10:00:00 1998",
+       {INSTANT, TEN_O_CLOCK, TEN_O_CLOCK + 5 * HOUR, TEN_O_CLOCK - 11 * HOUR}},
+  };
+  for (std::size_t zone = 0; zone < 4; ++zone) {
+    const MachineIn machine(ZONES[zone]);
+    for (const Case& c : cases)
+      EXPECT_EQ(TimeOf(c.text, machine.clock()), c.wanted[zone]) << c.text << ZONES[zone];
+  }
+}
+
+TEST(ParseMailDate, HasTheSameEdgesInEveryZone) {
+  const char* const refused[] = {"Mon, 1 Jan 2037 00:00:00 GMT",
+                                 "1 Jan 69 10:00 GMT",
+                                 "32 Jan 1998 10:00",
+                                 "13 13 1998 10:00",
+                                 "13 Jan 1998 24:00",
+                                 "    ",
+                                 "Monday"};
+  const std::pair<const char*, const char*> same[] = {
+      {"13 Jan 1998 10:00 UTC", "13 Jan 1998 10:00 GMT"},
+      {"13 Jan 1998 10:00 est", "13 Jan 1998 10:00 EST"},
+      {"13 Jan 1998 10:00 Z", "13 Jan 1998 10:00 GMT"},
+      {"13 Jan 1998 10:00 -0500", "13 Jan 1998 10:00 EST"},
+      {"13 Jan 1998 10:00 +900", "13 Jan 1998 10:00 +0900"},
+      {"13 Jan 1998 10:00 +090", "13 Jan 1998 10:00 +0900"},
+      {"13 Jan 1998 10:00 A", "13 Jan 1998 11:00 GMT"},
+  };
+  for (const char* zone : ZONES) {
+    const MachineIn machine(zone);
+    for (const char* text : refused)
+      EXPECT_EQ(ParseMailDate(text, machine.clock()), std::nullopt) << text << zone;
+    for (const auto& [text, other] : same) {
+      ASSERT_TRUE(ParseMailDate(text, machine.clock())) << text << zone;
+      EXPECT_EQ(ParseMailDate(text, machine.clock()), ParseMailDate(other, machine.clock()))
+          << text << zone;
+    }
+  }
+}
+
 TEST(ZoneBias, IsUndoneForEveryValue) {
   const MachineIn newYork("America/New_York");
   EXPECT_EQ(AddZoneBias(0, newYork.clock()), 18000);
