@@ -66,6 +66,9 @@ class TemporaryNames {
   // Makes `path` the last one used, without a second entry where it has been used before.
   void RegisterTempName(std::string path);
 
+  // As it was given.
+  [[nodiscard]] const std::string& tempDir() const { return tempDir_; }
+
   // Every path handed out so far, once each, in the order of last use.
   [[nodiscard]] const std::list<std::string>& tempFiles() const { return tempFiles_; }
 

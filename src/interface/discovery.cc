@@ -87,12 +87,12 @@ void CheckInstallation(platform::Platform& platform) {
 
 void EnsureTempDir(MailerContext& context) {
   if (context.temporaryNames) return;
-  const std::optional<std::string> directory = context.platform.files().AcquireTemporaryDirectory();
+  const std::optional<std::string> directory = context.platform.files().MakeTemporaryDirectory();
   if (!directory) FailInvalid("no directory for temporary files");
   try {
     context.temporaryNames.emplace(*directory);
   } catch (...) {
-    context.platform.files().ReleaseTemporaryDirectory();
+    context.platform.files().RemoveTemporaryDirectory(*directory);
     throw;
   }
 }

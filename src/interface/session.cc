@@ -50,8 +50,8 @@ std::unique_ptr<MailerContext> OpenSession(SessionMode mode) {
 void CloseSession(MailerContext& context) noexcept {
   if (context.temporaryNames) {
     extraction::RemoveTemporaryFiles(*context.temporaryNames, context.platform.files());
+    context.platform.files().RemoveTemporaryDirectory(context.temporaryNames->tempDir());
     context.temporaryNames.reset();
-    context.platform.files().ReleaseTemporaryDirectory();
   }
   context.mailStore.reset();
   context.database.reset();

@@ -55,11 +55,11 @@ class FileSystem {
   // Removes a file if it is there. Never fails.
   virtual void Remove(std::string_view path) noexcept = 0;
 
-  // A directory for temporary files that belongs to this process alone, in Windows form and without
-  // a trailing '\'. Made at the first call; removed with its contents when the process ends or the
-  // last session lets go of it (ReleaseTemporaryDirectory). Empty when none can be had.
-  [[nodiscard]] virtual std::optional<std::string> AcquireTemporaryDirectory() = 0;
-  virtual void ReleaseTemporaryDirectory() noexcept = 0;
+  // A new directory for one session's temporary files, in Windows form and without a trailing '\'.
+  // Nobody else can foresee its name or look into it. It goes, with what it contains, through
+  // RemoveTemporaryDirectory or when the process ends. Empty when none can be had.
+  [[nodiscard]] virtual std::optional<std::string> MakeTemporaryDirectory() = 0;
+  virtual void RemoveTemporaryDirectory(std::string_view path) noexcept = 0;
 
   // The text at "\StringFileInfo\041104b0\FileVersion" of an executable's version resource, in code
   // page 932. Empty when the file cannot be read or has no such text.

@@ -80,12 +80,14 @@ class FaultyFileSystem final : public platform::FileSystem {
     if (!faults.Fails(FileOperation::Remove)) files_.Remove(path);
   }
 
-  [[nodiscard]] std::optional<std::string> AcquireTemporaryDirectory() override {
+  [[nodiscard]] std::optional<std::string> MakeTemporaryDirectory() override {
     if (faults.Fails(FileOperation::Temporary)) return std::nullopt;
-    return files_.AcquireTemporaryDirectory();
+    return files_.MakeTemporaryDirectory();
   }
 
-  void ReleaseTemporaryDirectory() noexcept override { files_.ReleaseTemporaryDirectory(); }
+  void RemoveTemporaryDirectory(std::string_view path) noexcept override {
+    files_.RemoveTemporaryDirectory(path);
+  }
 
   [[nodiscard]] std::optional<std::string> ReadFileVersion(std::string_view path) const override {
     return files_.ReadFileVersion(path);

@@ -51,12 +51,12 @@ void PosixFileSystem::Remove(std::string_view path) noexcept {
   }
 }
 
-std::optional<std::string> PosixFileSystem::AcquireTemporaryDirectory() {
-  return temporaryDirectory_.Acquire();
+std::optional<std::string> PosixFileSystem::MakeTemporaryDirectory() {
+  return temporaryDirectories_.Make();
 }
 
-void PosixFileSystem::ReleaseTemporaryDirectory() noexcept {
-  temporaryDirectory_.Release();
+void PosixFileSystem::RemoveTemporaryDirectory(std::string_view path) noexcept {
+  temporaryDirectories_.Remove(path);
 }
 
 std::optional<std::string> PosixFileSystem::ReadFileVersion(std::string_view path) const {

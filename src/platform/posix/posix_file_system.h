@@ -5,7 +5,7 @@
 #include "platform/file_system.h"
 #include "platform/posix/native_paths.h"
 #include "platform/posix/settings.h"
-#include "platform/posix/temporary_directory.h"
+#include "platform/posix/temporary_directories.h"
 
 namespace nimport::platform::posix {
 
@@ -13,7 +13,7 @@ class PosixFileSystem final : public FileSystem {
  public:
   // `text` must outlive this object.
   PosixFileSystem(const Settings& settings, const TextConverter& text)
-      : text_(text), paths_(settings, text), temporaryDirectory_(settings, paths_) {}
+      : text_(text), paths_(settings, text), temporaryDirectories_(settings, paths_) {}
 
   [[nodiscard]] bool Exists(std::string_view path) const override;
   [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override;
@@ -21,15 +21,15 @@ class PosixFileSystem final : public FileSystem {
       std::string_view path) const override;
   [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
   void Remove(std::string_view path) noexcept override;
-  [[nodiscard]] std::optional<std::string> AcquireTemporaryDirectory() override;
-  void ReleaseTemporaryDirectory() noexcept override;
+  [[nodiscard]] std::optional<std::string> MakeTemporaryDirectory() override;
+  void RemoveTemporaryDirectory(std::string_view path) noexcept override;
   [[nodiscard]] std::optional<std::string> ReadFileVersion(std::string_view path) const override;
   [[nodiscard]] std::string NativeName(std::string_view path) const override;
 
  private:
   const TextConverter& text_;
   NativePaths paths_;
-  TemporaryDirectory temporaryDirectory_;
+  TemporaryDirectories temporaryDirectories_;
 };
 
 }  // namespace nimport::platform::posix

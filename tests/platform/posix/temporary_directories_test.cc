@@ -1,4 +1,4 @@
-#include "platform/posix/temporary_directory.h"
+#include "platform/posix/temporary_directories.h"
 
 #include <filesystem>
 
@@ -15,9 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class TemporaryDirectoryTest : public testing::Test {
+class TemporaryDirectoriesTest : public testing::Test {
  protected:
-  TemporaryDirectoryTest() { platform_->settings["TMPDIR"] = directory_.str() + "/tmp"; }
+  TemporaryDirectoriesTest() { platform_->settings["TMPDIR"] = directory_.str() + "/tmp"; }
   void SetUp() override { fs::create_directory(directory_.path() / "tmp"); }
 
   FileSystem& files() { return platform_->system().files(); }
@@ -29,16 +29,16 @@ class TemporaryDirectoryTest : public testing::Test {
   std::unique_ptr<tests::FakePlatform> platform_ = std::make_unique<tests::FakePlatform>();
 };
 
-TEST_F(TemporaryDirectoryTest, IsPrivateSharedAndGoesWithItsLastHolder) {
-  const auto path = files().AcquireTemporaryDirectory();
-  ASSERT_TRUE(path);
+TEST_F(TemporaryDirectoriesTest, ArePrivateAndGoWithWhatTheyContain) {
+  const auto path = files().MakeTemporaryDirectory();
+  const auto other = files().MakeTemporaryDirectory();
+  ASSERT_TRUE(path && other);
+  EXPECT_NE(path, other);
   EXPECT_TRUE(path->starts_with("Z:\\")) << *path;
   EXPECT_FALSE(path->ends_with('\\')) << *path;
   struct stat status {};
   ASSERT_EQ(stat(files().NativeName(*path).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0700u);
-  EXPECT_EQ(files().AcquireTemporaryDirectory(), path);
-  EXPECT_EQ(Count(), 1);
 
   // What lies in it goes, what it points to stays.
   directory_.Write("outside/keep", "x");
@@ -46,29 +46,27 @@ TEST_F(TemporaryDirectoryTest, IsPrivateSharedAndGoesWithItsLastHolder) {
   files().OpenForWriting(*path + "\\a.TMP")->Close();
   fs::create_directories(native / "deep/er");
   fs::create_directory_symlink(directory_.path() / "outside", native / "deep/link");
-  files().ReleaseTemporaryDirectory();
-  EXPECT_TRUE(fs::exists(native));
-  files().ReleaseTemporaryDirectory();
-  EXPECT_EQ(Count(), 0);
+  files().RemoveTemporaryDirectory(*path);
+  EXPECT_FALSE(fs::exists(native));
   EXPECT_EQ(directory_.Read("outside/keep"), "x");
-  files().ReleaseTemporaryDirectory();  // one too many
-
-  const auto next = files().AcquireTemporaryDirectory();
-  EXPECT_NE(next, path);
+  // Only what was made here is removed.
+  files().RemoveTemporaryDirectory(*path);
+  files().RemoveTemporaryDirectory("Z:" + directory_.str());
+  EXPECT_EQ(directory_.Read("outside/keep"), "x");
   EXPECT_EQ(Count(), 1);
-  platform_.reset();  // the process ends with the directory held
+  platform_.reset();  // the process ends with a directory left
   EXPECT_EQ(Count(), 0);
 }
 
-TEST_F(TemporaryDirectoryTest, AForkedChildGetsItsOwn) {
-  const auto path = files().AcquireTemporaryDirectory();
+TEST_F(TemporaryDirectoriesTest, AForkedChildLeavesItsParentsAlone) {
+  const auto path = files().MakeTemporaryDirectory();
   ASSERT_TRUE(path);
   const pid_t child = fork();
   if (child == 0) {
-    const auto own = files().AcquireTemporaryDirectory();
+    const auto own = files().MakeTemporaryDirectory();
     const bool isOwn = own && own != path && Count() == 2;
-    files().ReleaseTemporaryDirectory();
-    files().ReleaseTemporaryDirectory();
+    files().RemoveTemporaryDirectory(*own);
+    files().RemoveTemporaryDirectory(*path);
     _exit(isOwn ? 0 : 1);
   }
   int status = -1;
@@ -78,31 +76,31 @@ TEST_F(TemporaryDirectoryTest, AForkedChildGetsItsOwn) {
   EXPECT_EQ(Count(), 1);
 }
 
-TEST_F(TemporaryDirectoryTest, LiesWhereADriveLeads) {
+TEST_F(TemporaryDirectoriesTest, LiesWhereADriveLeads) {
   fs::create_directory(directory_.path() / "z");
   platform_->settings["NIMPORT_DRIVES"] =
       "Z=" + directory_.str() + "/z;T=" + directory_.str() + "/tmp";
-  const auto path = files().AcquireTemporaryDirectory();
+  const auto path = files().MakeTemporaryDirectory();
   ASSERT_TRUE(path);
   EXPECT_TRUE(path->starts_with("T:\\nimport-")) << *path;
-  files().ReleaseTemporaryDirectory();
+  files().RemoveTemporaryDirectory(*path);
   // No drive leads to it.
   platform_->settings["NIMPORT_DRIVES"] = "Z=" + directory_.str() + "/z";
-  EXPECT_EQ(files().AcquireTemporaryDirectory(), std::nullopt);
+  EXPECT_EQ(files().MakeTemporaryDirectory(), std::nullopt);
   EXPECT_EQ(Count(), 0);
 }
 
-TEST_F(TemporaryDirectoryTest, FailsWhereNoneCanBe) {
+TEST_F(TemporaryDirectoriesTest, FailsWhereNoneCanBe) {
   for (const char* name : {"missing", "tmp/caf\u00E9", "tmp/a:b", "tmp/a\\b", "tmp/aux"}) {
     platform_->settings["TMPDIR"] = directory_.str() + "/" + name;
     if (std::string_view(name) != "missing") fs::create_directory(directory_.path() / name);
-    EXPECT_EQ(files().AcquireTemporaryDirectory(), std::nullopt) << name;
+    EXPECT_EQ(files().MakeTemporaryDirectory(), std::nullopt) << name;
   }
   EXPECT_EQ(Count(), 4);
   EXPECT_TRUE(fs::is_empty(directory_.path() / "tmp/a:b"));
   platform_->settings["TMPDIR"] = directory_.str() + "/tmp/\u8868";  // second byte '\'
   fs::create_directory(directory_.path() / "tmp/\u8868");
-  const auto path = files().AcquireTemporaryDirectory();
+  const auto path = files().MakeTemporaryDirectory();
   ASSERT_TRUE(path);
   EXPECT_NE(path->find("\\\x95\x5C\\nimport-"), std::string::npos) << *path;
 }

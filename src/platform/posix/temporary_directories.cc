@@ -1,5 +1,6 @@
-#include "platform/posix/temporary_directory.h"
+#include "platform/posix/temporary_directories.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -48,55 +49,43 @@ bool IsDirectory(const std::string& path, dev_t device, ino_t inode) {
 
 }  // namespace
 
-std::optional<TemporaryDirectory::Made> TemporaryDirectory::Make() const {
-  Made made;
-  made.nativePath = settings_("TMPDIR").value_or("/tmp") + "/nimport-XXXXXX";
+std::optional<std::string> TemporaryDirectories::Make() {
+  const std::lock_guard lock(mutex_);
+  std::string path = settings_("TMPDIR").value_or("/tmp") + "/nimport-XXXXXX";
   // Mode 0700, and a name that nobody can foresee.
-  if (mkdtemp(made.nativePath.data()) == nullptr) return std::nullopt;
+  if (mkdtemp(path.data()) == nullptr) return std::nullopt;
+  // Goes again when anything below fails.
+  std::unique_ptr<const char, int (*)(const char*)> unfinished(path.c_str(), rmdir);
   struct stat status {};
-  std::optional<std::string> windowsPath = paths_.ToWindows(made.nativePath);
-  if (!windowsPath || lstat(made.nativePath.c_str(), &status) != 0) {
-    rmdir(made.nativePath.c_str());
-    return std::nullopt;
-  }
-  made.windowsPath = *std::move(windowsPath);
-  made.device = status.st_dev;
-  made.inode = status.st_ino;
-  made.owner = getpid();
-  return made;
+  std::optional<std::string> windowsPath = paths_.ToWindows(path);
+  if (!windowsPath || lstat(path.c_str(), &status) != 0) return std::nullopt;
+  made_.push_back({.nativePath = path,
+                   .windowsPath = *windowsPath,
+                   .device = status.st_dev,
+                   .inode = status.st_ino,
+                   .owner = getpid()});
+  static_cast<void>(unfinished.release());
+  return windowsPath;
 }
 
-std::optional<std::string> TemporaryDirectory::Acquire() {
+void TemporaryDirectories::Remove(std::string_view windowsPath) noexcept {
   const std::lock_guard lock(mutex_);
-  // A cleaner may have taken the directory away while it stood empty.
-  const bool isUsable = made_ && made_->owner == getpid() &&
-                        IsDirectory(made_->nativePath, made_->device, made_->inode);
-  if (!isUsable) {
-    std::optional<Made> fresh = Make();
-    if (!fresh) return std::nullopt;
-    made_ = std::move(fresh);
-  }
-  ++holders_;
-  return made_->windowsPath;
+  const auto made = std::ranges::find(made_, windowsPath, &Made::windowsPath);
+  if (made == made_.end()) return;
+  RemoveFromDisk(*made);
+  made_.erase(made);
 }
 
-void TemporaryDirectory::Release() noexcept {
-  const std::lock_guard lock(mutex_);
-  if (holders_ == 0 || --holders_ > 0) return;
-  RemoveMade();
+TemporaryDirectories::~TemporaryDirectories() {
+  for (const Made& made : made_)
+    RemoveFromDisk(made);
 }
 
-TemporaryDirectory::~TemporaryDirectory() {
-  RemoveMade();
-}
-
-void TemporaryDirectory::RemoveMade() noexcept {
-  if (!made_) return;
-  if (made_->owner == getpid() && IsDirectory(made_->nativePath, made_->device, made_->inode)) {
-    RemoveContents(OpenDirectory(AT_FDCWD, made_->nativePath.c_str()), MAX_DEPTH);
-    rmdir(made_->nativePath.c_str());
-  }
-  made_.reset();
+void TemporaryDirectories::RemoveFromDisk(const Made& made) noexcept {
+  // A cleaner may have taken it away, and somebody else come to its name.
+  if (made.owner != getpid() || !IsDirectory(made.nativePath, made.device, made.inode)) return;
+  RemoveContents(OpenDirectory(AT_FDCWD, made.nativePath.c_str()), MAX_DEPTH);
+  rmdir(made.nativePath.c_str());
 }
 
 }  // namespace nimport::platform::posix
