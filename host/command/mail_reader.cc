@@ -45,20 +45,21 @@ const host::Folder& SameFolder(const host::MailSession& session, const FolderPla
 }  // namespace
 
 MailHeaders ReadHeaders(const host::Mail& mail) {
-  MailHeaders headers;
-  ReadSubject(mail, headers);
-  headers.from = WithoutPlaceholder(AskFor("sender", headers, [&] { return mail.From(); }));
-  headers.to = WithoutPlaceholder(AskFor("recipient", headers, [&] { return mail.To(); }));
-  ReadDate(mail, headers);
+  MailHeaders headers = ReadSubjectAndDate(mail);
+  AddMailboxes(mail, headers);
   return headers;
 }
 
-void ReadSubject(const host::Mail& mail, MailHeaders& headers) {
+MailHeaders ReadSubjectAndDate(const host::Mail& mail) {
+  MailHeaders headers;
   headers.subject = WithoutPlaceholder(AskFor("subject", headers, [&] { return mail.Subject(); }));
+  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
+  return headers;
 }
 
-void ReadDate(const host::Mail& mail, MailHeaders& headers) {
-  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
+void AddMailboxes(const host::Mail& mail, MailHeaders& headers) {
+  headers.from = WithoutPlaceholder(AskFor("sender", headers, [&] { return mail.From(); }));
+  headers.to = WithoutPlaceholder(AskFor("recipient", headers, [&] { return mail.To(); }));
 }
 
 std::optional<std::string> ReadMessageId(const host::Mail& mail) {

@@ -17,6 +17,9 @@ template <typename... Cases>
 struct Overloaded : Cases... {
   using Cases::operator()...;
 };
+// Standard C++20 needs no guide here; clang 14 does.
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
 
 constexpr double TEN_THOUSAND = 10000.0;
 

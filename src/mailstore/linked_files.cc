@@ -78,12 +78,13 @@ std::optional<std::string> LinkedFiles::FindPath(jet::Database& database, std::s
   databaseStamp_ = databaseStamp;
   const auto query = database.OpenQuery(LINKED_FILE_QUERY);
   const auto rows = query->OpenRecordset();
-  const auto candidates =
-      std::ranges::equal_range(GetIndex(*rows, key.size()).entries, HashOf(key), {}, &Entry::hash);
+  const std::vector<Entry>& entries = GetIndex(*rows, key.size()).entries;
+  const std::uint32_t hash = HashOf(key);
   // Other candidates than the first come up where two keys have one hash.
-  for (const Entry& candidate : candidates) {
-    const bool isFound =
-        candidate.dataNo == NO_NUMBER ? WalkTo(*rows, key) : StandOn(*rows, candidate.dataNo, key);
+  for (auto candidate = std::ranges::lower_bound(entries, hash, {}, &Entry::hash);
+       candidate != entries.end() && candidate->hash == hash; ++candidate) {
+    const bool isFound = candidate->dataNo == NO_NUMBER ? WalkTo(*rows, key)
+                                                        : StandOn(*rows, candidate->dataNo, key);
     if (isFound) return platform::ReadText(*rows, PATH_COLUMN);
   }
   FailInvalid("no received file has the MailID of the forwarded mail");

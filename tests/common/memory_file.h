@@ -45,7 +45,7 @@ class MemoryFile final : public RandomAccessFile {
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> buffer) const override {
     const std::vector<std::byte>& bytes = contents_->bytes;
     if (offset + buffer.size() > contents_->failFrom) throw FileError(name_ + ": cannot be read");
-    if (offset >= bytes.size()) return 0;
+    if (offset >= bytes.size() || buffer.empty()) return 0;
     const auto count = std::min<std::uint64_t>(buffer.size(), bytes.size() - offset);
     std::memcpy(buffer.data(), bytes.data() + offset, count);
     contents_->bytesRead += count;

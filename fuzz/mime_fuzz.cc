@@ -1,0 +1,58 @@
+// A mail through the MIME library, as the plug-in asks it: parsed, and everything got from it.
+#include <memory>
+#include <string>
+
+#include "fuzz_input.h"
+#include "platform/mime_session.h"
+#include "platform/platform.h"
+
+using nimport::fuzz::Check;
+using namespace nimport::mime;
+
+namespace {
+
+void ReadList(const ItemList& list, std::int32_t count) {
+  std::size_t bytes = 0;
+  for (std::int32_t i = 0; i < count; ++i) {
+    for (const char byte : list.Find(i).value_or(""))
+      bytes += static_cast<unsigned char>(byte);
+  }
+  Check(bytes + 1 != 0);
+}
+
+void ReadMain(const MimeSession& session) {
+  std::int32_t position = session.MainHeadPosition();
+  for (int count = 0; position != 0 && count < 10; ++count)
+    (void)session.MainNext(position, MainPartWanted::ContentTypeAndContents);
+}
+
+void ReadAll(const MimeSession& session) {
+  (void)session.GetSubject();
+  (void)session.GetFrom();
+  (void)session.GetTo();
+  (void)session.GetMessageId();
+  (void)session.GetSendDate();
+  ReadMain(session);
+  const Attachments attachments = session.GetAttachments();
+  Check(attachments.count == session.AttachCount());
+  ReadList(attachments.contentTypes, attachments.count);
+  ReadList(attachments.fileNames, attachments.count);
+  ReadList(attachments.contents, attachments.count);
+  for (const char* type : {"text/html", "image/gif", "text/plain"}) {
+    const auto parts = session.GetParts(type);
+    if (!parts) continue;
+    ReadList(parts->headers, parts->count);
+    ReadList(parts->bodies, parts->count);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::unique_ptr<MimeSession> session =
+      MimeSession::Open(nimport::platform::SystemPlatform().modules());
+  Check(session != nullptr);
+  if (session->Parse(std::string(nimport::fuzz::ToText(data, size))) == MIME_SUCCESS)
+    ReadAll(*session);
+  return 0;
+}

@@ -1,0 +1,67 @@
+// Stored queries over two small tables. Each line of the input is a row of the query's definition:
+// a digit for the clause, a digit for its flag, then two names and an expression between tabs.
+#include <optional>
+#include <string>
+
+#include "fuzz_input.h"
+#include "tests/jet/memory_catalog.h"
+
+using namespace nimport::jet;
+
+namespace {
+
+constexpr int MAX_ROWS = 2000;
+
+// Cuts off and returns what stands before the next `end`.
+std::string_view Take(std::string_view& text, char end) {
+  const std::string_view part = text.substr(0, text.find(end));
+  text.remove_prefix(std::min(text.size(), part.size() + 1));
+  return part;
+}
+
+MemoryCatalog MakeCatalog() {
+  MemoryCatalog catalog;
+  catalog.AddTable("A", {{"k", ColumnType::Long}, {"t", ColumnType::Text}},
+                   {{1, Text{"one"}}, {2, Value()}, {Value(), Text{"three"}}, {1, Text{"ONE"}}});
+  catalog.AddTable(
+      "B",
+      {{"k", ColumnType::Integer},
+       {"x", ColumnType::Double},
+       {"d", ColumnType::DateTime},
+       {"b", ColumnType::Boolean}},
+      {{std::int16_t{1}, 1.5, Date{35000.5}, true}, {std::int16_t{3}, Value(), Value(), false}});
+  return catalog;
+}
+
+QueryRows ReadDefinition(std::string_view text) {
+  QueryRows rows("Q");
+  while (!text.empty()) {
+    std::string_view line = Take(text, '\n');
+    if (line.size() < 2) continue;
+    const int attribute = line[0] - '0';
+    const int flag = line[1] - '0';
+    line.remove_prefix(2);
+    const std::string name1(Take(line, '\t'));
+    const std::string name2(Take(line, '\t'));
+    rows.Add(attribute, name1, name2, std::string(line), flag);
+  }
+  return rows;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  MemoryCatalog catalog = MakeCatalog();
+  catalog.AddQuery(ReadDefinition(nimport::fuzz::ToText(data, size)));
+  try {
+    const auto query = PrepareQuery(catalog, "Q");
+    const auto rows = OpenRecordset(query);
+    for (int count = 0; !rows->IsEof() && count < MAX_ROWS; rows->MoveNext(), ++count) {
+      for (std::size_t column = 0; column < ColumnsOf(*query).size(); ++column)
+        (void)rows->GetFieldValue(column);
+    }
+    if (!ColumnsOf(*query).empty()) (void)rows->FindFirst(ColumnsOf(*query)[0].name, 1);
+  } catch (const DatabaseError&) {
+  }
+  return 0;
+}
