@@ -39,12 +39,14 @@ std::string DigestOf(std::initializer_list<std::string_view> texts) {
 }
 
 std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
-  const bool isFile = contents.kind == ContentsKind::StoredFile;
-  const auto textOf = [](const auto& text) {
+  std::string date;
+  if (headers.date) date = std::to_string(*headers.date);
+  if (contents.HasOwnHeader()) return DigestOf({date, contents.bytes});
+  const auto textOf = [](const std::optional<std::string>& text) {
     return text ? std::string_view(*text) : std::string_view();
   };
-  return DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to),
-                   headers.date ? std::to_string(*headers.date) : std::string(),
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  return DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
                    isFile ? std::string_view("file") : std::string_view(contents.bytes)});
 }
 

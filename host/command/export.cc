@@ -1,6 +1,7 @@
 // nimport export: all mails of the store in a form for today's programs.
 #include <cerrno>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -168,12 +169,19 @@ class Exporter {
 
   void ExportMail(const MailReader::OpenFolder& open, std::int32_t position, FolderWriter& writer,
                   FolderAccount& folder) {
-    const host::Mail mail = open.MailAt(position);
-    MailHeaders headers = ReadSubjectAndDate(mail);
+    std::optional<MailHeaders> all;
+    const auto askHeaders = [&] {
+      if (!all) all = open.Headers(position);
+    };
+    MailHeaders headers;
     try {
-      const MailContents contents = open.Contents(position);
-      // A mail with a header of its own needs no other.
-      if (!contents.HasOwnHeader()) AddMailboxes(mail, headers);
+      const MailContents contents = open.Contents(position, askHeaders);
+      if (contents.HasOwnHeader()) {
+        headers = FewHeaders(open.MailAt(position), contents);
+      } else {
+        askHeaders();
+        headers = *all;
+      }
       if (headers.IsEmpty() && contents.bytes.empty()) {
         ++folder.counts.skipped;
         account_.skipped.push_back(
@@ -185,11 +193,21 @@ class Exporter {
       }
     } catch (const host::ResultError& error) {
       ++folder.counts.failed;
-      AddMailboxes(mail, headers);
-      account_.failures.push_back(RemarkOn(folder, position, headers, error.reason()));
+      askHeaders();
+      account_.failures.push_back(RemarkOn(folder, position, *all, error.reason()));
     }
     const std::vector<host::DiagnosticRecord> losses = library_.TakeLosses();
-    if (!losses.empty()) account_.AddLosses(RemarkOn(folder, position, headers, {}), losses);
+    if (losses.empty()) return;
+    askHeaders();
+    account_.AddLosses(RemarkOn(folder, position, *all, {}), losses);
+  }
+
+  // What is needed beside the header of a mail that has one of its own.
+  MailHeaders FewHeaders(const host::Mail& mail, const MailContents& contents) const {
+    MailHeaders headers;
+    if (options_.format == ExportFormat::Eml) ReadSubject(mail, headers);
+    if (!InstantOfHeader(contents.bytes)) ReadDate(mail, headers);
+    return headers;
   }
 
   void WriteMail(const MailHeaders& headers, const MailContents& contents, std::int32_t position,

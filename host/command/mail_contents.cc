@@ -126,18 +126,21 @@ std::string SourceOf(const Mail& mail, std::optional<ResultError>& error) {
 
 }  // namespace
 
-MailContents ReadContents(const Mail& fresh, const Mail& asked) {
+MailContents ReadContents(const Mail& fresh, const Mail& asked,
+                          const std::function<void()>& askHeaders) {
   std::optional<ResultError> error;
   std::string askedSource = SourceOf(asked, error);
   if (error) return WithoutSource(asked, *error);
-  if (!MayBeComposed(askedSource)) {
-    if (askedSource.empty()) return TextContents({});
-    return FromBody(asked, std::move(askedSource));
-  }
+  if (askedSource.empty()) return TextContents({});
+  if (!MayBeComposed(askedSource)) return FromBody(asked, std::move(askedSource));
   // A header block that the plug-in composes is an empty line until the session is asked for
-  // headers, and then holds what was asked for; other sources stay as they are.
+  // headers, and then holds what was asked for last, be it of another mail; other sources stay as
+  // they are.
   std::string source = fresh.Source();
-  if (source.starts_with(LINE_END) && source != askedSource) return FromColumns(asked, source);
+  if (!source.starts_with(LINE_END)) return FromBody(asked, std::move(source));
+  if (source != askedSource) return FromColumns(asked, source);
+  askHeaders();
+  if (source != asked.Source()) return FromColumns(asked, source);
   return FromBody(asked, std::move(source));
 }
 

@@ -1,6 +1,7 @@
 #ifndef NIMPORT_HOST_COMMAND_MAIL_CONTENTS_H_
 #define NIMPORT_HOST_COMMAND_MAIL_CONTENTS_H_
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -31,10 +32,12 @@ struct MailContents {
 
 // What the store holds of a mail, in the form that loses nothing. Which form that is no function of
 // the plug-in tells; it shows in how the sources of two sessions differ. `fresh` comes from a
-// session that was never asked for a header or a date since the folder was opened, `asked` from one
-// that was just asked for this mail's; bodies were counted in neither. A mail without its stored
-// file has contents all the same. Throws host::ResultError when there are none.
-[[nodiscard]] MailContents ReadContents(const host::Mail& fresh, const host::Mail& asked);
+// session that was never asked for a header or a date since the folder was opened. `asked` comes
+// from one that was asked for those of other mails before; where that does not tell, `askHeaders`
+// is called and must ask it for this mail's. Bodies were counted in neither. A mail without its
+// stored file has contents all the same. Throws host::ResultError when there are none.
+[[nodiscard]] MailContents ReadContents(const host::Mail& fresh, const host::Mail& asked,
+                                        const std::function<void()>& askHeaders);
 
 // Whether `text` begins with a header line.
 [[nodiscard]] bool LooksLikeMail(std::string_view text);

@@ -45,21 +45,20 @@ const host::Folder& SameFolder(const host::MailSession& session, const FolderPla
 }  // namespace
 
 MailHeaders ReadHeaders(const host::Mail& mail) {
-  MailHeaders headers = ReadSubjectAndDate(mail);
-  AddMailboxes(mail, headers);
-  return headers;
-}
-
-MailHeaders ReadSubjectAndDate(const host::Mail& mail) {
   MailHeaders headers;
-  headers.subject = WithoutPlaceholder(AskFor("subject", headers, [&] { return mail.Subject(); }));
-  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
-  return headers;
-}
-
-void AddMailboxes(const host::Mail& mail, MailHeaders& headers) {
+  ReadSubject(mail, headers);
   headers.from = WithoutPlaceholder(AskFor("sender", headers, [&] { return mail.From(); }));
   headers.to = WithoutPlaceholder(AskFor("recipient", headers, [&] { return mail.To(); }));
+  ReadDate(mail, headers);
+  return headers;
+}
+
+void ReadSubject(const host::Mail& mail, MailHeaders& headers) {
+  headers.subject = WithoutPlaceholder(AskFor("subject", headers, [&] { return mail.Subject(); }));
+}
+
+void ReadDate(const host::Mail& mail, MailHeaders& headers) {
+  headers.date = AskFor("date", headers, [&] { return mail.Date(); });
 }
 
 std::optional<std::string> ReadMessageId(const host::Mail& mail) {

@@ -2,6 +2,7 @@
 #define NIMPORT_HOST_COMMAND_MAIL_READER_H_
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,11 +24,11 @@ struct MailHeaders {
   [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !date; }
 };
 
-// The headers of `mail`, or the first two of them and then the others. None throws
-// host::ResultError: a header that cannot be read is absent.
+// The headers of `mail`, or one of them. A header that cannot be read is absent and stands among
+// the problems; host::ResultError is never thrown.
 [[nodiscard]] MailHeaders ReadHeaders(const host::Mail& mail);
-[[nodiscard]] MailHeaders ReadSubjectAndDate(const host::Mail& mail);
-void AddMailboxes(const host::Mail& mail, MailHeaders& headers);
+void ReadSubject(const host::Mail& mail, MailHeaders& headers);
+void ReadDate(const host::Mail& mail, MailHeaders& headers);
 
 // Empty for a mail that has none of its own.
 [[nodiscard]] std::optional<std::string> ReadMessageId(const host::Mail& mail);
@@ -51,10 +52,15 @@ class MailReader {
     [[nodiscard]] MailHeaders Headers(std::int32_t position) const {
       return ReadHeaders(headers_.MailAt(position));
     }
-    // To be called right after headers of the same mail were read from MailAt. Throws
-    // host::ResultError.
+    // To be called right after Headers of the same mail. Throws host::ResultError.
     [[nodiscard]] MailContents Contents(std::int32_t position) const {
-      return ReadContents(contents_.MailAt(position), headers_.MailAt(position));
+      return Contents(position, [] {});
+    }
+    // Asks for the headers by `askHeaders`, on MailAt, where they are needed to find the contents.
+    // Throws host::ResultError.
+    [[nodiscard]] MailContents Contents(std::int32_t position,
+                                        const std::function<void()>& askHeaders) const {
+      return ReadContents(contents_.MailAt(position), headers_.MailAt(position), askHeaders);
     }
     // For everything else that is asked of a mail. Once its bodies were counted, Contents can no
     // longer be relied on, for any mail of the folder.

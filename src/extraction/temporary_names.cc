@@ -81,12 +81,12 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
     FailInvalid("a temporary file's path would be longer than " +
                 std::to_string(PathText::MAX_BYTES) + " bytes");
   }
-  pendingTempName_.clear();
   const auto* extension = std::get_if<std::string>(&request);
   if (extension != nullptr && LeadsElsewhere(*extension)) {
     path.resize(path.size() - extension->size());
     // With an empty extension, which any other replaces.
     lastPath_ = path.append(".");
+    pendingTempName_.clear();
     FailDatabase("an extension that leads out of its directory");
   }
   if (hasOwnName) {
@@ -94,12 +94,15 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
   } else {
     RegisterTempName(path);
   }
+  pendingTempName_.clear();
   return path;
 }
 
 void TemporaryNames::RegisterTempName(std::string path) {
-  lastPath_ = path;
+  // Whatever fails, fails before anything has changed.
+  std::string last = path;
   Remember(std::move(path));
+  lastPath_ = std::move(last);
 }
 
 void TemporaryNames::Remember(std::string path) {

@@ -22,8 +22,8 @@ class Platform {
   // 1 is the Windows 95 family, 2 the NT family. Empty when the system does not tell.
   [[nodiscard]] virtual std::optional<int> PlatformId() const = 0;
 
-  // Whether everything is wanted that can still be read: damaged pages and rows are stepped over and
-  // reported instead of failing the call, and NUL bytes do not end the source of a MIME mail.
+  // Whether everything is wanted that can still be read: damaged pages and rows are stepped over
+  // and reported instead of failing the call, and NUL bytes do not end the source of a MIME mail.
   [[nodiscard]] virtual bool IsSalvaging() const = 0;
 
   [[nodiscard]] virtual const Registry& registry() const = 0;
