@@ -106,7 +106,7 @@ std::string FindSystemName(std::string_view charset) {
   if (!IsPlainName(charset)) return {};
   std::string given(charset);
   // What calls itself Latin-1 in mails has Microsoft's quotation marks and dashes in it.
-  const std::string canonical = g_mime_charset_iconv_name(given.c_str());
+  std::string canonical = g_mime_charset_iconv_name(given.c_str());
   if (EqualsIgnoringCase(canonical, "iso-8859-1")) return "CP1252";
   if (EqualsIgnoringCase(canonical, "unicode-1-1-utf-7")) return "UTF-7";
   if (IconvConverter::Exists("UTF-8", canonical.c_str())) return canonical;

@@ -12,7 +12,7 @@ namespace {
 
 // Place of a group's children in the list of starts: the book, at -1, comes first.
 std::size_t StartOf(std::int32_t parentIndex) {
-  return static_cast<std::size_t>(parentIndex + 1);
+  return parentIndex < 0 ? 0 : static_cast<std::size_t>(parentIndex) + 1;
 }
 
 std::int32_t SizeOf(const AddressGroup& group) {

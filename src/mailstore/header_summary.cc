@@ -132,7 +132,7 @@ ValueText ReadFieldSource(MailStore& store, const MailRow& row, FieldSelector se
   const MailContent content = ContentOf(row);
   if (content == MailContent::MimeFile) return ReadMimeFileField(store, row, selector, bodyIndex);
   if (content == MailContent::WholeMail) return ReadStoredTextField(row, selector);
-  const ValueText value = ReadColumnField(row, selector);
+  ValueText value = ReadColumnField(row, selector);
   StoreCurrentField(store, selector, value);
   return value;
 }

@@ -38,7 +38,7 @@ std::string ReadHeader(const Node& node, const std::string& charset) {
 // {"body": contents, "charset": "...", "encoding": "base64"}.
 std::string ReadBody(const Node& node, const std::string& charset, const std::string& eol) {
   node.ExpectMembers({"body", "charset", "encoding"});
-  const std::string bytes = EncodeContents(node.At("body"), charset);
+  std::string bytes = EncodeContents(node.At("body"), charset);
   const std::string encoding = node.TextOr("encoding", "");
   if (encoding.empty()) return bytes;
   if (encoding == "base64") return WrapBase64(bytes, eol);
