@@ -37,8 +37,16 @@ MimeFile::MimeFile(MailStore& store, const MailRow& row)
 }
 
 MimeFile::~MimeFile() {
-  std::optional<std::string>& text = store_.mimeFile.text;
-  if (text && text->capacity() > MAX_REMEMBERED_TEXT) text.reset();
+  ForgetLongText();
+}
+
+bool MimeFile::IsTooLongToRemember() const {
+  const std::optional<std::string>& text = store_.mimeFile.text;
+  return text && text->capacity() > MAX_REMEMBERED_TEXT;
+}
+
+void MimeFile::ForgetLongText() {
+  if (IsTooLongToRemember()) store_.mimeFile.text.reset();
 }
 
 std::string MimeFile::Read() const {
@@ -58,6 +66,15 @@ const std::string& MimeFile::Text() {
   return *text;
 }
 
+std::string MimeFile::TakeText() {
+  static_cast<void>(Text());
+  std::optional<std::string>& text = store_.mimeFile.text;
+  if (!IsTooLongToRemember()) return *text;
+  std::string taken = *std::move(text);
+  text.reset();
+  return taken;
+}
+
 std::int32_t MimeFile::Parse() {
   RememberedMimeFile& known = store_.mimeFile;
   if (known.isParsed) return mime::MIME_SUCCESS;
@@ -68,6 +85,7 @@ std::int32_t MimeFile::Parse() {
 
 void MimeFile::RequireParsed() {
   if (Parse() != mime::MIME_SUCCESS) FailInvalid("the MIME library cannot parse the mail");
+  ForgetLongText();
 }
 
 }  // namespace nimport::mailstore

@@ -31,15 +31,21 @@ class MimeFile {
   // the file cannot be read into memory.
   [[nodiscard]] const std::string& Text();
 
+  // The same for a caller that keeps it. A text too long to be remembered is not held twice.
+  [[nodiscard]] std::string TakeText();
+
   // Makes the file the current mail of the MIME library, and returns the library's result:
   // MIME_SUCCESS when it could be parsed. Throws as Text does.
   [[nodiscard]] std::int32_t Parse();
 
-  // As Parse, but throws Failure (-3) when the library cannot parse the text.
+  // As Parse, but throws Failure (-3) when the library cannot parse the text. A text too long to be
+  // remembered is let go: the library has its own.
   void RequireParsed();
 
  private:
   [[nodiscard]] std::string Read() const;
+  [[nodiscard]] bool IsTooLongToRemember() const;
+  void ForgetLongText();
 
   MailStore& store_;
   std::string path_;

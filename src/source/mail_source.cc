@@ -86,7 +86,7 @@ std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIn
     case MailContent::ForwardedText:
       return TextAndForwardedText(row);
     case MailContent::MimeFile:
-      return mailstore::MimeFile(store, row).Text();
+      return mailstore::MimeFile(store, row).TakeText();
   }
   FailInvalid("a mail of this kind has no source");
 }
