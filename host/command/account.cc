@@ -112,6 +112,7 @@ void Account::Print(std::ostream& out) const {
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
       << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+  if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }
 

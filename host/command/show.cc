@@ -122,9 +122,11 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   return json;
 }
 
-// "*.EXTENSION" where the name is not known.
+// What is best known of a file: its name, its type or "*.EXTENSION".
 std::string NameOf(const ordered_json& file) {
-  if (file.contains("name")) return file["name"].get<std::string>();
+  for (const char* member : {"name", "contentType"}) {
+    if (file.contains(member)) return file[member].get<std::string>();
+  }
   return '*' + file["extension"].get<std::string>();
 }
 
@@ -134,9 +136,7 @@ void PrintPart(const char* title, const ordered_json& part) {
   } else if (part.contains("error")) {
     std::cout << '\n' << title << " (cannot be read: " << part["error"].get<std::string>() << ")\n";
   } else {
-    std::cout << '\n' << title << ' ' << NameOf(part) << ", ";
-    if (part.contains("contentType")) std::cout << part["contentType"].get<std::string>() << ", ";
-    std::cout << part["size"] << " bytes\n";
+    std::cout << '\n' << title << ' ' << NameOf(part) << ", " << part["size"] << " bytes\n";
   }
 }
 

@@ -58,5 +58,15 @@ TEST(Diagnostics, WhatIsNoRecordIsIgnored) {
   EXPECT_FALSE(odd->page);
 }
 
+TEST(Diagnostics, SilenceEnds) {
+  const Diagnostics diagnostics;
+  {
+    const Diagnostics::Silence silence(diagnostics);
+    EXPECT_EQ(std::getenv("NIMPORT_DIAGNOSTICS"), nullptr);
+    EXPECT_STREQ(std::getenv("NIMPORT_SALVAGE"), "1");
+  }
+  ASSERT_NE(std::getenv("NIMPORT_DIAGNOSTICS"), nullptr);
+}
+
 }  // namespace
 }  // namespace nimport::host

@@ -159,6 +159,23 @@ TEST(ExportOfBareMails, TextIsExactlyTheStores) {
       << "and nothing of the mail that holds nothing";
 }
 
+// Base64 of "Subject: a", an empty line, "b", NUL, "c", a second NUL and a line end LF.
+TEST(ExportOfMimeMails, NulBytesStay) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
+      {"number": 1, "name": "f", "mails": [
+        {"kind": 34, "columns": {}, "mime": {"file": "1.MIM",
+         "base64": "U3ViamVjdDogYQ0KDQpiAGMACg=="}}]}]}]})");
+  for (const std::string format : FORMATS) {
+    const fs::path target = store.directory().path() / format;
+    const ToolResult result =
+        RunProgram(store.Command("export", {"--to", target.string(), "--format", format}));
+    EXPECT_EQ(result.exitCode, 0) << result.out;
+    const json mails = ReadExport(format, target);
+    ASSERT_EQ(mails.size(), 1U);
+    EXPECT_EQ(mails[0]["raw"], "U3ViamVjdDogYQ0KDQpiAGMADQo=") << format << ", CR LF at the end";
+  }
+}
+
 TEST_F(Export, AccountNamesEveryMailThatIsNotThere) {
   const ToolResult result = ExportAs("maildir");
   const json account = json::parse(result.out);
