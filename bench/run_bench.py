@@ -11,6 +11,7 @@ import os
 import shutil
 import subprocess
 import sys
+import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -49,7 +50,7 @@ def benchmark(program, env):
     return results
 
 
-def make_store(build, work, form, mails, mime_percent=30, folders=None, attachment_bytes=None):
+def make_store(build, work, form, mails, mime_percent=30, folders=None, attachment_bytes=None, addresses=None):
     description = json.loads((ROOT / "samples/scale.json").read_text())
     description["template"]["mimePercent"] = mime_percent
     if folders is not None:
@@ -57,7 +58,9 @@ def make_store(build, work, form, mails, mime_percent=30, folders=None, attachme
         description["template"]["folders"] = folders
     if attachment_bytes is not None:
         description["template"]["attachmentBytes"] = attachment_bytes
-    name = f"{form}-{mails}-{mime_percent}-{folders}-{attachment_bytes}"
+    if addresses is not None:
+        description["template"]["addresses"] = addresses
+    name = f"{form}-{mails}-{mime_percent}-{folders}-{attachment_bytes}-{addresses}"
     source = work / f"{name}.json"
     source.write_text(json.dumps(description))
     store = work / name
@@ -190,6 +193,62 @@ def mime_mails(build, work, sizes):
     print()
 
 
+def timed(command, env=None):
+    """Processor time and wall time of one run of the command."""
+    begin = time.perf_counter()
+    process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    _, status, usage = os.wait4(process.pid, 0)
+    wall = time.perf_counter() - begin
+    process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}: exit code {process.returncode}")
+    return usage.ru_utime + usage.ru_stime, wall
+
+
+def best_export(build, work, store, form, repeats, copies=None):
+    """The least processor and wall times of exports of a store, each into a new directory. `copies` receives those
+    of cp -r of each result. Nothing is deleted in between: some file systems take their time to create files
+    where others were deleted a moment ago."""
+    exports = []
+    for number in range(repeats):
+        target = work / f"{store.name}-{form}-{number}"
+        command = [build / "bin/nimport", "export", "--to", target, "--format", form,
+                   "--registry", store / "registry.reg", "--drive", f"C={store / 'c'}"]
+        exports.append(timed(command))
+        if copies is not None:
+            copies.append(timed(["cp", "-r", target, f"{target}-copy"]))
+    return [min(times) for times in zip(*exports)]
+
+
+def exports(build, work, mails):
+    print(f"## nimport export of {mails:,} mails, 30 % of them MIME with an attachment\n")
+    store = make_store(build, work, "jet3", mails)
+    copies = []
+    maildir = best_export(build, work, store, "maildir", 3, copies)
+    mbox = best_export(build, work, store, "mbox", 3)
+    copy = [min(times) for times in zip(*copies)]
+    print(f"Beside `cp -r` of the Maildir; best of 3 runs.\n\n| format | processor time | `cp -r` | ratio | wall time |"
+          " `cp -r` | ratio | mails per second | wanted |")
+    print("|---|---|---|---|---|---|---|---|---|")
+    for form, times in (("maildir", maildir), ("mbox", mbox)):
+        cells = "".join(f" {ours:.2f} s | {peer:.2f} s | {ours / peer:.2f} |" for ours, peer in zip(times, copy))
+        print(f"| {form} |{cells} {mails / times[1]:,.0f} | at most 3 |")
+    print("\n## nimport export: processor time of one mail as the store grows\n")
+    sizes = [1_000, 10_000, 100_000]
+    print("| format |" + "".join(f" {size:,} mails |" for size in sizes) + " ratio | wanted |")
+    print("|---|" + "---|" * (len(sizes) + 2))
+    one, *grown = [make_store(build, work, "jet3", size, addresses=0) for size in [1, *sizes]]
+    for form in ("maildir", "mbox"):
+        start, _ = best_export(build, work, one, form, REPEATS)
+        times = []
+        for size, store in zip(sizes, grown):
+            total, _ = best_export(build, work, store, form, 2 if size > 10_000 else REPEATS)
+            times.append((total - start) / size)
+        cells = "".join(f" {each * 1e6:.0f} µs |" for each in times)
+        print(f"| {form} |{cells} {times[-1] / times[0]:.2f} | about 1 |")
+    print()
+
+
 def address_books(build, work, addresses):
     print(f"## Address book of {addresses:,} addresses in 1,000 groups five levels deep\n")
     print("| store | addresses of a group | open | scan of the table, all columns | ratio | wanted |"
@@ -221,7 +280,7 @@ def main():
     parser.add_argument("--work", type=Path, required=True, help="directory for the stores")
     parser.add_argument("--mails", type=int, default=200_000)
     parser.add_argument("--addresses", type=int, default=100_000)
-    parser.add_argument("--only", choices=["scans", "growth", "mime", "addresses"], help="one table alone")
+    parser.add_argument("--only", choices=["scans", "growth", "mime", "exports", "addresses"], help="one table alone")
     arguments = parser.parse_args()
     arguments.work.mkdir(parents=True, exist_ok=True)
     print("# Benchmarks\n")
@@ -231,6 +290,7 @@ def main():
         "scans": lambda: scans(build, work, arguments.mails),
         "growth": lambda: growth(build, work, [1_000, 100_000]),
         "mime": lambda: mime_mails(build, work, [1_000, 100_000]),
+        "exports": lambda: exports(build, work, 100_000),
         "addresses": lambda: address_books(build, work, arguments.addresses),
     }
     for name, table in tables.items():
