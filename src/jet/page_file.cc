@@ -24,7 +24,7 @@ PageFile::PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheByte
 
 bool PageFile::HasChanged() const {
   try {
-    return !isOpen_ || file_->ChangeStamp() != changeStamp_ || file_->Size() != sizeBytes_;
+    return !isOpen_ || file_->ChangeStamp() != changeStamp_;
   } catch (const FileError& error) {
     throw DatabaseError({.file = Name()}, error.what());
   }
