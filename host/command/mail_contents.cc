@@ -80,7 +80,7 @@ MailContents WithoutSource(const Mail& mail, const ResultError& error) {
   return TextContents(text);
 }
 
-MailContents WithoutBody(std::string source, ResultCode code) {
+MailContents WithoutBody(std::string&& source, ResultCode code) {
   // Bodies of MIME mails, and only theirs, are not there before they are counted.
   if (code == RESULT_INVALID) return Make(ContentsKind::MimeMail, std::move(source));
   if (source.starts_with(LINE_END)) return TextContents(AfterHeaderBlock(source));
