@@ -43,7 +43,12 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   };
   std::optional<std::int64_t> instant;
   try {
-    instant = InstantOf(headers, open.Contents(position));
+    const MailContents contents = open.Contents(position);
+    instant = InstantOf(headers, contents);
+    if (!contents.missing.empty()) {
+      json["error"] = contents.missing;
+      exitCode = EXIT_SOME_FAILED;
+    }
   } catch (const host::ResultError& error) {
     // The contents may be lost where the headers are not.
     if (headers.date) instant = InstantOfColumnDate(*headers.date);

@@ -58,6 +58,25 @@ TEST_F(Inspection, ListShowsEveryMailAndLocalTime) {
   EXPECT_EQ(Ask("list", {}, 1).size(), 3U) << "all folders";
 }
 
+TEST(InspectionOfStoredFiles, NamesAndWhatIsMissing) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
+      {"number": 1, "name": "f", "mails": [
+        {"kind": 19, "title": "there", "storedFile": {"path": "C:\\A\\十月.XLS", "contents": "x"}},
+        {"kind": 19, "title": "lost", "storedFile": {"path": "C:\\A\\LOST.ZIP"}}]}]}]})");
+  const auto ask = [&](const std::string& subcommand, std::vector<std::string> more) {
+    more.emplace_back("--json");
+    return json::parse(RunProgram(store.Command(subcommand, more)).out);
+  };
+  EXPECT_EQ(ask("show", {"0", "0"})["attachments"],
+            json::parse(R"([{"name": "十月.XLS", "extension": ".XLS", "size": 1}])"));
+  EXPECT_THAT(ask("show", {"0", "1"})["attachments"][0]["error"].get<std::string>(),
+              HasSubstr("LOST.ZIP"));
+  const json mails = ask("list", {})[0]["mails"];
+  EXPECT_FALSE(mails[0].contains("error"));
+  EXPECT_EQ(mails[1]["subject"], "lost");
+  EXPECT_THAT(mails[1]["error"].get<std::string>(), HasSubstr("LOST.ZIP"));
+}
+
 TEST_F(Inspection, FoldersThatCannotBeMeant) {
   for (const char* folder : {"受信/無い", "3", "-1", "受信", "受信/同じ"}) {
     const ToolResult result = RunProgram(store_.Command("list", {"--", folder}));
