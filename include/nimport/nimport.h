@@ -253,8 +253,9 @@ NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetAttachedMailPath(HandleNode* sessio
  */
 
 /* Opens the address book, reading it into memory at the first open of a session. `user` and
-   `account` are not read. -2: the database cannot be read. -3: a row lacks a required value, or an
-   earlier open of this session failed. */
+   `account` are not read. If NIMPORT_SALVAGE is 1, the addresses that stand in no group, or in one
+   that cannot be reached from the top, follow in top groups without a name. -2: the database cannot
+   be read. -3: a row lacks a required value, or an earlier open of this session failed. */
 NIMPORT_EXPORT ResultCode NIMPORT_CALL AD_OpenAddressBook(HandleNode* session, HandleNode* user,
                                                           HandleNode* account, HandleNode** book);
 

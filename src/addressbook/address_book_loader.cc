@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <exception>
 #include <limits>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -14,16 +15,20 @@ namespace {
 
 constexpr std::int32_t TOP_LEVEL_KEY = 0;
 
-void RethrowIfSet(const std::exception_ptr& failure) {
-  if (failure) std::rethrow_exception(failure);
+std::string Describe(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
 }
 
 // The number of groups and addresses up to which copies are made. Positions are 32-bit numbers, and
-// one load of every row may follow.
+// one load of every row may follow, as may a group for each stray one.
 std::int64_t LimitOf(std::size_t rowCount) {
   const auto rows = static_cast<std::int64_t>(rowCount);
   return std::min(PATH_COPIES_PER_ROW * rows + PATH_COPIES_OF_ANY_TABLE,
-                  std::numeric_limits<std::int32_t>::max() - rows);
+                  std::numeric_limits<std::int32_t>::max() - 2 * rows);
 }
 
 // The walk over the tree, depth first, with the path in a list of its own: how deep the tree is,
@@ -32,7 +37,11 @@ class TreeWalk {
  public:
   explicit TreeWalk(AddressTable& table) : table_(table), limit_(LimitOf(table.RowCount())) {}
 
-  std::vector<AddressGroup> LoadGroups();
+  // Loads the tree, to which strays may be added.
+  void LoadTree();
+  void AddStrays();
+  // Ends the walk.
+  [[nodiscard]] std::vector<AddressGroup> TakeGroups() { return std::move(groups_); }
 
  private:
   // A group whose subgroups are being loaded; WHOLE_BOOK for those of the top level.
@@ -47,7 +56,13 @@ class TreeWalk {
   std::int64_t loaded_ = 0;
   std::vector<Level> path_;
   std::vector<AddressGroup> groups_;
+  bool isAmongStrays_ = false;  // where failures, which have been told of, do no harm
 
+  void FinishPath();
+  void MarkKeysOfGroups(const std::vector<std::int32_t>& keys);
+  void TellOfBadStrays(const std::vector<std::int32_t>& keys);
+  void AddStraysOf(std::int32_t key, KeyMembers& members);
+  void RethrowInTree(const std::exception_ptr& failure) const;
   [[nodiscard]] bool MayLoad(KeyMembers& members);
   void Enter(std::int32_t groupIndex, std::int32_t key);
   void Leave();
@@ -55,8 +70,12 @@ class TreeWalk {
   void LoadAddresses(std::int32_t groupIndex, KeyMembers& members);
 };
 
-std::vector<AddressGroup> TreeWalk::LoadGroups() {
+void TreeWalk::LoadTree() {
   Enter(AddressBook::WHOLE_BOOK, TOP_LEVEL_KEY);
+  FinishPath();
+}
+
+void TreeWalk::FinishPath() {
   while (!path_.empty()) {
     Level& level = path_.back();
     if (level.nextGroup == level.members->groups.size()) {
@@ -66,7 +85,57 @@ std::vector<AddressGroup> TreeWalk::LoadGroups() {
     const GroupRow& row = level.members->groups[level.nextGroup++];
     Enter(AppendGroup(level.groupIndex, row.name), row.key);
   }
-  return std::move(groups_);
+}
+
+void TreeWalk::AddStrays() {
+  isAmongStrays_ = true;
+  const std::vector<std::int32_t> keys = table_.Keys();
+  MarkKeysOfGroups(keys);
+  TellOfBadStrays(keys);
+  // Here too, a group with the top level's key would lead back to it.
+  table_.MembersOf(TOP_LEVEL_KEY).isOnPath = true;
+  for (const bool isKeyOfAGroup : {false, true}) {
+    for (const std::int32_t key : keys) {
+      KeyMembers& members = table_.MembersOf(key);
+      if (members.isKeyOfAGroup == isKeyOfAGroup) AddStraysOf(key, members);
+    }
+  }
+}
+
+// A key that a group has is left to that group's walk.
+void TreeWalk::MarkKeysOfGroups(const std::vector<std::int32_t>& keys) {
+  for (const std::int32_t key : keys) {
+    for (const GroupRow& row : table_.MembersOf(key).groups)
+      table_.MembersOf(row.key).isKeyOfAGroup = true;
+  }
+}
+
+void TreeWalk::TellOfBadStrays(const std::vector<std::int32_t>& keys) {
+  for (const std::int32_t key : keys) {
+    const KeyMembers& members = table_.MembersOf(key);
+    if (members.areAddressesLoaded) continue;
+    // The top level's groups are in the tree, or the walk over them would have failed.
+    if (members.groupFailure) table_.TellOfBadRow(Describe(members.groupFailure));
+    // A row whose type cannot be read ends both.
+    if (members.addressFailure && members.addressFailure != members.groupFailure) {
+      table_.TellOfBadRow(Describe(members.addressFailure));
+    }
+  }
+}
+
+void TreeWalk::AddStraysOf(std::int32_t key, KeyMembers& members) {
+  if (members.isLoaded) {
+    // All but the top level's addresses come with their key.
+    if (members.areAddressesLoaded || members.AddressCount() == 0) return;
+    LoadAddresses(AppendGroup(AddressBook::WHOLE_BOOK, {}), members);
+  } else if (members.Size() > 0) {
+    Enter(AppendGroup(AddressBook::WHOLE_BOOK, {}), key);
+    FinishPath();
+  }
+}
+
+void TreeWalk::RethrowInTree(const std::exception_ptr& failure) const {
+  if (failure && !isAmongStrays_) std::rethrow_exception(failure);
 }
 
 bool TreeWalk::MayLoad(KeyMembers& members) {
@@ -92,7 +161,7 @@ void TreeWalk::Leave() {
   const Level level = path_.back();
   path_.pop_back();
   level.members->isOnPath = false;
-  RethrowIfSet(level.members->groupFailure);
+  RethrowInTree(level.members->groupFailure);
   if (level.groupIndex != AddressBook::WHOLE_BOOK) {
     LoadAddresses(level.groupIndex, *level.members);
   }
@@ -105,9 +174,14 @@ std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const NameText& nam
 }
 
 void TreeWalk::LoadAddresses(std::int32_t groupIndex, KeyMembers& members) {
-  RethrowIfSet(members.addressFailure);
+  RethrowInTree(members.addressFailure);
   members.areAddressesLoaded = true;
   groups_[static_cast<std::size_t>(groupIndex)].addresses = members.addresses;
+}
+
+void BeginBook(std::optional<AddressBook>& addressBookData) {
+  if (addressBookData) FailInvalid("the address book was opened before, and that failed");
+  addressBookData.emplace();
 }
 
 RowsLeftOut CountRowsLeftOut(const AddressTable& table) {
@@ -121,12 +195,23 @@ RowsLeftOut CountRowsLeftOut(const AddressTable& table) {
 
 }  // namespace
 
-RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
-                            const IncompleteRowListener& onIncompleteRow) {
-  if (addressBookData) FailInvalid("the address book was opened before, and that failed");
-  addressBookData.emplace();
-  AddressTable table(database, onIncompleteRow);
-  addressBookData = AddressBook(TreeWalk(table).LoadGroups());
+RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData) {
+  BeginBook(addressBookData);
+  AddressTable table(database);
+  TreeWalk walk(table);
+  walk.LoadTree();
+  addressBookData = AddressBook(walk.TakeGroups());
+  return CountRowsLeftOut(table);
+}
+
+RowsLeftOut SalvageAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
+                               const BadRowListener& onBadRow) {
+  BeginBook(addressBookData);
+  AddressTable table(database, onBadRow);
+  TreeWalk walk(table);
+  walk.LoadTree();
+  walk.AddStrays();
+  addressBookData = AddressBook(walk.TakeGroups());
   return CountRowsLeftOut(table);
 }
 

@@ -72,8 +72,8 @@ std::size_t AddressTable::SpreadKey::operator()(std::int32_t key) const {
   return static_cast<std::size_t>(bits * 0xBF58476D1CE4E5B9);
 }
 
-AddressTable::AddressTable(jet::Database& database, IncompleteRowListener onIncompleteRow)
-    : onIncompleteRow_(std::move(onIncompleteRow)) {
+AddressTable::AddressTable(jet::Database& database, BadRowListener onBadRow)
+    : onBadRow_(std::move(onBadRow)) {
   const auto table = database.OpenTable("AddressBookTBL");
   const auto rows = table->OpenRecordset();
   const Row row(*table, *rows);
@@ -88,6 +88,15 @@ AddressTable::AddressTable(jet::Database& database, IncompleteRowListener onInco
 KeyMembers& AddressTable::MembersOf(std::int32_t key) {
   const auto found = members_.find(key);
   return found == members_.end() ? none_ : found->second;
+}
+
+std::vector<std::int32_t> AddressTable::Keys() const {
+  std::vector<std::int32_t> keys;
+  keys.reserve(members_.size());
+  for (const auto& [key, members] : members_)
+    keys.push_back(key);
+  std::ranges::sort(keys);
+  return keys;
 }
 
 void AddressTable::AddRow(const Row& row) {
@@ -135,8 +144,12 @@ void AddressTable::RequireValue(const Row& row, const jet::Value& value, const c
   const std::string reason = std::string("the table has ") + what + ", where KeyNo is " +
                              std::to_string(row.GetNumber(KeyNo)) + " and ParentKeyNo " +
                              std::to_string(row.GetNumber(ParentKeyNo));
-  if (!onIncompleteRow_) FailInvalid("AddressBookTBL: " + reason);
-  if (++incompleteRowCount_ <= MAX_ROWS_TOLD) onIncompleteRow_(reason);
+  if (!onBadRow_) FailInvalid("AddressBookTBL: " + reason);
+  TellOfBadRow(reason);
+}
+
+void AddressTable::TellOfBadRow(const std::string& reason) {
+  if (++badRowCount_ <= MAX_ROWS_TOLD) onBadRow_(reason);
 }
 
 void AddressTable::EndWith(const std::exception_ptr& failure) {

@@ -17,8 +17,9 @@
 
 namespace nimport::addressbook {
 
-// Told, in a sentence, of a row that lacks its name or its user ID; of the first thousand.
-using IncompleteRowListener = std::function<void(const std::string&)>;
+// Told, in a sentence, of rows that lack their name or their user ID or cannot be used at all; of
+// the first thousand.
+using BadRowListener = std::function<void(const std::string&)>;
 
 // A row that stands for a group.
 struct GroupRow {
@@ -39,6 +40,7 @@ struct KeyMembers {
   bool isOnPath = false;
   bool isLoaded = false;
   bool areAddressesLoaded = false;
+  bool isKeyOfAGroup = false;
 
   [[nodiscard]] std::size_t AddressCount() const { return addresses ? addresses->size() : 0; }
   // The number of rows.
@@ -51,10 +53,16 @@ class AddressTable {
   // stands behind the members of every key. A group without a name and an address without a user ID
   // cannot be used; with a listener, it is told of them and they are used with an empty one. Throws
   // jet::DatabaseError when there is no table.
-  explicit AddressTable(jet::Database& database, IncompleteRowListener onIncompleteRow = {});
+  explicit AddressTable(jet::Database& database, BadRowListener onBadRow = {});
 
   // The members of a key, without any when no row names the key. Valid while the table lives.
   [[nodiscard]] KeyMembers& MembersOf(std::int32_t key);
+
+  // The keys that rows name as their group's, in ascending order.
+  [[nodiscard]] std::vector<std::int32_t> Keys() const;
+
+  // Tells the listener, which must be there.
+  void TellOfBadRow(const std::string& reason);
 
   // The number of groups and addresses.
   [[nodiscard]] std::size_t RowCount() const { return rowCount_; }
@@ -75,13 +83,13 @@ class AddressTable {
     std::size_t operator()(std::int32_t key) const;
   };
 
-  IncompleteRowListener onIncompleteRow_;
+  BadRowListener onBadRow_;
   std::shared_ptr<AddressTexts> texts_ = std::make_shared<AddressTexts>();
   std::unordered_map<std::int32_t, KeyMembers, SpreadKey> members_;
   KeyMembers none_;  // the members of a key that no row names
   std::size_t rowCount_ = 0;
   std::size_t otherRowCount_ = 0;
-  std::size_t incompleteRowCount_ = 0;
+  std::size_t badRowCount_ = 0;
 
   void AddRow(const Row& row);
   void AddMember(const Row& row, std::int32_t type, KeyMembers& members);

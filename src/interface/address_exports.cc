@@ -76,26 +76,35 @@ platform::FailureRecord RecordOn(const MailerContext& context, std::string reaso
   return record;
 }
 
+std::string Describe(const addressbook::RowsLeftOut& rows) {
+  const std::string others = std::to_string(rows.others) + " rows of other kinds";
+  if (rows.groups + rows.addresses == 0) {
+    return others + " than groups and addresses are left out";
+  }
+  return std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
+         " groups are in no group of the address book and are left out, and so are " + others;
+}
+
 void TellOfRowsLeftOut(ExportCall& call, const MailerContext& context,
                        const addressbook::RowsLeftOut& rows) {
   if (rows.groups + rows.addresses + rows.others == 0) return;
-  platform::FailureRecord note = RecordOn(
-      context, std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
-                   " groups are in no group of the address book and are left out, and so are " +
-                   std::to_string(rows.others) + " rows of other kinds");
+  platform::FailureRecord note = RecordOn(context, Describe(rows));
   note.isNote = true;
   call.Tell(std::move(note));
 }
 
-// Rows that lack a name or an ID fail the load, unless everything that can be read is wanted.
-void LoadBook(ExportCall& call, MailerContext& context) {
-  addressbook::IncompleteRowListener onIncompleteRow;
-  if (context.platform.IsSalvaging()) {
-    onIncompleteRow = [&](const std::string& reason) { call.Tell(RecordOn(context, reason)); };
+addressbook::RowsLeftOut ReadBook(ExportCall& call, MailerContext& context) {
+  jet::Database& database = context.database->get();
+  if (!context.platform.IsSalvaging()) {
+    return addressbook::LoadAddressBook(database, context.addressBookData);
   }
-  TellOfRowsLeftOut(call, context,
-                    addressbook::LoadAddressBook(context.database->get(), context.addressBookData,
-                                                 onIncompleteRow));
+  return addressbook::SalvageAddressBook(
+      database, context.addressBookData,
+      [&](const std::string& reason) { call.Tell(RecordOn(context, reason)); });
+}
+
+void LoadBook(ExportCall& call, MailerContext& context) {
+  TellOfRowsLeftOut(call, context, ReadBook(call, context));
 }
 
 HandleNode* OpenBook(ExportCall& call, MailerContext& context, HandleNode& session) {

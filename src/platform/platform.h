@@ -23,7 +23,8 @@ class Platform {
   [[nodiscard]] virtual std::optional<int> PlatformId() const = 0;
 
   // Whether everything is wanted that can still be read: damaged pages and rows are stepped over
-  // and reported instead of failing the call, and NUL bytes do not end the source of a MIME mail.
+  // and reported instead of failing the call, NUL bytes do not end the source of a MIME mail, and
+  // the address book has the addresses that stand in no group.
   [[nodiscard]] virtual bool IsSalvaging() const = 0;
 
   [[nodiscard]] virtual const Registry& registry() const = 0;

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <new>
+#include <random>
 #include <set>
 #include <string>
 
@@ -48,6 +49,24 @@ std::string Show(const AddressBook& book, std::int32_t parent = AddressBook::WHO
     text += members + (members.empty() || groups.empty() ? "" : " ") + groups + ")";
   }
   return text;
+}
+
+std::vector<std::string> GroupNames(const AddressBook& book) {
+  std::vector<std::string> names;
+  std::vector<std::int32_t> waiting = {AddressBook::WHOLE_BOOK};
+  while (!waiting.empty()) {
+    const std::int32_t parent = waiting.back();
+    waiting.pop_back();
+    for (std::int32_t i = 0; i < book.ChildCount(parent); ++i) {
+      waiting.push_back(book.FindChild(parent, i).value());
+      names.push_back(book.At(waiting.back()).name.str());
+    }
+  }
+  return names;
+}
+
+void FailOnBadRow(const std::string& reason) {
+  ADD_FAILURE() << reason;
 }
 
 struct TreeCase {
@@ -217,17 +236,17 @@ TEST(AddressBookLoader, KeepsTheBookThatMemoryDidNotSufficeFor) {
   EXPECT_EQ(Load(table, book), RESULT_INVALID);
 }
 
-TEST(AddressBookLoader, LoadsIncompleteRowsForWhoeverListens) {
+TEST(AddressBookLoader, SalvagesIncompleteRows) {
   TableInMemory table{
       .rows = {Group(0, 1, "A"), AddressRow{.key = 2},
                AddressRow{.type = test::ADDRESS, .parent = 2, .key = 3, .name = "x"},
-               AddressRow{.type = test::ADDRESS, .parent = 8, .key = 4},
-               Damaged(Address(8, "y"), "Name"), Address(2, "z")}};
+               AddressRow{.type = test::ADDRESS, .parent = 8, .key = 4}, Address(2, "z")}};
   test::DatabaseInMemory database(table);
   std::vector<std::string> told;
   std::optional<AddressBook> book;
-  LoadAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
-  EXPECT_EQ(Show(*book), "A() ( z)");
+  const BadRowListener listener = [&](const std::string& reason) { told.push_back(reason); };
+  SalvageAddressBook(database, book, listener);
+  EXPECT_EQ(Show(*book), "A() ( z) ()");
   EXPECT_EQ(told,
             (std::vector<std::string>{
                 "the table has a group without a Name, where KeyNo is 2 and ParentKeyNo 0",
@@ -238,7 +257,7 @@ TEST(AddressBookLoader, LoadsIncompleteRowsForWhoeverListens) {
   table = {.rows = std::vector<AddressRow>(5'000, AddressRow{})};
   told.clear();
   ReleaseAddressBook(book);
-  LoadAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
+  SalvageAddressBook(database, book, listener);
   EXPECT_EQ(told.size(), 1'000U);
   EXPECT_EQ(book->ChildCount(AddressBook::WHOLE_BOOK), 5'000);
 }
@@ -275,6 +294,96 @@ TEST(AddressBookLoader, CountsWhatIsInNoGroupOfTheTree) {
   }
 }
 
+TEST(AddressBookLoader, SalvagesStraysBehindTheTree) {
+  const TreeCase cases[] = {
+      {"addresses at the top, whose groups are in the tree",
+       {Group(0, 1, "A"), Address(0, "t"), Address(1, "x"), Address(0, "u")},
+       "A(x) (t u)"},
+      {"by ascending keys",
+       {Address(9, "n"), Address(0, "t"), Address(-5, "m"), Address(9, "o")},
+       "(m) (t) (n o)"},
+      {"an orphaned group with all beneath it, though its own key is less",
+       {Group(8, 2, "B"), Group(2, 3, "C"), Address(3, "x"), Address(8, "y"), Address(2, "z")},
+       "(y B(z C(x)))"},
+      {"orphaned groups without addresses", {Group(0, 1, "A"), Group(8, 2, "B")}, "A() (B())"},
+      {"what is beneath a row of another type",
+       {AddressRow{.type = 1, .key = 7}, Group(7, 8, "A"), Address(7, "x")},
+       "(x A())"},
+      {"a group beneath itself", {Group(3, 3, "A"), Address(3, "x")}, "(x A(x))"},
+      {"a ring, from its least key",
+       {Group(4, 3, "B"), Group(3, 4, "A"), Address(4, "x"), Address(3, "y")},
+       "(y A(x B(y)))"},
+      {"an orphaned group with key 0 has the addresses at the top, without the tree",
+       {Group(0, 1, "A"), Group(8, 0, "Z"), Address(0, "t")},
+       "A() (Z(t))"},
+      {"an orphaned group with a key of the tree",
+       {Group(0, 1, "A"), Group(8, 1, "B"), Address(1, "x")},
+       "A(x) (B(x))"},
+      {"nothing where the tree has all",
+       {Group(0, 0, "Z"), Group(0, 1, "A"), Address(0, "x"), Address(1, "y")},
+       "Z(x) A(y)"},
+  };
+  for (const TreeCase& c : cases) {
+    TableInMemory table{.rows = c.rows};
+    test::DatabaseInMemory database(table);
+    std::optional<AddressBook> book;
+    const RowsLeftOut left = SalvageAddressBook(database, book, FailOnBadRow);
+    EXPECT_EQ(Show(*book), c.tree) << c.why;
+    EXPECT_EQ(left.groups + left.addresses, 0U) << c.why;
+  }
+}
+
+std::set<std::string> UserIdsIn(const AddressBook& book) {
+  std::set<std::string> ids;
+  for (std::int32_t i = 0; i < book.AddressCount(AddressBook::WHOLE_BOOK); ++i)
+    ids.emplace(book.ResolveAddress(AddressBook::WHOLE_BOOK, i).userId);
+  return ids;
+}
+
+// Tables in which few keys make rings, copies and strays of every kind.
+TEST(AddressBookLoader, SalvagesEveryRowAndLeavesTheTreeAsItWas) {
+  std::minstd_rand random(7);
+  const auto key = [&random] { return static_cast<std::int32_t>(random() % 8) - 1; };
+  for (int round = 0; round < 500; ++round) {
+    TableInMemory table;
+    std::set<std::string> names;
+    std::set<std::string> userIds;
+    for (int i = 0; i < 12; ++i) {
+      const std::string text = std::to_string(i);
+      const bool isGroup = random() % 2 == 0;
+      table.rows.push_back(isGroup ? Group(key(), key(), text) : Address(key(), text));
+      (isGroup ? names : userIds).insert(text);
+    }
+    std::optional<AddressBook> tree;
+    ASSERT_EQ(Load(table, tree), RESULT_OK);
+    test::DatabaseInMemory database(table);
+    std::optional<AddressBook> book;
+    SalvageAddressBook(database, book, FailOnBadRow);
+    const std::string before = Show(*tree);
+    EXPECT_EQ(Show(*book).substr(0, before.size()), before) << round;
+    EXPECT_EQ(UserIdsIn(*book), userIds) << round;
+    const std::vector<std::string> found = GroupNames(*book);
+    std::set<std::string> foundNames(found.begin(), found.end());
+    foundNames.erase("");  // those of the strays
+    EXPECT_EQ(foundNames, names) << round;
+  }
+}
+
+TEST(AddressBookLoader, TellsOfStraysThatCannotBeReadAndLoadsTheRest) {
+  TableInMemory table{.rows = {Group(0, 1, "A"), Address(1, "x"), Address(8, "y"),
+                               Damaged(Address(8, "z"), "Name"), Damaged(Address(9, "z"), "Type"),
+                               Damaged(Group(7, 2, "B"), "Name"), Address(7, "w"),
+                               Damaged(Address(0, "t"), "Comment")}};
+  test::DatabaseInMemory database(table);
+  std::vector<std::string> told;
+  std::optional<AddressBook> book;
+  SalvageAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
+  EXPECT_EQ(Show(*book), "A(x) (w) (y)");
+  EXPECT_EQ(told.size(), 4U) << "each once, whatever it may have been";
+  for (const std::string& reason : told)
+    EXPECT_NE(reason.find("injected damage"), std::string::npos) << reason;
+}
+
 TEST(AddressBookLoader, ReadsEachRowOnce) {
   constexpr std::int32_t GROUPS = 1'000;
   TableInMemory table;
@@ -299,20 +408,6 @@ std::vector<AddressRow> DoubleKeys(std::int32_t levels) {
     }
   }
   return rows;
-}
-
-std::vector<std::string> GroupNames(const AddressBook& book) {
-  std::vector<std::string> names;
-  std::vector<std::int32_t> waiting = {AddressBook::WHOLE_BOOK};
-  while (!waiting.empty()) {
-    const std::int32_t parent = waiting.back();
-    waiting.pop_back();
-    for (std::int32_t i = 0; i < book.ChildCount(parent); ++i) {
-      waiting.push_back(book.FindChild(parent, i).value());
-      names.push_back(book.At(waiting.back()).name.str());
-    }
-  }
-  return names;
 }
 
 TEST(AddressBookLoader, LoadsThousandsOfPaths) {
@@ -342,6 +437,21 @@ TEST(AddressBookLoader, BoundsTheNumberOfPathsButLosesNoRow) {
   EXPECT_GT(names.size(), 10'000u);
   EXPECT_LT(names.size(), 100'000u);
   EXPECT_GT(book->AddressCount(AddressBook::WHOLE_BOOK), 0);
+}
+
+TEST(AddressBookLoader, BoundsTheNumberOfPathsAmongStrays) {
+  TableInMemory table{.rows = DoubleKeys(60)};
+  for (AddressRow& row : table.rows)
+    ++row.parent, ++row.key;  // beneath key 1, which nothing has
+  table.rows.push_back(Address(61, "deepest"));
+  table.rows.push_back(Address(99, "last"));
+  test::DatabaseInMemory database(table);
+  std::optional<AddressBook> book;
+  SalvageAddressBook(database, book, FailOnBadRow);
+  const std::vector<std::string> names = GroupNames(*book);
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 121U);
+  EXPECT_LT(names.size(), 100'000U);
+  EXPECT_EQ(UserIdsIn(*book), (std::set<std::string>{"deepest", "last"}));
 }
 
 TEST(AddressBookLoader, BoundsTheNumberOfAddresses) {

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "addressbook/address_book_store.h"
+#include "host/environment.h"
 #include "interface/handle_node.h"
 
 namespace nimport::test {
@@ -288,6 +289,27 @@ TEST(AddressExports, OpenBooksWithoutGroups) {
     EXPECT_EQ(session.AddressCount(book), (NumberAnswer{RESULT_OK, 0}));
     EXPECT_EQ(session.Group(book, 0), nullptr);
     EXPECT_EQ(session.Name(session.Address(book, 0)), NO_TEXT);
+  }
+}
+
+TEST(AddressExports, HaveAddressesInNoGroupForWhoeverSalvages) {
+  json entries = SmallBook();
+  entries.push_back({{"parent", 990}, {"userId", "g"}});
+  entries.push_back(Person("f"));
+  const AddressBookStore store(entries);
+  for (const bool isSalvaging : {false, true}) {
+    const tests::ScopedVariable variable("NIMPORT_SALVAGE", isSalvaging ? "1" : "0");
+    AddressSession session;
+    HandleNode* book = session.OpenBook();
+    const std::int32_t more = isSalvaging ? 2 : 0;
+    EXPECT_EQ(session.GroupCount(book), (NumberAnswer{RESULT_OK, 2 + more}));
+    EXPECT_EQ(session.AddressCount(book), (NumberAnswer{RESULT_OK, 5 + more}));
+    EXPECT_EQ(session.Value(session.Address(book, 4), 0), (TextAnswer{RESULT_OK, "e"}));
+    if (!isSalvaging) continue;
+    HandleNode* top = session.Group(book, 2);
+    EXPECT_EQ(session.Name(top), (TextAnswer{RESULT_OK, ""}));
+    EXPECT_EQ(session.Value(session.Address(top, 0), 0), (TextAnswer{RESULT_OK, "f"}));
+    EXPECT_EQ(session.Id(session.Address(session.Group(book, 3), 0)), (NumberAnswer{RESULT_OK, 6}));
   }
 }
 

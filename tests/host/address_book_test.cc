@@ -92,13 +92,21 @@ TEST_F(AddressBooks, OutliveMailSessionsAndTheOtherWayRound) {
   }
 }
 
-TEST_F(AddressBooks, TellWhatIsInNoGroup) {
+TEST_F(AddressBooks, HaveWhatIsInNoGroupAndTellOfOtherRows) {
   const OpenStore open(R"({"addressBook": [
-    {"name": "A"}, {"userId": "top@example.jp"}, {"parent": 9, "name": "orphan"}]})");
+    {"name": "A"}, {"userId": "top@example.jp"}, {"parent": 9, "name": "orphan"},
+    {"type": 1, "name": "t"}]})");
   const AddressBook book(open.library);
+  const std::vector<AddressGroup> groups = book.Groups();
+  ASSERT_EQ(groups.size(), 4U);
+  EXPECT_EQ(groups[1].name, "");
+  EXPECT_EQ(book.AddressesOf(groups[1]).at(0).userId, "top@example.jp");
+  EXPECT_EQ(groups[2].name, "");
+  EXPECT_EQ(groups[3].name, "orphan");
+  EXPECT_EQ(groups[3].parent, 2);
   const std::vector<DiagnosticRecord> notes = open.library.TakeNotes();
   ASSERT_EQ(notes.size(), 1U);
-  EXPECT_THAT(notes[0].Describe(), testing::HasSubstr("1 addresses and 1 groups"));
+  EXPECT_THAT(notes[0].Describe(), testing::HasSubstr("1 rows of other kinds than"));
   EXPECT_THAT(open.library.TakeLosses(), testing::IsEmpty());
 }
 
