@@ -72,6 +72,7 @@ std::string TextDecoder::FromCodePage(std::span<const std::byte> stored) const {
 }
 
 std::string TextDecoder::FromUtf16(std::span<const std::byte> stored) const {
+  if (stored.empty()) return {};
   if (stored.size() % 2 != 0) throw DatabaseError({}, "a text ends within a character");
   return Convert(stored.size() / 2, [&](char16_t* out) { return CopyUnits(stored, out); });
 }

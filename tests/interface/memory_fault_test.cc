@@ -31,11 +31,21 @@ void* operator new(std::size_t size) {
   ++live;
   return memory;
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 void operator delete(void* memory) noexcept {
   if (memory != nullptr) --live;
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
+  operator delete(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
   operator delete(memory);
 }
 

@@ -16,7 +16,7 @@ TEST(TextDecoder, Jet4Texts) {
     bool isConverted;    // whether the converter may be asked
     const char* why;
   } CASES[] = {
-      {"", "", true, "empty"},
+      {"", "", false, "empty"},
       {"FFFE", "", false, "compressed and empty"},
       {"61006200", "ab", true, "ASCII in two bytes a character"},
       {"FFFE616263", "abc", false, "compressed ASCII"},

@@ -37,7 +37,8 @@ class InterruptedExport : public testing::TestWithParam<const char*> {
 };
 
 TEST_P(InterruptedExport, LeavesNothingHalfWrittenAndGoesOn) {
-  ASSERT_EQ(RunProgram(Command("whole")).exitCode, 0);
+  const ToolResult finished = RunProgram(Command("whole"));
+  ASSERT_EQ(finished.exitCode, 0) << finished.out << finished.err;
   const auto whole = FinishedFiles(Target("whole"));
   int interrupted = 0;
   // Later and later, until a run comes to its end.
