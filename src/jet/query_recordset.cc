@@ -154,7 +154,9 @@ void QueryRecordset::SetBookmark(Bookmark bookmark) {
   standing_ = Standing::AtEnd;
   if (bookmark.position == END_BOOKMARK) return;
   isListed_ = (bookmark.position & ROW_NUMBER_MARK) != 0;
-  if (isListed_) return StandOnListed(bookmark.position & ~ROW_NUMBER_MARK);
+  if (isListed_) {
+    return StandOnListed(static_cast<std::size_t>(bookmark.position & ~ROW_NUMBER_MARK));
+  }
   cursor_.MoveTo({.driving = static_cast<std::uint32_t>(bookmark.position >> DRIVING_SHIFT),
                   .match = static_cast<std::uint32_t>(bookmark.position)});
   standing_ = Standing::OnRow;

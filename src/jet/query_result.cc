@@ -198,7 +198,7 @@ class ResultMaker {
       count = (order.size() * std::min(count, HUNDRED) + HUNDRED - 1) / HUNDRED;
     }
     if (count >= order.size()) return;
-    std::size_t size = count;
+    auto size = static_cast<std::size_t>(count);
     if (size > 0 && !plan_.sortKeys.empty()) {
       // Rows that the sort cannot tell from the last one belong to the result as well.
       const std::string lastKey = SortKeyOf(order[size - 1]);

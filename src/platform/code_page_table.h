@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,6 +46,9 @@ class CodePageSource {
   // The one or two bytes of a UTF-16 unit; empty when it has no counterpart.
   virtual std::string Encode(char16_t unit) = 0;
 };
+
+// Provided by each system's folder. A code page that the system lacks has no characters.
+[[nodiscard]] std::unique_ptr<CodePageSource> OpenCodePage(const CodePageForm& form);
 
 // Unchanging after construction and thus safe to share between threads.
 class CodePageTable {

@@ -17,7 +17,7 @@ std::string ReadWholeFile(const RandomAccessFile& file) {
   if (size > MAX_BYTES) throw FileError(file.Name() + ": is too large to be read whole");
   // The size is a claim: the file may shrink or grow while it is read. One byte more than it tells
   // the end of the file without more memory.
-  std::string content(size + 1, '\0');
+  std::string content(static_cast<std::size_t>(size) + 1, '\0');
   std::size_t used = 0;
   while (true) {
     if (used == content.size()) content.resize(used + std::max<std::size_t>(used / 8, 4096));

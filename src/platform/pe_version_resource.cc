@@ -68,7 +68,7 @@ class ExecutableReader {
     const std::uint64_t dataAddress = Number(ResourceOffset(language), 4);
     const std::uint64_t size = Number(ResourceOffset(language + 4), 4);
     if (size > MAX_RESOURCE_BYTES) throw NotFound();
-    std::vector<std::byte> bytes(size);
+    std::vector<std::byte> bytes(static_cast<std::size_t>(size));
     Read(FileOffset(dataAddress), bytes);
     return bytes;
   }
@@ -168,8 +168,8 @@ class VersionNode {
     if (bytes.size() < NAME) throw NotFound();
     const std::uint64_t length = LittleEndian(bytes.first(2));
     if (length < NAME || length > bytes.size()) throw NotFound();
-    bytes_ = bytes.first(length);
-    valueLength_ = LittleEndian(bytes.subspan(2, 2));
+    bytes_ = bytes.first(static_cast<std::size_t>(length));
+    valueLength_ = static_cast<std::size_t>(LittleEndian(bytes.subspan(2, 2)));
     name_ = TextAt(NAME);
     valueOffset_ = Aligned(NAME + (name_.size() + 1) * sizeof(char16_t));
   }

@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/posix/text.h"
+#include "platform/system_text.h"
 
 namespace nimport::platform {
 namespace {
 
-const posix::SystemText TEXT;
+const SystemText TEXT;
 constexpr std::string_view KEY = "Software\\NIFTY\\NIFTY Manager\\Directory";
 
 std::optional<std::string> Find(std::string_view file,

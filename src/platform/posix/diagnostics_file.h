@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/diagnostics.h"
-#include "platform/posix/settings.h"
+#include "platform/settings.h"
 
 namespace nimport::platform::posix {
 

@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 
+#include "platform/posix/wine_prefix.h"
 #include "platform/windows_path.h"
 
 namespace nimport::platform::posix {
@@ -21,24 +22,6 @@ bool IsThere(const std::string& path) {
 std::string WithSlash(std::string directory) {
   if (!directory.ends_with('/')) directory += '/';
   return directory;
-}
-
-constexpr char ToUpper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-}
-
-// The directory of a drive in "C=/mnt/disk;D=/srv/data".
-std::optional<std::string> FindInDriveList(std::string_view list, char letter) {
-  while (!list.empty()) {
-    const std::string_view entry = list.substr(0, list.find(';'));
-    list.remove_prefix(std::min(list.size(), entry.size() + 1));
-    const std::size_t equals = entry.find('=');
-    const std::string_view name = entry.substr(0, equals);
-    const bool isLetter = name.size() == 1 || (name.size() == 2 && name[1] == ':');
-    if (equals == std::string_view::npos || !isLetter || ToUpper(name[0]) != letter) continue;
-    if (equals + 1 < entry.size()) return std::string(entry.substr(equals + 1));
-  }
-  return std::nullopt;
 }
 
 // Without symbolic links, so that two spellings of a directory compare.
@@ -61,9 +44,7 @@ NativePaths::NativePaths(Settings settings, const TextConverter& text)
     : settings_(std::move(settings)), text_(text), directories_(text) {}
 
 std::optional<std::string> NativePaths::FindDrive(char letter) const {
-  if (const std::optional<std::string> drives = settings_("NIMPORT_DRIVES")) {
-    if (std::optional<std::string> mapped = FindInDriveList(*drives, letter)) return mapped;
-  }
+  if (std::optional<std::string> mapped = ReadDrive(settings_, letter)) return mapped;
   if (const std::optional<std::string> prefix = FindWinePrefix(settings_)) {
     std::string device = *prefix + "/dosdevices/" + static_cast<char>(letter - 'A' + 'a') + ":";
     if (IsThere(device)) return device;

@@ -7,7 +7,7 @@
 
 #include "common/text_converter.h"
 #include "platform/posix/directory_index.h"
-#include "platform/posix/settings.h"
+#include "platform/settings.h"
 #include "platform/windows_path.h"
 
 namespace nimport::platform::posix {

@@ -1,6 +1,5 @@
 #include "platform/posix/posix_file.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <limits>
@@ -11,6 +10,8 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include "platform/change_stamp.h"
+#include "platform/native_file.h"
 #include "platform/posix/file_descriptor.h"
 
 namespace nimport::platform::posix {
@@ -18,30 +19,18 @@ namespace {
 
 constexpr std::int64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
 
-// A change within this time of another may leave the file's time stamp as it is, because the kernel
-// takes its time from a clock that ticks only so often.
-constexpr std::int64_t UNSETTLED_NANOSECONDS = 20'000'000;
-
 std::int64_t Nanoseconds(const timespec& time) {
   return time.tv_sec * NANOSECONDS_PER_SECOND + time.tv_nsec;
 }
 
-std::uint64_t Mix(std::uint64_t state, std::uint64_t value) {
-  state = (state ^ value) * 0x9E3779B97F4A7C15u;
-  return state ^ state >> 29;
-}
-
 // Differs from that of an earlier state of the same file.
-std::uint64_t StampOf(const struct stat& status) {
-  static std::atomic<std::uint64_t> unsettledCount{0};
-  std::uint64_t stamp =
-      Mix(static_cast<std::uint64_t>(status.st_ino), static_cast<std::uint64_t>(status.st_size));
-  stamp = Mix(stamp, static_cast<std::uint64_t>(Nanoseconds(status.st_mtim)));
+ChangeStamp StampOf(const struct stat& status) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const std::int64_t age = Nanoseconds(now) - Nanoseconds(status.st_mtim);
-  // As long as the time stamp does not tell, every answer is a new one.
-  if (age >= 0 && age < UNSETTLED_NANOSECONDS) stamp = Mix(stamp, ++unsettledCount);
+  ChangeStamp stamp;
+  stamp.Add(static_cast<std::uint64_t>(status.st_ino));
+  stamp.Add(static_cast<std::uint64_t>(status.st_size));
+  stamp.AddLastWrite(Nanoseconds(status.st_mtim), Nanoseconds(now));
   return stamp;
 }
 
@@ -72,7 +61,7 @@ class PosixFile final : public RandomAccessFile {
     return static_cast<std::uint64_t>(Status().st_size);
   }
 
-  [[nodiscard]] std::uint64_t ChangeStamp() const override { return StampOf(Status()); }
+  [[nodiscard]] std::uint64_t ChangeStamp() const override { return StampOf(Status()).value(); }
 
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> buffer) const override {
     std::size_t done = 0;
@@ -136,17 +125,10 @@ std::optional<std::uint64_t> FindNativeChangeStamp(const std::string& path) {
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   // Behind a name stands now this file and now that one. The time of the last change of anything
   // tells of permissions that were taken away, and of time stamps that were set back.
-  const std::uint64_t place = Mix(static_cast<std::uint64_t>(status.st_dev),
-                                  static_cast<std::uint64_t>(Nanoseconds(status.st_ctim)));
-  return Mix(place, StampOf(status));
-}
-
-std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
-  // A FIFO would make the open wait for a writer.
-  FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.IsOpen()) FailFile(path, "cannot be opened", errno);
-  CheckIsRegular(file, path);
-  return std::make_unique<PosixFile>(path, std::move(file));
+  ChangeStamp stamp = StampOf(status);
+  stamp.Add(static_cast<std::uint64_t>(status.st_dev));
+  stamp.Add(static_cast<std::uint64_t>(Nanoseconds(status.st_ctim)));
+  return stamp.value();
 }
 
 std::unique_ptr<OutputFile> CreateNativeFile(const std::string& directory,
@@ -166,3 +148,15 @@ std::unique_ptr<OutputFile> CreateNativeFile(const std::string& directory,
 }
 
 }  // namespace nimport::platform::posix
+
+namespace nimport::platform {
+
+std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
+  // A FIFO would make the open wait for a writer.
+  posix::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file.IsOpen()) posix::FailFile(path, "cannot be opened", errno);
+  posix::CheckIsRegular(file, path);
+  return std::make_unique<posix::PosixFile>(path, std::move(file));
+}
+
+}  // namespace nimport::platform

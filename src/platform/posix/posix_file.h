@@ -6,13 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "common/random_access_file.h"
 #include "platform/file_system.h"
 
 namespace nimport::platform::posix {
-
-// Opens a regular file by its native path. Throws FileError.
-[[nodiscard]] std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path);
 
 // A number that differs whenever the regular file at a native path may be another or have changed.
 // Empty when there is none.

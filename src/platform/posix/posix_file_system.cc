@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "common/file_error.h"
+#include "platform/native_file.h"
 #include "platform/pe_version_resource.h"
 #include "platform/posix/posix_file.h"
 

@@ -4,8 +4,8 @@
 #include "common/text_converter.h"
 #include "platform/file_system.h"
 #include "platform/posix/native_paths.h"
-#include "platform/posix/settings.h"
 #include "platform/posix/temporary_directories.h"
+#include "platform/settings.h"
 
 namespace nimport::platform::posix {
 

@@ -1,7 +1,6 @@
 #include "platform/posix/posix_platform.h"
 
-#include <charconv>
-#include <string>
+#include "platform/posix/wine_prefix.h"
 
 namespace nimport::platform {
 namespace posix {
@@ -11,24 +10,25 @@ constexpr int NT_FAMILY = 2;
 
 }  // namespace
 
+std::vector<std::string> FindRegistryFiles(const Settings& settings) {
+  if (settings("NIMPORT_REGISTRY")) return ReadRegistryFileNames(settings, ':');
+  const std::optional<std::string> prefix = FindWinePrefix(settings);
+  if (!prefix) return {};
+  return {*prefix + "/system.reg", *prefix + "/user.reg"};
+}
+
 std::optional<int> PosixPlatform::PlatformId() const {
-  const std::optional<std::string> setting = settings_("NIMPORT_PLATFORM_ID");
-  if (!setting) return NT_FAMILY;
-  int id = 0;
-  const char* const end = setting->data() + setting->size();
-  const auto [next, error] = std::from_chars(setting->data(), end, id);
-  if (error != std::errc() || next != end) return std::nullopt;
-  return id;
+  return ReadPlatformId(settings_, NT_FAMILY);
 }
 
 bool PosixPlatform::IsSalvaging() const {
-  return settings_("NIMPORT_SALVAGE") == "1";
+  return ReadIsSalvaging(settings_);
 }
 
 }  // namespace posix
 
 Platform& SystemPlatform() {
-  static posix::PosixPlatform platform(posix::EnvironmentSettings());
+  static posix::PosixPlatform platform(EnvironmentSettings());
   return platform;
 }
 

@@ -1,16 +1,23 @@
 #ifndef NIMPORT_PLATFORM_POSIX_POSIX_PLATFORM_H_
 #define NIMPORT_PLATFORM_POSIX_POSIX_PLATFORM_H_
 
+#include <string>
+#include <vector>
+
 #include "platform/platform.h"
 #include "platform/posix/diagnostics_file.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/posix/posix_modules.h"
-#include "platform/posix/registry_files.h"
-#include "platform/posix/settings.h"
-#include "platform/posix/text.h"
+#include "platform/registry_files.h"
+#include "platform/settings.h"
+#include "platform/system_text.h"
 
 namespace nimport::platform::posix {
+
+// The files that stand for the registry: those that NIMPORT_REGISTRY names, separated by ':', else
+// "system.reg" and "user.reg" of the Wine prefix.
+[[nodiscard]] std::vector<std::string> FindRegistryFiles(const Settings& settings);
 
 // The platform on a POSIX system, with its settings from the environment or, in a test, from
 // elsewhere. The time zone comes from the environment in either case.
@@ -18,7 +25,7 @@ class PosixPlatform final : public Platform {
  public:
   explicit PosixPlatform(const Settings& settings)
       : settings_(settings),
-        registry_(settings, text_),
+        registry_([settings] { return FindRegistryFiles(settings); }, text_),
         files_(settings, text_),
         diagnostics_(settings) {}
 

@@ -11,7 +11,7 @@
 #include <sys/types.h>
 
 #include "platform/posix/native_paths.h"
-#include "platform/posix/settings.h"
+#include "platform/settings.h"
 
 namespace nimport::platform::posix {
 

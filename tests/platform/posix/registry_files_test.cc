@@ -1,4 +1,4 @@
-#include "platform/posix/registry_files.h"
+#include "platform/registry_files.h"
 
 #include <gtest/gtest.h>
 

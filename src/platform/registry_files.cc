@@ -1,12 +1,12 @@
-#include "platform/posix/registry_files.h"
+#include "platform/registry_files.h"
 
 #include "common/file_error.h"
 #include "platform/file_system.h"
 #include "platform/letter_case.h"
-#include "platform/posix/posix_file.h"
+#include "platform/native_file.h"
 #include "platform/registry_text.h"
 
-namespace nimport::platform::posix {
+namespace nimport::platform {
 namespace {
 
 // More than any registry; whatever is larger is something else.
@@ -37,17 +37,14 @@ std::string KeyOf32Bits(std::string_view key) {
 
 }  // namespace
 
-std::vector<std::string> RegistryFiles::FileNames() const {
+std::vector<std::string> ReadRegistryFileNames(const Settings& settings, char separator) {
   std::vector<std::string> names;
-  if (const std::optional<std::string> list = settings_("NIMPORT_REGISTRY")) {
-    std::size_t start = 0;
-    while (start <= list->size()) {
-      const std::size_t end = std::min(list->find(':', start), list->size());
-      if (end > start) names.push_back(list->substr(start, end - start));
-      start = end + 1;
-    }
-  } else if (const std::optional<std::string> prefix = FindWinePrefix(settings_)) {
-    names = {*prefix + "/system.reg", *prefix + "/user.reg"};
+  const std::string list = settings("NIMPORT_REGISTRY").value_or("");
+  std::size_t start = 0;
+  while (start < list.size()) {
+    const std::size_t end = std::min(list.find(separator, start), list.size());
+    if (end > start) names.push_back(list.substr(start, end - start));
+    start = end + 1;
   }
   return names;
 }
@@ -56,7 +53,7 @@ std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::str
                                                      std::string_view valueName) const {
   const std::string keyOf32Bits = KeyOf32Bits(key);
   std::optional<std::string> valueOf32Bits;
-  for (const std::string& name : FileNames()) {
+  for (const std::string& name : fileNames_()) {
     const std::string file = ReadRegistryFile(name);
     if (auto value = FindRegistryString(file, {hive, key, valueName}, text_)) return value;
     if (!valueOf32Bits && !keyOf32Bits.empty()) {
@@ -66,4 +63,4 @@ std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::str
   return valueOf32Bits;
 }
 
-}  // namespace nimport::platform::posix
+}  // namespace nimport::platform

@@ -1,12 +1,12 @@
-#ifndef NIMPORT_PLATFORM_POSIX_TEXT_H_
-#define NIMPORT_PLATFORM_POSIX_TEXT_H_
+#ifndef NIMPORT_PLATFORM_SYSTEM_TEXT_H_
+#define NIMPORT_PLATFORM_SYSTEM_TEXT_H_
 
 #include "common/text_converter.h"
 
-namespace nimport::platform::posix {
+namespace nimport::platform {
 
-// Code pages as the C library's iconv knows them. A code page that iconv lacks counts as
-// CODE_PAGE_WESTERN with ASCII alone.
+// Code pages as the system knows them. A code page that it lacks counts as CODE_PAGE_WESTERN with
+// ASCII alone.
 class SystemText final : public TextConverter {
  public:
   [[nodiscard]] std::string FromUtf16(std::u16string_view text, unsigned codePage) const override;
@@ -15,6 +15,6 @@ class SystemText final : public TextConverter {
                                                             unsigned codePage) const override;
 };
 
-}  // namespace nimport::platform::posix
+}  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_POSIX_TEXT_H_
+#endif  // NIMPORT_PLATFORM_SYSTEM_TEXT_H_

@@ -1,4 +1,4 @@
-#include "platform/posix/text.h"
+#include "platform/system_text.h"
 
 #include <iterator>
 #include <string>
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nimport::platform::posix {
+namespace nimport::platform {
 namespace {
 
 const SystemText TEXT;
@@ -186,4 +186,4 @@ TEST(SystemTextTest, ThreadsConvertAtOnce) {
 }
 
 }  // namespace
-}  // namespace nimport::platform::posix
+}  // namespace nimport::platform

@@ -1,0 +1,29 @@
+#ifndef NIMPORT_PLATFORM_SETTINGS_H_
+#define NIMPORT_PLATFORM_SETTINGS_H_
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace nimport::platform {
+
+// Answers the value of a setting by its name (NIMPORT_DRIVES, WINEPREFIX, TMPDIR...), UTF-8, afresh
+// at every call. A setting that is there but empty counts as absent.
+using Settings = std::function<std::optional<std::string>(const char* name)>;
+
+// The process's environment.
+[[nodiscard]] Settings EnvironmentSettings();
+
+// NIMPORT_PLATFORM_ID, else `usual`. Empty when that is no number.
+[[nodiscard]] std::optional<int> ReadPlatformId(const Settings& settings, std::optional<int> usual);
+
+// Whether NIMPORT_SALVAGE is 1.
+[[nodiscard]] bool ReadIsSalvaging(const Settings& settings);
+
+// The native directory that NIMPORT_DRIVES ("C=/mnt/disk;D=/srv/data") gives a drive, a letter from
+// A to Z. Empty when it gives none.
+[[nodiscard]] std::optional<std::string> ReadDrive(const Settings& settings, char letter);
+
+}  // namespace nimport::platform
+
+#endif  // NIMPORT_PLATFORM_SETTINGS_H_
