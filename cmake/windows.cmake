@@ -1,0 +1,31 @@
+# What a build for Windows needs besides. Only the plug-in and its tests are built there.
+
+# Wide functions throughout; those of Windows 7 and later.
+add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+
+# Nothing but the system's own libraries is needed where the plug-in runs.
+add_link_options(-static)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Hosts keep the stack aligned to 4 bytes only. Doubles are computed as on every other system,
+  # whatever precision the host has set.
+  add_compile_options(-mstackrealign -msse2 -mfpmath=sse)
+endif()
+
+if(NOT CMAKE_CROSSCOMPILING)
+  return()
+endif()
+
+# Debian's headers of nlohmann-json serve every system, but their directory holds this system's, too.
+set(headers ${CMAKE_BINARY_DIR}/headers)
+file(MAKE_DIRECTORY ${headers})
+file(CREATE_LINK /usr/include/nlohmann ${headers}/nlohmann SYMBOLIC)
+add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED GLOBAL)
+target_include_directories(nlohmann_json::nlohmann_json INTERFACE ${headers})
+
+if(NIMPORT_BUILD_TESTS)
+  # Debian's package googletest has the sources.
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(library gtest gtest_main gmock gmock_main)
+    target_compile_options(${library} PRIVATE -w)
+  endforeach()
+endif()

@@ -1,0 +1,113 @@
+#include "platform/windows/native_paths.h"
+
+#include <windows.h>
+
+#include "platform/windows/wide_text.h"
+
+namespace nimport::platform::windows {
+namespace {
+
+constexpr std::wstring_view NETWORK_START = L"\\\\";
+
+// The system drops these at a name's end, so that the name would be another one.
+bool EndsInDroppedCharacter(std::string_view part) {
+  return part.ends_with('.') || part.ends_with(' ');
+}
+
+// Takes the last directory off a full path, down to its drive or share.
+void GoUp(std::wstring& directory) {
+  const std::size_t fixed =
+      directory.starts_with(UNC_PREFIX)
+          ? directory.find(L'\\', directory.find(L'\\', UNC_PREFIX.size()) + 1)
+          : LONG_PREFIX.size() + 2;
+  const std::size_t last = directory.rfind(L'\\');
+  if (fixed != std::wstring::npos && last != std::wstring::npos && last >= fixed) {
+    directory.resize(last);
+  }
+}
+
+void DropTrailingSeparators(std::wstring& path) {
+  while (path.ends_with(L'\\'))
+    path.pop_back();
+}
+
+// Where a path begins that names no drive.
+std::optional<std::wstring> FindStart(const WindowsPath& path) {
+  std::optional<std::wstring> start = ToFullPath(path.start == PathStart::Root ? L"\\" : L".");
+  if (!start) return std::nullopt;
+  DropTrailingSeparators(*start);
+  for (unsigned i = 0; i < path.levelsUp; ++i)
+    GoUp(*start);
+  return start;
+}
+
+std::wstring DriveRoot(char letter) {
+  return std::wstring(LONG_PREFIX) + static_cast<wchar_t>(letter) + L':';
+}
+
+}  // namespace
+
+std::optional<std::wstring> ToFullPath(const std::wstring& path) {
+  const std::wstring_view given = path;
+  if (given.empty() || given.find(L'\0') != std::wstring_view::npos) return std::nullopt;
+  if (given.starts_with(LONG_PREFIX)) return path;
+  std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD length =
+      GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  if (length == 0 || length >= full.size()) return std::nullopt;
+  full.resize(length);
+  if (full.starts_with(L"\\\\.\\")) return std::nullopt;
+  if (full.starts_with(NETWORK_START)) {
+    return std::wstring(UNC_PREFIX) + full.substr(NETWORK_START.size());
+  }
+  return std::wstring(LONG_PREFIX) + full;
+}
+
+std::optional<std::wstring> NativePaths::Append(std::wstring start, const WindowsPath& path) const {
+  for (const std::string& part : path.parts) {
+    const std::optional<std::u16string> name = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+    if (!name || EndsInDroppedCharacter(part)) return std::nullopt;
+    start.append(L"\\").append(ToWide(*name));
+  }
+  // A root is a directory only with its separator.
+  if (path.parts.empty()) start += L'\\';
+  return start;
+}
+
+std::optional<std::wstring> NativePaths::FindOwn(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  if (!parsed) return std::nullopt;
+  std::optional<std::wstring> start =
+      parsed->start == PathStart::Drive ? DriveRoot(parsed->drive) : FindStart(*parsed);
+  if (!start) return std::nullopt;
+  return Append(*std::move(start), *parsed);
+}
+
+std::optional<std::wstring> NativePaths::FindStored(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  if (!parsed || parsed->start != PathStart::Drive) return FindOwn(path);
+  const std::optional<std::string> mapped = ReadDrive(settings_, parsed->drive);
+  if (!mapped) return FindOwn(path);
+  std::optional<std::wstring> start = ToFullPath(WideFromUtf8(*mapped));
+  if (!start) return std::nullopt;
+  DropTrailingSeparators(*start);
+  return Append(*std::move(start), *parsed);
+}
+
+std::optional<std::string> NativePaths::ToCodePage(const std::wstring& directory) const {
+  const std::u16string utf16 = FromWide(directory);
+  std::string path = text_.FromUtf16(utf16, CODE_PAGE_JAPANESE);
+  while (path.ends_with('\\'))
+    path.pop_back();
+  // A character that code page 932 lacks leads elsewhere.
+  const std::optional<std::wstring> back = FindOwn(path);
+  std::optional<std::wstring> full = ToFullPath(directory);
+  if (!back || !full) return std::nullopt;
+  DropTrailingSeparators(*full);
+  if (CompareStringOrdinal(back->c_str(), -1, full->c_str(), -1, TRUE) != CSTR_EQUAL) {
+    return std::nullopt;
+  }
+  return path;
+}
+
+}  // namespace nimport::platform::windows

@@ -1,0 +1,51 @@
+#ifndef NIMPORT_PLATFORM_WINDOWS_NATIVE_PATHS_H_
+#define NIMPORT_PLATFORM_WINDOWS_NATIVE_PATHS_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "common/text_converter.h"
+#include "platform/settings.h"
+#include "platform/windows_path.h"
+
+namespace nimport::platform::windows {
+
+// What the system takes as it stands: no length limit but its own, no ".." and no devices in it.
+inline constexpr std::wstring_view LONG_PREFIX = L"\\\\?\\";
+inline constexpr std::wstring_view UNC_PREFIX = L"\\\\?\\UNC\\";
+
+// A path of the system, made absolute and given its prefix. Empty when the system cannot.
+[[nodiscard]] std::optional<std::wstring> ToFullPath(const std::wstring& path);
+
+// Turns paths in code page 932 into the system's own, full and with LONG_PREFIX. What the system's
+// usual functions would make of a name is refused before it can happen: "file." and "file " would
+// be "file", "NUL.txt" and "COM1" devices, "file:x" a stream of another file.
+class NativePaths {
+ public:
+  NativePaths(Settings settings, const TextConverter& text)
+      : settings_(std::move(settings)), text_(text) {}
+
+  // A path of the store: drives that NIMPORT_DRIVES names lie where it says. Empty when the path
+  // cannot be understood.
+  [[nodiscard]] std::optional<std::wstring> FindStored(std::string_view path) const;
+
+  // A path of this machine, as a host uses it: drives are the system's.
+  [[nodiscard]] std::optional<std::wstring> FindOwn(std::string_view path) const;
+
+  // The form in code page 932 of an existing directory of this machine, without a trailing '\'.
+  // Empty when it has none by which FindOwn finds it.
+  [[nodiscard]] std::optional<std::string> ToCodePage(const std::wstring& directory) const;
+
+ private:
+  [[nodiscard]] std::optional<std::wstring> Append(std::wstring start,
+                                                   const WindowsPath& path) const;
+
+  Settings settings_;
+  const TextConverter& text_;
+};
+
+}  // namespace nimport::platform::windows
+
+#endif  // NIMPORT_PLATFORM_WINDOWS_NATIVE_PATHS_H_

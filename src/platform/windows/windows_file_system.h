@@ -1,0 +1,40 @@
+#ifndef NIMPORT_PLATFORM_WINDOWS_WINDOWS_FILE_SYSTEM_H_
+#define NIMPORT_PLATFORM_WINDOWS_WINDOWS_FILE_SYSTEM_H_
+
+#include "common/text_converter.h"
+#include "platform/file_system.h"
+#include "platform/settings.h"
+#include "platform/windows/native_paths.h"
+#include "platform/windows/temporary_directories.h"
+
+namespace nimport::platform::windows {
+
+// What is read belongs to the store, whose drives NIMPORT_DRIVES may have moved; what is written
+// and removed has this machine's own path, as the host uses it.
+class WindowsFileSystem final : public FileSystem {
+ public:
+  // `text` must outlive this object.
+  WindowsFileSystem(const Settings& settings, const TextConverter& text)
+      : text_(text), paths_(settings, text), temporaryDirectories_(settings, paths_) {}
+
+  [[nodiscard]] bool Exists(std::string_view path) const override;
+  [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override;
+  [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenForReading(
+      std::string_view path) const override;
+  // The file has the rights that its directory passes on.
+  [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
+  void Remove(std::string_view path) noexcept override;
+  [[nodiscard]] std::optional<std::string> MakeTemporaryDirectory() override;
+  void RemoveTemporaryDirectory(std::string_view path) noexcept override;
+  [[nodiscard]] std::optional<std::string> ReadFileVersion(std::string_view path) const override;
+  [[nodiscard]] std::string NativeName(std::string_view path) const override;
+
+ private:
+  const TextConverter& text_;
+  NativePaths paths_;
+  TemporaryDirectories temporaryDirectories_;
+};
+
+}  // namespace nimport::platform::windows
+
+#endif  // NIMPORT_PLATFORM_WINDOWS_WINDOWS_FILE_SYSTEM_H_

@@ -1,0 +1,33 @@
+#include "platform/windows/windows_platform.h"
+
+#include <windows.h>
+
+namespace nimport::platform {
+namespace windows {
+namespace {
+
+std::optional<int> AskSystem() {
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  if (GetVersionExW(&version) == FALSE) return std::nullopt;
+  return static_cast<int>(version.dwPlatformId);
+}
+
+}  // namespace
+
+std::optional<int> WindowsPlatform::PlatformId() const {
+  return ReadPlatformId(settings_, AskSystem());
+}
+
+bool WindowsPlatform::IsSalvaging() const {
+  return ReadIsSalvaging(settings_);
+}
+
+}  // namespace windows
+
+Platform& SystemPlatform() {
+  static windows::WindowsPlatform platform(EnvironmentSettings());
+  return platform;
+}
+
+}  // namespace nimport::platform
