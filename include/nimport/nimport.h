@@ -33,7 +33,8 @@
 
 #if defined(_WIN32)
 #define NIMPORT_CALL __cdecl
-#define NIMPORT_EXPORT __declspec(dllexport)
+/* The library's .def file names what it exports. */
+#define NIMPORT_EXPORT
 #else
 #define NIMPORT_CALL
 #define NIMPORT_EXPORT __attribute__((visibility("default")))

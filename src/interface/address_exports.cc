@@ -262,7 +262,8 @@ ResultCode NIMPORT_CALL AD_GetFieldIndex(HandleNode* session, HandleNode* book,
     static_cast<void>(nimport::RequireBook(book));
     std::int32_t& out = RequireOut(index);
     if (name == nullptr) nimport::FailInvalid("no name of a field");
-    out = nimport::addressbook::FindAddressField(name).value_or(nimport::NO_SUCH_FIELD);
+    out = nimport::addressbook::FindAddressField(nimport::CopyText(name))
+              .value_or(nimport::NO_SUCH_FIELD);
   });
 }
 

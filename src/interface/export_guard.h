@@ -1,11 +1,14 @@
-// The frame of every exported function: nothing but a result code leaves it.
+// The frame of every exported function: nothing but a result code leaves it, and the host's ways to
+// compute stay as they were.
 #ifndef NIMPORT_INTERFACE_EXPORT_GUARD_H_
 #define NIMPORT_INTERFACE_EXPORT_GUARD_H_
 
+#include <cfenv>
 #include <cstdint>
 #include <exception>
 #include <new>
 #include <optional>
+#include <string>
 
 #include "common/failure.h"
 #include "interface/handle_node.h"
@@ -41,9 +44,26 @@ class ExportCall {
   std::optional<std::int32_t> mailIndex_;
 };
 
+// Computes as usual meanwhile: a host may have set another rounding or precision, or have errors of
+// computation end in an exception.
+class UsualArithmetic {
+ public:
+  UsualArithmetic() {
+    std::fegetenv(&before_);
+    std::fesetenv(FE_DFL_ENV);
+  }
+  ~UsualArithmetic() { std::fesetenv(&before_); }
+  UsualArithmetic(const UsualArithmetic&) = delete;
+  UsualArithmetic& operator=(const UsualArithmetic&) = delete;
+
+ private:
+  std::fenv_t before_{};
+};
+
 // Runs `work(call)` and turns what it throws into a result code.
 template <typename Work>
 ResultCode RunExport(const char* function, Work&& work) noexcept {
+  const UsualArithmetic arithmetic;
   ExportCall call(function);
   try {
     work(call);
@@ -59,6 +79,14 @@ ResultCode RunExport(const char* function, Work&& work) noexcept {
   } catch (...) {
     return call.Failed(RESULT_INVALID, "unknown failure");
   }
+}
+
+// A terminated text that the host gave.
+inline std::u16string CopyText(const NimportChar16* text) {
+  const NimportChar16* end = text;
+  while (*end != 0)
+    ++end;
+  return {text, end};
 }
 
 // Argument checks; each throws Failure (-3).

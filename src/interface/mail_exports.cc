@@ -141,9 +141,8 @@ ResultCode NIMPORT_CALL ML_SetTempFileName(HandleNode* session, const NimportCha
     MailerContext& context = call.RequireSession(session);
     if (name == nullptr) nimport::FailInvalid("no name for the temporary file");
     if (!context.temporaryNames) nimport::FailInvalid("no directory for temporary files");
-    const std::u16string_view utf16Name(name);
     context.temporaryNames->SetPendingName(
-        context.platform.text().FromUtf16(utf16Name, nimport::CODE_PAGE_JAPANESE));
+        context.platform.text().FromUtf16(nimport::CopyText(name), nimport::CODE_PAGE_JAPANESE));
   });
 }
 
