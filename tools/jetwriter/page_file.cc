@@ -38,7 +38,7 @@ constexpr std::size_t FILE_BUFFER_BYTES = std::size_t{1} << 20;
 }  // namespace
 
 PageFile::PageFile(const std::filesystem::path& path, const Format& format)
-    : path_(path), format_(format), file_(std::fopen(path.c_str(), "wb")) {
+    : path_(path), format_(format), file_(std::fopen(path.string().c_str(), "wb")) {
   if (!file_) Fail("cannot be created");
   std::setvbuf(file_.get(), nullptr, _IOFBF, FILE_BUFFER_BYTES);
 }

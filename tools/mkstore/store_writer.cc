@@ -151,9 +151,10 @@ void WriteLooseFiles(const Node& description, const Drives& drives,
 }  // namespace
 
 std::string Store::RegistryVariable() const {
+  constexpr const char* SEPARATOR = std::filesystem::path::preferred_separator == '/' ? ":" : ";";
   std::string variable;
   for (const std::filesystem::path& file : registryFiles) {
-    variable += (variable.empty() ? "" : ":") + file.string();
+    variable += (variable.empty() ? "" : SEPARATOR) + file.string();
   }
   return variable;
 }

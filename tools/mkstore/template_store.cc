@@ -39,7 +39,7 @@ class Random {
 
   template <typename T, std::size_t N>
   const T& Pick(const std::array<T, N>& choices) {
-    return choices[Below(N)];
+    return choices[static_cast<std::size_t>(Below(N))];
   }
 
  private:
@@ -257,7 +257,7 @@ class MailGenerator {
       for (int shift = 0; shift < 64; shift += 8)
         bytes.push_back(static_cast<char>(word >> shift));
     }
-    bytes.resize(count);
+    bytes.resize(static_cast<std::size_t>(count));
     return bytes;
   }
 
