@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "common/process_environment.h"
 #include "common/test_directory.h"
 #include "interface/plug_in.h"
 #include "mkstore/store_writer.h"
@@ -16,8 +17,8 @@
 namespace nimport::test {
 
 inline void PointEnvironmentTo(const std::string& registry, const std::string& drives) {
-  setenv("NIMPORT_REGISTRY", registry.c_str(), 1);
-  setenv("NIMPORT_DRIVES", drives.c_str(), 1);
+  tests::SetVariable("NIMPORT_REGISTRY", registry);
+  tests::SetVariable("NIMPORT_DRIVES", drives);
 }
 
 // A store whose address book has the given entries, and the environment that leads to it.

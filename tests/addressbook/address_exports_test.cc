@@ -141,7 +141,7 @@ TEST(AddressExports, FindFieldsByTheirNameToTheLetter) {
        {Row{u"EMAIL;INTERNET", 0}, Row{u"NOTE", 1}, Row{u"FN", 2}, Row{u"note", -1}, Row{u"", -1},
         Row{u"F", -1}, Row{u"FNX", -1}, Row{u"EMAIL", -1}, Row{u"\x0146N", -1}}) {
     EXPECT_EQ(AskNumber([&](std::int32_t* out) {
-                return AD_GetFieldIndex(session.get(), book, row.name, out);
+                return AD_GetFieldIndex(session.get(), book, AsArgument(row.name), out);
               }),
               (NumberAnswer{RESULT_OK, row.field}));
   }
@@ -197,7 +197,7 @@ std::vector<SecondHandleRow> SecondHandleRows() {
       {"AD_GetFieldLabel", "b", indexed(AD_GetFieldLabel, text)},
       {"AD_GetFieldIndex", "b",
        [](HandleNode* s, HandleNode* n, void* out) {
-         return AD_GetFieldIndex(s, n, u"FN", static_cast<std::int32_t*>(out));
+         return AD_GetFieldIndex(s, n, AsArgument(u"FN"), static_cast<std::int32_t*>(out));
        }},
       {"AD_GetValue", "a", indexed(AD_GetValue, text)},
   };
@@ -469,7 +469,7 @@ class UsedSession {
     EXPECT_EQ(AskText([&](ResultString* t) { return ML_GetMailSubject(session_, folder, 0, t); }),
               (TextAnswer{RESULT_OK, "Subject"}));
     const std::u16string name(path_.begin(), path_.end());
-    EXPECT_EQ(ML_SetTempFileName(session_, name.c_str()), RESULT_OK);
+    EXPECT_EQ(ML_SetTempFileName(session_, AsArgument(name.c_str())), RESULT_OK);
     EXPECT_EQ(AskText([&](ResultString* text) {
                 return ML_GetMailBodyPath(session_, folder, 0, 0, text);
               }),
@@ -501,7 +501,8 @@ TEST(AddressExports, LiveSideBySideWithOtherSessions) {
     const tests::TestDirectory directory;
     std::vector<UsedSession> sessions;
     for (int i = 0; i < 4; ++i) {
-      sessions.emplace_back((i % 2 == 0) == addressFirst, directory.path() / std::to_string(i));
+      sessions.emplace_back((i % 2 == 0) == addressFirst,
+                            (directory.path() / std::to_string(i)).string());
     }
     for (std::size_t closed = 0; closed < order.size(); ++closed) {
       for (std::size_t i = closed; i < order.size(); ++i)

@@ -80,7 +80,9 @@ class DatabaseInMemory final : public jet::Database {
     }
     [[nodiscard]] jet::Value GetFieldValue(std::size_t) const override { return {}; }
     [[nodiscard]] jet::Bookmark GetBookmark() const override { return {row_}; }
-    void SetBookmark(jet::Bookmark bookmark) override { MoveTo(bookmark.position); }
+    void SetBookmark(jet::Bookmark bookmark) override {
+      MoveTo(static_cast<std::size_t>(bookmark.position));
+    }
     bool FindFirst(std::string_view, std::int32_t) override { return false; }
     bool FindNext() override { return false; }
 

@@ -17,7 +17,12 @@
 
 #include "common/file_error.h"
 #include "platform/platform.h"
+
+#if defined(_WIN32)
+#include "platform/windows/windows_platform.h"
+#else
 #include "platform/posix/posix_platform.h"
+#endif
 
 namespace nimport::tests {
 
@@ -169,6 +174,12 @@ class RecordingDiagnostics final : public platform::DiagnosticsSink {
   }
 };
 
+#if defined(_WIN32)
+using PlatformOfThisSystem = platform::windows::WindowsPlatform;
+#else
+using PlatformOfThisSystem = platform::posix::PosixPlatform;
+#endif
+
 // Nothing of the process's environment enters but the time zone. Set `settings` as one would set
 // environment variables, for example NIMPORT_DRIVES to "C=" and a directory.
 class FakePlatform final : public platform::Platform {
@@ -176,7 +187,7 @@ class FakePlatform final : public platform::Platform {
   std::map<std::string, std::string> settings;
 
  private:
-  platform::posix::PosixPlatform system_{[this](const char* name) -> std::optional<std::string> {
+  PlatformOfThisSystem system_{[this](const char* name) -> std::optional<std::string> {
     const auto found = settings.find(name);
     if (found == settings.end() || found->second.empty()) return std::nullopt;
     return found->second;

@@ -46,8 +46,9 @@ class MemoryFile final : public RandomAccessFile {
     const std::vector<std::byte>& bytes = contents_->bytes;
     if (offset + buffer.size() > contents_->failFrom) throw FileError(name_ + ": cannot be read");
     if (offset >= bytes.size() || buffer.empty()) return 0;
-    const auto count = std::min<std::uint64_t>(buffer.size(), bytes.size() - offset);
-    std::memcpy(buffer.data(), bytes.data() + offset, count);
+    const auto start = static_cast<std::size_t>(offset);
+    const std::size_t count = std::min(buffer.size(), bytes.size() - start);
+    std::memcpy(buffer.data(), bytes.data() + start, count);
     contents_->bytesRead += count;
     return count;
   }

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "common/process_environment.h"
+
 namespace nimport::tests {
 
 // Sets a variable of this process, or removes it, until the end of the scope.
@@ -21,9 +23,9 @@ class ScopedVariable {
  private:
   void Set(const char* value) {
     if (value == nullptr) {
-      unsetenv(name_);
+      RemoveVariable(name_);
     } else {
-      setenv(name_, value, 1);
+      SetVariable(name_, value);
     }
   }
 

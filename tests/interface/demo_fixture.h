@@ -32,6 +32,7 @@ class DemoTest : public testing::Test {
   DemoTest() {
     std::filesystem::create_directory(directory_.path() / "tmp");
     platform.settings["TMPDIR"] = directory_.str() + "/tmp";
+    platform.settings["TMP"] = directory_.str() + "/tmp";
     platform.modulesPart = &loader_;
     platform.diagnosticsPart = &silent_;
     platform.registryPart = &platform.system().registry();
@@ -52,9 +53,8 @@ class DemoTest : public testing::Test {
   }
 
   std::unique_ptr<OpenedStore> MakeStoreObject(FaultGate& gate) {
-    return std::make_unique<OpenedStore>(gate, [this](const std::string& path) {
-      return platform::ReadWholeFile(*platform.system().files().OpenForReading(path));
-    });
+    return std::make_unique<OpenedStore>(
+        gate, [](const std::string& path) { return ReadFile(NativePath(path)); });
   }
 
   tests::FakePlatform platform;

@@ -157,8 +157,9 @@ class OpenedStore {
         {"ML_GetName", text([=](auto* out) { return ML_GetName(session, account, out); })},
         {"ML_GetChildFolder",
          handle([=](auto* out) { return ML_GetChildFolder(session, user, 0, out); })},
-        {"ML_SetTempFileName",
-         handle([=](auto*) { return ML_SetTempFileName(session, u"a longer name than most"); })},
+        {"ML_SetTempFileName", handle([=](auto*) {
+           return ML_SetTempFileName(session, AsArgument(u"a longer name than most"));
+         })},
         {"AD_GetChildGroup",
          handle([=](auto* out) { return AD_GetChildGroup(addresses, book, 0, out); })},
         {"AD_GetAddress",

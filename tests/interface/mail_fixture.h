@@ -11,26 +11,29 @@
 
 namespace nimport::test {
 
-// Loads this project's MIME library, whatever else is in memory under its name.
+// Loads this project's MIME library, whatever else is in memory under its name. On Windows the
+// scripted one takes its place.
 class WexmailLoader final : public platform::ModuleLoader {
  public:
   std::unique_ptr<platform::Module> Load(std::string_view /*name*/) override {
-    void* handle = dlopen(NIMPORT_BINARY_DIR "/lib/libwexmail.so", RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) return nullptr;
-    return std::make_unique<LoadedModule>(handle);
+    return std::make_unique<LoadedModule>();
   }
 
  private:
+#if defined(_WIN32)
+  static constexpr const char* PATH = NIMPORT_BINARY_DIR "/bin/Wexmail.dll";
+#else
+  static constexpr const char* PATH = NIMPORT_BINARY_DIR "/lib/libwexmail.so";
+#endif
+
   class LoadedModule final : public platform::Module {
    public:
-    explicit LoadedModule(void* handle) : handle_(handle) {}
-    ~LoadedModule() override { dlclose(handle_); }
     platform::AnyFunction FindFunction(const char* name) const override {
-      return reinterpret_cast<platform::AnyFunction>(dlsym(handle_, name));
+      return library_.Find(name);
     }
 
    private:
-    void* handle_;
+    tests::LoadedLibrary library_{PATH};
   };
 };
 
@@ -41,6 +44,7 @@ class MailTest : public SessionTest {
   MailTest() {
     std::filesystem::create_directory(directory.path() / "tmp");
     platform.settings["TMPDIR"] = directory.str() + "/tmp";
+    platform.settings["TMP"] = directory.str() + "/tmp";
   }
   ~MailTest() override {
     CloseFolder();
@@ -118,18 +122,28 @@ class MailTest : public SessionTest {
     return Text(ML_GetAttachedMailPath, mail, attached);
   }
   ResultCode NameNextFile(const std::u16string& name) {
-    return ML_SetTempFileName(session_->get(), name.c_str());
+    return ML_SetTempFileName(session_->get(), AsArgument(name.c_str()));
   }
 
   // What an answered path's file holds; drives are those of the store and Z.
   [[nodiscard]] std::string Contents(const TextAnswer& path) const {
     EXPECT_EQ(path.code, RESULT_OK);
     if (path.code != RESULT_OK) return "no file";
+#if defined(_WIN32)
+    // What the plug-in writes has this machine's own path, whatever drives the store has.
+    return ReadFile(path.text);
+#else
     platform::FileSystem& files = const_cast<tests::FakePlatform&>(platform).system().files();
     return platform::ReadWholeFile(*files.OpenForReading(path.text));
+#endif
   }
 
   static std::size_t CountHandles() {
+#if defined(_WIN32)
+    DWORD handles = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &handles);
+    return handles;
+#else
     std::size_t count = 0;
     for (const auto& handle : std::filesystem::directory_iterator("/proc/self/fd")) {
       std::error_code gone;
@@ -137,6 +151,7 @@ class MailTest : public SessionTest {
       if (std::filesystem::read_symlink(handle, gone) != "anon_inode:inotify") ++count;
     }
     return count;
+#endif
   }
 
   mkstore::Store store_;

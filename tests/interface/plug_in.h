@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -53,10 +54,29 @@ NumberAnswer AskNumber(Get get) {
   return answer;
 }
 
-// The native path of a temporary file: tests run with drive Z as the root of the file system.
+// UTF-16 as the exports take it, which is wchar_t on Windows.
+inline const NimportChar16* AsArgument(const char16_t* text) {
+  return reinterpret_cast<const NimportChar16*>(text);
+}
+
+// The native path of a temporary file: elsewhere than on Windows tests run with drive Z as the root
+// of the file system.
 inline std::string NativePath(std::string windowsPath) {
+#if defined(_WIN32)
+  return windowsPath;
+#endif
   std::replace(windowsPath.begin(), windowsPath.end(), '\\', '/');
   return windowsPath.substr(2);
+}
+
+// The inverse, for names that a host gives.
+inline std::string HostPath(const std::filesystem::path& nativePath) {
+  std::string path = nativePath.string();
+#if !defined(_WIN32)
+  path = "Z:" + path;
+  std::replace(path.begin(), path.end(), '/', '\\');
+#endif
+  return path;
 }
 
 inline std::string ReadFile(const std::string& nativePath) {

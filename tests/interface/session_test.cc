@@ -235,7 +235,7 @@ TEST_F(Session, AnswersTextInBothEncodingsAndRefusesOthers) {
 }
 
 TEST_F(Session, DeletesItsTemporaryFilesAtItsEnd) {
-  const Store store = UseStore(StoreWithMails(
+  UseStore(StoreWithMails(
       {{{"kind", 22}, {"title", "T"}, {"date", "1998-01-02"}, {"columns", {{"TextData", "x"}}}}}));
   const std::string kept = directory.Write("kept.txt", "not ours");
   std::string own;
@@ -254,12 +254,13 @@ TEST_F(Session, DeletesItsTemporaryFilesAtItsEnd) {
     EXPECT_TRUE(std::filesystem::exists(own));
     // A file that the host took away is no obstacle, and one that the host named is deleted, too.
     std::filesystem::remove(own);
-    const std::u16string named = u"C:\\NIFTY\\named.eml";
-    ASSERT_EQ(ML_SetTempFileName(session.get(), named.c_str()), RESULT_OK);
-    EXPECT_EQ(writeBody().text, "C:\\NIFTY\\named.txt");
-    EXPECT_TRUE(std::filesystem::exists(store.driveC / "NIFTY/named.txt"));
+    const std::string path = HostPath(directory.path() / "named");
+    const std::u16string named = std::u16string(path.begin(), path.end()) + u".eml";
+    ASSERT_EQ(ML_SetTempFileName(session.get(), AsArgument(named.c_str())), RESULT_OK);
+    EXPECT_EQ(writeBody().text, path + ".txt");
+    EXPECT_TRUE(std::filesystem::exists(directory.path() / "named.txt"));
   }
-  EXPECT_FALSE(std::filesystem::exists(store.driveC / "NIFTY/named.txt"));
+  EXPECT_FALSE(std::filesystem::exists(directory.path() / "named.txt"));
   EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(own).parent_path()));
   EXPECT_TRUE(std::filesystem::exists(kept));
 }

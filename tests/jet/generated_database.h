@@ -7,10 +7,9 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include "jetwriter/database_writer.h"
 #include "tests/common/memory_file.h"
+#include "tests/common/test_directory.h"
 
 namespace nimport::jet {
 
@@ -18,14 +17,12 @@ namespace nimport::jet {
 inline std::vector<std::byte> MakeDatabase(
     const jetwriter::WriterOptions& options,
     const std::function<void(jetwriter::DatabaseWriter&)>& fill) {
-  const auto path = std::filesystem::temp_directory_path() /
-                    ("nimport_jet_test_" + std::to_string(getpid()) + ".mdb");
+  const tests::TestDirectory directory;
+  const std::filesystem::path path = directory.path() / "generated.mdb";
   jetwriter::DatabaseWriter writer(path, options);
   fill(writer);
   writer.Finish();
-  std::vector<std::byte> bytes = ReadWholeFile(path.string());
-  std::filesystem::remove(path);
-  return bytes;
+  return ReadWholeFile(path.string());
 }
 
 // A table with a column of every type, and rows of every kind between ordinary ones.

@@ -7,11 +7,42 @@
 #include <string>
 #include <string_view>
 
+#if defined(_WIN32)
+#include "platform/system_text.h"
+#else
 #include <iconv.h>
+#endif
 
 #include "common/text_converter.h"
 
 namespace nimport {
+
+#if defined(_WIN32)
+
+// Code pages as the system knows them, there being no iconv.
+class IconvConverter final : public TextConverter {
+ public:
+  [[nodiscard]] std::string FromUtf16(std::u16string_view text, unsigned codePage) const override {
+    ++calls;
+    return system_.FromUtf16(text, codePage);
+  }
+  [[nodiscard]] std::u16string ToUtf16(std::string_view bytes, unsigned codePage) const override {
+    ++calls;
+    return system_.ToUtf16(bytes, codePage);
+  }
+  [[nodiscard]] std::optional<std::u16string> ToUtf16Strict(std::string_view bytes,
+                                                            unsigned codePage) const override {
+    ++calls;
+    return system_.ToUtf16Strict(bytes, codePage);
+  }
+
+  mutable int calls = 0;
+
+ private:
+  platform::SystemText system_;
+};
+
+#else
 
 // Code pages as the system's iconv knows them. Counts its calls, so that a test can tell whether a
 // text was converted at all.
@@ -106,6 +137,8 @@ class IconvConverter final : public TextConverter {
     return handle;
   }
 };
+
+#endif
 
 }  // namespace nimport
 

@@ -1,6 +1,7 @@
 // Header fields and dates through the exports, with a MIME library that follows a script.
 #include "mailstore/header_summary.h"
 
+#include "common/utc_clock.h"
 #include "interface/mail_fixture.h"
 
 namespace nimport::test {
@@ -119,9 +120,8 @@ TEST_F(HeaderSummary, DatesComeFromTheColumnOrTheText) {
   json mails = json::array();
   for (const Case& c : cases)
     mails.push_back(c.mail);
-  const char* zone = std::getenv("TZ");
-  const std::string before = zone == nullptr ? "" : zone;
-  setenv("TZ", "UTC", 1);
+  const tests::UtcClock utc;
+  platform.clockPart = &utc;
   OpenFolder(std::move(mails));
   wexmail->headers = {{"MT_GetSendDateD", "Tue, 13 Jan 1998 09:00:00 JST"}};
   std::int32_t mail = 0;
@@ -143,7 +143,7 @@ TEST_F(HeaderSummary, DatesComeFromTheColumnOrTheText) {
   EXPECT_EQ(Number(ML_GetMailDate, 0), (NumberAnswer{RESULT_INVALID, 884653200}));
   EXPECT_EQ(Number(ML_GetMailDate, 11), (NumberAnswer{RESULT_OK, 884653200})) << "a MIME mail";
   EXPECT_EQ(Number(ML_GetMailDate, 6), (NumberAnswer{RESULT_OK, 884653200})) << "a whole mail";
-  zone == nullptr ? unsetenv("TZ") : setenv("TZ", before.c_str(), 1);
+  platform.clockPart = &platform.system().clock();
 }
 
 }  // namespace

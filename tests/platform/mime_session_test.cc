@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/scripted_wexmail/scripted_wexmail.h"
-#include "platform/posix/posix_modules.h"
+#include "platform/platform.h"
 
 namespace nimport::mime {
 namespace {
@@ -195,8 +195,8 @@ TEST(MimeLibraryTest, AsksForEachNameOnceInTheFixedOrder) {
   EXPECT_EQ(library.EntryPoint<MT_InitFunction>(EntryPointIndex("MT_Init"))(), 0);
 }
 
-TEST(PosixModuleLoaderTest, LoadsByBareNameOnly) {
-  platform::posix::PosixModuleLoader loader;
+TEST(SystemModuleLoader, LoadsByBareNameOnly) {
+  platform::ModuleLoader& loader = platform::SystemPlatform().modules();
   {
     // A library that is in memory is found by its name, without the search of directories.
     tests::ScriptedWexmail script;

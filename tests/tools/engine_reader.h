@@ -9,32 +9,15 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
-
 #include "jet/database.h"
 #include "platform/platform.h"
+#include "tests/common/test_directory.h"
 
 namespace nimport {
 
 using Rows = std::vector<std::vector<jet::Value>>;
 
-// A folder of its own for each test, gone with it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "nimport-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = name;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+using TemporaryFolder = tests::TestDirectory;
 
 inline std::string ReadWholeFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
