@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <optional>
-#include <string>
-#include <utility>
 
 #include <time.h>
 
@@ -19,25 +16,6 @@ constexpr int BASE_YEAR = 1900;  // of tm_year
 
 // Far beyond any result in range, and far from the limits of tm's fields.
 constexpr int MAX_YEAR = 10'000'000;
-
-// What tells one zone from another, and one hour from the next: rules change as time goes on.
-struct ZoneState {
-  std::string setting;
-  long offsetSeconds = 0;
-  int hasDaylightSaving = 0;
-  time_t hour = 0;
-
-  friend bool operator==(const ZoneState&, const ZoneState&) = default;
-};
-
-// The zone that tzset found last, by whoever called it.
-ZoneState CurrentZone(time_t now) {
-  const char* setting = std::getenv("TZ");
-  return {.setting = setting == nullptr ? "" : setting,
-          .offsetSeconds = timezone,
-          .hasDaylightSaving = daylight,
-          .hour = now / SECONDS_PER_HOUR};
-}
 
 int FindBiasMinutes(time_t now) {
   // Standard time is what clocks show when they are not put forward, so the least offset of the
@@ -54,16 +32,24 @@ int FindBiasMinutes(time_t now) {
 
 }  // namespace
 
+PosixClock::ZoneState PosixClock::CurrentZone(std::int64_t now) {
+  const char* setting = std::getenv("TZ");
+  return {.setting = setting == nullptr ? "" : setting,
+          .offsetSeconds = timezone,
+          .hasDaylightSaving = daylight,
+          .hour = now / SECONDS_PER_HOUR};
+}
+
 int PosixClock::ZoneBiasMinutes() const {
   const time_t now = time(nullptr);
   // Every date asks, and going through a year is the greater part of a date's cost. The conversion
   // of a date looks at the system's zone itself, so that a change of it shows here.
-  thread_local std::optional<std::pair<ZoneState, int>> known;
-  if (!known || known->first != CurrentZone(now)) {
+  const std::lock_guard lock(mutex_);
+  if (!known_ || known_->first != CurrentZone(now)) {
     tzset();
-    known.emplace(CurrentZone(now), FindBiasMinutes(now));
+    known_.emplace(CurrentZone(now), FindBiasMinutes(now));
   }
-  return known->second;
+  return known_->second;
 }
 
 std::optional<std::int32_t> PosixClock::ToSeconds(const LocalTime& time) const {
