@@ -44,12 +44,13 @@ class DemoTest : public testing::Test {
     EXPECT_TRUE(std::filesystem::is_empty(directory_.path() / "tmp", error)) << "temporary files";
   }
 
-  void UseStore(const std::string& sample) {
+  mkstore::Store UseStore(const std::string& sample) {
     std::ifstream file(NIMPORT_SOURCE_DIR "/samples/" + sample);
-    const mkstore::Store store =
+    mkstore::Store store =
         mkstore::MakeStore(nlohmann::json::parse(file), directory_.path() / "store");
     platform.settings["NIMPORT_REGISTRY"] = store.RegistryVariable();
     platform.settings["NIMPORT_DRIVES"] = store.DrivesVariable();
+    return store;
   }
 
   std::unique_ptr<OpenedStore> MakeStoreObject(FaultGate& gate) {

@@ -1,5 +1,8 @@
+#include <chrono>
 #include <csignal>
+#include <random>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -23,6 +26,13 @@ std::map<std::string, std::string> FinishedFiles(const fs::path& directory) {
   return files;
 }
 
+// Everything but the account, which tells what the last run did.
+std::map<std::string, std::string> AllFiles(const fs::path& directory) {
+  auto files = ReadTree(directory);
+  files.erase("account.json");
+  return files;
+}
+
 class InterruptedExport : public testing::TestWithParam<const char*> {
  protected:
   [[nodiscard]] std::vector<std::string> Command(const std::string& target) const {
@@ -33,7 +43,7 @@ class InterruptedExport : public testing::TestWithParam<const char*> {
   }
 
   // Two folders; enough mails that an export takes a while.
-  TestStore store_{R"({"template": {"mails": 300, "cabinets": 1, "folders": 2}})"};
+  TestStore store_{R"({"template": {"mails": 150, "cabinets": 1, "folders": 2}})"};
 };
 
 TEST_P(InterruptedExport, LeavesNothingHalfWrittenAndGoesOn) {
@@ -61,6 +71,32 @@ TEST_P(InterruptedExport, LeavesNothingHalfWrittenAndGoesOn) {
   EXPECT_GT(interrupted, 0);
   EXPECT_EQ(RunProgram(Command("out")).exitCode, 0);
   EXPECT_EQ(FinishedFiles(Target("out")), whole);
+}
+
+TEST_P(InterruptedExport, EndsAsIfItHadNeverBeenKilled) {
+  const auto store = ReadTree(store_.store().root);
+  const auto begin = std::chrono::steady_clock::now();
+  ASSERT_EQ(RunProgram(Command("whole")).exitCode, 0);
+  std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
+  const auto whole = AllFiles(Target("whole"));
+  std::mt19937 random(20);
+  constexpr int TIMES = 34;  // a hundred, over the formats
+  for (int killed = 0; killed < TIMES;) {
+    // Killed programs leave their temporary directories behind.
+    const pid_t process = Start(Command("out"), {{"TMPDIR", store_.directory().str()}});
+    const auto moment = duration * (static_cast<double>(random()) / std::mt19937::max());
+    std::this_thread::sleep_for(moment);
+    kill(process, SIGKILL);
+    if (Wait(process) != 0) {
+      ++killed;
+    } else {
+      duration *= 0.9;  // the run to measure it was a slow one
+    }
+    ASSERT_EQ(RunProgram(Command("out")).exitCode, 0);
+    ASSERT_EQ(AllFiles(Target("out")), whole) << "killed after " << moment.count() << " s";
+    fs::remove_all(Target("out"));
+  }
+  EXPECT_EQ(ReadTree(store_.store().root), store);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, InterruptedExport, testing::Values("maildir", "mbox", "eml"),
