@@ -65,12 +65,14 @@ std::optional<std::int32_t> PosixClock::ToSeconds(const LocalTime& time) const {
   fields.tm_min = time.minute;
   fields.tm_sec = time.second;
   fields.tm_isdst = -1;
+  const std::lock_guard lock(mutex_);
   const time_t seconds = mktime(&fields);
   if (seconds < 0 || seconds > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
   return static_cast<std::int32_t>(seconds);
 }
 
 std::optional<LocalTime> PosixClock::ToLocalTime(std::int32_t seconds) const {
+  const std::lock_guard lock(mutex_);
   tzset();
   const time_t moment = seconds;
   tm local{};

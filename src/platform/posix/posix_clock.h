@@ -32,6 +32,7 @@ class PosixClock final : public Clock {
   // The zone that was found last, by whoever looked; `now` in seconds since 1970.
   [[nodiscard]] static ZoneState CurrentZone(std::int64_t now);
 
+  // The C library's idea of the zone is the process's, and changes with each look at TZ.
   mutable std::mutex mutex_;
   mutable std::optional<std::pair<ZoneState, int>> known_;
 };
