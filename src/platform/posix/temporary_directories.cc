@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "platform/posix/file_descriptor.h"
@@ -17,6 +20,12 @@ namespace {
 
 // We make no directories in ours; whoever does so nests no deeper than this.
 constexpr int MAX_DEPTH = 16;
+
+constexpr std::string_view NAME_BEGINS = "nimport-";
+constexpr const char* LOCK_NAME = ".nimport-lock";
+
+// A younger directory may belong to a process that has not locked it yet.
+constexpr time_t LEFTOVER_SECONDS = 60;
 
 bool IsSelfOrParent(const std::string& name) {
   return name == "." || name == "..";
@@ -41,6 +50,39 @@ void RemoveContents(FileDescriptor directory, int depth) {
   }
 }
 
+FileDescriptor OpenLock(int directory, int moreFlags) {
+  return FileDescriptor(
+      openat(directory, LOCK_NAME, O_RDWR | O_NOFOLLOW | O_CLOEXEC | moreFlags, 0600));
+}
+
+// Where there are no locks, a directory without one is as good.
+FileDescriptor LockDirectory(const std::string& path) {
+  FileDescriptor lock = OpenLock(OpenDirectory(AT_FDCWD, path.c_str()).get(), O_CREAT | O_EXCL);
+  if (lock.IsOpen()) flock(lock.get(), LOCK_EX | LOCK_NB);
+  return lock;
+}
+
+// Whether the open directory was made here by a process of this user that has ended.
+bool IsLeftover(int directory) {
+  const FileDescriptor lock = OpenLock(directory, 0);
+  struct stat status {};
+  return lock.IsOpen() && fstat(lock.get(), &status) == 0 && status.st_uid == geteuid() &&
+         status.st_mtime + LEFTOVER_SECONDS < time(nullptr) &&
+         flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+void RemoveLeftovers(const std::string& parent) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(parent.c_str()), closedir);
+  if (!stream) return;
+  while (const dirent* entry = readdir(stream.get())) {
+    if (!std::string_view(entry->d_name).starts_with(NAME_BEGINS)) continue;
+    FileDescriptor directory = OpenDirectory(dirfd(stream.get()), entry->d_name);
+    if (!directory.IsOpen() || !IsLeftover(directory.get())) continue;
+    RemoveContents(std::move(directory), MAX_DEPTH);
+    unlinkat(dirfd(stream.get()), entry->d_name, AT_REMOVEDIR);
+  }
+}
+
 bool IsDirectory(const std::string& path, dev_t device, ino_t inode) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_dev == device &&
@@ -51,13 +93,15 @@ bool IsDirectory(const std::string& path, dev_t device, ino_t inode) {
 
 std::optional<std::string> TemporaryDirectories::Make() {
   const std::lock_guard lock(mutex_);
-  std::string path = settings_("TMPDIR").value_or("/tmp") + "/nimport-XXXXXX";
+  const std::string parent = settings_("TMPDIR").value_or("/tmp");
+  if (!std::exchange(hasLookedForLeftovers_, true)) RemoveLeftovers(parent);
+  std::string path = parent + '/' + std::string(NAME_BEGINS) + "XXXXXX";
   // Mode 0700, and a name that nobody can foresee.
   if (mkdtemp(path.data()) == nullptr) return std::nullopt;
   // Goes again when anything below fails.
   std::unique_ptr<const char, int (*)(const char*)> unfinished(path.c_str(), rmdir);
-  struct stat status {};
   std::optional<std::string> windowsPath = paths_.ToWindows(path);
+  struct stat status {};
   if (!windowsPath || lstat(path.c_str(), &status) != 0) return std::nullopt;
   made_.push_back({.nativePath = path,
                    .windowsPath = *windowsPath,
@@ -65,6 +109,7 @@ std::optional<std::string> TemporaryDirectories::Make() {
                    .inode = status.st_ino,
                    .owner = getpid()});
   static_cast<void>(unfinished.release());
+  made_.back().lock = LockDirectory(path);
   return windowsPath;
 }
 

@@ -10,13 +10,15 @@
 
 #include <sys/types.h>
 
+#include "platform/posix/file_descriptor.h"
 #include "platform/posix/native_paths.h"
 #include "platform/settings.h"
 
 namespace nimport::platform::posix {
 
 // The directories for temporary files that this process has made (mode 0700), in TMPDIR or else in
-// /tmp. Safe to use from several threads.
+// /tmp. Each holds a locked file: directories of processes that were killed, known by that file
+// without its lock, go when the next process makes one. Safe to use from several threads.
 class TemporaryDirectories {
  public:
   TemporaryDirectories(Settings settings, const NativePaths& paths)
@@ -39,6 +41,7 @@ class TemporaryDirectories {
     dev_t device = 0;
     ino_t inode = 0;
     pid_t owner = 0;  // after a fork the parent's directories are not the child's to remove
+    FileDescriptor lock = {};
   };
 
   static void RemoveFromDisk(const Made& made) noexcept;
@@ -47,6 +50,7 @@ class TemporaryDirectories {
   const NativePaths& paths_;
   std::mutex mutex_;
   std::list<Made> made_;
+  bool hasLookedForLeftovers_ = false;
 };
 
 }  // namespace nimport::platform::posix

@@ -1,5 +1,6 @@
 #include "platform/posix/temporary_directories.h"
 
+#include <chrono>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -74,6 +75,38 @@ TEST_F(TemporaryDirectoriesTest, AForkedChildLeavesItsParentsAlone) {
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(files().Exists(*path));
   EXPECT_EQ(Count(), 1);
+}
+
+TEST_F(TemporaryDirectoriesTest, ThoseOfKilledProcessesGo) {
+  const auto own = files().MakeTemporaryDirectory();
+  ASSERT_TRUE(own);
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto left = files().MakeTemporaryDirectory();
+    files().OpenForWriting(*left + "\\a.TMP")->Close();
+    _exit(0);  // without clearing up, as a killed process
+  }
+  waitpid(child, nullptr, 0);
+  // Not ours, whatever its name says.
+  directory_.Write("tmp/nimport-export/mail", "x");
+  ASSERT_EQ(Count(), 3);
+
+  tests::FakePlatform young;
+  young.settings = platform_->settings;
+  ASSERT_TRUE(young.system().files().MakeTemporaryDirectory());
+  EXPECT_EQ(Count(), 4) << "might be about to be locked";
+
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory_.path())) {
+    if (entry.is_regular_file()) {
+      fs::last_write_time(entry, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+  }
+  tests::FakePlatform later;
+  later.settings = platform_->settings;
+  ASSERT_TRUE(later.system().files().MakeTemporaryDirectory());
+  EXPECT_EQ(Count(), 4) << "the child's goes, the new one comes";
+  EXPECT_TRUE(files().Exists(*own));
+  EXPECT_EQ(directory_.Read("tmp/nimport-export/mail"), "x");
 }
 
 TEST_F(TemporaryDirectoriesTest, LiesWhereADriveLeads) {
