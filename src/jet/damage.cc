@@ -1,5 +1,8 @@
 #include "jet/damage.h"
 
+#include <functional>
+#include <string>
+
 namespace nimport::jet {
 
 void RethrowAt(const DatabaseError& error, const ErrorPlace& place) {
@@ -12,12 +15,20 @@ void RethrowAt(const DatabaseError& error, const ErrorPlace& place) {
   throw DatabaseError(whole, error.reason());
 }
 
+namespace {
+
+// Marks the keys of what has no page but a table or query alone. Pages have 24 bits.
+constexpr std::uint64_t NO_PAGE = std::uint64_t{1} << 63;
+
+}  // namespace
+
 void DamageReporter::Report(const DatabaseError& damage) {
   if (listener_ == nullptr) throw damage;
   const ErrorPlace& place = damage.place();
   // A row's key is its slot counted from 1, so that its page has a key of its own.
   const std::uint64_t slot = place.slot ? std::uint64_t{*place.slot} + 1 : 0;
-  const std::uint64_t key = std::uint64_t{place.page.value_or(0)} << 32 | slot;
+  const std::uint64_t key = place.page ? std::uint64_t{*place.page} << 32 | slot
+                                       : NO_PAGE | std::hash<std::string>()(place.table);
   if (told_.size() >= MAX_PLACES || !told_.insert(key).second) return;
   listener_->OnDamage(damage);
 }

@@ -19,8 +19,11 @@ class DamageReporter {
   // `listener` may be null and must outlive the reporter.
   explicit DamageReporter(DamageListener* listener) : listener_(listener) {}
 
+  [[nodiscard]] bool IsListening() const { return listener_ != nullptr; }
+
   // Without a listener throws `damage`. With one tells it of the damage, once for each place (page
-  // and slot), and returns: the caller leaves out what is damaged.
+  // and slot, or the table or query where there is no page), and returns: the caller leaves out
+  // what is damaged.
   void Report(const DatabaseError& damage);
 
  private:

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
+#include <string>
 
 #include "jet/byte_reader.h"
 #include "jet/jet_layout.h"
@@ -38,6 +40,13 @@ class DataPage {
   // room for its slots.
   DataPage(Page page, const JetLayout& layout, std::uint32_t owner);
 
+  // As much of a damaged data page as can be told: a type or an owner that cannot be is overlooked,
+  // unless both are wrong, and slots that the page does not count rightly are counted again.
+  // `isOwner` says whether a page is a table's definition. What is wrong is put into `damage`,
+  // which stays empty for a sound page. Throws as the constructor where nothing can be done.
+  DataPage(Page page, const JetLayout& layout, std::uint32_t owner,
+           const std::function<bool(std::uint32_t)>& isOwner, std::string& damage);
+
   [[nodiscard]] std::uint32_t Number() const { return page_.number; }
   [[nodiscard]] std::uint32_t SlotCount() const { return slotCount_; }
 
@@ -56,6 +65,9 @@ class DataPage {
   [[nodiscard]] std::uint16_t Entry(std::uint32_t slot) const {
     return ByteReader(page_.bytes).U16(slotTableOffset_ + slot * SLOT_BYTES);
   }
+  // Whether the page's number of free bytes is right when it has so many slots.
+  [[nodiscard]] bool FitsFreeBytes(std::size_t slotCount) const;
+  void UseSlots(std::size_t slotCount);
   [[noreturn]] static void FailSlot(std::size_t begin, std::size_t end);
 
   Page page_;

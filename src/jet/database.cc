@@ -45,12 +45,21 @@ class QueryStore {
     }
     const std::string key = ToAsciiLower(name);
     if (const auto found = queries_.find(key); found != queries_.end()) return found->second;
-    auto query = PrepareQuery(catalog_, name);
+    auto query = Prepare(name);
     queries_.emplace(key, query);
     return query;
   }
 
  private:
+  [[nodiscard]] std::shared_ptr<PreparedQuery> Prepare(const std::string& name) {
+    try {
+      return PrepareQuery(catalog_, name);
+    } catch (const DatabaseError& error) {
+      if (!catalog_.ReplaceQuery(name, error)) throw;
+      return PrepareQuery(catalog_, name);
+    }
+  }
+
   JetCatalog& catalog_;
   std::uint64_t generation_ = 0;
   std::unordered_map<std::string, std::shared_ptr<PreparedQuery>> queries_;

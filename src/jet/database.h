@@ -21,6 +21,7 @@
 #include "common/random_access_file.h"
 #include "common/text_converter.h"
 #include "jet/database_error.h"
+#include "jet/known_objects.h"
 #include "jet/recordset.h"
 #include "jet/value.h"
 
@@ -49,8 +50,10 @@ struct OpenOptions {
   // Memory for pages that have been read.
   std::size_t cacheBytes = std::size_t{8} << 20;
   // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise
-  // they throw. A damaged definition throws in either case. Must outlive the database.
+  // they throw. A damaged definition of a table throws in either case. Must outlive the database.
   DamageListener* damageListener = nullptr;
+  // With a listener: helps where the list of objects or a stored query is damaged.
+  KnownObjects known{};
 };
 
 // A column of a table or of a query's result.

@@ -7,6 +7,9 @@
 
 #include "jet/ascii_case.h"
 #include "jet/jet_layout.h"
+#include "jet/name_text.h"
+#include "jet/query_substitute.h"
+#include "jet/system_tables.h"
 
 namespace nimport::jet {
 namespace {
@@ -46,6 +49,18 @@ std::string GetBytes(const Row& row, std::size_t column) {
   return {reinterpret_cast<const char*>(binary->bytes.data()), binary->bytes.size()};
 }
 
+bool HasColumns(const StoredDefinition& definition, const std::vector<std::string>& names) {
+  return std::ranges::all_of(names, [&](const std::string& name) {
+    return std::ranges::any_of(definition.columns, [&](const Column& column) {
+      return EqualsIgnoringAsciiCase(column.name, name);
+    });
+  });
+}
+
+bool IsLikely(const StoredDefinition& definition, const KnownTable& known) {
+  return HasColumns(definition, known.columns) && HasColumns(definition, known.usualColumns);
+}
+
 }  // namespace
 
 void JetCatalog::ObjectList::Add(Object object) {
@@ -62,8 +77,9 @@ JetCatalog::JetCatalog(std::unique_ptr<RandomAccessFile> file, const TextConvert
                        const OpenOptions& options)
     : converter_(converter),
       options_(options),
-      file_(std::move(file), options.cacheBytes),
-      damage_(options.damageListener) {
+      damage_(options.damageListener),
+      file_(std::move(file), options.cacheBytes, damage_),
+      survey_(file_) {
   Refresh();
 }
 
@@ -73,6 +89,7 @@ std::uint64_t JetCatalog::Generation() {
     isRead_ = false;
     openTables_.clear();
     queriesTable_.reset();
+    survey_.Forget();
     file_.Reopen();
   }
   return generation_;
@@ -83,6 +100,8 @@ void JetCatalog::Refresh() {
   if (isRead_) return;
   tables_ = {};
   queries_ = {};
+  tablePages_.clear();
+  replacedQueries_.clear();
   try {
     ReadObjects();
   } catch (const DatabaseError& error) {
@@ -96,48 +115,158 @@ TextDecoder JetCatalog::DecoderTo(unsigned codePage) const {
 }
 
 std::shared_ptr<const StoredTable> JetCatalog::OpenTable(const std::string& name,
-                                                         std::uint32_t page, unsigned codePage) {
-  return std::make_shared<StoredTable>(TableContext{.file = file_, .damage = damage_}, name, page,
-                                       DecoderTo(CODE_PAGE_UTF8), DecoderTo(codePage));
+                                                         StoredDefinition definition,
+                                                         unsigned codePage) {
+  return std::make_shared<StoredTable>(
+      TableContext{.file = file_, .damage = damage_, .survey = survey_}, name,
+      std::move(definition), DecoderTo(codePage));
 }
 
-void JetCatalog::ReadObjects() {
-  const auto objects = OpenTable(std::string(OBJECTS_TABLE), OBJECTS_PAGE, CODE_PAGE_UTF8);
-  const std::size_t id = RequireColumn(*objects, "Id");
-  const std::size_t parentId = RequireColumn(*objects, "ParentId");
-  const std::size_t name = RequireColumn(*objects, "Name");
-  const std::size_t type = RequireColumn(*objects, "Type");
-  const std::size_t flags = RequireColumn(*objects, "Flags");
-  std::unordered_set<std::uint32_t> pages;
-  const auto row = objects->OpenScan();
-  while (row->Next()) {
-    // Names are unique only among the children of one container.
-    if (row->GetInteger(parentId) != ID_TABLES) continue;
-    const auto kind = row->GetInteger(type);
-    if (kind != OBJECT_TABLE && kind != OBJECT_QUERY) continue;
-    Object object{.name = GetText(*row, name),
-                  .id = row->GetInteger(id).value_or(0),
-                  .flags = static_cast<std::uint32_t>(row->GetInteger(flags).value_or(0))};
-    if (kind == OBJECT_QUERY) {
-      queries_.Add(std::move(object));
-    } else if (pages.insert(DefinitionPage(object.id)).second) {
-      tables_.Add(std::move(object));
-    } else {
-      objects->ReportDamage(
-          DatabaseError({}, "the definition of " + object.name + " is on another table's page"),
-          {.page = row->Id().Page(), .slot = row->Id().Slot()});
-    }
+StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32_t page) {
+  try {
+    return ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8));
+  } catch (const DatabaseError& error) {
+    RethrowAt(error, {.table = name});
   }
+}
+
+std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
+    std::string_view tableName, std::uint32_t page, std::span<const SystemColumn> columns) {
+  const std::string name(tableName);
+  StoredDefinition definition = MakeSystemDefinition(columns, page);
+  try {
+    StoredDefinition stored = ReadDefinition(name, page);
+    if (!damage_.IsListening() || HasSystemColumns(stored, columns)) {
+      definition = std::move(stored);
+    } else {
+      throw DatabaseError({.file = file_.Name(), .page = page, .table = name},
+                          "the columns are not those of this system table");
+    }
+  } catch (const DatabaseError& error) {
+    damage_.Report(error);
+  }
+  return OpenTable(name, std::move(definition), CODE_PAGE_UTF8);
+}
+
+// Positions of the columns that are needed.
+struct JetCatalog::ObjectColumns {
+  explicit ObjectColumns(const Table& objects)
+      : id(RequireColumn(objects, "Id")),
+        parentId(RequireColumn(objects, "ParentId")),
+        name(RequireColumn(objects, "Name")),
+        type(RequireColumn(objects, "Type")),
+        flags(RequireColumn(objects, "Flags")) {}
+
+  std::size_t id;
+  std::size_t parentId;
+  std::size_t name;
+  std::size_t type;
+  std::size_t flags;
+};
+
+void JetCatalog::ReadObjects() {
+  const auto objects = OpenSystemTable(OBJECTS_TABLE, OBJECTS_PAGE, OBJECTS_COLUMNS);
+  const ObjectColumns columns(*objects);
+  const auto row = objects->OpenScan();
+  while (row->Next())
+    ReadObject(*row, columns, *objects);
+}
+
+void JetCatalog::ReadObject(const TableScan& row, const ObjectColumns& columns,
+                            const StoredTable& objects) {
+  // Names are unique only among the children of one container.
+  if (row.GetInteger(columns.parentId) != ID_TABLES) return;
+  const auto kind = row.GetInteger(columns.type);
+  if (kind != OBJECT_TABLE && kind != OBJECT_QUERY) return;
+  Object object{.name = GetText(row, columns.name),
+                .id = row.GetInteger(columns.id).value_or(0),
+                .flags = static_cast<std::uint32_t>(row.GetInteger(columns.flags).value_or(0))};
+  if (kind == OBJECT_QUERY) {
+    queries_.Add(std::move(object));
+    return;
+  }
+  if (tablePages_.insert(DefinitionPage(object.id)).second) {
+    tables_.Add(std::move(object));
+    return;
+  }
+  objects.ReportDamage(
+      DatabaseError({}, "the definition of " + object.name + " is on another table's page"),
+      {.page = row.Id().Page(), .slot = row.Id().Slot()});
+}
+
+const KnownTable* JetCatalog::FindKnownTable(std::string_view name) const {
+  if (!damage_.IsListening()) return nullptr;
+  const auto found = std::ranges::find_if(options_.known.tables, [&](const KnownTable& known) {
+    return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
+  });
+  return found == options_.known.tables.end() ? nullptr : &*found;
+}
+
+const KnownQuery* JetCatalog::FindKnownQuery(std::string_view name) const {
+  if (!damage_.IsListening()) return nullptr;
+  const auto found = std::ranges::find_if(options_.known.queries, [&](const KnownQuery& known) {
+    return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
+  });
+  return found == options_.known.queries.end() ? nullptr : &*found;
+}
+
+std::optional<std::uint32_t> JetCatalog::GuessDefinition(std::string_view name) {
+  const KnownTable* known = FindKnownTable(name);
+  if (known == nullptr) return std::nullopt;
+  std::optional<std::uint32_t> guess;
+  for (const std::uint32_t page : survey_.DefinitionPages()) {
+    const bool isTaken = std::ranges::any_of(tables_.objects, [&](const Object& other) {
+      return DefinitionPage(other.id) == page && !EqualsIgnoringAsciiCase(other.name, name) &&
+             (FindKnownTable(other.name) != nullptr || other.name.starts_with("MSys"));
+    });
+    if (isTaken) continue;
+    try {
+      if (!IsLikely(ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8)), *known)) continue;
+    } catch (const DatabaseError&) {
+      continue;  // the continuation of another one, or damaged itself
+    }
+    if (guess) return std::nullopt;
+    guess = page;
+  }
+  return guess;
+}
+
+StoredDefinition JetCatalog::FindDefinition(const Object& object) {
+  const std::uint32_t page = DefinitionPage(object.id);
+  const KnownTable* known = FindKnownTable(object.name);
+  if (known == nullptr) return ReadDefinition(object.name, page);
+  std::optional<StoredDefinition> definition;
+  std::optional<DatabaseError> damage;
+  try {
+    definition = ReadDefinition(object.name, page);
+    if (HasColumns(*definition, known->columns)) return *std::move(definition);
+    damage = DatabaseError({.file = file_.Name(), .page = page, .table = object.name},
+                           "the definition lacks columns that the table has");
+  } catch (const DatabaseError& error) {
+    damage = error;
+  }
+  damage_.Report(*damage);
+  if (const auto guess = GuessDefinition(object.name)) return ReadDefinition(object.name, *guess);
+  if (!definition) throw *damage;
+  return *std::move(definition);
 }
 
 std::shared_ptr<const StoredTable> JetCatalog::FindStoredTable(std::string_view name) {
   Refresh();
   const Object* object = tables_.Find(name);
-  if (object == nullptr) return nullptr;
+  if (object == nullptr) {
+    const auto guess = GuessDefinition(name);
+    if (!guess) return nullptr;
+    damage_.Report(DatabaseError({.file = file_.Name(), .page = *guess, .table = std::string(name)},
+                                 "the list of objects does not name the table, whose definition "
+                                 "was found by its columns"));
+    tables_.Add({.name = std::string(name), .id = static_cast<std::int32_t>(*guess), .flags = 0});
+    object = tables_.Find(name);
+  }
   const std::uint32_t page = DefinitionPage(object->id);
   const auto found = openTables_.find(page);
   if (found != openTables_.end()) return found->second;
-  auto table = OpenTable(object->name, page, options_.textCodePage);
+  auto table = OpenTable(object->name, FindDefinition(*object), options_.textCodePage);
   if (openTables_.size() >= MAX_IDLE_TABLES) {
     std::erase_if(openTables_, [](const auto& entry) { return entry.second.use_count() == 1; });
   }
@@ -153,20 +282,54 @@ const Table& JetCatalog::QueriesTable() {
   if (!queriesTable_) {
     const Object* listed = tables_.Find(QUERIES_TABLE);
     const std::uint32_t page = listed != nullptr ? DefinitionPage(listed->id) : QUERIES_PAGE;
-    queriesTable_ = OpenTable(std::string(QUERIES_TABLE), page, CODE_PAGE_UTF8);
+    queriesTable_ = OpenSystemTable(QUERIES_TABLE, page, QUERIES_COLUMNS);
   }
   return *queriesTable_;
 }
 
 std::shared_ptr<const StoredQuery> JetCatalog::FindQuery(std::string_view name) {
   Refresh();
-  const Object* object = queries_.Find(name);
-  if (object == nullptr) return nullptr;
-  try {
-    return std::make_shared<StoredQuery>(ReadQuery(*object));
-  } catch (const DatabaseError& error) {
-    RethrowAt(error, {.file = file_.Name()});
+  const KnownQuery* known = FindKnownQuery(name);
+  if (known != nullptr && replacedQueries_.contains(ToAsciiLower(name))) {
+    return MakeSubstituteFor(*known);
   }
+  const Object* object = queries_.Find(name);
+  try {
+    if (object == nullptr) {
+      if (known == nullptr) return nullptr;
+      throw DatabaseError({.table = std::string(name)}, "the list of objects does not name it");
+    }
+    auto query = std::make_shared<StoredQuery>(ReadQuery(*object));
+    if (known == nullptr || LooksWhole(*query)) return query;
+    throw DatabaseError({.table = std::string(name)}, "rows of the stored query are missing");
+  } catch (const DatabaseError& error) {
+    if (known == nullptr || !ReplaceQuery(std::string(name), error)) {
+      RethrowAt(error, {.file = file_.Name()});
+    }
+  }
+  return MakeSubstituteFor(*known);
+}
+
+bool JetCatalog::ReplaceQuery(const std::string& name, const DatabaseError& error) {
+  const KnownQuery* known = FindKnownQuery(name);
+  if (known == nullptr || replacedQueries_.contains(ToAsciiLower(name))) return false;
+  if (!MakeSubstituteFor(*known)) return false;
+  replacedQueries_.insert(ToAsciiLower(name));
+  damage_.Report(DatabaseError(
+      {.file = file_.Name(), .table = name},
+      "the stored query is damaged (" + error.reason() + "); its tables are read without it"));
+  return true;
+}
+
+std::shared_ptr<const StoredQuery> JetCatalog::MakeSubstituteFor(const KnownQuery& known) {
+  const auto toUtf8 = [this](const std::string& name) {
+    return ToUtf8(name, options_.textCodePage, converter_);
+  };
+  const auto table = FindStoredTable(toUtf8(known.table));
+  const auto joined = FindStoredTable(toUtf8(known.joined));
+  const std::string key = toUtf8(known.key);
+  if (!table || !joined || !table->FindColumn(key) || !joined->FindColumn(key)) return nullptr;
+  return std::make_shared<StoredQuery>(MakeSubstitute(toUtf8(known.name), *table, *joined, key));
 }
 
 StoredQuery JetCatalog::ReadQuery(const Object& object) {
@@ -204,6 +367,20 @@ std::vector<std::string> JetCatalog::TableNames() {
     if ((table.flags & (OBJECT_ENGINE_SYSTEM | OBJECT_SYSTEM)) == 0) names.push_back(table.name);
   }
   return names;
+}
+
+std::vector<std::string> JetCatalog::AllTableNames() {
+  Refresh();
+  std::vector<std::string> names;
+  for (const Object& table : tables_.objects)
+    names.push_back(table.name);
+  return names;
+}
+
+bool JetCatalog::IsSelectQuery(std::string_view name) {
+  Refresh();
+  const Object* query = queries_.Find(name);
+  return query != nullptr && (query->flags & OBJECT_QUERY_KIND_MASK) == QUERY_SELECT;
 }
 
 std::vector<std::string> JetCatalog::QueryNames() {

@@ -3,14 +3,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "jet/catalog.h"
 #include "jet/damage.h"
+#include "jet/jet_layout.h"
 #include "jet/page_file.h"
+#include "jet/page_survey.h"
 #include "jet/stored_table.h"
 #include "jet/text_decoder.h"
 
@@ -34,9 +38,18 @@ class JetCatalog final : public Catalog {
   // As FindTable.
   [[nodiscard]] std::shared_ptr<const StoredTable> FindStoredTable(std::string_view name);
 
+  // Makes FindQuery answer a substitute for a stored query that cannot be evaluated, from now on.
+  // False when there is none, or when it is that which cannot be evaluated.
+  [[nodiscard]] bool ReplaceQuery(const std::string& name, const DatabaseError& error);
+
   // User tables and stored queries, UTF-8, in the order of the list of objects.
   [[nodiscard]] std::vector<std::string> TableNames();
   [[nodiscard]] std::vector<std::string> QueryNames();
+  // The engine's own tables too.
+  [[nodiscard]] std::vector<std::string> AllTableNames();
+  [[nodiscard]] bool IsSelectQuery(std::string_view name);
+
+  [[nodiscard]] PageFile& File() { return file_; }
 
  private:
   // A table or a stored query.
@@ -54,23 +67,44 @@ class JetCatalog final : public Catalog {
     [[nodiscard]] const Object* Find(std::string_view name) const;
   };
 
+  struct ObjectColumns;
+
   [[nodiscard]] TextDecoder DecoderTo(unsigned codePage) const;
   [[nodiscard]] std::shared_ptr<const StoredTable> OpenTable(const std::string& name,
-                                                             std::uint32_t page, unsigned codePage);
+                                                             StoredDefinition definition,
+                                                             unsigned codePage);
+  [[nodiscard]] StoredDefinition ReadDefinition(const std::string& name, std::uint32_t page);
+  // A table of the engine's own; while somebody listens to damage, also when its definition cannot
+  // be relied on.
+  [[nodiscard]] std::shared_ptr<const StoredTable> OpenSystemTable(
+      std::string_view name, std::uint32_t page, std::span<const SystemColumn> columns);
   // Brings the lists up to date.
   void Refresh();
   void ReadObjects();
+  void ReadObject(const TableScan& row, const ObjectColumns& columns, const StoredTable& objects);
+  // The definition of a listed table; where it is not what is known of the table, or cannot be
+  // read, one that fits, if there is one.
+  [[nodiscard]] StoredDefinition FindDefinition(const Object& object);
+  // Where the only definition that fits what is known of the table begins, apart from those of
+  // other known tables; while somebody listens to damage.
+  [[nodiscard]] std::optional<std::uint32_t> GuessDefinition(std::string_view name);
+  [[nodiscard]] const KnownTable* FindKnownTable(std::string_view name) const;
+  [[nodiscard]] const KnownQuery* FindKnownQuery(std::string_view name) const;
+  [[nodiscard]] std::shared_ptr<const StoredQuery> MakeSubstituteFor(const KnownQuery& known);
   [[nodiscard]] const Table& QueriesTable();
   [[nodiscard]] StoredQuery ReadQuery(const Object& object);
 
   const TextConverter& converter_;
   OpenOptions options_;
-  PageFile file_;
   DamageReporter damage_;
+  PageFile file_;
+  PageSurvey survey_;
   std::uint64_t generation_ = 1;
   bool isRead_ = false;  // whether the lists are those of the file as it is
   ObjectList tables_;
   ObjectList queries_;
+  std::unordered_set<std::uint32_t> tablePages_;
+  std::unordered_set<std::string> replacedQueries_;  // in ASCII lower case
   std::shared_ptr<const StoredTable> queriesTable_;
   std::unordered_map<std::uint32_t, std::shared_ptr<const StoredTable>> openTables_;  // by page
 };

@@ -25,14 +25,17 @@ LooseRow ReadPart(PageFile& file, RowPointer pointer) {
   }
 }
 
-// At most `length` bytes.
-std::vector<std::byte> ReadChain(PageFile& file, RowPointer pointer, std::size_t length) {
-  std::vector<std::byte> value;
+// Appends at most `length` bytes to `value`, which keeps what was read before a failure.
+void ReadChain(PageFile& file, RowPointer pointer, std::size_t length,
+               std::vector<std::byte>& value) {
   // A ring comes back to a part that was marked once the distance between marks is long enough.
   RowPointer mark;
   std::uint64_t nextMark = 1;
   for (std::uint64_t parts = 1; value.size() < length && !pointer.IsNone(); ++parts) {
-    if (pointer == mark) throw DatabaseError({}, "its long value is a ring of pages");
+    if (pointer == mark) {
+      value.clear();
+      throw DatabaseError({}, "its long value is a ring of pages");
+    }
     if (parts == nextMark) {
       mark = pointer;
       nextMark *= 2;
@@ -44,12 +47,20 @@ std::vector<std::byte> ReadChain(PageFile& file, RowPointer pointer, std::size_t
     const auto wanted = data.first(std::min(data.size(), length - value.size()));
     value.insert(value.end(), wanted.begin(), wanted.end());
   }
-  return value;
 }
 
 }  // namespace
 
 LongValue::LongValue(PageFile& file, std::span<const std::byte> descriptor) {
+  try {
+    Read(file, descriptor);
+  } catch (const DatabaseError& error) {
+    damage_ = error;
+    bytes_ = collected_;
+  }
+}
+
+void LongValue::Read(PageFile& file, std::span<const std::byte> descriptor) {
   if (descriptor.empty()) return;
   const ByteReader reader(descriptor);
   const std::uint32_t lengthAndForm = reader.U32(0);
@@ -69,7 +80,7 @@ LongValue::LongValue(PageFile& file, std::span<const std::byte> descriptor) {
     page_ = std::move(row.page);
     bytes_ = row.bytes.first(std::min(length, row.bytes.size()));
   } else {
-    collected_ = ReadChain(file, pointer, length);
+    ReadChain(file, pointer, length, collected_);
     bytes_ = collected_;
   }
   if (bytes_.size() < length) {

@@ -2,10 +2,12 @@
 #define NIMPORT_JET_LONG_VALUE_H_
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "jet/data_page.h"
+#include "jet/database_error.h"
 #include "jet/page_file.h"
 
 namespace nimport::jet {
@@ -13,16 +15,23 @@ namespace nimport::jet {
 // A memo or OLE value: the bytes of its row's own share, or of the pages that this leads to.
 class LongValue {
  public:
-  // `descriptor` is what the row holds and must outlive the value. Throws DatabaseError when it, or
-  // a page that it leads to, is damaged; a part's page and slot are in the text.
+  // `descriptor` is what the row holds and must outlive the value. When it, or a page that it leads
+  // to, is damaged, the value is what could be read before that: the beginning of a chain, or
+  // nothing.
   LongValue(PageFile& file, std::span<const std::byte> descriptor);
   LongValue(const LongValue&) = delete;
   LongValue& operator=(const LongValue&) = delete;
+
+  // What is wrong; a part's page and slot are in the text. Empty when the value is whole.
+  [[nodiscard]] const std::optional<DatabaseError>& Damage() const { return damage_; }
 
   // Borrowed from the descriptor or from this object.
   [[nodiscard]] std::span<const std::byte> Bytes() const { return bytes_; }
 
  private:
+  void Read(PageFile& file, std::span<const std::byte> descriptor);
+
+  std::optional<DatabaseError> damage_;
   DataPage page_;                     // of a value that is one row of another page
   std::vector<std::byte> collected_;  // of a chain
   std::span<const std::byte> bytes_;

@@ -7,6 +7,7 @@
 #include "common/file_error.h"
 #include "jet/damage.h"
 #include "jet/database_error.h"
+#include "jet/header_salvage.h"
 #include "jet/rc4.h"
 
 namespace nimport::jet {
@@ -17,8 +18,9 @@ constexpr std::uint64_t MAX_PAGES = std::uint64_t{1} << 24;
 
 }  // namespace
 
-PageFile::PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes)
-    : file_(std::move(file)), cache_(cacheBytes) {
+PageFile::PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes,
+                   DamageReporter& damage)
+    : file_(std::move(file)), damage_(damage), cache_(cacheBytes) {
   Reopen();
 }
 
@@ -36,9 +38,7 @@ void PageFile::Reopen() {
     // The stamp first: what is written after it was taken will be noticed.
     changeStamp_ = file_->ChangeStamp();
     sizeBytes_ = file_->Size();
-    std::array<std::byte, FILE_HEADER_BYTES> start{};
-    const std::size_t count = file_->ReadAt(0, start);
-    header_ = ParseFileHeader(std::span(start).first(count));
+    ReadHeader();
   } catch (const FileError& error) {
     throw DatabaseError({.file = Name(), .page = 0}, error.what());
   } catch (const DatabaseError& error) {
@@ -52,6 +52,35 @@ void PageFile::Reopen() {
   pagesPerBlock_ = static_cast<std::uint32_t>(PageCache::BLOCK_BYTES / pageSize);
   cache_.Reset((pageCount_ + pagesPerBlock_ - 1) / pagesPerBlock_);
   isOpen_ = true;
+}
+
+void PageFile::ReadHeader() {
+  std::array<std::byte, FILE_HEADER_BYTES> start{};
+  const std::size_t count = file_->ReadAt(0, start);
+  std::optional<FileHeader> header;
+  std::optional<DatabaseError> error;
+  try {
+    header = ParseFileHeader(std::span(start).first(count));
+  } catch (const DatabaseError& problem) {
+    error = problem;
+  }
+  if (damage_.IsListening()) return SalvageHeader(header, error);
+  if (error) throw *error;
+  header_ = *header;
+}
+
+void PageFile::SalvageHeader(const std::optional<FileHeader>& header,
+                             const std::optional<DatabaseError>& error) {
+  const auto readPage = [this](std::uint32_t number, std::span<std::byte> target) {
+    return file_->ReadAt(std::uint64_t{number} * target.size(), target) == target.size();
+  };
+  std::string damage;
+  const std::optional<FileHeader> corrected = CorrectHeader(header, readPage, damage);
+  if (!corrected && error) throw *error;
+  header_ = corrected ? *corrected : *header;
+  if (damage.empty()) return;
+  if (error) damage += ": " + error->reason();
+  damage_.Report(DatabaseError({.file = Name(), .page = 0}, damage));
 }
 
 Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesToFollow) {

@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "common/random_access_file.h"
+#include "jet/damage.h"
 #include "jet/file_header.h"
 #include "jet/page_cache.h"
 
@@ -23,8 +25,9 @@ struct Page {
 // The file as a sequence of pages. Errors are DatabaseErrors with file and page.
 class PageFile {
  public:
-  // Takes over `file` and reads its header.
-  PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes);
+  // Takes over `file` and reads its header. While `damage`, which must outlive the object, listens,
+  // a damaged header is guessed.
+  PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes, DamageReporter& damage);
 
   [[nodiscard]] const std::string& Name() const { return file_->Name(); }
   [[nodiscard]] const JetLayout& Layout() const { return *header_.layout; }
@@ -45,6 +48,10 @@ class PageFile {
                           std::uint32_t pagesToFollow = 0);
 
  private:
+  void ReadHeader();
+  // Throws `error`, if there is one, where nothing can be guessed.
+  void SalvageHeader(const std::optional<FileHeader>& header,
+                     const std::optional<DatabaseError>& error);
   void Load(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t pagesToFollow);
   void LoadRun(PageBlock& block, std::uint32_t pageInBlock, std::uint32_t count);
   [[nodiscard]] std::uint32_t PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
@@ -52,6 +59,7 @@ class PageFile {
   void ReadInto(std::span<std::byte> target, std::uint32_t firstPage) const;
 
   std::unique_ptr<RandomAccessFile> file_;
+  DamageReporter& damage_;
   FileHeader header_;
   bool isOpen_ = false;
   std::uint64_t changeStamp_ = 0;

@@ -31,6 +31,9 @@ class RowView {
     maskOffset_ = bytes.size() - maskBytes;
   }
 
+  // The columns that the table had when the row was written.
+  [[nodiscard]] std::size_t ColumnCount() const { return columnCount_; }
+
   // Whether the row has a value for the column with this id; of a boolean column, its value. A
   // column that was added to the table after the row was written has none.
   [[nodiscard]] bool IsPresent(std::uint16_t columnId) const {

@@ -18,6 +18,9 @@ constexpr int MAX_MOVES = 4;
 // system costs.
 constexpr std::uint32_t MAX_GAP_PAGES = 2;
 
+// No text has so many zero bytes in a row; a sector that was lost leaves 512.
+constexpr std::size_t ZERO_RUN_BYTES = 64;
+
 }  // namespace
 
 bool RowCursor::StandOn(std::uint32_t slot) {
@@ -25,12 +28,11 @@ bool RowCursor::StandOn(std::uint32_t slot) {
   slot_ = slot;
   try {
     const Slot stored = page_.GetSlot(slot);
-    if (stored.flags == SLOT_LIVE) {
-      view_.Show(table_->Layout(), stored.bytes);
-      return true;
-    }
-    if (stored.flags != SLOT_MOVED) return false;
-    view_.Show(table_->Layout(), FollowMove(stored.bytes));
+    if (stored.flags != SLOT_LIVE && stored.flags != SLOT_MOVED) return false;
+    view_.Show(table_->Layout(),
+               stored.flags == SLOT_LIVE ? stored.bytes : FollowMove(stored.bytes));
+    // Bytes of zeros would be a row of nulls.
+    if (table_->IsSalvaging()) table_->CheckColumnCount(view_.ColumnCount());
     return true;
   } catch (const DatabaseError& error) {
     // The place of a moved row is that of its pointer.
@@ -62,7 +64,12 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
 
 Value RowCursor::Get(std::size_t column) const {
   try {
-    return DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts());
+    std::optional<DatabaseError> cut;
+    Value value =
+        DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts(), cut);
+    if (cut) ReportValue(*cut, column);
+    if (table_->IsSalvaging()) LookForZeros(value, column);
+    return value;
   } catch (const DatabaseError& error) {
     ReportValue(error, column);
     return std::monostate{};
@@ -87,6 +94,16 @@ std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
   return ToInteger(Get(position));
 }
 
+void RowCursor::LookForZeros(const Value& value, std::size_t column) const {
+  const auto* text = std::get_if<Text>(&value);
+  if (text == nullptr || text->bytes.size() < ZERO_RUN_BYTES) return;
+  const std::size_t begin = text->bytes.find(std::string(ZERO_RUN_BYTES, '\0'));
+  if (begin == std::string::npos) return;
+  ReportValue(DatabaseError({}, "zero bytes stand in the text, from byte " + std::to_string(begin) +
+                                    " of " + std::to_string(text->bytes.size())),
+              column);
+}
+
 void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) const {
   table_->ReportDamage(
       DatabaseError({}, damage.reason()),
@@ -96,7 +113,9 @@ void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) con
 bool StoredScan::Next() {
   for (;;) {
     while (!jump_ && nextSlot_ < cursor_.CurrentPage().SlotCount()) {
-      if (cursor_.StandOn(nextSlot_++)) return true;
+      if (!cursor_.StandOn(nextSlot_++)) continue;
+      ++rowCount_;
+      return true;
     }
     if (!OpenNextPage()) return false;
   }
@@ -121,6 +140,7 @@ bool StoredScan::OpenNextPage() {
   jump_.reset();
   cursor_.UsePage({});
   TellOfPagesOutside();
+  if (std::exchange(isWhole_, false)) table_.ReportMissingRows(rowCount_);
   return false;
 }
 
@@ -145,6 +165,7 @@ void StoredScan::TellOfPagesOutside() {
 
 void StoredScan::ContinueAfter(RowId id) {
   toldOfPagesOutside_ = false;
+  isWhole_ = false;
   const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
   // Behind a page's last possible slot follows the first one of the next page.
   const RowId next{id.packed + 1};

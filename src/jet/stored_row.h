@@ -36,6 +36,8 @@ class RowCursor {
  private:
   // Where a moved row went.
   [[nodiscard]] std::span<const std::byte> FollowMove(std::span<const std::byte> source);
+  // Tells of a text that has lost a part of its bytes.
+  void LookForZeros(const Value& value, std::size_t column) const;
   void ReportValue(const DatabaseError& damage, std::size_t column) const;
 
   const StoredTable* table_;
@@ -84,6 +86,8 @@ class StoredScan final : public TableScan {
   // Where the last ContinueAfter wants the scan to go on, until the page has been opened.
   std::optional<RowId> jump_;
   bool toldOfPagesOutside_ = false;
+  bool isWhole_ = true;         // goes over all rows
+  std::uint32_t rowCount_ = 0;  // that it stood on
 };
 
 }  // namespace nimport::jet

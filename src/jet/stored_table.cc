@@ -1,23 +1,59 @@
 #include "jet/stored_table.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "jet/ascii_case.h"
 #include "jet/stored_row.h"
 
 namespace nimport::jet {
+namespace {
 
-StoredTable::StoredTable(const TableContext& context, std::string name,
-                         std::uint32_t definitionPage, const TextDecoder& names,
+constexpr std::string_view SYSTEM_PREFIX = "MSys";
+
+}  // namespace
+
+StoredTable::StoredTable(const TableContext& context, std::string name, StoredDefinition definition,
                          const TextDecoder& texts)
-    : context_(context), layout_(&context.file.Layout()), name_(std::move(name)), texts_(texts) {
+    : context_(context),
+      layout_(&context.file.Layout()),
+      name_(std::move(name)),
+      texts_(texts),
+      definition_(std::move(definition)) {
   try {
-    definition_ = ReadTableDefinition(context.file, definitionPage, names);
-    ownedPages_ = ReadUsageMap(context.file, definition_.ownedPagesMap);
+    ownedPages_ = context_.damage.IsListening()
+                      ? SalvagePages()
+                      : ReadUsageMap(context.file, definition_.ownedPagesMap);
   } catch (const DatabaseError& error) {
     RethrowAt(error, {.table = name_});
   }
+}
+
+UsedPages StoredTable::SalvagePages() const {
+  UsedPages result;
+  bool isMapped = true;
+  try {
+    result = ReadUsageMap(context_.file, definition_.ownedPagesMap);
+  } catch (const DatabaseError& error) {
+    ReportDamage(error, {});
+    isMapped = false;
+  }
+  // Without the map of free pages, pages may name a table that they no longer belong to.
+  if (isMapped && !context_.survey.KnowsFreePages()) return result;
+  std::vector<std::uint32_t> all;
+  std::ranges::set_union(result.pages, context_.survey.PagesOf(definition_.page),
+                         std::back_inserter(all));
+  for (std::size_t i = 0, mapped = 0; isMapped && i < all.size(); ++i) {
+    if (mapped < result.pages.size() && result.pages[mapped] == all[i]) {
+      ++mapped;
+      continue;
+    }
+    ReportDamage(DatabaseError({}, "the page belongs to the table, whose map leaves it out"),
+                 {.page = all[i]});
+  }
+  result.pages = std::move(all);
+  return result;
 }
 
 std::optional<std::size_t> StoredTable::FindColumn(std::string_view name) const {
@@ -85,10 +121,37 @@ std::uint32_t StoredTable::RowCount() const {
 
 DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageUse use,
                                    std::uint32_t pagesToFollow) const {
-  return {context_.file.Read(pageNumber, use, pagesToFollow), *layout_, definition_.page};
+  Page page = context_.file.Read(pageNumber, use, pagesToFollow);
+  if (!context_.damage.IsListening()) return {std::move(page), *layout_, definition_.page};
+  const auto isOwner = [this](std::uint32_t owner) {
+    return owner == OWNER_LONG_VALUES || owner == OWNER_USAGE_MAPS || owner == OWNER_GLOBAL_MAP ||
+           context_.survey.IsDefinitionPage(owner);
+  };
+  std::string damage;
+  DataPage result(std::move(page), *layout_, definition_.page, isOwner, damage);
+  if (!damage.empty()) ReportDamage(DatabaseError({}, damage), {.page = pageNumber});
+  return result;
+}
+
+void StoredTable::ReportMissingRows(std::uint32_t found) const {
+  const std::uint32_t counted = definition_.rowCountHint;
+  // The counts of the engine's own tables are not always right.
+  if (!context_.damage.IsListening() || found >= counted || hasLostRows_ ||
+      name_.starts_with(SYSTEM_PREFIX))
+    return;
+  ReportDamage(DatabaseError({}, "the table's definition counts " + std::to_string(counted) +
+                                     " rows, of which " + std::to_string(found) + " were found"),
+               {.page = definition_.page});
+}
+
+void StoredTable::CheckColumnCount(std::size_t count) const {
+  if (count > 0 && count <= definition_.columnHighWater) return;
+  throw DatabaseError({}, "the row has " + std::to_string(count) + " columns, the table " +
+                              std::to_string(definition_.columnHighWater));
 }
 
 void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const {
+  if (place.column.empty()) hasLostRows_ = true;
   ErrorPlace whole = place;
   whole.file = context_.file.Name();
   whole.table = name_;

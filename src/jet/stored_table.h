@@ -11,6 +11,7 @@
 
 #include "jet/damage.h"
 #include "jet/page_file.h"
+#include "jet/page_survey.h"
 #include "jet/table.h"
 #include "jet/table_definition.h"
 #include "jet/text_decoder.h"
@@ -21,17 +22,17 @@ namespace nimport::jet {
 // What a table needs of its open database; outlives the table.
 struct TableContext {
   PageFile& file;
-  DamageReporter& damage;
+  DamageReporter& damage;  // while it listens, damage is stepped over with the survey's help
+  PageSurvey& survey;
 };
 
 // A table of the file.
 class StoredTable final : public Table {
  public:
-  // Reads the definition on `definitionPage` and which pages the table owns. `name` is UTF-8.
-  // `names` decodes to UTF-8, `texts` to the code page of the values. Throws DatabaseError, whether
-  // there is a damage listener or not.
-  StoredTable(const TableContext& context, std::string name, std::uint32_t definitionPage,
-              const TextDecoder& names, const TextDecoder& texts);
+  // Finds out which pages the table owns. `name` is UTF-8, `texts` decodes to the code page of the
+  // values. Throws DatabaseError; with a damage listener only when memory or the file itself fails.
+  StoredTable(const TableContext& context, std::string name, StoredDefinition definition,
+              const TextDecoder& texts);
 
   [[nodiscard]] const std::string& Name() const override { return name_; }
   [[nodiscard]] const std::vector<Column>& Columns() const override { return definition_.columns; }
@@ -40,14 +41,25 @@ class StoredTable final : public Table {
   [[nodiscard]] std::unique_ptr<Row> ReadRow(RowId id) const override;
   [[nodiscard]] std::span<const IndexEntry> IntegerIndex(std::size_t column) const override;
 
+  // What the table's definition says. Not dependable.
+  [[nodiscard]] std::uint32_t DeclaredRowCount() const { return definition_.rowCountHint; }
+
   // The number of rows that a scan delivers. Counted at the first call.
   [[nodiscard]] std::uint32_t RowCount() const;
+
+  // Tells of rows that the table's definition counts and a whole scan did not deliver, where
+  // somebody listens and was told of nothing that explains it.
+  void ReportMissingRows(std::uint32_t found) const;
 
   // For the rows.
   [[nodiscard]] PageFile& File() const { return context_.file; }
   [[nodiscard]] const JetLayout& Layout() const { return *layout_; }
   [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
   [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
+  // Whether damage is stepped over.
+  [[nodiscard]] bool IsSalvaging() const { return context_.damage.IsListening(); }
+  // Throws DatabaseError, without a place, for a row that cannot be one of the table's.
+  void CheckColumnCount(std::size_t count) const;
   // A page of the table's rows; see PageFile::Read. Throws DatabaseError.
   [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, PageUse use = PageUse::Lasting,
                                       std::uint32_t pagesToFollow = 0) const;
@@ -55,6 +67,8 @@ class StoredTable final : public Table {
   void ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const;
 
  private:
+  // The pages of the table's own map, and those that name the table as their owner.
+  [[nodiscard]] UsedPages SalvagePages() const;
   [[nodiscard]] std::vector<IndexEntry> BuildIndex(std::size_t column) const;
 
   TableContext context_;
@@ -63,6 +77,7 @@ class StoredTable final : public Table {
   TextDecoder texts_;
   StoredDefinition definition_;
   UsedPages ownedPages_;
+  mutable bool hasLostRows_ = false;  // somebody was told of it
   mutable std::optional<std::uint32_t> rowCount_;
   mutable std::map<std::size_t, std::vector<IndexEntry>> indexes_;  // by column
 };

@@ -90,6 +90,7 @@ class DefinitionParser {
       throw DatabaseError({}, "the table definition claims " + std::to_string(columnCount) +
                                   " columns with ids below " + std::to_string(highWater));
     }
+    result.columnHighWater = highWater;
     const std::uint64_t counters =
         std::uint64_t{reader_.U32(fields.realIndexCount)} * fields.indexCounterBytes;
     position_ = fields.fixedPartBytes;

@@ -1,6 +1,7 @@
 #ifndef NIMPORT_JET_TABLE_DEFINITION_H_
 #define NIMPORT_JET_TABLE_DEFINITION_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -16,7 +17,8 @@ struct StoredDefinition {
   std::uint32_t page = 0;          // the first one: what the table's data pages name as their owner
   std::uint32_t rowCountHint = 0;  // not dependable
   RowPointer ownedPagesMap;
-  std::vector<Column> columns;  // by id
+  std::size_t columnHighWater = 0;  // above all ids, those of deleted columns too
+  std::vector<Column> columns;      // by id
 };
 
 // Reads the definition that begins on `pageNumber`. `names` decodes to UTF-8. Throws DatabaseError,

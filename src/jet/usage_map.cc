@@ -69,8 +69,8 @@ class MapReader {
 
 }  // namespace
 
-UsedPages ReadUsageMap(PageFile& file, RowPointer pointer) {
-  const LooseRow map = ReadLooseRow(file, pointer, OWNER_USAGE_MAPS);
+UsedPages ReadUsageMap(PageFile& file, RowPointer pointer, std::uint32_t owner) {
+  const LooseRow map = ReadLooseRow(file, pointer, owner);
   try {
     return MapReader(file).Read(map.bytes);
   } catch (const DatabaseError& error) {

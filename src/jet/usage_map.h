@@ -16,9 +16,10 @@ struct UsedPages {
   std::optional<std::uint32_t> firstOutside;  // the first one beyond the end of the file
 };
 
-// Throws DatabaseError, naming the page where the map or a part of it should be, when it cannot be
-// read.
-[[nodiscard]] UsedPages ReadUsageMap(PageFile& file, RowPointer pointer);
+// `owner` is what the map's page names as its owner. Throws DatabaseError, naming the page where
+// the map or a part of it should be, when it cannot be read.
+[[nodiscard]] UsedPages ReadUsageMap(PageFile& file, RowPointer pointer,
+                                     std::uint32_t owner = OWNER_USAGE_MAPS);
 
 }  // namespace nimport::jet
 

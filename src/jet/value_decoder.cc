@@ -66,14 +66,19 @@ Binary ToBinary(std::span<const std::byte> stored) {
 
 // What is no plain number. Apart, so that numbers do not pay for what only this needs.
 [[gnu::noinline]] Value DecodeBytes(std::span<const std::byte> stored, const Column& column,
-                                    PageFile& file, const TextDecoder& texts) {
+                                    PageFile& file, const TextDecoder& texts,
+                                    std::optional<DatabaseError>& cut) {
   switch (column.type) {
     case ColumnType::Text:
       return Text{.bytes = texts.Decode(stored)};
     case ColumnType::Memo:
-      return Text{.bytes = texts.Decode(LongValue(file, stored).Bytes())};
-    case ColumnType::Ole:
-      return ToBinary(LongValue(file, stored).Bytes());
+    case ColumnType::Ole: {
+      const LongValue value(file, stored);
+      cut = value.Damage();
+      if (cut && value.Bytes().empty()) return std::monostate{};
+      if (column.type == ColumnType::Ole) return ToBinary(value.Bytes());
+      return Text{.bytes = texts.Decode(value.Bytes())};
+    }
     case ColumnType::Numeric:
       return DecodeNumeric(ByteReader(stored), column.scale);
     case ColumnType::Guid:
@@ -86,7 +91,7 @@ Binary ToBinary(std::span<const std::byte> stored) {
 }  // namespace
 
 Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
-                  const TextDecoder& texts) {
+                  const TextDecoder& texts, std::optional<DatabaseError>& cut) {
   // A boolean is never null; in a row that is older than its column it is false.
   if (column.type == ColumnType::Boolean) return row.IsPresent(column.id);
   const auto stored = FindBytes(row, column);
@@ -107,7 +112,7 @@ Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
     case ColumnType::DateTime:
       return Date{.days = DecodeNumber<double>(*stored)};
     default:
-      return DecodeBytes(*stored, column, file, texts);
+      return DecodeBytes(*stored, column, file, texts, cut);
   }
 }
 
