@@ -14,6 +14,7 @@
 namespace nimport::addressbook {
 namespace {
 
+constexpr const char* TABLE_NAME = "AddressBookTBL";
 constexpr std::int32_t TYPE_GROUP = 0;
 constexpr std::int32_t TYPE_ADDRESS = 2;
 
@@ -38,6 +39,13 @@ void ReadUnlessFailed(std::exception_ptr& failure, Read&& read) {
 }
 
 }  // namespace
+
+jet::KnownObjects KnownAddressObjects() {
+  return {.tables = {{.name = TABLE_NAME,
+                      .columns = {COLUMN_NAMES.begin(), COLUMN_NAMES.end()},
+                      .usualColumns = {}}},
+          .queries = {}};
+}
 
 // The recordset's current row. Columns are looked up once, not for each row.
 class AddressTable::Row {
@@ -74,7 +82,7 @@ std::size_t AddressTable::SpreadKey::operator()(std::int32_t key) const {
 
 AddressTable::AddressTable(jet::Database& database, BadRowListener onBadRow)
     : onBadRow_(std::move(onBadRow)) {
-  const auto table = database.OpenTable("AddressBookTBL");
+  const auto table = database.OpenTable(TABLE_NAME);
   const auto rows = table->OpenRecordset();
   const Row row(*table, *rows);
   try {

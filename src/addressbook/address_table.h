@@ -47,6 +47,9 @@ struct KeyMembers {
   [[nodiscard]] std::size_t Size() const { return groups.size() + AddressCount(); }
 };
 
+// The table of the address book database.
+[[nodiscard]] jet::KnownObjects KnownAddressObjects();
+
 class AddressTable {
  public:
   // Reads the table in one pass. A row whose parent cannot be read ends the table: its failure

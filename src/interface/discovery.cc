@@ -5,10 +5,13 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "addressbook/address_table.h"
 #include "common/failure.h"
 #include "common/file_error.h"
 #include "jet/database_error.h"
+#include "mailstore/known_objects.h"
 
 namespace nimport {
 namespace {
@@ -59,11 +62,12 @@ void CheckMailerVersion(platform::Platform& platform, const std::string& path) {
   }
 }
 
-void OpenDatabaseFile(MailerContext& context, const std::string& path) {
+void OpenDatabaseFile(MailerContext& context, const std::string& path, jet::KnownObjects known) {
   const std::string name = context.platform.files().NativeName(path);
   if (!context.platform.files().Exists(path)) FailInvalid("no database " + name);
   try {
-    context.database = std::make_unique<platform::SessionDatabase>(context.platform, path);
+    context.database =
+        std::make_unique<platform::SessionDatabase>(context.platform, path, std::move(known));
   } catch (const FileError& error) {
     FailDatabase(error.what());
   } catch (const jet::DatabaseError& error) {
@@ -97,14 +101,18 @@ void EnsureTempDir(MailerContext& context) {
   }
 }
 
-void DiscoverInstallation(MailerContext& context, SessionMode mode) {
-  EnsureTempDir(context);
-  platform::Platform& platform = context.platform;
+PathText FindDatabaseDirectory(const platform::Platform& platform) {
   const RegistryHive hive = DirectoryHive(platform);
   const auto directory =
       PathText::Fit(ReadRegistryString(platform, hive, DIRECTORY_KEY, "DatabaseDir"));
   if (!directory) FailInvalid("the database directory's path is too long");
-  context.databaseDir = *directory;
+  return *directory;
+}
+
+void DiscoverInstallation(MailerContext& context, SessionMode mode) {
+  EnsureTempDir(context);
+  platform::Platform& platform = context.platform;
+  context.databaseDir = FindDatabaseDirectory(platform);
   const auto account =
       AccountText::Fit(ReadRegistryString(platform, RegistryHive::CurrentUser, SESSION_KEY, "ID1"));
   if (!account) FailInvalid("the member ID is too long");
@@ -113,7 +121,9 @@ void DiscoverInstallation(MailerContext& context, SessionMode mode) {
       mode == SessionMode::AddressBook ? "\\Abook.mdb" : mailstore::MAIL_DATABASE_FILE;
   const auto path = PathText::Fit(context.databaseDir.str() + database);
   if (!path) FailInvalid("the database's path is too long");
-  OpenDatabaseFile(context, path->str());
+  OpenDatabaseFile(context, path->str(),
+                   mode == SessionMode::AddressBook ? addressbook::KnownAddressObjects()
+                                                    : mailstore::KnownMailObjects());
 }
 
 }  // namespace nimport

@@ -1,12 +1,38 @@
 #include "mailstore/folder_list.h"
 
+#include <map>
+#include <set>
 #include <string>
 #include <utility>
 
 #include "common/failure.h"
+#include "mailstore/mail_kinds.h"
 #include "platform/columns.h"
 
 namespace nimport::mailstore {
+namespace {
+
+constexpr std::string_view STRAYS_NAME = "(no cabinet)";
+
+NameText ReadName(const jet::Recordset& folder) {
+  return NameText::Cut(platform::ReadText(folder, "FolderName").value_or(""));
+}
+
+// As many rows of the table as can be read.
+void ForEachRow(jet::Database& database, std::string_view tableName,
+                const std::function<void(const jet::DatabaseError&)>& onLoss,
+                const std::function<void(const jet::Recordset&)>& visit) {
+  try {
+    const auto table = database.OpenTable(tableName);
+    const auto rows = table->OpenRecordset();
+    for (; !rows->IsEof(); rows->MoveNext())
+      visit(*rows);
+  } catch (const jet::DatabaseError& error) {
+    onLoss(error);
+  }
+}
+
+}  // namespace
 
 void FolderList::Load(jet::Database& database) {
   const auto cabinetTable = database.OpenTable("CabinetTBL");
@@ -22,13 +48,55 @@ void FolderList::Load(jet::Database& database) {
     const auto cabinetIndex = static_cast<std::int32_t>(records_.size());
     Append(std::move(cabinet));
     platform::ForEachRowWithNumber(*folders, "CabinetNo", cabinetNumber, [&] {
-      FolderRecord folder;
-      folder.parentIndex = cabinetIndex;
-      folder.number = platform::ReadNumber(*folders, "FolderNo");
-      folder.name = NameText::Cut(platform::ReadText(*folders, "FolderName").value_or(""));
-      Append(std::move(folder));
+      AppendFolder(cabinetIndex, platform::ReadNumber(*folders, "FolderNo"), ReadName(*folders));
     });
   }
+}
+
+void FolderList::Salvage(jet::Database& database,
+                         const std::function<void(const jet::DatabaseError&)>& onLoss) {
+  try {
+    Load(database);
+  } catch (const jet::DatabaseError& error) {
+    onLoss(error);
+  }
+  AppendStrays(database, onLoss);
+}
+
+void FolderList::AppendStrays(jet::Database& database,
+                              const std::function<void(const jet::DatabaseError&)>& onLoss) {
+  std::set<std::int32_t> known;
+  for (const FolderRecord& record : records_) {
+    if (!record.isCabinet) known.insert(record.number);
+  }
+  std::map<std::int32_t, NameText> strays;
+  ForEachRow(database, "FolderTBL", onLoss, [&](const jet::Recordset& row) {
+    const std::int32_t number = platform::ReadNumber(row, "FolderNo");
+    if (!known.contains(number)) strays.emplace(number, ReadName(row));
+  });
+  ForEachRow(database, "DataTBL", onLoss, [&](const jet::Recordset& row) {
+    const std::int32_t number = platform::ReadNumber(row, "FolderNo");
+    if (known.contains(number) || !IsListedMailKind(platform::ReadNumber(row, "DataType"))) return;
+    strays.emplace(number, NameText::Cut("folder " + std::to_string(number)));
+  });
+  if (strays.empty()) return;
+  FolderRecord cabinet;
+  cabinet.isCabinet = true;
+  cabinet.number = -1;
+  cabinet.name = NameText::Cut(STRAYS_NAME);
+  const auto cabinetIndex = static_cast<std::int32_t>(records_.size());
+  Append(std::move(cabinet));
+  for (const auto& [number, name] : strays)
+    AppendFolder(cabinetIndex, number, name);
+}
+
+void FolderList::AppendFolder(std::int32_t cabinetIndex, std::int32_t number,
+                              const NameText& name) {
+  FolderRecord folder;
+  folder.parentIndex = cabinetIndex;
+  folder.number = number;
+  folder.name = name;
+  Append(std::move(folder));
 }
 
 void FolderList::Append(FolderRecord record) {

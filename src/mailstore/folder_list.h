@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -42,6 +43,12 @@ class FolderList {
   // list. Throws jet::DatabaseError.
   void Load(jet::Database& database);
 
+  // Reads as much as can be read, and tells `onLoss` what cannot. Behind everything else stands a
+  // cabinet with the folders that stand in no cabinet, and a folder for each number that mails have
+  // and no folder has; without such folders there is no such cabinet.
+  void Salvage(jet::Database& database,
+               const std::function<void(const jet::DatabaseError&)>& onLoss);
+
   // Throws Failure (-3) when `index` is not in the list.
   [[nodiscard]] FolderRecord& At(std::int32_t index);
   [[nodiscard]] const FolderRecord* Find(std::int32_t index) const;
@@ -59,6 +66,9 @@ class FolderList {
   std::vector<std::int32_t> folderCounts_;
 
   void Append(FolderRecord record);
+  void AppendFolder(std::int32_t cabinetIndex, std::int32_t number, const NameText& name);
+  void AppendStrays(jet::Database& database,
+                    const std::function<void(const jet::DatabaseError&)>& onLoss);
 };
 
 }  // namespace nimport::mailstore

@@ -150,6 +150,13 @@ const MailKindColumns& LookupMailKind(std::int32_t dataType) {
   return GetMailKind(dataType).columns;
 }
 
+std::vector<MailKindColumns> AllMailKindColumns() {
+  std::vector<MailKindColumns> all;
+  for (const MailKind& kind : KINDS)
+    all.push_back(kind.columns);
+  return all;
+}
+
 bool HasEmailMode(std::int32_t dataType) {
   return dataType == 20;
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 namespace nimport::mailstore {
 
@@ -48,6 +49,9 @@ inline constexpr std::string_view LINKED_FILE_QUERY = "EmRcvBin\xB8\xB4\xD8\xB0"
 
 // The columns of a kind. Throws Failure (RESULT_INVALID) for a kind that is not listed.
 [[nodiscard]] const MailKindColumns& LookupMailKind(std::int32_t dataType);
+
+// The columns of every kind; several kinds may share a stored query.
+[[nodiscard]] std::vector<MailKindColumns> AllMailKindColumns();
 
 // Whether a row of this kind has the column "EmailMode", which GetMailContent needs.
 [[nodiscard]] bool HasEmailMode(std::int32_t dataType);

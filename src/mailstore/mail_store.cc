@@ -6,6 +6,7 @@
 #include "common/failure.h"
 #include "mailstore/mail_kinds.h"
 #include "platform/columns.h"
+#include "platform/database.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -34,7 +35,15 @@ MailStore::MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mim
 void MailStore::LoadFolderList() {
   if (folderList_) return;
   folderList_.emplace();
-  folderList_->Load(database);
+  if (!platform.IsSalvaging()) {
+    folderList_->Load(database);
+    return;
+  }
+  folderList_->Salvage(database, [this](const jet::DatabaseError& error) {
+    if (platform.diagnostics().IsOn()) {
+      platform.diagnostics().Report(platform::ToFailureRecord(error));
+    }
+  });
 }
 
 FolderList& MailStore::RequireFolderList() {

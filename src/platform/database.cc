@@ -4,11 +4,14 @@
 
 namespace nimport::platform {
 
-SessionDatabase::SessionDatabase(Platform& platform, std::string_view path)
+SessionDatabase::SessionDatabase(Platform& platform, std::string_view path, jet::KnownObjects known)
     : platform_(platform), fileName_(platform.files().NativeName(path)) {
   jet::OpenOptions options;
   options.textCodePage = CODE_PAGE_JAPANESE;
-  if (platform.IsSalvaging()) options.damageListener = this;
+  if (platform.IsSalvaging()) {
+    options.damageListener = this;
+    options.known = std::move(known);
+  }
   database_ = jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);
 }
 

@@ -15,9 +15,9 @@ namespace nimport::platform {
 // the platform's diagnostics.
 class SessionDatabase : private jet::DamageListener {
  public:
-  // Opens the file at `path` (code page 932) for reading. `platform` must outlive the object.
-  // Throws FileError or jet::DatabaseError.
-  SessionDatabase(Platform& platform, std::string_view path);
+  // Opens the file at `path` (code page 932) for reading. `known` tells what it should hold, for a
+  // damaged one. `platform` must outlive the object. Throws FileError or jet::DatabaseError.
+  SessionDatabase(Platform& platform, std::string_view path, jet::KnownObjects known);
   ~SessionDatabase() override;
   SessionDatabase(const SessionDatabase&) = delete;
   SessionDatabase& operator=(const SessionDatabase&) = delete;
