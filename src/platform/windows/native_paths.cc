@@ -95,15 +95,15 @@ std::optional<std::wstring> NativePaths::FindStored(std::string_view path) const
 }
 
 std::optional<std::string> NativePaths::ToCodePage(const std::wstring& directory) const {
-  const std::u16string utf16 = FromWide(directory);
-  std::string path = text_.FromUtf16(utf16, CODE_PAGE_JAPANESE);
-  while (path.ends_with('\\'))
-    path.pop_back();
-  // A character that code page 932 lacks leads elsewhere.
-  const std::optional<std::wstring> back = FindOwn(path);
   std::optional<std::wstring> full = ToFullPath(directory);
-  if (!back || !full) return std::nullopt;
+  if (!full) return std::nullopt;
   DropTrailingSeparators(*full);
+  const std::u16string utf16 = FromWide(std::wstring_view(*full).substr(LONG_PREFIX.size()));
+  std::string path = text_.FromUtf16(utf16, CODE_PAGE_JAPANESE);
+  // A character that code page 932 lacks leads elsewhere, and so does a network path.
+  std::optional<std::wstring> back = FindOwn(path + '\\');
+  if (!back) return std::nullopt;
+  DropTrailingSeparators(*back);
   if (CompareStringOrdinal(back->c_str(), -1, full->c_str(), -1, TRUE) != CSTR_EQUAL) {
     return std::nullopt;
   }

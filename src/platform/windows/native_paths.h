@@ -34,8 +34,8 @@ class NativePaths {
   // A path of this machine, as a host uses it: drives are the system's.
   [[nodiscard]] std::optional<std::wstring> FindOwn(std::string_view path) const;
 
-  // The form in code page 932 of an existing directory of this machine, without a trailing '\'.
-  // Empty when it has none by which FindOwn finds it.
+  // The full form in code page 932 of a directory of this machine, without a trailing '\' (a
+  // drive's root is "C:"). Empty when it has none by which FindOwn finds it.
   [[nodiscard]] std::optional<std::string> ToCodePage(const std::wstring& directory) const;
 
  private:

@@ -21,6 +21,11 @@ namespace {
 // We make no directories in ours; whoever does so nests no deeper than this.
 constexpr int MAX_DEPTH = 16;
 
+constexpr std::wstring_view NAME_BEGINS = L"nimport-";
+
+// Long enough for a process that has made its directory to lock it.
+constexpr std::uint64_t LEFTOVER_TICKS = 60 * 10'000'000ULL;
+
 struct LocalMemory {
   void operator()(void* memory) const { LocalFree(memory); }
 };
@@ -29,7 +34,15 @@ struct LocalMemory {
 template <typename T>
 using LocalPointer = std::unique_ptr<T, LocalMemory>;
 
-// The process's user, as the texts of rights name it.
+// A user as the texts of rights name one.
+std::optional<std::wstring> ToText(PSID user) {
+  wchar_t* text = nullptr;
+  if (ConvertSidToStringSidW(user, &text) == FALSE) return std::nullopt;
+  const LocalPointer<wchar_t> owned(text);
+  return std::wstring(text);
+}
+
+// The process's user.
 std::optional<std::wstring> FindUser() {
   HANDLE token = nullptr;
   if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) return std::nullopt;
@@ -38,14 +51,19 @@ std::optional<std::wstring> FindUser() {
   const BOOL isKnown = GetTokenInformation(token, TokenUser, buffer.data(),
                                            static_cast<DWORD>(buffer.size()), &size);
   CloseHandle(token);
-  wchar_t* text = nullptr;
-  if (isKnown == FALSE ||
-      ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid, &text) ==
-          FALSE) {
+  if (isKnown == FALSE) return std::nullopt;
+  return ToText(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid);
+}
+
+std::optional<std::wstring> FindOwner(std::wstring path) {
+  PSID owner = nullptr;
+  PSECURITY_DESCRIPTOR rights = nullptr;
+  if (GetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                            nullptr, nullptr, nullptr, &rights) != ERROR_SUCCESS) {
     return std::nullopt;
   }
-  const LocalPointer<wchar_t> owned(text);
-  return std::wstring(text);
+  const LocalPointer<void> owned(rights);
+  return ToText(owner);
 }
 
 // Everything for the process's user, nothing for others and nothing from the directory above.
@@ -53,8 +71,8 @@ LocalPointer<void> MakePrivateRights() {
   const std::optional<std::wstring> user = FindUser();
   PSECURITY_DESCRIPTOR rights = nullptr;
   if (!user || ConvertStringSecurityDescriptorToSecurityDescriptorW(
-                   (L"D:P(A;OICI;FA;;;" + *user + L")").c_str(), SDDL_REVISION_1, &rights,
-                   nullptr) == FALSE) {
+                   (L"O:" + *user + L"D:P(A;OICI;FA;;;" + *user + L")").c_str(), SDDL_REVISION_1,
+                   &rights, nullptr) == FALSE) {
     return nullptr;
   }
   return LocalPointer<void>(rights);
@@ -63,7 +81,7 @@ LocalPointer<void> MakePrivateRights() {
 std::optional<std::wstring> MakeName() {
   std::array<std::uint8_t, 8> random{};
   if (RtlGenRandom(random.data(), static_cast<ULONG>(random.size())) == FALSE) return std::nullopt;
-  std::wstring name = L"nimport-";
+  std::wstring name(NAME_BEGINS);
   for (const std::uint8_t byte : random) {
     constexpr std::wstring_view DIGITS = L"0123456789abcdef";
     name += DIGITS[byte >> 4];
@@ -77,6 +95,23 @@ bool IsDirectory(const std::wstring& path) {
   const DWORD attributes = GetFileAttributesW(path.c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
          (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+}
+
+struct SearchCloser {
+  void operator()(void* search) const { FindClose(search); }
+};
+
+// Calls `visit` with each entry that the pattern fits, but not with "." and "..".
+template <typename Visit>
+void VisitEntries(const std::wstring& pattern, Visit visit) {
+  WIN32_FIND_DATAW entry{};
+  const HANDLE search = FindFirstFileW(pattern.c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) return;
+  const std::unique_ptr<void, SearchCloser> owned(search);
+  do {
+    const std::wstring_view name = entry.cFileName;
+    if (name != L"." && name != L"..") visit(entry);
+  } while (FindNextFileW(search, &entry) != FALSE);
 }
 
 void RemoveDirectoryAndContents(const std::wstring& path, int depth);
@@ -98,17 +133,42 @@ void RemoveEntry(const std::wstring& path, DWORD attributes, int depth) {
 
 // Without following links out of it.
 void RemoveDirectoryAndContents(const std::wstring& path, int depth) {
-  WIN32_FIND_DATAW entry{};
-  const HANDLE search = FindFirstFileW((path + L"\\*").c_str(), &entry);
-  if (search != INVALID_HANDLE_VALUE) {
-    do {
-      const std::wstring_view name = entry.cFileName;
-      if (name == L"." || name == L"..") continue;
-      RemoveEntry(path + L'\\' + entry.cFileName, entry.dwFileAttributes, depth);
-    } while (FindNextFileW(search, &entry) != FALSE);
-    FindClose(search);
-  }
+  VisitEntries(path + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
+    RemoveEntry(path + L'\\' + entry.cFileName, entry.dwFileAttributes, depth);
+  });
   RemoveDirectoryW(path.c_str());
+}
+
+// The file in a directory of ours that its process keeps open, so that nobody else can open it.
+FileHandle OpenLock(const std::wstring& directory, DWORD creation) {
+  return FileHandle(CreateFileW((directory + L"\\lock").c_str(), GENERIC_WRITE, 0, nullptr,
+                                creation, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT,
+                                nullptr));
+}
+
+std::uint64_t Ticks(const FILETIME& time) {
+  return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+// Whether the directory was made here by a process that has ended. In another user's directory
+// things could move while it is emptied.
+bool IsLeftover(const std::wstring& directory) {
+  const std::optional<std::wstring> owner = FindOwner(directory);
+  if (!IsDirectory(directory) || !owner || owner != FindUser()) return false;
+  const FileHandle lock = OpenLock(directory, OPEN_EXISTING);
+  BY_HANDLE_FILE_INFORMATION info{};
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  return lock.IsOpen() && GetFileInformationByHandle(lock.get(), &info) != FALSE &&
+         Ticks(info.ftLastWriteTime) + LEFTOVER_TICKS < Ticks(now);
+}
+
+void RemoveLeftovers(const std::wstring& parent) {
+  const std::wstring begin = parent + L'\\';
+  VisitEntries(begin + std::wstring(NAME_BEGINS) + L'*', [&](const WIN32_FIND_DATAW& entry) {
+    const std::wstring path = begin + entry.cFileName;
+    if (IsLeftover(path)) RemoveDirectoryAndContents(path, MAX_DEPTH);
+  });
 }
 
 // The name of a directory that older programs use, without letters of any language. Empty when it
@@ -146,18 +206,22 @@ std::vector<std::wstring> TemporaryDirectories::Candidates() const {
 }
 
 std::optional<TemporaryDirectories::Made> TemporaryDirectories::MakeBelow(
-    const std::wstring& parent) const {
+    const std::wstring& parent) {
   const std::optional<std::string> inCodePage = paths_.ToCodePage(parent);
-  const std::optional<std::wstring> fullParent =
-      inCodePage ? paths_.FindOwn(*inCodePage) : std::nullopt;
   const LocalPointer<void> rights = MakePrivateRights();
   const std::optional<std::wstring> name = MakeName();
-  if (!fullParent || !rights || !name || !IsDirectory(*fullParent)) return std::nullopt;
-  Made made{.path = *fullParent + L'\\' + *name,
-            .codePagePath = *inCodePage + '\\' + Utf8FromWide(*name)};
+  if (!inCodePage || !rights || !name) return std::nullopt;
+  const std::string codePagePath = *inCodePage + '\\' + Utf8FromWide(*name);
+  const std::optional<std::wstring> path = paths_.FindOwn(codePagePath);
+  if (!path) return std::nullopt;
+  Made made{.path = *path, .codePagePath = codePagePath, .lock = {}};
   SECURITY_ATTRIBUTES attributes{
       .nLength = sizeof attributes, .lpSecurityDescriptor = rights.get(), .bInheritHandle = FALSE};
+  if (!std::exchange(hasLookedForLeftovers_, true)) {
+    RemoveLeftovers(path->substr(0, path->rfind(L'\\')));
+  }
   if (CreateDirectoryW(made.path.c_str(), &attributes) == FALSE) return std::nullopt;
+  made.lock = OpenLock(made.path, CREATE_NEW);
   return made;
 }
 
@@ -181,11 +245,12 @@ void TemporaryDirectories::Remove(std::string_view codePagePath) noexcept {
 }
 
 TemporaryDirectories::~TemporaryDirectories() {
-  for (const Made& made : made_)
+  for (Made& made : made_)
     RemoveFromDisk(made);
 }
 
-void TemporaryDirectories::RemoveFromDisk(const Made& made) noexcept {
+void TemporaryDirectories::RemoveFromDisk(Made& made) noexcept {
+  made.lock = FileHandle();
   try {
     if (IsDirectory(made.path)) RemoveDirectoryAndContents(made.path, MAX_DEPTH);
   } catch (const std::exception&) {

@@ -1,5 +1,6 @@
 #include "platform/windows/windows_file_system.h"
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -212,9 +213,10 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesArePrivateAndGo) {
   EXPECT_TRUE(first->starts_with(base_ + "\\")) << *first;
   PACL rights = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  ASSERT_EQ(GetNamedSecurityInfoA(first->data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                  nullptr, &rights, nullptr, &descriptor),
-            static_cast<DWORD>(ERROR_SUCCESS));
+  ASSERT_EQ(
+      GetNamedSecurityInfoW(WideFromUtf8(*first).data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                            nullptr, nullptr, &rights, nullptr, &descriptor),
+      static_cast<DWORD>(ERROR_SUCCESS));
   ASSERT_NE(rights, nullptr);
   for (const WELL_KNOWN_SID_TYPE others :
        {WinWorldSid, WinBuiltinUsersSid, WinAuthenticatedUserSid}) {
@@ -225,7 +227,7 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesArePrivateAndGo) {
   Write(*first + "\\a.txt", "a");
   fs::create_directories(fs::path(*first) / "sub\\sub");
   Write(*first + "\\sub\\b.txt", "b");
-  SetFileAttributesA((*first + "\\sub\\b.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+  SetFileAttributesW(WideFromUtf8(*first + "\\sub\\b.txt").c_str(), FILE_ATTRIBUTE_READONLY);
   files_.RemoveTemporaryDirectory(base_);
   EXPECT_TRUE(files_.Exists(*first)) << "only what was made goes";
   files_.RemoveTemporaryDirectory(*first);
@@ -233,6 +235,51 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesArePrivateAndGo) {
   EXPECT_TRUE(files_.Exists(*second));
   files_.RemoveTemporaryDirectory(*second);
   EXPECT_TRUE(fs::is_empty(directory_.path()));
+}
+
+TEST_F(WindowsFileSystemTest, TemporaryDirectoriesHaveFullPaths) {
+  const fs::path before = fs::current_path();
+  fs::create_directory(directory_.path() / "tmp");
+  fs::current_path(directory_.path());
+  std::string slashes = base_ + "/tmp/";
+  for (const std::string& setting : {std::string("tmp"), std::string(".\\tmp\\"), slashes}) {
+    settings_["TMP"] = setting;
+    const std::optional<std::string> made = files_.MakeTemporaryDirectory();
+    EXPECT_TRUE(made && made->starts_with(base_ + "\\tmp\\nimport-")) << setting;
+    if (made) files_.RemoveTemporaryDirectory(*made);
+  }
+  fs::current_path(before);
+  EXPECT_TRUE(fs::is_empty(directory_.path() / "tmp"));
+}
+
+TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
+  // Each with a file that says since when; the second is young, the third is not ours.
+  const struct {
+    const char* name;
+    const char* lock;
+    int minutes;
+    bool goes;
+  } CASES[] = {{"nimport-0123456789abcdef", "lock", 5, true},
+               {"nimport-1123456789abcdef", "lock", 0, false},
+               {"nimport-photos", "a.txt", 5, false},
+               {"other", "lock", 5, false}};
+  for (const auto& row : CASES) {
+    const std::string file = std::string(row.name) + "/" + row.lock;
+    directory_.Write(std::string(row.name) + "/mail.txt", "mail");
+    directory_.Write(file, "");
+    fs::last_write_time(directory_.path() / file,
+                        fs::file_time_type::clock::now() - std::chrono::minutes(row.minutes));
+  }
+  WindowsFileSystem another([this](const char*) { return std::optional(base_); }, text_);
+  const std::optional<std::string> kept = another.MakeTemporaryDirectory();
+  ASSERT_TRUE(kept);
+  fs::last_write_time(fs::path(*kept) / "lock",
+                      fs::file_time_type::clock::now() - std::chrono::minutes(5));
+  const std::optional<std::string> made = files_.MakeTemporaryDirectory();
+  ASSERT_TRUE(made);
+  EXPECT_TRUE(fs::exists(*kept)) << "its process lives";
+  for (const auto& row : CASES)
+    EXPECT_EQ(fs::exists(directory_.path() / row.name), !row.goes) << row.name;
 }
 
 // A user whose name code page 932 cannot spell.
