@@ -1,6 +1,7 @@
 #ifndef NIMPORT_TESTS_COMMON_LOADED_LIBRARY_H_
 #define NIMPORT_TESTS_COMMON_LOADED_LIBRARY_H_
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -20,7 +21,7 @@ class LoadedLibrary {
   // Throws when it cannot be loaded.
   explicit LoadedLibrary(const std::string& path) {
 #if defined(_WIN32)
-    handle_ = LoadLibraryA(path.c_str());
+    handle_ = LoadLibraryW(std::filesystem::path(path).c_str());
 #else
     handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 #endif

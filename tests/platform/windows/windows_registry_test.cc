@@ -8,6 +8,7 @@
 
 #include "common/test_directory.h"
 #include "platform/system_text.h"
+#include "platform/windows/wide_text.h"
 
 namespace nimport::platform::windows {
 namespace {
@@ -27,14 +28,14 @@ class WindowsRegistryTest : public testing::Test {
   ~WindowsRegistryTest() override {
     for (const HKEY hive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
       for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
-        RegDeleteKeyExA(hive, name_.c_str(), view, 0);
+        RegDeleteKeyExW(hive, WideFromUtf8(name_).c_str(), view, 0);
     }
   }
 
   void Set(HKEY hive, REGSAM view, const wchar_t* value, DWORD type, std::string_view bytes) const {
     HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(hive, name_.c_str(), 0, nullptr, 0, KEY_SET_VALUE | view, nullptr,
-                              &key, nullptr),
+    ASSERT_EQ(RegCreateKeyExW(hive, WideFromUtf8(name_).c_str(), 0, nullptr, 0,
+                              KEY_SET_VALUE | view, nullptr, &key, nullptr),
               ERROR_SUCCESS);
     EXPECT_EQ(RegSetValueExW(key, value, 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
                              static_cast<DWORD>(bytes.size())),
