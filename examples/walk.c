@@ -18,8 +18,7 @@
 #include <io.h>
 #endif
 
-/* --- Output ------------------------------------------------------------------------------------
- */
+/* --- Output ----------------------------------------------------------------------------------- */
 
 static void BeginLine(const char* item) {
   printf("{\"item\":\"%s\"", item);
@@ -71,8 +70,7 @@ static void PutText(const NimportChar16* text, size_t length) {
   putchar('"');
 }
 
-/* --- Answers -----------------------------------------------------------------------------------
- */
+/* --- Answers ---------------------------------------------------------------------------------- */
 
 /* A record that asks for UTF-16; ENCODING_CODE_PAGE_932 gives bytes as the store holds them. */
 static ResultString NewText(intptr_t encoding) {
@@ -129,8 +127,7 @@ static void PrintBytesAnswer(const char* name, ResultCode code, ResultString* te
   ReleaseText(text);
 }
 
-/* --- Files -------------------------------------------------------------------------------------
- */
+/* --- Files ------------------------------------------------------------------------------------ */
 
 /* Opens a file by the path that the plug-in answered. On Windows that is the system's own;
    elsewhere drive Z stands for the root of the file system, and names are UTF-8 (those of temporary
@@ -221,8 +218,7 @@ static void NameNextFile(HandleNode* session, int32_t number) {
   PrintNumber("named", ML_SetTempFileName(session, name));
 }
 
-/* --- Mails -------------------------------------------------------------------------------------
- */
+/* --- Mails ------------------------------------------------------------------------------------ */
 
 static void PrintHeader(HandleNode* session, HandleNode* folder, int32_t mail) {
   static const struct {
@@ -377,8 +373,7 @@ static int WalkMailSide(void) {
   return 1;
 }
 
-/* --- Address book ------------------------------------------------------------------------------
- */
+/* --- Address book ----------------------------------------------------------------------------- */
 
 static void WalkAddress(HandleNode* session, HandleNode* address, int32_t fields) {
   ResultString name = NewText(ENCODING_UTF16);
@@ -504,8 +499,7 @@ static int WalkAddressSide(void) {
   return 1;
 }
 
-/* --- Without a session -------------------------------------------------------------------------
- */
+/* --- Without a session ------------------------------------------------------------------------ */
 
 static void PrintInstallation(void) {
   int32_t mail = 0;
