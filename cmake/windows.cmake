@@ -11,6 +11,13 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_options(-mstackrealign -msse2 -mfpmath=sse)
 endif()
 
+# The tests share precompiled headers, of which ccache must be told that they are safe to use.
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+                                  ${CCACHE})
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
+endif()
+
 if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
@@ -26,6 +33,6 @@ if(NIMPORT_BUILD_TESTS)
   # Debian's package googletest has the sources.
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
   foreach(library gtest gtest_main gmock gmock_main)
-    target_compile_options(${library} PRIVATE -w)
+    target_compile_options(${library} PRIVATE -w -O0)
   endforeach()
 endif()

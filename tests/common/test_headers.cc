@@ -1,0 +1,1 @@
+// Carries the headers that tests share; see tests/CMakeLists.txt.
