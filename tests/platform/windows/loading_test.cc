@@ -105,6 +105,8 @@ Arithmetic ReadArithmetic() {
   Arithmetic state;
   __asm__ volatile("fnstcw %0" : "=m"(state.old));
   __asm__ volatile("stmxcsr %0" : "=m"(state.streaming));
+  // Not what has happened so far.
+  state.streaming &= ~0x3Fu;
   return state;
 }
 
@@ -115,7 +117,7 @@ void SetArithmetic(const Arithmetic& state) {
 
 // Single precision, rounding upwards, no numbers near zero; wrong operations, divisions by zero and
 // overflows raise exceptions, as hosts in some languages want it.
-constexpr Arithmetic ODD{0x0832, 0xD900};
+constexpr Arithmetic ODD{0x0872, 0xD900};
 
 // Calls a function as a host with odd arithmetic does.
 template <typename Call>
@@ -185,7 +187,7 @@ TEST_F(OddHost, KeepsItsArithmeticAndLocale) {
   ResultString path{nullptr, ENCODING_UTF16, 0, nullptr};
   EXPECT_EQ(CALL(ML_GetMailBodyPath, session, folder, 0, 0, &path), RESULT_OK);
   path.release(path.buffer);
-  EXPECT_EQ(CALL(ML_GetMailDate, session, folder, 99, &first), RESULT_INVALID) << "a failure, too";
+  EXPECT_EQ(CALL(ML_GetMailDate, session, folder, 0, nullptr), RESULT_INVALID) << "a failure, too";
   EXPECT_EQ(CALL(ML_Terminate, session), RESULT_OK);
   CallAsOddHost([&] {
     library_.reset();

@@ -1,6 +1,6 @@
 #include "platform/windows/windows_file_system.h"
 
-#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -252,6 +252,22 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesHaveFullPaths) {
   EXPECT_TRUE(fs::is_empty(directory_.path() / "tmp"));
 }
 
+// Of a file that somebody may have open for himself.
+void SetAge(const fs::path& file, int minutes) {
+  FILETIME time{};
+  GetSystemTimeAsFileTime(&time);
+  constexpr std::uint64_t TICKS_PER_MINUTE = 600'000'000;
+  const std::uint64_t ticks = (std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime) -
+                              static_cast<std::uint64_t>(minutes) * TICKS_PER_MINUTE;
+  time = {.dwLowDateTime = static_cast<DWORD>(ticks),
+          .dwHighDateTime = static_cast<DWORD>(ticks >> 32)};
+  const HANDLE handle = CreateFileW(file.c_str(), FILE_WRITE_ATTRIBUTES,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+  EXPECT_NE(SetFileTime(handle, nullptr, nullptr, &time), FALSE) << file;
+  CloseHandle(handle);
+}
+
 TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
   // Each with a file that says since when; the second is young, the third is not ours.
   const struct {
@@ -267,14 +283,12 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
     const std::string file = std::string(row.name) + "/" + row.lock;
     directory_.Write(std::string(row.name) + "/mail.txt", "mail");
     directory_.Write(file, "");
-    fs::last_write_time(directory_.path() / file,
-                        fs::file_time_type::clock::now() - std::chrono::minutes(row.minutes));
+    SetAge(directory_.path() / file, row.minutes);
   }
   WindowsFileSystem another([this](const char*) { return std::optional(base_); }, text_);
   const std::optional<std::string> kept = another.MakeTemporaryDirectory();
   ASSERT_TRUE(kept);
-  fs::last_write_time(fs::path(*kept) / "lock",
-                      fs::file_time_type::clock::now() - std::chrono::minutes(5));
+  SetAge(fs::path(*kept) / "lock", 5);
   const std::optional<std::string> made = files_.MakeTemporaryDirectory();
   ASSERT_TRUE(made);
   EXPECT_TRUE(fs::exists(*kept)) << "its process lives";
