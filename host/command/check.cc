@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/address_book.h"
+#include "host/command/check_deep.h"
 #include "host/command/commands.h"
 #include "host/command/json_text.h"
 #include "host/command/store_folders.h"
@@ -145,16 +146,19 @@ int RunCheck(const host::Library& library, const Options& options) {
   answer["mailClient"] = CheckMailer(library);
   answer["mail"] = CheckDatabase(library, CheckMail);
   answer["addressBook"] = CheckDatabase(library, CheckAddressBook);
+  if (options.isDeep) answer["deep"] = CheckDeep(library);
   if (options.isJson) {
     std::cout << ToText(answer);
   } else {
     Print(answer);
+    if (options.isDeep) PrintDeepCheck(answer["deep"]);
   }
   const bool hasMail = answer["mail"]["usable"] == true;
   const bool hasBook = answer["addressBook"]["usable"] == true;
   if (!hasMail && !hasBook) return EXIT_CANNOT_RUN;
   const bool isSound = hasMail && hasBook && answer["mail"]["problems"].empty() &&
-                       answer["addressBook"]["problems"].empty();
+                       answer["addressBook"]["problems"].empty() &&
+                       (!options.isDeep || answer["deep"]["sound"] == true);
   return isSound ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }
 

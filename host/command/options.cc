@@ -33,8 +33,11 @@ constexpr const char* CHECK_FOOTER =
     "Says what is missing and where it was looked for. Exit code 1 when something cannot be\n"
     "read, 2 when neither database can.\n"
     "\n"
-    "Example:\n"
-    "  nimport check --from /mnt/disk/NIFTY/Data";
+    "With --deep every page of both databases and every mail is read.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport check --from /mnt/disk/NIFTY/Data\n"
+    "  nimport check --deep --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk";
 
 constexpr const char* TREE_FOOTER =
     "Example:\n"
@@ -163,7 +166,9 @@ void RequireOneForm(const CLI::App& app, const Options& options) {
 }
 
 void AddSubcommands(CLI::App& app, Options& options) {
-  AddSubcommand(app, options, Subcommand::Check, "check", "Can the store be read?", CHECK_FOOTER);
+  CLI::App& check = AddSubcommand(app, options, Subcommand::Check, "check",
+                                  "Can the store be read?", CHECK_FOOTER);
+  check.add_flag("--deep", options.isDeep, "Read every page and every mail");
   AddSubcommand(app, options, Subcommand::Tree, "tree", "Show the cabinets and folders",
                 TREE_FOOTER);
 

@@ -25,6 +25,8 @@ struct Options {
   std::filesystem::path library;  // empty: the usual places
   bool isJson = false;
 
+  // check
+  bool isDeep = false;
   // list, show: a folder by name ("Cabinet/Folder") or index; empty: all of them.
   std::string folder;
   // show

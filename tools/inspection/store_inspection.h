@@ -1,0 +1,63 @@
+// The state of a store's database files, page by page: for `nimport check --deep`, which asks the
+// plug-in for everything else. Reads only.
+#ifndef NIMPORT_TOOLS_INSPECTION_STORE_INSPECTION_H_
+#define NIMPORT_TOOLS_INSPECTION_STORE_INSPECTION_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nimport::inspection {
+
+// Texts are UTF-8.
+struct TableState {
+  std::string name;
+  std::uint32_t declaredRows = 0;  // by the table's definition
+  std::uint32_t rows = 0;          // that could be read
+  std::string problem;             // why the table cannot be read; empty otherwise
+};
+
+struct QueryState {
+  std::string name;
+  bool isSelect = true;
+  std::string problem;  // why it cannot be evaluated; empty otherwise
+};
+
+struct Damage {
+  std::optional<std::uint32_t> page;
+  std::string table;   // where it is known
+  std::string reason;  // with the place
+};
+
+struct DatabaseState {
+  std::string file;
+  std::string failure;  // why it cannot be opened; nothing else is known then
+  int version = 0;      // 3 or 4
+  std::uint64_t sizeBytes = 0;
+  std::uint32_t pageCount = 0;
+  std::map<std::string, std::uint32_t> pagesByType;
+  std::vector<TableState> tables;
+  std::vector<QueryState> queries;
+  std::vector<Damage> damage;
+
+  [[nodiscard]] bool IsSound() const;
+  // Without those that are damaged in several places counting twice.
+  [[nodiscard]] std::uint32_t DamagedPageCount() const;
+};
+
+struct StoreState {
+  DatabaseState mail;
+  DatabaseState addressBook;
+  // Rows of the list of mails by their kind; also of kinds that no program shows.
+  std::map<std::int32_t, std::uint64_t> mailsByKind;
+};
+
+// Looks at the store that the environment leads to (NIMPORT_REGISTRY, NIMPORT_DRIVES). Throws
+// std::runtime_error when the settings name no database directory.
+[[nodiscard]] StoreState InspectStore();
+
+}  // namespace nimport::inspection
+
+#endif  // NIMPORT_TOOLS_INSPECTION_STORE_INSPECTION_H_
