@@ -7,15 +7,6 @@
 
 namespace nimport::jet {
 
-// Positions in the row of the parts between the variable data and the null mask.
-struct RowView::Trailer {
-  std::size_t begin = 0;  // the end-of-data number: nothing of the trailer lies before it
-  std::size_t slotCount = 0;
-  std::size_t firstOffset = 0;  // the number of slot 0; those of further slots lie before it
-  std::size_t jumps = 0;        // position of jump 0; further jumps lie before it
-  std::size_t jumpCount = 0;    // valid ones
-};
-
 RowView::Trailer RowView::ParseTrailer() const {
   const std::size_t width = layout_->rowNumberBytes;
   const std::size_t rowBytes = reader_.size();
@@ -37,20 +28,23 @@ RowView::Trailer RowView::ParseTrailer() const {
   return trailer;
 }
 
-std::size_t RowView::ValueOffset(const Trailer& trailer, std::size_t slot) const {
-  std::size_t offset = Number(trailer.firstOffset - slot * layout_->rowNumberBytes);
-  for (std::size_t jump = 0; jump < trailer.jumpCount; ++jump) {
-    if (reader_.U8(trailer.jumps - jump) <= slot) offset += 256;
+std::size_t RowView::ValueOffset(std::size_t slot) const {
+  std::size_t offset = Number(trailer_.firstOffset - slot * layout_->rowNumberBytes);
+  for (std::size_t jump = 0; jump < trailer_.jumpCount; ++jump) {
+    if (reader_.U8(trailer_.jumps - jump) <= slot) offset += 256;
   }
   return offset;
 }
 
 std::optional<std::span<const std::byte>> RowView::VariableBytes(std::size_t slot) const {
-  const Trailer trailer = ParseTrailer();
-  if (slot >= trailer.slotCount) return std::nullopt;
-  const std::size_t begin = ValueOffset(trailer, slot);
-  const std::size_t end = ValueOffset(trailer, slot + 1);
-  if (begin < layout_->rowNumberBytes || begin > end || end > trailer.begin) {
+  if (!isTrailerParsed_) {
+    trailer_ = ParseTrailer();
+    isTrailerParsed_ = true;
+  }
+  if (slot >= trailer_.slotCount) return std::nullopt;
+  const std::size_t begin = ValueOffset(slot);
+  const std::size_t end = ValueOffset(slot + 1);
+  if (begin < layout_->rowNumberBytes || begin > end || end > trailer_.begin) {
     throw DatabaseError(
         {}, "the value in variable slot " + std::to_string(slot) + " leads outside the row's data");
   }

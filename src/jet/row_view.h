@@ -29,6 +29,7 @@ class RowView {
       FailMask();
     }
     maskOffset_ = bytes.size() - maskBytes;
+    isTrailerParsed_ = false;
   }
 
   // The columns that the table had when the row was written.
@@ -37,8 +38,10 @@ class RowView {
   // Whether the row has a value for the column with this id; of a boolean column, its value. A
   // column that was added to the table after the row was written has none.
   [[nodiscard]] bool IsPresent(std::uint16_t columnId) const {
+    // Show has seen that the mask lies within the row.
     return columnId < columnCount_ &&
-           (reader_.U8(maskOffset_ + columnId / 8) >> (columnId % 8) & 1) != 0;
+           (std::to_integer<unsigned>(reader_.All()[maskOffset_ + columnId / 8]) >> (columnId % 8) &
+            1) != 0;
   }
 
   // Bytes of the fixed area.
@@ -59,10 +62,16 @@ class RowView {
   [[nodiscard]] unsigned Number(std::size_t offset) const {
     return layout_->rowNumberBytes == 1 ? reader_.U8(offset) : reader_.U16(offset);
   }
-  // The trailer's lowest byte and, by slot, where values begin.
-  struct Trailer;
+  // Positions in the row of the parts between the variable data and the null mask.
+  struct Trailer {
+    std::size_t begin = 0;  // the end-of-data number: nothing of the trailer lies before it
+    std::size_t slotCount = 0;
+    std::size_t firstOffset = 0;  // the number of slot 0; those of further slots lie before it
+    std::size_t jumps = 0;        // position of jump 0; further jumps lie before it
+    std::size_t jumpCount = 0;    // valid ones
+  };
   [[nodiscard]] Trailer ParseTrailer() const;
-  [[nodiscard]] std::size_t ValueOffset(const Trailer& trailer, std::size_t slot) const;
+  [[nodiscard]] std::size_t ValueOffset(std::size_t slot) const;
 
   [[noreturn]] void FailMask() const;
   [[noreturn]] static void FailFixed(std::size_t offset, std::size_t size);
@@ -71,6 +80,9 @@ class RowView {
   ByteReader reader_;
   std::size_t columnCount_ = 0;
   std::size_t maskOffset_ = 0;
+  // Of this row, from the first variable value on that is asked for.
+  mutable Trailer trailer_;
+  mutable bool isTrailerParsed_ = false;
 };
 
 }  // namespace nimport::jet

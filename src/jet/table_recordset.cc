@@ -60,7 +60,7 @@ void TableRecordset::MoveFirst() {
   isEof_ = true;
   table_.Refresh();
   found_ = {};
-  scan_ = table_.Table()->OpenScan();
+  scan_ = std::make_unique<StoredScan>(*table_.Table());
   isEof_ = !scan_->Next();
 }
 
@@ -95,7 +95,7 @@ void TableRecordset::SetBookmark(Bookmark bookmark) {
 bool TableRecordset::FindFirst(std::string_view columnName, std::int32_t value) {
   const std::size_t column = RequireColumn(columnName);
   isEof_ = true;
-  if (table_.Refresh()) scan_ = table_.Table()->OpenScan();
+  if (table_.Refresh()) scan_ = std::make_unique<StoredScan>(*table_.Table());
   found_ = FindInIndex(table_.Table()->IntegerIndex(column), value);
   return StandOnFirst(found_);
 }

@@ -9,6 +9,7 @@
 
 #include "jet/jet_catalog.h"
 #include "jet/recordset.h"
+#include "jet/stored_row.h"
 #include "jet/stored_table.h"
 
 namespace nimport::jet {
@@ -69,7 +70,7 @@ class TableRecordset final : public Recordset {
   bool StandOnFirst(std::span<const IndexEntry> rows);
 
   OpenedTable table_;
-  std::unique_ptr<TableScan> scan_;
+  std::unique_ptr<StoredScan> scan_;
   bool isEof_ = true;
   std::span<const IndexEntry> found_;  // by the last FindFirst; in the table's index
 };

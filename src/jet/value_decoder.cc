@@ -6,6 +6,8 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
+#include <variant>
 
 #include "jet/byte_reader.h"
 #include "jet/database_error.h"
@@ -15,9 +17,8 @@
 namespace nimport::jet {
 namespace {
 
-// The stored bytes of a column's value; empty when it is null. Not for booleans, which have none.
+// The stored bytes of a column's value, which the row has; empty when it is null all the same.
 std::optional<std::span<const std::byte>> FindBytes(const RowView& row, const Column& column) {
-  if (!row.IsPresent(column.id)) return std::nullopt;
   if (!column.isFixed) return row.VariableBytes(column.variableSlot);
   const std::size_t width = FixedWidth(column.type);
   return row.FixedBytes(column.fixedOffset, width != 0 ? width : column.sizeBytes);
@@ -64,20 +65,44 @@ Binary ToBinary(std::span<const std::byte> stored) {
   return Binary{.bytes = {stored.begin(), stored.end()}};
 }
 
-// What is no plain number. Apart, so that numbers do not pay for what only this needs.
-[[gnu::noinline]] Value DecodeBytes(std::span<const std::byte> stored, const Column& column,
-                                    PageFile& file, const TextDecoder& texts,
-                                    std::optional<DatabaseError>& cut) {
+// Becomes the text where the value keeps it: moving one costs about as much as decoding a short
+// one.
+struct TextInPlace {
+  std::span<const std::byte> stored;
+  const TextDecoder& texts;
+  operator Text() const { return Text{.bytes = texts.Decode(stored)}; }
+};
+
+Value MakeText(std::span<const std::byte> stored, const TextDecoder& texts) {
+  return Value(std::in_place_type<Text>, TextInPlace{stored, texts});
+}
+
+Value DecodeBytes(std::span<const std::byte> stored, const Column& column, PageFile& file,
+                  const TextDecoder& texts, std::optional<DatabaseError>& cut) {
   switch (column.type) {
+    case ColumnType::Byte:
+      return DecodeNumber<std::uint8_t>(stored);
+    case ColumnType::Integer:
+      return DecodeNumber<std::int16_t>(stored);
+    case ColumnType::Long:
+      return DecodeNumber<std::int32_t>(stored);
+    case ColumnType::Currency:
+      return Currency{.tenThousandths = DecodeNumber<std::int64_t>(stored)};
+    case ColumnType::Single:
+      return DecodeNumber<float>(stored);
+    case ColumnType::Double:
+      return DecodeNumber<double>(stored);
+    case ColumnType::DateTime:
+      return Date{.days = DecodeNumber<double>(stored)};
     case ColumnType::Text:
-      return Text{.bytes = texts.Decode(stored)};
+      return MakeText(stored, texts);
     case ColumnType::Memo:
     case ColumnType::Ole: {
       const LongValue value(file, stored);
       cut = value.Damage();
       if (cut && value.Bytes().empty()) return std::monostate{};
       if (column.type == ColumnType::Ole) return ToBinary(value.Bytes());
-      return Text{.bytes = texts.Decode(value.Bytes())};
+      return MakeText(value.Bytes(), texts);
     }
     case ColumnType::Numeric:
       return DecodeNumeric(ByteReader(stored), column.scale);
@@ -88,31 +113,41 @@ Binary ToBinary(std::span<const std::byte> stored) {
   }
 }
 
+// Apart, so that numbers do not pay for what only this needs.
+[[gnu::noinline]] Value DecodeFoundBytes(const RowView& row, const Column& column, PageFile& file,
+                                         const TextDecoder& texts,
+                                         std::optional<DatabaseError>& cut) {
+  const auto stored = FindBytes(row, column);
+  if (!stored) return std::monostate{};
+  return DecodeBytes(*stored, column, file, texts, cut);
+}
+
+template <typename T>
+T LoadFixed(const RowView& row, const Column& column) {
+  return ByteReader(row.FixedBytes(column.fixedOffset, sizeof(T))).Load<T>(0);
+}
+
 }  // namespace
 
 Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
                   const TextDecoder& texts, std::optional<DatabaseError>& cut) {
+  const bool isPresent = row.IsPresent(column.id);
   // A boolean is never null; in a row that is older than its column it is false.
-  if (column.type == ColumnType::Boolean) return row.IsPresent(column.id);
-  const auto stored = FindBytes(row, column);
-  if (!stored) return std::monostate{};
+  if (column.type == ColumnType::Boolean) return isPresent;
+  if (!isPresent) return std::monostate{};
+  if (!column.isFixed) return DecodeFoundBytes(row, column, file, texts, cut);
+  // What most columns are.
   switch (column.type) {
     case ColumnType::Byte:
-      return DecodeNumber<std::uint8_t>(*stored);
+      return LoadFixed<std::uint8_t>(row, column);
     case ColumnType::Integer:
-      return DecodeNumber<std::int16_t>(*stored);
+      return LoadFixed<std::int16_t>(row, column);
     case ColumnType::Long:
-      return DecodeNumber<std::int32_t>(*stored);
-    case ColumnType::Currency:
-      return Currency{.tenThousandths = DecodeNumber<std::int64_t>(*stored)};
-    case ColumnType::Single:
-      return DecodeNumber<float>(*stored);
-    case ColumnType::Double:
-      return DecodeNumber<double>(*stored);
+      return LoadFixed<std::int32_t>(row, column);
     case ColumnType::DateTime:
-      return Date{.days = DecodeNumber<double>(*stored)};
+      return Date{.days = LoadFixed<double>(row, column)};
     default:
-      return DecodeBytes(*stored, column, file, texts, cut);
+      return DecodeFoundBytes(row, column, file, texts, cut);
   }
 }
 

@@ -77,6 +77,19 @@ std::size_t UnitsOfCharacter(std::u16string_view text, std::size_t position) {
   return isPair ? 2 : 1;
 }
 
+// How many units are looked at in one word.
+constexpr int UNITS_AT_ONCE = 4;
+
+// Whether one of UNITS_AT_ONCE units is the first half of a pair.
+bool HoldHighSurrogate(const char16_t* units) {
+  constexpr std::uint64_t EACH = 0x0001'0001'0001'0001;
+  std::uint64_t word = 0;
+  std::memcpy(&word, units, sizeof word);
+  // A unit that is one becomes zero, and no other; taking 1 from zero sets its highest bit.
+  const std::uint64_t difference = (word & 0xFC00 * EACH) ^ 0xD800 * EACH;
+  return ((difference - EACH) & ~difference & 0x8000 * EACH) != 0;
+}
+
 }  // namespace
 
 const CodePageForm& FindCodePageForm(unsigned codePage) {
@@ -142,21 +155,45 @@ void CodePageTable::AddOneWayCharacters() {
 }
 
 std::string CodePageTable::FromUtf16(std::u16string_view text) const {
-  // One byte more than needed: each character is written as if it had two, without a branch, which
-  // nobody could predict in mixed text.
-  std::string result(text.size() * (form_.IsDoubleByte() ? 2 : 1) + 1, '\0');
-  char* out = result.data();
+  // One byte more than needed: see Write.
+  const std::size_t maxBytes = text.size() * (form_.IsDoubleByte() ? 2 : 1) + 1;
+  // Short texts are many: most of them need no memory of their own once their size is known.
+  constexpr std::size_t SHORT_BYTES = 512;
+  if (maxBytes <= SHORT_BYTES) {
+    char bytes[SHORT_BYTES];
+    return {bytes, Write(text, bytes)};
+  }
+  std::string result(maxBytes, '\0');
+  result.resize(static_cast<std::size_t>(Write(text, result.data()) - result.data()));
+  return result;
+}
+
+// Writes `text` at `out` and returns the end of what was written. Each character is written as if
+// it had two bytes, without a branch, which nobody could predict in mixed text.
+char* CodePageTable::Write(std::u16string_view text, char* out) const {
   const Encoded* const encoded = encoded_.data();
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    const Encoded character = encoded[unit];
+  const auto write = [&out](Encoded character) {
     std::memcpy(out, character.bytes, sizeof character.bytes);
     out += character.Size();
-    // A pair is one character, without a counterpart.
-    if (IsHighSurrogate(unit)) i += UnitsOfCharacter(text, i) - 1;
+  };
+  const char16_t* unit = text.data();
+  const char16_t* const end = unit + text.size();
+  while (unit != end) {
+    if (end - unit >= UNITS_AT_ONCE && !HoldHighSurrogate(unit)) {
+      const Encoded characters[UNITS_AT_ONCE] = {encoded[unit[0]], encoded[unit[1]],
+                                                 encoded[unit[2]], encoded[unit[3]]};
+      write(characters[0]);
+      write(characters[1]);
+      write(characters[2]);
+      write(characters[3]);
+      unit += UNITS_AT_ONCE;
+    } else {
+      write(encoded[*unit]);
+      // A pair is one character, without a counterpart.
+      unit += UnitsOfCharacter({unit, end}, 0);
+    }
   }
-  result.resize(static_cast<std::size_t>(out - result.data()));
-  return result;
+  return out;
 }
 
 std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged) const {

@@ -68,6 +68,7 @@ class CodePageTable {
   void AddPairs(CodePageSource& source);
   void AddOneWayCharacters();
   void Add(unsigned code, char16_t unit, CodePageSource& source);
+  [[nodiscard]] char* Write(std::u16string_view text, char* out) const;
 
   // One or two bytes. No character's second byte is zero.
   struct Encoded {
