@@ -10,6 +10,50 @@
 namespace nimport::jet {
 namespace {
 
+// About where `value` stands when values are spread evenly, as numbers are that were given one
+// after the other.
+std::size_t GuessPosition(std::span<const IndexEntry> index, std::int32_t value) {
+  if (index.empty() || value <= index.front().value) return 0;
+  if (value >= index.back().value) return index.size() - 1;
+  const auto distance = [&index](std::int32_t to) {
+    return static_cast<std::uint64_t>(std::int64_t{to} - index.front().value);
+  };
+  // Neither factor has more than 32 bits: row ids do not.
+  return static_cast<std::size_t>(distance(value) * (index.size() - 1) /
+                                  distance(index.back().value));
+}
+
+// The number of entries at the start of the index for which `isBefore` holds. Looks ever farther
+// away from `guess`: a good guess costs a look or two, a bad one no more than a binary search.
+template <typename IsBefore>
+std::size_t FindEnd(std::span<const IndexEntry> index, std::size_t guess, IsBefore isBefore) {
+  std::size_t low = 0;
+  std::size_t high = index.size();
+  if (guess < high && isBefore(index[guess])) {
+    low = guess + 1;
+    for (std::size_t step = 1; high - low > step; step *= 2) {
+      if (!isBefore(index[low + step - 1])) {
+        high = low + step - 1;
+        break;
+      }
+      low += step;
+    }
+  } else {
+    high = guess;
+    for (std::size_t step = 1; high > step; step *= 2) {
+      if (isBefore(index[high - step])) {
+        low = high - step + 1;
+        break;
+      }
+      high -= step;
+    }
+  }
+  const auto part = index.subspan(low, high - low);
+  const auto end = std::partition_point(part.begin(), part.end(), isBefore);
+  return low + static_cast<std::size_t>(end - part.begin());
+}
+
+
 constexpr std::string_view SYSTEM_PREFIX = "MSys";
 
 }  // namespace
@@ -163,10 +207,12 @@ void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& pl
 }
 
 std::span<const IndexEntry> FindInIndex(std::span<const IndexEntry> index, std::int32_t value) {
-  // Two searches in place of equal_range, which clang 14 does not compile with this library.
-  const auto begin = std::ranges::lower_bound(index, value, {}, &IndexEntry::value);
-  const auto end = std::ranges::upper_bound(begin, index.end(), value, {}, &IndexEntry::value);
-  return {begin, end};
+  const std::size_t begin =
+      FindEnd(index, GuessPosition(index, value),
+              [value](const IndexEntry& entry) { return entry.value < value; });
+  const std::size_t end =
+      FindEnd(index, begin, [value](const IndexEntry& entry) { return entry.value <= value; });
+  return index.subspan(begin, end - begin);
 }
 
 }  // namespace nimport::jet
