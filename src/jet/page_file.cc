@@ -16,11 +16,19 @@ namespace {
 // Row pointers have 24 bits for the page.
 constexpr std::uint64_t MAX_PAGES = std::uint64_t{1} << 24;
 
+// The pieces in which a scan reads, and how many of them are kept.
+constexpr std::size_t RUN_BYTES = std::size_t{64} << 10;
+constexpr std::size_t RUN_BLOCKS = 16;
+
 }  // namespace
 
 PageFile::PageFile(std::unique_ptr<RandomAccessFile> file, std::size_t cacheBytes,
                    DamageReporter& damage)
-    : file_(std::move(file)), damage_(damage), cache_(cacheBytes) {
+    : file_(std::move(file)),
+      damage_(damage),
+      cacheBytes_(cacheBytes),
+      runs_(RUN_BYTES, RUN_BLOCKS * RUN_BYTES),
+      pages_(JET3.pageSize, cacheBytes) {
   Reopen();
 }
 
@@ -49,8 +57,11 @@ void PageFile::Reopen() {
   if (pageCount_ == 0) {
     throw DatabaseError({.file = Name(), .page = 0}, "the file ends within its first page");
   }
-  pagesPerBlock_ = static_cast<std::uint32_t>(PageCache::BLOCK_BYTES / pageSize);
-  cache_.Reset((pageCount_ + pagesPerBlock_ - 1) / pagesPerBlock_);
+  pagesPerBlock_ = static_cast<std::uint32_t>(RUN_BYTES / pageSize);
+  runs_.Reset((pageCount_ + pagesPerBlock_ - 1) / pagesPerBlock_);
+  pages_ = PageCache(pageSize, cacheBytes_);
+  pages_.Reset(pageCount_);
+  recent_.fill(pageCount_);
   isOpen_ = true;
 }
 
@@ -89,21 +100,53 @@ Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesTo
         {.file = Name(), .page = pageNumber},
         "the page lies outside the file's pages 1 to " + std::to_string(pageCount_ - 1));
   }
-  std::shared_ptr<PageBlock> block = cache_.Get(pageNumber / pagesPerBlock_, use);
+  if (use == PageUse::Lasting) {
+    std::shared_ptr<PageBlock> page = pages_.Find(pageNumber);
+    if (page && page->loaded != 0) return Show(pageNumber, std::move(page), 0);
+  }
+  const std::uint32_t number = pageNumber / pagesPerBlock_;
   const std::uint32_t pageInBlock = pageNumber % pagesPerBlock_;
-  if ((block->loaded >> pageInBlock & 1) == 0) Load(*block, pageInBlock, pagesToFollow);
+  std::shared_ptr<PageBlock> run = runs_.Find(number);
+  if (run && (run->loaded >> pageInBlock & 1) != 0) {
+    return Show(pageNumber, std::move(run), pageInBlock);
+  }
+  // A scan knows better than a guess what it reads next, except within a block.
+  const bool hasOneBefore = run && pageInBlock > 0 && (run->loaded >> (pageInBlock - 1) & 1) != 0;
+  const bool goesOn = hasOneBefore || (use == PageUse::Lasting && GoesOn(pageNumber));
+  if (use == PageUse::Lasting && !goesOn) return ReadAlone(pageNumber);
+  if (!run) run = runs_.Get(number);
+  Load(*run, pageInBlock, goesOn ? pagesPerBlock_ : pagesToFollow);
+  return Show(pageNumber, std::move(run), pageInBlock);
+}
+
+Page PageFile::Show(std::uint32_t pageNumber, std::shared_ptr<PageBlock> block,
+                    std::uint32_t pageInBlock) const {
   const std::size_t pageSize = Layout().pageSize;
   const std::span<const std::byte> bytes(block->bytes.get() + pageInBlock * pageSize, pageSize);
   return {pageNumber, bytes, std::move(block)};
 }
 
+Page PageFile::ReadAlone(std::uint32_t pageNumber) {
+  std::shared_ptr<PageBlock> page = pages_.Get(pageNumber);
+  const std::span<std::byte> target(page->bytes.get(), Layout().pageSize);
+  ReadInto(target, pageNumber);
+  page->loaded = 1;
+  recent_[nextRecent_++ % RECENT_PAGES] = pageNumber;
+  return Show(pageNumber, std::move(page), 0);
+}
+
+bool PageFile::GoesOn(std::uint32_t pageNumber) {
+  const std::uint32_t before = pageNumber - 1;
+  if (std::find(recent_.begin(), recent_.end(), before) != recent_.end()) return true;
+  const std::shared_ptr<PageBlock> run = runs_.Find(before / pagesPerBlock_);
+  return run && (run->loaded >> before % pagesPerBlock_ & 1) != 0;
+}
+
 std::uint32_t PageFile::PagesToLoad(const PageBlock& block, std::uint32_t pageInBlock,
                                     std::uint32_t pagesToFollow) const {
-  // Who asks for the page behind one that was read is likely to go on.
-  const bool goesOn = pageInBlock > 0 && (block.loaded >> (pageInBlock - 1) & 1) != 0;
   const std::uint32_t firstPage = block.number * pagesPerBlock_;
   const std::uint32_t end = std::min(pagesPerBlock_, pageCount_ - firstPage);
-  const std::uint32_t wanted = goesOn ? end : pageInBlock + 1 + std::min(pagesToFollow, end);
+  const std::uint32_t wanted = pageInBlock + 1 + std::min(pagesToFollow, end);
   std::uint32_t last = pageInBlock + 1;
   while (last < std::min(wanted, end) && (block.loaded >> last & 1) == 0)
     ++last;
@@ -128,12 +171,8 @@ void PageFile::LoadRun(PageBlock& block, std::uint32_t pageInBlock, std::uint32_
   const std::uint32_t firstPage = block.number * pagesPerBlock_ + pageInBlock;
   const std::span<std::byte> target(block.bytes.get() + pageInBlock * pageSize, count * pageSize);
   ReadInto(target, firstPage);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (header_.encodingKey != 0) {
-      ApplyRc4(header_.encodingKey ^ (firstPage + i), target.subspan(i * pageSize, pageSize));
-    }
+  for (std::uint32_t i = 0; i < count; ++i)
     block.loaded |= std::uint32_t{1} << (pageInBlock + i);
-  }
 }
 
 void PageFile::ReadInto(std::span<std::byte> target, std::uint32_t firstPage) const {
@@ -148,6 +187,11 @@ void PageFile::ReadInto(std::span<std::byte> target, std::uint32_t firstPage) co
     const auto missing = firstPage + static_cast<std::uint32_t>(count / pageSize);
     throw DatabaseError({.file = Name(), .page = missing},
                         "the file has become shorter and ends within the page");
+  }
+  if (header_.encodingKey == 0) return;
+  for (std::size_t at = 0; at < target.size(); at += pageSize) {
+    const auto page = firstPage + static_cast<std::uint32_t>(at / pageSize);
+    ApplyRc4(header_.encodingKey ^ page, target.subspan(at, pageSize));
   }
 }
 

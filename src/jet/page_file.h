@@ -1,6 +1,7 @@
 #ifndef NIMPORT_JET_PAGE_FILE_H_
 #define NIMPORT_JET_PAGE_FILE_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,6 +16,10 @@
 
 namespace nimport::jet {
 
+// Whether a page is likely to be asked for again soon. The pages that a scan goes through and those
+// that hold a single row of interest, as long values do, are passed by.
+enum class PageUse { Passing, Lasting };
+
 // One page of the file, decoded. Its bytes are valid and unchanged as long as it (or a copy) lives.
 struct Page {
   std::uint32_t number = 0;
@@ -23,6 +28,10 @@ struct Page {
 };
 
 // The file as a sequence of pages. Errors are DatabaseErrors with file and page.
+//
+// There are two caches. What is read one page after the other is read in large pieces, into a few
+// blocks that stay in the processor's cache. Pages that lookups ask for, here and there in the
+// file, are kept one by one in all the rest of the memory, which no scan takes from them.
 class PageFile {
  public:
   // Takes over `file` and reads its header. While `damage`, which must outlive the object, listens,
@@ -48,6 +57,14 @@ class PageFile {
                           std::uint32_t pagesToFollow = 0);
 
  private:
+  // Pages that were read alone lately; enough for lookups that go through several tables at once.
+  static constexpr std::size_t RECENT_PAGES = 8;
+
+  [[nodiscard]] Page Show(std::uint32_t pageNumber, std::shared_ptr<PageBlock> block,
+                          std::uint32_t pageInBlock) const;
+  [[nodiscard]] Page ReadAlone(std::uint32_t pageNumber);
+  // Whether the page before this one has just been read, so that more are likely to follow.
+  [[nodiscard]] bool GoesOn(std::uint32_t pageNumber);
   void ReadHeader();
   // Throws `error`, if there is one, where nothing can be guessed.
   void SalvageHeader(const std::optional<FileHeader>& header,
@@ -60,13 +77,17 @@ class PageFile {
 
   std::unique_ptr<RandomAccessFile> file_;
   DamageReporter& damage_;
+  std::size_t cacheBytes_;
   FileHeader header_;
   bool isOpen_ = false;
   std::uint64_t changeStamp_ = 0;
   std::uint64_t sizeBytes_ = 0;
   std::uint32_t pageCount_ = 0;
   std::uint32_t pagesPerBlock_ = 1;
-  PageCache cache_;
+  PageCache runs_;   // blocks of several pages
+  PageCache pages_;  // blocks of one page
+  std::array<std::uint32_t, RECENT_PAGES> recent_{};
+  std::size_t nextRecent_ = 0;
 };
 
 }  // namespace nimport::jet

@@ -64,16 +64,20 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
 
 Value RowCursor::Get(std::size_t column) const {
   try {
-    std::optional<DatabaseError> cut;
-    Value value =
-        DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts(), cut);
-    if (cut) ReportValue(*cut, column);
-    if (table_->IsSalvaging()) LookForZeros(value, column);
-    return value;
+    return Decode(column);
   } catch (const DatabaseError& error) {
     ReportValue(error, column);
     return std::monostate{};
   }
+}
+
+// A function of its own with a single value, which so comes to be where the caller wants it.
+Value RowCursor::Decode(std::size_t column) const {
+  std::optional<DatabaseError> cut;
+  Value value = DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts(), cut);
+  if (cut) ReportValue(*cut, column);
+  if (table_->IsSalvaging()) LookForZeros(value, column);
+  return value;
 }
 
 std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {

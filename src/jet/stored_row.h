@@ -37,6 +37,7 @@ class RowCursor {
   // Where a moved row went.
   [[nodiscard]] std::span<const std::byte> FollowMove(std::span<const std::byte> source);
   // Tells of a text that has lost a part of its bytes.
+  [[nodiscard]] Value Decode(std::size_t column) const;
   void LookForZeros(const Value& value, std::size_t column) const;
   void ReportValue(const DatabaseError& damage, std::size_t column) const;
 

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "jet/byte_reader.h"
 #include "jet/database_error.h"
 
 namespace nimport::jet {
@@ -34,17 +33,36 @@ std::size_t CopyUnits(std::span<const std::byte> stored, char16_t* out) {
   return count;
 }
 
+char16_t ToUnit(std::byte byte) {
+  return static_cast<char16_t>(byte);
+}
+
+// Whether one of the eight bytes from `bytes` on is zero.
+bool HoldsZero(const std::byte* bytes) {
+  constexpr std::uint64_t EACH = 0x0101'0101'0101'0101;
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return ((word - EACH) & ~word & 0x80 * EACH) != 0;
+}
+
 // Writes the units of `stored`, a compressed text without its mark, to `out`, which has room for as
 // many units as `stored` has bytes. Returns their number. A zero byte switches between one and two
 // bytes a character.
 std::size_t Expand(std::span<const std::byte> stored, char16_t* out) {
-  const ByteReader reader(stored);
+  constexpr std::ptrdiff_t PIECE = 8;
+  const std::byte* in = stored.data();
+  const std::byte* const end = in + stored.size();
   const char16_t* const begin = out;
-  for (std::size_t i = 0; i < stored.size(); ++i) {
-    for (; i < stored.size() && stored[i] != std::byte{0}; ++i)
-      *out++ = static_cast<char16_t>(stored[i]);
-    for (++i; i < stored.size() && stored[i] != std::byte{0}; i += 2)
-      *out++ = reader.Load<char16_t>(i);
+  for (; in != end; ++in) {
+    for (; end - in > PIECE && !HoldsZero(in); in += PIECE, out += PIECE)
+      std::transform(in, in + PIECE, out, ToUnit);
+    for (; in != end && *in != std::byte{0}; ++in)
+      *out++ = ToUnit(*in);
+    if (in == end || ++in == end) break;
+    for (; end - in >= 2 && *in != std::byte{0}; in += 2)
+      *out++ = static_cast<char16_t>(ToUnit(in[0]) | ToUnit(in[1]) << 8);
+    if (in == end) break;
+    if (*in != std::byte{0}) throw DatabaseError({}, "a text ends within a character");
   }
   return static_cast<std::size_t>(out - begin);
 }
