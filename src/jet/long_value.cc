@@ -12,6 +12,8 @@
 namespace nimport::jet {
 namespace {
 
+constexpr std::size_t MAX_RESERVED_BYTES = std::size_t{256} << 10;
+
 std::string PlaceText(RowPointer pointer) {
   return "page " + std::to_string(pointer.page) + " slot " + std::to_string(pointer.slot);
 }
@@ -28,6 +30,8 @@ LooseRow ReadPart(PageFile& file, RowPointer pointer) {
 // Appends at most `length` bytes to `value`, which keeps what was read before a failure.
 void ReadChain(PageFile& file, RowPointer pointer, std::size_t length,
                std::vector<std::byte>& value) {
+  // The length is a claim; what most long values have is taken at once.
+  value.reserve(std::min(length, MAX_RESERVED_BYTES));
   // A ring comes back to a part that was marked once the distance between marks is long enough.
   RowPointer mark;
   std::uint64_t nextMark = 1;

@@ -11,6 +11,16 @@
 namespace nimport::jet {
 namespace {
 
+// Every text column's value fits; only memos are longer.
+constexpr std::size_t SHORT_UNITS = 512;
+
+// Whether the unit is the first half of a pair.
+bool IsHighSurrogate(std::span<const std::byte> stored, std::size_t unit) {
+  constexpr std::byte MASK{0xFC};
+  constexpr std::byte HIGH{0xD8};
+  return (stored[2 * unit + 1] & MASK) == HIGH;
+}
+
 bool IsAscii(std::span<const std::byte> bytes) {
   std::byte all{};
   for (const std::byte byte : bytes)
@@ -92,7 +102,20 @@ std::string TextDecoder::FromCodePage(std::span<const std::byte> stored) const {
 std::string TextDecoder::FromUtf16(std::span<const std::byte> stored) const {
   if (stored.empty()) return {};
   if (stored.size() % 2 != 0) throw DatabaseError({}, "a text ends within a character");
-  return Convert(stored.size() / 2, [&](char16_t* out) { return CopyUnits(stored, out); });
+  // A long text by pieces, so that it is in memory once only.
+  std::string text;
+  while (stored.size() > 2 * SHORT_UNITS) {
+    const bool endsInPair = IsHighSurrogate(stored, SHORT_UNITS - 1);
+    const auto piece = stored.first(2 * (endsInPair ? SHORT_UNITS - 1 : SHORT_UNITS));
+    if (text.empty()) text.reserve(stored.size());
+    text += Convert(SHORT_UNITS, [&](char16_t* out) { return CopyUnits(piece, out); });
+    stored = stored.subspan(piece.size());
+  }
+  std::string rest =
+      Convert(stored.size() / 2, [&](char16_t* out) { return CopyUnits(stored, out); });
+  if (text.empty()) return rest;
+  text += rest;
+  return text;
 }
 
 std::string TextDecoder::FromCompressed(std::span<const std::byte> stored) const {
@@ -104,8 +127,6 @@ std::string TextDecoder::FromCompressed(std::span<const std::byte> stored) const
 // `write` writes at most `maxUnits` units and returns their number.
 template <typename Write>
 std::string TextDecoder::Convert(std::size_t maxUnits, Write write) const {
-  // Every text column's value fits; only memos go through memory that has to be asked for.
-  constexpr std::size_t SHORT_UNITS = 512;
   if (maxUnits <= SHORT_UNITS) {
     char16_t units[SHORT_UNITS];
     return converter_->FromUtf16({units, write(units)}, targetPage_);

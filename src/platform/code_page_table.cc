@@ -1,6 +1,7 @@
 #include "platform/code_page_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -171,24 +172,32 @@ std::string CodePageTable::FromUtf16(std::u16string_view text) const {
 // Writes `text` at `out` and returns the end of what was written. Each character is written as if
 // it had two bytes, without a branch, which nobody could predict in mixed text.
 char* CodePageTable::Write(std::u16string_view text, char* out) const {
-  const Encoded* const encoded = encoded_.data();
-  const auto write = [&out](Encoded character) {
-    std::memcpy(out, character.bytes, sizeof character.bytes);
-    out += character.Size();
+  // Both bytes in one load.
+  const auto look = [encoded = encoded_.data()](char16_t unit) {
+    return std::bit_cast<std::uint16_t>(encoded[unit].bytes);
+  };
+  const auto write = [&out](std::uint16_t bytes) {
+    std::memcpy(out, &bytes, sizeof bytes);
+    const bool isLittleEndian = std::endian::native == std::endian::little;
+    const unsigned second = isLittleEndian ? bytes >> 8 : bytes & 0xFF;
+    out += second != 0 ? 2 : 1;
   };
   const char16_t* unit = text.data();
   const char16_t* const end = unit + text.size();
   while (unit != end) {
     if (end - unit >= UNITS_AT_ONCE && !HoldHighSurrogate(unit)) {
-      const Encoded characters[UNITS_AT_ONCE] = {encoded[unit[0]], encoded[unit[1]],
-                                                 encoded[unit[2]], encoded[unit[3]]};
-      write(characters[0]);
-      write(characters[1]);
-      write(characters[2]);
-      write(characters[3]);
+      // All looked up before the first is written, which the compiler may not do by itself.
+      const std::uint16_t first = look(unit[0]);
+      const std::uint16_t second = look(unit[1]);
+      const std::uint16_t third = look(unit[2]);
+      const std::uint16_t fourth = look(unit[3]);
+      write(first);
+      write(second);
+      write(third);
+      write(fourth);
       unit += UNITS_AT_ONCE;
     } else {
-      write(encoded[*unit]);
+      write(look(*unit));
       // A pair is one character, without a counterpart.
       unit += UnitsOfCharacter({unit, end}, 0);
     }

@@ -71,5 +71,22 @@ TEST(TextDecoder, Jet3TextsAreInTheFilesCodePage) {
   }
 }
 
+// U+1F600 is two units; whatever length a piece has, one of these texts has the pair across its
+// end.
+TEST(TextDecoderTest, LongTextsKeepCharactersOfTwoUnitsWhole) {
+  const IconvConverter converter;
+  const TextDecoder decoder(TextForm::Utf16Le, 1252, 65001, converter);
+  for (const std::size_t before : {0, 1}) {
+    std::string stored(before, 'x');
+    std::string wanted = stored;
+    if (before != 0) stored.push_back('\0');
+    for (int i = 0; i < 3000; ++i) {
+      stored += std::string("\x3D\xD8\x00\xDE", 4);
+      wanted += "\xF0\x9F\x98\x80";
+    }
+    EXPECT_EQ(decoder.Decode(std::as_bytes(std::span(stored))), wanted) << before;
+  }
+}
+
 }  // namespace
 }  // namespace nimport::jet
