@@ -13,17 +13,13 @@
 
 #include "jet/database.h"
 #include "nimport/nimport.h"
+#include "open_store.h"
 #include "platform/platform.h"
 
 namespace {
 
+using nimport::bench::Require;
 using nimport::jet::Database;
-
-void Require(ResultCode code, const char* call) {
-  if (code == RESULT_OK) return;
-  std::fprintf(stderr, "%s answered %d\n", call, static_cast<int>(code));
-  std::exit(2);
-}
 
 std::unique_ptr<Database> OpenDatabase() {
   const char* path = std::getenv("NIMPORT_BENCH_DATABASE");
@@ -101,6 +97,7 @@ void BM_OpenBook(benchmark::State& state) {
     session.Close(book);
     state.ResumeTiming();
   }
+  state.counters["peakKiB"] = nimport::bench::PeakMemoryKiB();
 }
 BENCHMARK(BM_OpenBook)->Unit(benchmark::kMillisecond);
 

@@ -9,6 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #include "jet/database.h"
+#include "open_store.h"
 #include "platform/platform.h"
 
 namespace {
@@ -17,6 +18,7 @@ using nimport::jet::Database;
 using nimport::jet::Recordset;
 
 // The stored query of received text mails, in code page 932.
+constexpr char TEXT_TABLE[] = "EmRcvText";
 constexpr char TEXT_QUERY[] = "EmRcvText\xB8\xB4\xD8\xB0";
 
 std::unique_ptr<Database> OpenDatabase() {
@@ -52,6 +54,7 @@ void BM_ScanAllTablesAllColumns(benchmark::State& state) {
     }
   }
   state.SetItemsProcessed(rows);
+  state.counters["peakKiB"] = nimport::bench::PeakMemoryKiB();
 }
 BENCHMARK(BM_ScanAllTablesAllColumns)->Unit(benchmark::kMillisecond);
 
@@ -78,7 +81,30 @@ void BM_ScanDataTableOneInteger(benchmark::State& state) {
   }
   state.SetItemsProcessed(count);
 }
+
 BENCHMARK(BM_ScanDataTableOneInteger)->Unit(benchmark::kMillisecond);
+
+// The two tables that the stored query joins, one after the other.
+void BM_ScanTablesOfQueryOneInteger(benchmark::State& state) {
+  for (auto _ : state) {
+    const auto database = OpenDatabase();
+    for (const char* tableName : {"DataTBL", TEXT_TABLE}) {
+      const auto table = database->OpenTable(tableName);
+      const auto rows = table->OpenRecordset();
+      for (; !rows->IsEof(); rows->MoveNext())
+        benchmark::DoNotOptimize(rows->GetFieldValue("DataNo"));
+    }
+  }
+}
+BENCHMARK(BM_ScanTablesOfQueryOneInteger)->Unit(benchmark::kMillisecond);
+
+void BM_ScanTextTableAllColumns(benchmark::State& state) {
+  std::int64_t rows = 0;
+  for (auto _ : state)
+    rows += ScanAllColumns(*OpenDatabase(), TEXT_TABLE);
+  state.SetItemsProcessed(rows);
+}
+BENCHMARK(BM_ScanTextTableAllColumns)->Unit(benchmark::kMillisecond);
 
 void BM_ScanStoredQuery(benchmark::State& state) {
   std::int64_t count = 0;
@@ -94,6 +120,24 @@ void BM_ScanStoredQuery(benchmark::State& state) {
 }
 BENCHMARK(BM_ScanStoredQuery)->Unit(benchmark::kMillisecond);
 
+void BM_ScanStoredQueryAllColumns(benchmark::State& state) {
+  std::int64_t count = 0;
+  for (auto _ : state) {
+    const auto database = OpenDatabase();
+    const auto query = database->OpenQuery(TEXT_QUERY);
+    const auto rows = query->OpenRecordset();
+    const std::size_t columns = query->Columns().size();
+    for (; !rows->IsEof(); rows->MoveNext(), ++count) {
+      for (std::size_t column = 0; column < columns; ++column) {
+        benchmark::DoNotOptimize(rows->GetFieldValue(column));
+      }
+    }
+  }
+  state.SetItemsProcessed(count);
+  state.counters["peakKiB"] = nimport::bench::PeakMemoryKiB();
+}
+BENCHMARK(BM_ScanStoredQueryAllColumns)->Unit(benchmark::kMillisecond);
+
 std::vector<std::int32_t> NumbersInQuery(Database& database) {
   const auto query = database.OpenQuery(TEXT_QUERY);
   const auto rows = query->OpenRecordset();
@@ -105,21 +149,33 @@ std::vector<std::int32_t> NumbersInQuery(Database& database) {
 }
 
 // One lookup as an export makes it: the query opened, the row found, a column read.
-void BM_LookupByNumber(benchmark::State& state) {
+void LookUp(benchmark::State& state, double step) {
   const auto database = OpenDatabase();
   const std::vector<std::int32_t> numbers = NumbersInQuery(*database);
+  const auto query = database->OpenQuery(TEXT_QUERY);
+  const auto distance = static_cast<std::size_t>(step < 1 ? step * numbers.size() : step);
   std::size_t next = 0;
   for (auto _ : state) {
-    // A stride that visits the numbers in no order a cache would like.
-    next = (next + 7919) % numbers.size();
-    const auto query = database->OpenQuery(TEXT_QUERY);
+    next = (next + distance) % numbers.size();
     const auto rows = query->OpenRecordset();
     if (!rows->FindFirst("DataNo", numbers[next])) state.SkipWithError("a number was not found");
     benchmark::DoNotOptimize(rows->GetFieldValue("DataTitle"));
   }
   state.counters["rows"] = static_cast<double>(numbers.size());
+  state.counters["peakKiB"] = nimport::bench::PeakMemoryKiB();
 }
-BENCHMARK(BM_LookupByNumber)->Unit(benchmark::kMicrosecond);
+
+void BM_LookupForward(benchmark::State& state) {
+  LookUp(state, 1);
+}
+BENCHMARK(BM_LookupForward)->Unit(benchmark::kMicrosecond);
+
+// Numbers in no order that a cache would like.
+void BM_LookupScattered(benchmark::State& state) {
+  constexpr double GOLDEN_SECTION = 0.6180339887;
+  LookUp(state, GOLDEN_SECTION);
+}
+BENCHMARK(BM_LookupScattered)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

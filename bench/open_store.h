@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <string>
 
 #include "nimport/nimport.h"
 
@@ -15,43 +17,63 @@ inline void Require(ResultCode code, const char* call) {
   std::exit(2);
 }
 
+// A session whose folders are loaded.
+struct Session {
+  HandleNode* handle = nullptr;
+  HandleNode* user = nullptr;
+
+  Session() {
+    std::int32_t users = 0;
+    Require(ML_Initialize(&handle), "ML_Initialize");
+    Require(ML_GetUserCount(handle, &users), "ML_GetUserCount");
+    Require(ML_GetUser(handle, 0, &user), "ML_GetUser");
+  }
+  ~Session() { ML_Terminate(handle); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Opens every folder in turn and calls `visit(folder, number of mails)`.
+  template <typename Visit>
+  void ForEachFolder(Visit visit) const {
+    HandleNode* cabinet = nullptr;
+    for (std::int32_t i = 0; ML_GetChildFolder(handle, user, i, &cabinet) == RESULT_OK; ++i) {
+      HandleNode* folder = nullptr;
+      for (std::int32_t j = 0; ML_GetChildFolder(handle, cabinet, j, &folder) == RESULT_OK; ++j) {
+        std::int32_t count = 0;
+        Require(ML_OpenMailDataFile(handle, folder), "ML_OpenMailDataFile");
+        Require(ML_GetMailCount(handle, folder, &count), "ML_GetMailCount");
+        visit(folder, count);
+        Require(ML_CloseMailDataFile(handle, folder), "ML_CloseMailDataFile");
+      }
+    }
+  }
+};
+
 // A session with its biggest folder open.
 struct OpenStore {
-  HandleNode* session = nullptr;
+  Session opened;
+  HandleNode* session = opened.handle;
   HandleNode* folder = nullptr;
   std::int32_t mails = 0;
 
   OpenStore() {
-    std::int32_t users = 0;
-    HandleNode* user = nullptr;
-    Require(ML_Initialize(&session), "ML_Initialize");
-    Require(ML_GetUserCount(session, &users), "ML_GetUserCount");
-    Require(ML_GetUser(session, 0, &user), "ML_GetUser");
-    HandleNode* cabinet = nullptr;
-    for (std::int32_t i = 0; ML_GetChildFolder(session, user, i, &cabinet) == RESULT_OK; ++i) {
-      Visit(cabinet);
-    }
+    opened.ForEachFolder([this](HandleNode* visited, std::int32_t count) {
+      if (count <= mails && folder != nullptr) return;
+      mails = count;
+      folder = visited;
+    });
     Require(ML_OpenMailDataFile(session, folder), "ML_OpenMailDataFile");
   }
-
-  ~OpenStore() { ML_Terminate(session); }
-  OpenStore(const OpenStore&) = delete;
-  OpenStore& operator=(const OpenStore&) = delete;
-
- private:
-  void Visit(HandleNode* cabinet) {
-    HandleNode* child = nullptr;
-    for (std::int32_t i = 0; ML_GetChildFolder(session, cabinet, i, &child) == RESULT_OK; ++i) {
-      std::int32_t count = 0;
-      Require(ML_OpenMailDataFile(session, child), "ML_OpenMailDataFile");
-      Require(ML_GetMailCount(session, child, &count), "ML_GetMailCount");
-      Require(ML_CloseMailDataFile(session, child), "ML_CloseMailDataFile");
-      if (count <= mails && folder != nullptr) continue;
-      mails = count;
-      folder = child;
-    }
-  }
 };
+
+// The most memory that this process has had so far, in KiB; 0 where the system does not tell.
+inline double PeakMemoryKiB() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6);
+  }
+  return 0;
+}
 
 }  // namespace nimport::bench
 
