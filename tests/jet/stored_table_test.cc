@@ -48,7 +48,7 @@ std::vector<std::int32_t> Random(std::int32_t low, std::int32_t high, std::size_
 }
 
 // Every value near one that is there, against counting.
-TEST(FindInIndexTest, FindsAllEntriesOfAValueWhateverTheDistribution) {
+TEST(FindInIndex, FindsAllEntriesOfAValueWhateverTheDistribution) {
   const struct {
     const char* why;
     std::vector<std::int32_t> values;

@@ -73,7 +73,7 @@ TEST(TextDecoder, Jet3TextsAreInTheFilesCodePage) {
 
 // U+1F600 is two units; whatever length a piece has, one of these texts has the pair across its
 // end.
-TEST(TextDecoderTest, LongTextsKeepCharactersOfTwoUnitsWhole) {
+TEST(TextDecoder, LongTextsKeepCharactersOfTwoUnitsWhole) {
   const IconvConverter converter;
   const TextDecoder decoder(TextForm::Utf16Le, 1252, 65001, converter);
   for (const std::size_t before : {0, 1}) {
