@@ -153,7 +153,8 @@ void LookUp(benchmark::State& state, double step) {
   const auto database = OpenDatabase();
   const std::vector<std::int32_t> numbers = NumbersInQuery(*database);
   const auto query = database->OpenQuery(TEXT_QUERY);
-  const auto distance = static_cast<std::size_t>(step < 1 ? step * numbers.size() : step);
+  const auto distance =
+      static_cast<std::size_t>(step < 1 ? step * static_cast<double>(numbers.size()) : step);
   std::size_t next = 0;
   for (auto _ : state) {
     next = (next + distance) % numbers.size();

@@ -290,7 +290,7 @@ def growth(bench):
             " in the folder's order, as an import asks. Scattered: each far from the last.\n")
     for percent, kind, sizes in ((0, "Mails that the database keeps", sizes_of(bench)),
                                  (100, "MIME mails", [1_000, 10_000, 100_000])):
-        results = {size: benchmark(bench.program("export_bench"), environment(bench.folder(size, percent)), "/", 0.05)
+        results = {size: benchmark(bench.program("export_bench"), environment(bench.folder(size, percent)), "/", 0.03)
                    for size in sizes}
         for order in ("Forward", "Scattered"):
             names = {f"{order}/{key}": call for key, call in EXPORTS.items()}

@@ -1,6 +1,7 @@
 #include "jet/long_value.h"
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -59,7 +60,7 @@ LongValue::LongValue(PageFile& file, std::span<const std::byte> descriptor) {
   try {
     Read(file, descriptor);
   } catch (const DatabaseError& error) {
-    damage_ = error;
+    damage_ = std::make_unique<DatabaseError>(error);
     bytes_ = collected_;
   }
 }

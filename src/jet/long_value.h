@@ -2,8 +2,9 @@
 #define NIMPORT_JET_LONG_VALUE_H_
 
 #include <cstddef>
-#include <optional>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "jet/data_page.h"
@@ -23,7 +24,7 @@ class LongValue {
   LongValue& operator=(const LongValue&) = delete;
 
   // What is wrong; a part's page and slot are in the text. Empty when the value is whole.
-  [[nodiscard]] const std::optional<DatabaseError>& Damage() const { return damage_; }
+  [[nodiscard]] std::unique_ptr<DatabaseError> TakeDamage() { return std::move(damage_); }
 
   // Borrowed from the descriptor or from this object.
   [[nodiscard]] std::span<const std::byte> Bytes() const { return bytes_; }
@@ -31,7 +32,8 @@ class LongValue {
  private:
   void Read(PageFile& file, std::span<const std::byte> descriptor);
 
-  std::optional<DatabaseError> damage_;
+  // Not within the object, which is made for every value, whole or not.
+  std::unique_ptr<DatabaseError> damage_;
   DataPage page_;                     // of a value that is one row of another page
   std::vector<std::byte> collected_;  // of a chain
   std::span<const std::byte> bytes_;

@@ -73,7 +73,7 @@ Value RowCursor::Get(std::size_t column) const {
 
 // A function of its own with a single value, which so comes to be where the caller wants it.
 Value RowCursor::Decode(std::size_t column) const {
-  std::optional<DatabaseError> cut;
+  std::unique_ptr<DatabaseError> cut;
   Value value = DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts(), cut);
   if (cut) ReportValue(*cut, column);
   if (table_->IsSalvaging()) LookForZeros(value, column);

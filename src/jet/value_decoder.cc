@@ -78,7 +78,7 @@ Value MakeText(std::span<const std::byte> stored, const TextDecoder& texts) {
 }
 
 Value DecodeBytes(std::span<const std::byte> stored, const Column& column, PageFile& file,
-                  const TextDecoder& texts, std::optional<DatabaseError>& cut) {
+                  const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut) {
   switch (column.type) {
     case ColumnType::Byte:
       return DecodeNumber<std::uint8_t>(stored);
@@ -98,8 +98,8 @@ Value DecodeBytes(std::span<const std::byte> stored, const Column& column, PageF
       return MakeText(stored, texts);
     case ColumnType::Memo:
     case ColumnType::Ole: {
-      const LongValue value(file, stored);
-      cut = value.Damage();
+      LongValue value(file, stored);
+      cut = value.TakeDamage();
       if (cut && value.Bytes().empty()) return std::monostate{};
       if (column.type == ColumnType::Ole) return ToBinary(value.Bytes());
       return MakeText(value.Bytes(), texts);
@@ -116,7 +116,7 @@ Value DecodeBytes(std::span<const std::byte> stored, const Column& column, PageF
 // Apart, so that numbers do not pay for what only this needs.
 [[gnu::noinline]] Value DecodeFoundBytes(const RowView& row, const Column& column, PageFile& file,
                                          const TextDecoder& texts,
-                                         std::optional<DatabaseError>& cut) {
+                                         std::unique_ptr<DatabaseError>& cut) {
   const auto stored = FindBytes(row, column);
   if (!stored) return std::monostate{};
   return DecodeBytes(*stored, column, file, texts, cut);
@@ -130,7 +130,7 @@ T LoadFixed(const RowView& row, const Column& column) {
 }  // namespace
 
 Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
-                  const TextDecoder& texts, std::optional<DatabaseError>& cut) {
+                  const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut) {
   const bool isPresent = row.IsPresent(column.id);
   // A boolean is never null; in a row that is older than its column it is false.
   if (column.type == ColumnType::Boolean) return isPresent;

@@ -1,7 +1,7 @@
 #ifndef NIMPORT_JET_VALUE_DECODER_H_
 #define NIMPORT_JET_VALUE_DECODER_H_
 
-#include <optional>
+#include <memory>
 
 #include "jet/database_error.h"
 #include "jet/page_file.h"
@@ -16,7 +16,7 @@ namespace nimport::jet {
 // be read is that beginning, and `cut` says what is wrong with the rest. Throws DatabaseError;
 // neither has a place.
 [[nodiscard]] Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
-                                const TextDecoder& texts, std::optional<DatabaseError>& cut);
+                                const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut);
 
 }  // namespace nimport::jet
 
