@@ -30,6 +30,7 @@ void DamageReporter::Report(const DatabaseError& damage) {
   const std::uint64_t key = place.page ? std::uint64_t{*place.page} << 32 | slot
                                        : NO_PAGE | std::hash<std::string>()(place.table);
   if (told_.size() >= MAX_PLACES || !told_.insert(key).second) return;
+  tables_.insert(place.table);
   listener_->OnDamage(damage);
 }
 

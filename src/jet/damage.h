@@ -4,6 +4,7 @@
 #define NIMPORT_JET_DAMAGE_H_
 
 #include <cstdint>
+#include <string>
 #include <unordered_set>
 
 #include "jet/database_error.h"
@@ -26,6 +27,9 @@ class DamageReporter {
   // what is damaged.
   void Report(const DatabaseError& damage);
 
+  // Whether it told of damage to the table.
+  [[nodiscard]] bool HasToldOf(const std::string& table) const { return tables_.contains(table); }
+
  private:
   // More places than this are not remembered and not told, so that a file of nothing but damage
   // does not fill memory.
@@ -33,6 +37,7 @@ class DamageReporter {
 
   DamageListener* listener_;
   std::unordered_set<std::uint64_t> told_;
+  std::unordered_set<std::string> tables_;
 };
 
 }  // namespace nimport::jet

@@ -95,6 +95,10 @@ class JetDatabase final : public Database {
     return std::make_unique<JetQueryDefinition>(queries_, ToUtf8(name));
   }
 
+  [[nodiscard]] bool IsKnownDamaged(std::string_view tableName) const override {
+    return catalog_.IsKnownDamaged(ToUtf8(tableName));
+  }
+
   [[nodiscard]] std::vector<std::string> TableNames() override {
     return FromUtf8(catalog_.TableNames());
   }

@@ -97,6 +97,9 @@ class Database {
   // evaluates, which the error names.
   [[nodiscard]] virtual std::unique_ptr<QueryDefinition> OpenQuery(std::string_view name) = 0;
 
+  // Whether the listener was told of damage to this table so far.
+  [[nodiscard]] virtual bool IsKnownDamaged(std::string_view /*tableName*/) const { return false; }
+
   // User tables and stored queries of every kind, in catalog order.
   [[nodiscard]] virtual std::vector<std::string> TableNames() = 0;
   [[nodiscard]] virtual std::vector<std::string> QueryNames() = 0;

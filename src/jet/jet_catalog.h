@@ -47,6 +47,10 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] std::vector<std::string> QueryNames();
   // The engine's own tables too.
   [[nodiscard]] std::vector<std::string> AllTableNames();
+  // By its name as the list of objects spells it.
+  [[nodiscard]] bool IsKnownDamaged(const std::string& table) const {
+    return damage_.HasToldOf(table);
+  }
   [[nodiscard]] bool IsSelectQuery(std::string_view name);
 
   [[nodiscard]] PageFile& File() { return file_; }

@@ -53,7 +53,6 @@ std::size_t FindEnd(std::span<const IndexEntry> index, std::size_t guess, IsBefo
   return low + static_cast<std::size_t>(end - part.begin());
 }
 
-
 constexpr std::string_view SYSTEM_PREFIX = "MSys";
 
 }  // namespace

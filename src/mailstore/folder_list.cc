@@ -12,6 +12,8 @@
 namespace nimport::mailstore {
 namespace {
 
+constexpr const char* CABINET_TABLE = "CabinetTBL";
+constexpr const char* FOLDER_TABLE = "FolderTBL";
 constexpr std::string_view STRAYS_NAME = "(no cabinet)";
 
 NameText ReadName(const jet::Recordset& folder) {
@@ -35,8 +37,8 @@ void ForEachRow(jet::Database& database, std::string_view tableName,
 }  // namespace
 
 void FolderList::Load(jet::Database& database) {
-  const auto cabinetTable = database.OpenTable("CabinetTBL");
-  const auto folderTable = database.OpenTable("FolderTBL");
+  const auto cabinetTable = database.OpenTable(CABINET_TABLE);
+  const auto folderTable = database.OpenTable(FOLDER_TABLE);
   const auto cabinets = cabinetTable->OpenRecordset();
   const auto folders = folderTable->OpenRecordset();
   for (; !cabinets->IsEof(); cabinets->MoveNext()) {
@@ -55,12 +57,16 @@ void FolderList::Load(jet::Database& database) {
 
 void FolderList::Salvage(jet::Database& database,
                          const std::function<void(const jet::DatabaseError&)>& onLoss) {
+  bool isDamaged = false;
   try {
     Load(database);
   } catch (const jet::DatabaseError& error) {
     onLoss(error);
+    isDamaged = true;
   }
-  AppendStrays(database, onLoss);
+  for (const char* table : {CABINET_TABLE, FOLDER_TABLE})
+    isDamaged = isDamaged || database.IsKnownDamaged(table);
+  if (isDamaged) AppendStrays(database, onLoss);
 }
 
 void FolderList::AppendStrays(jet::Database& database,
@@ -70,7 +76,7 @@ void FolderList::AppendStrays(jet::Database& database,
     if (!record.isCabinet) known.insert(record.number);
   }
   std::map<std::int32_t, NameText> strays;
-  ForEachRow(database, "FolderTBL", onLoss, [&](const jet::Recordset& row) {
+  ForEachRow(database, FOLDER_TABLE, onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
     if (!known.contains(number)) strays.emplace(number, ReadName(row));
   });

@@ -43,9 +43,10 @@ class FolderList {
   // list. Throws jet::DatabaseError.
   void Load(jet::Database& database);
 
-  // Reads as much as can be read, and tells `onLoss` what cannot. Behind everything else stands a
-  // cabinet with the folders that stand in no cabinet, and a folder for each number that mails have
-  // and no folder has; without such folders there is no such cabinet.
+  // Reads as much as can be read, and tells `onLoss` what cannot. When the tables of cabinets and
+  // folders are damaged, behind everything else stands a cabinet with the folders that stand in no
+  // cabinet, and a folder for each number that mails have and no folder has. Sound tables may leave
+  // out both: those were deleted.
   void Salvage(jet::Database& database,
                const std::function<void(const jet::DatabaseError&)>& onLoss);
 
