@@ -64,6 +64,8 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
 
 Value RowCursor::Get(std::size_t column) const {
   try {
+    const Column& definition = table_->Columns()[column];
+    if (IsPlain(definition)) return DecodePlain(view_, definition);
     return Decode(column);
   } catch (const DatabaseError& error) {
     ReportValue(error, column);

@@ -113,15 +113,6 @@ Value DecodeBytes(std::span<const std::byte> stored, const Column& column, PageF
   }
 }
 
-// Apart, so that numbers do not pay for what only this needs.
-[[gnu::noinline]] Value DecodeFoundBytes(const RowView& row, const Column& column, PageFile& file,
-                                         const TextDecoder& texts,
-                                         std::unique_ptr<DatabaseError>& cut) {
-  const auto stored = FindBytes(row, column);
-  if (!stored) return std::monostate{};
-  return DecodeBytes(*stored, column, file, texts, cut);
-}
-
 template <typename T>
 T LoadFixed(const RowView& row, const Column& column) {
   return ByteReader(row.FixedBytes(column.fixedOffset, sizeof(T))).Load<T>(0);
@@ -129,14 +120,11 @@ T LoadFixed(const RowView& row, const Column& column) {
 
 }  // namespace
 
-Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
-                  const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut) {
+Value DecodePlain(const RowView& row, const Column& column) {
   const bool isPresent = row.IsPresent(column.id);
   // A boolean is never null; in a row that is older than its column it is false.
   if (column.type == ColumnType::Boolean) return isPresent;
   if (!isPresent) return std::monostate{};
-  if (!column.isFixed) return DecodeFoundBytes(row, column, file, texts, cut);
-  // What most columns are.
   switch (column.type) {
     case ColumnType::Byte:
       return LoadFixed<std::uint8_t>(row, column);
@@ -144,11 +132,24 @@ Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
       return LoadFixed<std::int16_t>(row, column);
     case ColumnType::Long:
       return LoadFixed<std::int32_t>(row, column);
-    case ColumnType::DateTime:
-      return Date{.days = LoadFixed<double>(row, column)};
+    case ColumnType::Currency:
+      return Currency{.tenThousandths = LoadFixed<std::int64_t>(row, column)};
+    case ColumnType::Single:
+      return LoadFixed<float>(row, column);
+    case ColumnType::Double:
+      return LoadFixed<double>(row, column);
     default:
-      return DecodeFoundBytes(row, column, file, texts, cut);
+      return Date{.days = LoadFixed<double>(row, column)};
   }
+}
+
+Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
+                  const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut) {
+  if (IsPlain(column)) return DecodePlain(row, column);
+  if (!row.IsPresent(column.id)) return std::monostate{};
+  const auto stored = FindBytes(row, column);
+  if (!stored) return std::monostate{};
+  return DecodeBytes(*stored, column, file, texts, cut);
 }
 
 }  // namespace nimport::jet

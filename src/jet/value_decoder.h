@@ -18,6 +18,16 @@ namespace nimport::jet {
 [[nodiscard]] Value DecodeValue(const RowView& row, const Column& column, PageFile& file,
                                 const TextDecoder& texts, std::unique_ptr<DatabaseError>& cut);
 
+// Whether the column holds booleans, or numbers or dates at a fixed place in the row: what most
+// columns do. Such a value is there as a whole or not at all.
+[[nodiscard]] inline bool IsPlain(const Column& column) {
+  return column.type == ColumnType::Boolean ||
+         (column.isFixed && column.type <= ColumnType::DateTime);
+}
+
+// The same as DecodeValue for a plain column, in less time.
+[[nodiscard]] Value DecodePlain(const RowView& row, const Column& column);
+
 }  // namespace nimport::jet
 
 #endif  // NIMPORT_JET_VALUE_DECODER_H_
