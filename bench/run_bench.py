@@ -13,7 +13,6 @@ import importlib.util
 import json
 import os
 import platform
-import shutil
 import statistics
 import subprocess
 import sys
@@ -118,6 +117,7 @@ class Bench:
 
     def __init__(self, build, work, is_quick):
         self.build, self.work, self.is_quick = build, work, is_quick
+        self.exports = 0  # how many directories have got exports
 
     def program(self, name):
         return self.build / "bin" / name
@@ -350,9 +350,10 @@ def mime_mails(bench):
 def export_times(bench, store, form, repeats, copies=None):
     """Processor and wall times of exports of a store, each into a new directory, and the peak of memory of one more.
     `copies` receives those of cp -r of each result. Nothing is deleted in between: some file systems take their time
-    to create files where others were deleted a moment ago."""
+    to create files where others were deleted a moment ago, and some disks to delete one."""
     times = []
-    targets = [bench.work / f"{store.name}-{form}-{number}" for number in range(repeats + (copies is not None))]
+    bench.exports += 1
+    targets = [bench.work / f"export-{bench.exports}-{number}" for number in range(repeats + (copies is not None))]
     def command(target):
         return [bench.program("nimport"), "export", "--to", target, "--format", form,
                 "--registry", store / "registry.reg", "--drive", f"C={store / 'c'}"]
@@ -361,9 +362,6 @@ def export_times(bench, store, form, repeats, copies=None):
         if copies is not None:
             copies.append(run_once(["cp", "-r", target, f"{target}-copy"]))
     memory = peak_memory_mib(command(targets[-1])) if copies is not None else 0
-    for target in targets:
-        shutil.rmtree(target)
-        shutil.rmtree(f"{target}-copy", ignore_errors=True)
     processor, wall = (Sample(each) for each in zip(*times))
     return processor, wall, memory
 
@@ -403,8 +401,6 @@ def exports(bench):
             target = bench.work / f"again-{form}-{size}"
             memory = peak_memory_mib([bench.program("nimport"), "export", "--to", target, "--format", form,
                                       "--registry", bench.folder(size) / "registry.reg"]) if form == "mbox" else None
-            if memory is not None:
-                shutil.rmtree(target)
             rows.append([form, f"{size:,}", f"{processor.median:.1f} s", f"{processor.median / size * 1e6:.0f} µs",
                          f"{wall.median:.0f} s", "" if memory is None else f"{memory:.1f}"])
     return text + ("\nOne folder of mails that the database keeps; one run each:\n\n" + table(
@@ -445,9 +441,7 @@ def memory(bench):
         "`jetdump --table DataTBL`": [bench.program("jetdump"), "--table", "DataTBL", database],
         "`mdb-export`, DataTBL": ["mdb-export", database, "DataTBL"],
         "`nimport tree`": [bench.program("nimport"), "tree", "--registry", store / "registry.reg"],
-        "`nimport list`, one folder": [bench.program("nimport"), "list", "0/0", "--registry", store / "registry.reg"],
     }
-    del commands["`nimport list`, one folder"]
     if reader:
         commands["mdb-reader, DataTBL"] = [*reader, database, "DataTBL"]
     rows = [[name, f"{peak_memory_mib(command):.1f}"] for name, command in commands.items()]
