@@ -347,13 +347,13 @@ def mime_mails(bench):
             " about a mail. First: every mail asked once.\n\n" + table(["call", *heads, "wanted again"], rows))
 
 
-def export_times(bench, store, form, repeats, copies=None):
+def export_times(bench, store, form, repeats, copies=None, with_memory=False):
     """Processor and wall times of exports of a store, each into a new directory, and the peak of memory of one more.
-    `copies` receives those of cp -r of each result. Nothing is deleted in between: some file systems take their time
-    to create files where others were deleted a moment ago, and some disks to delete one."""
+    `copies` receives the times of cp -r of each result. Nothing is deleted in between: some file systems take their
+    time to create files where others were deleted a moment ago, and some disks to delete one."""
     times = []
     bench.exports += 1
-    targets = [bench.work / f"export-{bench.exports}-{number}" for number in range(repeats + (copies is not None))]
+    targets = [bench.work / f"export-{bench.exports}-{number}" for number in range(repeats + with_memory)]
     def command(target):
         return [bench.program("nimport"), "export", "--to", target, "--format", form,
                 "--registry", store / "registry.reg", "--drive", f"C={store / 'c'}"]
@@ -361,7 +361,7 @@ def export_times(bench, store, form, repeats, copies=None):
         times.append(run_once(command(target)))
         if copies is not None:
             copies.append(run_once(["cp", "-r", target, f"{target}-copy"]))
-    memory = peak_memory_mib(command(targets[-1])) if copies is not None else 0
+    memory = peak_memory_mib(command(targets[-1])) if with_memory else 0
     processor, wall = (Sample(each) for each in zip(*times))
     return processor, wall, memory
 
@@ -372,7 +372,7 @@ def exports(bench):
     rows = []
     for form in ("maildir", "mbox"):
         copies = []
-        processor, wall, memory = export_times(bench, store, form, 3, copies)
+        processor, wall, memory = export_times(bench, store, form, 3, copies, with_memory=True)
         copy, copy_wall = (Sample(each) for each in zip(*copies))
         rows.append([form, processor.text("s"), copy.text("s"), *at_most(processor.median / copy.median, 3),
                      wall.text("s"), copy_wall.text("s"), f"{wall.median / copy_wall.median:.2f}", f"{memory:.1f}"])
@@ -397,12 +397,9 @@ def exports(bench):
     rows = []
     for form in ("mbox", "maildir"):
         for size in (100_000, 1_000_000):
-            processor, wall, _ = export_times(bench, bench.folder(size), form, 1)
-            target = bench.work / f"again-{form}-{size}"
-            memory = peak_memory_mib([bench.program("nimport"), "export", "--to", target, "--format", form,
-                                      "--registry", bench.folder(size) / "registry.reg"]) if form == "mbox" else None
+            processor, wall, memory = export_times(bench, bench.folder(size), form, 1, with_memory=form == "mbox")
             rows.append([form, f"{size:,}", f"{processor.median:.1f} s", f"{processor.median / size * 1e6:.0f} µs",
-                         f"{wall.median:.0f} s", "" if memory is None else f"{memory:.1f}"])
+                         f"{wall.median:.0f} s", f"{memory:.1f}" if memory else ""])
     return text + ("\nOne folder of mails that the database keeps; one run each:\n\n" + table(
         ["format", "mails", "processor time", "a mail", "wall time", "memory, MiB"], rows))
 
