@@ -407,7 +407,9 @@ static void WalkAddresses(HandleNode* session, HandleNode* parent, int32_t field
   }
 }
 
-/* Groups nest; the plug-in bounds how deep. */
+/* Groups nest as deep as somebody made them: deeper than this the walk does not follow. */
+#define MAX_GROUP_DEPTH 1000
+
 static void WalkGroups(HandleNode* session, HandleNode* parent, int32_t fields, int depth) {
   int32_t count = 0;
   int32_t index;
@@ -427,7 +429,7 @@ static void WalkGroups(HandleNode* session, HandleNode* parent, int32_t fields, 
     EndLine();
     if (code != RESULT_OK) continue;
     WalkAddresses(session, group, fields);
-    WalkGroups(session, group, fields, depth + 1);
+    if (depth < MAX_GROUP_DEPTH) WalkGroups(session, group, fields, depth + 1);
   }
 }
 

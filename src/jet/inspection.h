@@ -19,13 +19,13 @@ struct TableReport {
   std::string name;
   std::uint32_t declaredRows = 0;  // by the table's definition
   std::uint32_t rows = 0;          // that could be read
-  std::string failure;             // why the table cannot be read; empty otherwise
+  std::string failure = {};        // why the table cannot be read; empty otherwise
 };
 
 struct QueryReport {
   std::string name;
-  bool isSelect = true;  // others are not evaluated, and nothing is wrong with that
-  std::string failure;   // why a select query cannot be evaluated; empty otherwise
+  bool isSelect = true;      // others are not evaluated, and nothing is wrong with that
+  std::string failure = {};  // why a select query cannot be evaluated; empty otherwise
 };
 
 struct FileReport {

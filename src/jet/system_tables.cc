@@ -7,7 +7,8 @@
 namespace nimport::jet {
 
 StoredDefinition MakeSystemDefinition(std::span<const SystemColumn> columns, std::uint32_t page) {
-  StoredDefinition definition{.page = page};
+  StoredDefinition definition;
+  definition.page = page;
   std::uint16_t fixedOffset = 0;
   std::uint16_t variableSlot = 0;
   for (const SystemColumn& system : columns) {

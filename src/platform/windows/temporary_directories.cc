@@ -141,7 +141,7 @@ void RemoveDirectoryAndContents(const std::wstring& path, int depth) {
 
 // The file in a directory of ours that its process keeps open, so that nobody else can open it.
 FileHandle OpenLock(const std::wstring& directory, DWORD creation) {
-  return FileHandle(CreateFileW((directory + L"\\lock").c_str(), GENERIC_WRITE, 0, nullptr,
+  return FileHandle(CreateFileW((directory + L"\\.nimport-lock").c_str(), GENERIC_WRITE, 0, nullptr,
                                 creation, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT,
                                 nullptr));
 }

@@ -275,10 +275,10 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
     const char* lock;
     int minutes;
     bool goes;
-  } CASES[] = {{"nimport-0123456789abcdef", "lock", 5, true},
-               {"nimport-1123456789abcdef", "lock", 0, false},
+  } CASES[] = {{"nimport-0123456789abcdef", ".nimport-lock", 5, true},
+               {"nimport-1123456789abcdef", ".nimport-lock", 0, false},
                {"nimport-photos", "a.txt", 5, false},
-               {"other", "lock", 5, false}};
+               {"other", ".nimport-lock", 5, false}};
   for (const auto& row : CASES) {
     const std::string file = std::string(row.name) + "/" + row.lock;
     directory_.Write(std::string(row.name) + "/mail.txt", "mail");
@@ -288,7 +288,7 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
   WindowsFileSystem another([this](const char*) { return std::optional(base_); }, text_);
   const std::optional<std::string> kept = another.MakeTemporaryDirectory();
   ASSERT_TRUE(kept);
-  SetAge(fs::path(*kept) / "lock", 5);
+  SetAge(fs::path(*kept) / ".nimport-lock", 5);
   const std::optional<std::string> made = files_.MakeTemporaryDirectory();
   ASSERT_TRUE(made);
   EXPECT_TRUE(fs::exists(*kept)) << "its process lives";
