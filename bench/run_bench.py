@@ -437,7 +437,8 @@ def memory(bench):
         "`jetdump`, all tables and queries": [bench.program("jetdump"), database],
         "`jetdump --table DataTBL`": [bench.program("jetdump"), "--table", "DataTBL", database],
         "`mdb-export`, DataTBL": ["mdb-export", database, "DataTBL"],
-        "`nimport tree`": [bench.program("nimport"), "tree", "--registry", store / "registry.reg"],
+        "`nimport tree`": [bench.program("nimport"), "tree", "--registry", store / "registry.reg", "--drive",
+                           f"C={store / 'c'}"],
     }
     if reader:
         commands["mdb-reader, DataTBL"] = [*reader, database, "DataTBL"]
