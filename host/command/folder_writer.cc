@@ -1,10 +1,13 @@
 #include "host/command/folder_writer.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
 #include <optional>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "host/command/mail_date.h"
 #include "host/command/mailboxes.h"
@@ -49,6 +52,14 @@ class PresentMails {
 const fs::path& Made(const fs::path& directory) {
   fs::create_directories(directory);
   return directory;
+}
+
+// FNV-1a, never 0.
+std::uint64_t DigestOf(const std::string& key) {
+  std::uint64_t digest = 0xCBF2'9CE4'8422'2325;
+  for (const char c : key)
+    digest = (digest ^ static_cast<unsigned char>(c)) * 0x100'0000'01B3;
+  return digest == 0 ? 1 : digest;
 }
 
 std::string NameOfMail(const std::string& key, bool isComplete) {
@@ -232,8 +243,30 @@ class MboxWriter : public FolderWriter {
 }  // namespace
 
 std::string MailKeys::Take(const std::string& key) {
-  const int count = ++counts_[key];
-  return count == 1 ? key : key + '-' + std::to_string(count);
+  const std::uint64_t digest = DigestOf(key);
+  if (Insert(digest)) return key;
+  const int count = ++counts_.try_emplace(digest, 1).first->second;
+  return key + '-' + std::to_string(count);
+}
+
+bool MailKeys::Insert(std::uint64_t digest) {
+  if (2 * (used_ + 1) > slots_.size()) Grow();
+  std::size_t slot = digest % slots_.size();
+  for (; slots_[slot] != 0; slot = (slot + 1) % slots_.size()) {
+    if (slots_[slot] == digest) return false;
+  }
+  slots_[slot] = digest;
+  ++used_;
+  return true;
+}
+
+void MailKeys::Grow() {
+  const std::vector<std::uint64_t> old = std::move(slots_);
+  slots_.assign(std::max<std::size_t>(2 * old.size(), 64), 0);
+  used_ = 0;
+  for (const std::uint64_t digest : old) {
+    if (digest != 0) Insert(digest);
+  }
 }
 
 const char* FolderEnding(ExportFormat format) {
