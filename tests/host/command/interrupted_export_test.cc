@@ -52,7 +52,7 @@ TEST_P(InterruptedExport, LeavesNothingHalfWrittenAndGoesOn) {
   const auto whole = FinishedFiles(Target("whole"));
   int interrupted = 0;
   // Later and later, until a run comes to its end.
-  for (int milliseconds = 20; milliseconds < 60'000; milliseconds = milliseconds * 3 / 2) {
+  for (int milliseconds = 2; milliseconds < 60'000; milliseconds = milliseconds * 3 / 2) {
     const int signal = interrupted % 2 == 0 ? SIGKILL : SIGINT;
     // Killed programs leave their temporary directories behind.
     const pid_t process = Start(Command("out"), {{"TMPDIR", store_.directory().str()}});
