@@ -21,6 +21,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 REPEATS = 5
+REMARKS = "\n## What misses its target"
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 
 READ_TABLE_WITH_MDB_READER = """
@@ -492,10 +493,13 @@ def main():
     about = about.replace("{load}", f"{min(loads):.1f} to {max(loads):.1f}").replace("{minutes}", minutes)
     print(about)
     if arguments.output:
+        # What was written by hand about the figures stays.
+        old = arguments.output.read_text() if arguments.output.exists() else ""
+        remarks = old[old.index(REMARKS):] if REMARKS in old else ""
         options = " --quick" if arguments.quick else ""
         introduction = " ".join(line.strip() for line in __doc__.split("\n\n")[1].splitlines())
         arguments.output.write_text(
-            f"# Benchmarks\n\nMade by `scripts/bench{options}`. {introduction}\n\n{about}\n" + "\n".join(texts))
+            f"# Benchmarks\n\nMade by `scripts/bench{options}`. {introduction}\n\n{about}\n" + "\n".join(texts) + remarks)
 
 
 if __name__ == "__main__":
