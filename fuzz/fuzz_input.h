@@ -1,9 +1,11 @@
 #ifndef NIMPORT_FUZZ_FUZZ_INPUT_H_
 #define NIMPORT_FUZZ_FUZZ_INPUT_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 namespace nimport::fuzz {
@@ -15,6 +17,38 @@ inline std::string_view ToText(const std::uint8_t* data, std::size_t size) {
 // Ends the run as a finding when something that always holds does not.
 inline void Check(bool holds) {
   if (!holds) std::abort();
+}
+
+// Ends the run as a finding when its scope takes longer than input of this size may, even under
+// sanitizers on a busy machine: a second, and 20 ms a KiB.
+class TimeLimit {
+ public:
+  explicit TimeLimit(std::size_t sizeBytes)
+      : end_(Clock::now() + std::chrono::seconds(1) +
+             std::chrono::milliseconds(20 * (sizeBytes >> 10))) {}
+  ~TimeLimit() { Check(Clock::now() < end_); }
+  TimeLimit(const TimeLimit&) = delete;
+  TimeLimit& operator=(const TimeLimit&) = delete;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point end_;
+};
+
+// Runs `run` on `text` within its time; one input in sixteen again, repeated up to 64 KiB, where
+// time that grows with the square of the size shows.
+template <typename Run>
+void RunInTime(std::string_view text, Run run) {
+  const auto runOne = [&](std::string_view input) {
+    const TimeLimit limit(input.size());
+    run(input);
+  };
+  runOne(text);
+  if (text.empty() || text.size() % 16 != 0) return;
+  std::string repeated;
+  while (repeated.size() < std::size_t{1} << 16)
+    repeated += text;
+  runOne(repeated);
 }
 
 }  // namespace nimport::fuzz

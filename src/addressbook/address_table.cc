@@ -41,10 +41,12 @@ void ReadUnlessFailed(std::exception_ptr& failure, Read&& read) {
 }  // namespace
 
 jet::KnownObjects KnownAddressObjects() {
-  return {.tables = {{.name = TABLE_NAME,
-                      .columns = {COLUMN_NAMES.begin(), COLUMN_NAMES.end()},
-                      .usualColumns = {}}},
-          .queries = {}};
+  jet::KnownTable table{.name = TABLE_NAME, .columns = {}, .usualColumns = {}};
+  for (std::size_t column = 0; column < COLUMN_NAMES.size(); ++column) {
+    table.columns.emplace_back(std::string(COLUMN_NAMES[column]),
+                               column < Name ? jet::ColumnUse::Number : jet::ColumnUse::Text);
+  }
+  return {.tables = {std::move(table)}, .queries = {}};
 }
 
 // The recordset's current row. Columns are looked up once, not for each row.
@@ -67,6 +69,17 @@ class AddressTable::Row {
 
   [[nodiscard]] std::int32_t GetNumber(BookColumn column) const {
     return platform::NumberOf(Get(column));
+  }
+
+  // For messages: says by its numbers which row it is, or nothing where they cannot be read, which
+  // is no failure of what the message is about.
+  [[nodiscard]] std::string Place() const {
+    try {
+      return ", where KeyNo is " + std::to_string(GetNumber(KeyNo)) + " and ParentKeyNo " +
+             std::to_string(GetNumber(ParentKeyNo));
+    } catch (const jet::DatabaseError&) {
+      return {};
+    }
   }
 
  private:
@@ -149,9 +162,7 @@ void AddressTable::AppendAddress(const Row& row, AddressList& addresses) {
 
 void AddressTable::RequireValue(const Row& row, const jet::Value& value, const char* what) {
   if (!jet::IsNull(value)) return;
-  const std::string reason = std::string("the table has ") + what + ", where KeyNo is " +
-                             std::to_string(row.GetNumber(KeyNo)) + " and ParentKeyNo " +
-                             std::to_string(row.GetNumber(ParentKeyNo));
+  const std::string reason = std::string("the table has ") + what + row.Place();
   if (!onBadRow_) FailInvalid("AddressBookTBL: " + reason);
   TellOfBadRow(reason);
 }

@@ -2,8 +2,12 @@
 #define NIMPORT_JET_ASCII_CASE_H_
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace nimport::jet {
 
@@ -25,6 +29,26 @@ namespace nimport::jet {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return ToAsciiLower(x) == ToAsciiLower(y); });
 }
+
+// For hashed containers of names, which may be searched by std::string_view.
+struct AsciiCaseHash {
+  using is_transparent = void;
+  [[nodiscard]] std::size_t operator()(std::string_view name) const {
+    std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+    for (const char c : name)
+      hash = (hash ^ static_cast<unsigned char>(ToAsciiLower(c))) * 0x100000001B3;
+    return static_cast<std::size_t>(hash);
+  }
+};
+struct AsciiCaseEqual {
+  using is_transparent = void;
+  [[nodiscard]] bool operator()(std::string_view a, std::string_view b) const {
+    return EqualsIgnoringAsciiCase(a, b);
+  }
+};
+using NameSet = std::unordered_set<std::string, AsciiCaseHash, AsciiCaseEqual>;
+template <typename Mapped>
+using NameMap = std::unordered_map<std::string, Mapped, AsciiCaseHash, AsciiCaseEqual>;
 
 }  // namespace nimport::jet
 

@@ -2,6 +2,7 @@
 #ifndef NIMPORT_JET_CATALOG_H_
 #define NIMPORT_JET_CATALOG_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/query_budget.h"
 #include "jet/table.h"
 
 namespace nimport::jet {
@@ -30,6 +32,11 @@ struct StoredQuery {
   std::vector<QueryRow> rows;
 };
 
+// What is read of one stored query. Jet's own limits are 255 columns, 32 tables and some 64,000
+// characters in all; these only bound what a damaged query can ask for.
+inline constexpr std::size_t MAX_QUERY_ROWS = 4096;
+inline constexpr std::size_t MAX_QUERY_TEXT_BYTES = std::size_t{4} << 20;
+
 // Gives the evaluation of queries what it needs of a database. Names are UTF-8 and compare without
 // regard to the case of ASCII letters. Throws DatabaseError.
 class Catalog {
@@ -44,6 +51,9 @@ class Catalog {
   // Looks whether the file has changed; a new number after it has. Everything made from an older
   // generation must be made again.
   [[nodiscard]] virtual std::uint64_t Generation() = 0;
+
+  // For each query.
+  [[nodiscard]] virtual QueryLimits Limits() const = 0;
 
   [[nodiscard]] virtual const std::string& FileName() const = 0;  // UTF-8, for messages
   [[nodiscard]] virtual unsigned TextCodePage() const = 0;

@@ -54,6 +54,8 @@ class QueryStore {
   [[nodiscard]] std::shared_ptr<PreparedQuery> Prepare(const std::string& name) {
     try {
       return PrepareQuery(catalog_, name);
+    } catch (const Interrupted&) {
+      throw;
     } catch (const DatabaseError& error) {
       if (!catalog_.ReplaceQuery(name, error)) throw;
       return PrepareQuery(catalog_, name);

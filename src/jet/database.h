@@ -11,6 +11,7 @@
 #ifndef NIMPORT_JET_DATABASE_H_
 #define NIMPORT_JET_DATABASE_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -52,7 +53,11 @@ struct OpenOptions {
   // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise
   // they throw. A damaged definition of a table throws in either case. Must outlive the database.
   DamageListener* damageListener = nullptr;
-  // With a listener: helps where the list of objects or a stored query is damaged.
+  // When set, whatever evaluates a stored query ends with Interrupted within milliseconds of its
+  // becoming true. Any thread or signal handler may set it. Must outlive the database.
+  const std::atomic<bool>* interruption = nullptr;
+  // Helps to tell a damaged definition from a sound one; with a listener, also where the list of
+  // objects or a stored query is damaged.
   KnownObjects known{};
 };
 

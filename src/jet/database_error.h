@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace nimport::jet {
 
@@ -30,6 +31,12 @@ class DatabaseError : public std::runtime_error {
  private:
   ErrorPlace place_;
   std::string reason_;
+};
+
+// The work was ended because OpenOptions::interruption asks for it.
+class Interrupted : public DatabaseError {
+ public:
+  explicit Interrupted(ErrorPlace place) : DatabaseError(std::move(place), "interrupted") {}
 };
 
 // Told of damage that was stepped over, once per damaged page or row and open database.

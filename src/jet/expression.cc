@@ -55,21 +55,20 @@ constexpr std::array<BinaryOperator, 17> BINARY_OPERATORS{{
     {"^", POWER_LEVEL, Operation::Power},
 }};
 
+// Values are made from them when they are met: one with static storage would have a destructor, and
+// go before the last session is closed.
 struct NamedLiteral {
   std::string_view word;
-  Value value;
+  std::optional<bool> value;  // empty: null
 };
 
-const std::array<NamedLiteral, 7>& NamedLiterals() {
-  static const std::array<NamedLiteral, 7> LITERALS{{{"True", true},
-                                                     {"Yes", true},
-                                                     {"On", true},
-                                                     {"False", false},
-                                                     {"No", false},
-                                                     {"Off", false},
-                                                     {"Null", std::monostate{}}}};
-  return LITERALS;
-}
+constexpr std::array<NamedLiteral, 7> NAMED_LITERALS{{{"True", true},
+                                                      {"Yes", true},
+                                                      {"On", true},
+                                                      {"False", false},
+                                                      {"No", false},
+                                                      {"Off", false},
+                                                      {"Null", std::nullopt}}};
 
 bool IsWord(const Token& token, std::string_view word) {
   return token.kind == TokenKind::Word && EqualsIgnoringAsciiCase(token.text, word);
@@ -315,8 +314,8 @@ class Parser {
       FailAt(token);
     }
     if (!IsSymbol(Peek(1), ".") && !IsSymbol(Peek(1), "!")) {
-      for (const NamedLiteral& named : NamedLiterals()) {
-        if (TakeWord(named.word)) return MakeLiteral(named.value);
+      for (const NamedLiteral& named : NAMED_LITERALS) {
+        if (TakeWord(named.word)) return MakeLiteral(named.value ? Value(*named.value) : Value());
       }
     }
     return ParseColumn();

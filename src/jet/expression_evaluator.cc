@@ -7,7 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "jet/database_error.h"
 #include "jet/sql_text.h"
 
 namespace nimport::jet {
@@ -21,17 +20,60 @@ constexpr std::size_t MAX_BOUND_DEPTH = 1'000;
 // What & and + may make of texts, each of which has at most the file's size.
 constexpr std::size_t MAX_JOINED_BYTES = std::size_t{64} << 20;
 
-[[noreturn]] void FailEvaluation(const std::string& reason) {
-  throw DatabaseError({}, reason);
+Text Join(std::string_view left, std::string_view right, QueryBudget& budget) {
+  const std::size_t size = left.size() + right.size();
+  if (size > MAX_JOINED_BYTES) {
+    budget.Fail("a text that the stored query puts together is too long");
+  }
+  budget.Work(size);
+  const MemoryHold hold(budget, size);
+  Text joined;
+  joined.bytes.reserve(size);
+  joined.bytes.append(left).append(right);
+  return joined;
 }
 
-Text Join(std::string left, std::string_view right) {
-  if (left.size() + right.size() > MAX_JOINED_BYTES) {
-    FailEvaluation("a text that a stored query puts together is too long");
-  }
-  left += right;
-  return Text{std::move(left)};
+bool IsOfManyBytes(ColumnType type) {
+  return type == ColumnType::Text || type == ColumnType::Memo || type == ColumnType::Binary ||
+         type == ColumnType::Ole;
 }
+
+std::size_t TextBytes(const Value& value) {
+  const auto text = ToText(value);
+  return text ? text->size() : 0;
+}
+
+// What an operation works on: a value that somebody else holds, or one of its own.
+class Operand {
+ public:
+  explicit Operand(const Value& borrowed) : borrowed_(&borrowed) {}
+  Operand(Value own, QueryBudget& budget) : own_(std::move(own)), hold_(budget, TextBytes(own_)) {}
+
+  const Value& operator*() const { return borrowed_ != nullptr ? *borrowed_ : own_; }
+
+ private:
+  const Value* borrowed_ = nullptr;
+  Value own_;
+  MemoryHold hold_;
+};
+
+// What & concatenates.
+class DisplayText {
+ public:
+  explicit DisplayText(const Value& value) {
+    const auto text = ToText(value);
+    if (!text) own_ = ToDisplayText(value);
+    view_ = text ? *text : own_;
+  }
+  DisplayText(const DisplayText&) = delete;
+  DisplayText& operator=(const DisplayText&) = delete;
+
+  [[nodiscard]] std::string_view View() const { return view_; }
+
+ private:
+  std::string own_;
+  std::string_view view_;
+};
 
 bool IsIntegral(ColumnType type) {
   return type == ColumnType::Boolean || type == ColumnType::Byte || type == ColumnType::Integer ||
@@ -167,46 +209,45 @@ Value Calculate(Operation operation, const Value& left, const Value& right) {
 
 class Evaluator {
  public:
-  Evaluator(const ColumnValues& values, const TextRules& texts) : values_(values), texts_(texts) {}
+  Evaluator(const ColumnValues& values, const TextRules& texts, QueryBudget& budget)
+      : values_(values), texts_(texts), budget_(budget) {}
 
   [[nodiscard]] Value ValueOf(const BoundExpression& expression) const {
+    budget_.Work(STEPS_PER_OPERATION);
     switch (expression.operation) {
       case Operation::Literal:
         return expression.literal;
       case Operation::Column:
         return values_.Get(expression.slot, expression.column);
       case Operation::IfPresent:
-        return HasRow(expression.slots) ? Operand(expression, 0) : Value();
+        return HasRow(expression.slots) ? ValueOf(*expression.operands.front()) : Value();
       case Operation::Negate:
-        return Calculate(Operation::Subtract, std::int32_t{0}, Operand(expression, 0));
+        return Calculate(Operation::Subtract, std::int32_t{0}, *Hold(expression, 0));
       case Operation::Concatenate:
-        return Concatenate(Operand(expression, 0), Operand(expression, 1));
+        return Concatenate(expression);
       case Operation::Add:
-        return AddOrJoin(Operand(expression, 0), Operand(expression, 1));
       case Operation::Subtract:
       case Operation::Multiply:
       case Operation::Divide:
       case Operation::DivideWhole:
       case Operation::Modulo:
       case Operation::Power:
-        return Calculate(expression.operation, Operand(expression, 0), Operand(expression, 1));
+        return CalculateOrJoin(expression);
       default:
         return ToValue(TruthOf(expression));
     }
   }
 
   [[nodiscard]] Truth TruthOf(const BoundExpression& expression) const {
+    budget_.Work(STEPS_PER_OPERATION);
     switch (expression.operation) {
       case Operation::Equal:
-        return AreEqual(Operand(expression, 0), Operand(expression, 1));
       case Operation::NotEqual:
-        return Not(AreEqual(Operand(expression, 0), Operand(expression, 1)));
       case Operation::Less:
       case Operation::LessOrEqual:
       case Operation::Greater:
       case Operation::GreaterOrEqual:
-        return TestOrdering(expression.operation,
-                            CompareValues(Operand(expression, 0), Operand(expression, 1), texts_));
+        return Compare(expression);
       case Operation::And:
         return Chain(expression, Truth::False);
       case Operation::Or:
@@ -214,7 +255,7 @@ class Evaluator {
       case Operation::Not:
         return Not(TruthOf(*expression.operands.front()));
       case Operation::IsNull:
-        return ToTruth(IsNull(Operand(expression, 0)));
+        return ToTruth(IsNull(*Hold(expression, 0)));
       case Operation::In:
         return IsIn(expression);
       case Operation::Between:
@@ -227,8 +268,26 @@ class Evaluator {
   }
 
  private:
-  [[nodiscard]] Value Operand(const BoundExpression& expression, std::size_t index) const {
-    return ValueOf(*expression.operands[index]);
+  [[nodiscard]] Operand Hold(const BoundExpression& expression, std::size_t index) const {
+    return Hold(*expression.operands[index]);
+  }
+
+  [[nodiscard]] Operand Hold(const BoundExpression& expression) const {
+    switch (expression.operation) {
+      case Operation::Literal:
+        return Operand(expression.literal);
+      case Operation::Column:
+        budget_.Work(STEPS_PER_OPERATION);
+        if (!IsOfManyBytes(expression.type)) break;
+        return Operand(values_.Borrow(expression.slot, expression.column));
+      case Operation::IfPresent:
+        budget_.Work(STEPS_PER_OPERATION);
+        if (!HasRow(expression.slots)) return Operand(Value(), budget_);
+        return Hold(expression, 0);
+      default:
+        break;
+    }
+    return {ValueOf(expression), budget_};
   }
 
   [[nodiscard]] bool HasRow(const SlotSet& slots) const {
@@ -238,13 +297,42 @@ class Evaluator {
     return false;
   }
 
+  [[nodiscard]] Truth Compare(const BoundExpression& expression) const {
+    const Operand left = Hold(expression, 0);
+    const Operand right = Hold(expression, 1);
+    switch (expression.operation) {
+      case Operation::Equal:
+        return AreEqual(*left, *right);
+      case Operation::NotEqual:
+        return Not(AreEqual(*left, *right));
+      default:
+        return TestOrdering(expression.operation, Order(*left, *right));
+    }
+  }
+
   // Texts that differ in length need no conversion to be told apart.
   [[nodiscard]] Truth AreEqual(const Value& left, const Value& right) const {
     const auto leftText = ToText(left);
     const auto rightText = ToText(right);
-    if (leftText && rightText) return ToTruth(texts_.AreEqual(*leftText, *rightText));
-    const auto ordering = CompareValues(left, right, texts_);
+    if (leftText && rightText) {
+      if (leftText->size() != rightText->size()) return Truth::False;
+      const MemoryHold folded = HoldToCompare(left, right);
+      return ToTruth(texts_.AreEqual(*leftText, *rightText));
+    }
+    const auto ordering = Order(left, right);
     return ordering == std::partial_ordering::unordered ? Truth::Unknown : ToTruth(ordering == 0);
+  }
+
+  [[nodiscard]] std::partial_ordering Order(const Value& left, const Value& right) const {
+    const MemoryHold folded = HoldToCompare(left, right);
+    return CompareValues(left, right, texts_);
+  }
+
+  // The work and the memory that converting the texts takes.
+  [[nodiscard]] MemoryHold HoldToCompare(const Value& left, const Value& right) const {
+    const std::size_t bytes = TextBytes(left) + TextBytes(right);
+    budget_.Work(STEPS_PER_TEXT_BYTE * bytes);
+    return MemoryHold(budget_, bytes * sizeof(char16_t));
   }
 
   // And and Or: `decisive` settles the whole, an unknown operand leaves it open.
@@ -259,10 +347,14 @@ class Evaluator {
   }
 
   [[nodiscard]] Truth IsIn(const BoundExpression& expression) const {
-    const Value value = Operand(expression, 0);
+    const Operand value = Hold(expression, 0);
+    if (expression.choices) {
+      const MemoryHold folded = HoldToCompare(*value, {});
+      return expression.choices->Contains(*value, texts_);
+    }
     Truth result = Truth::False;
     for (std::size_t i = 1; i < expression.operands.size(); ++i) {
-      const Truth truth = AreEqual(value, Operand(expression, i));
+      const Truth truth = AreEqual(*value, *Hold(expression, i));
       if (truth == Truth::True) return truth;
       result = std::max(result, truth);
     }
@@ -270,49 +362,70 @@ class Evaluator {
   }
 
   [[nodiscard]] Truth IsBetween(const BoundExpression& expression) const {
-    const Value value = Operand(expression, 0);
-    const Value low = Operand(expression, 1);
-    const Value high = Operand(expression, 2);
+    const Operand value = Hold(expression, 0);
+    const Operand low = Hold(expression, 1);
+    const Operand high = Hold(expression, 2);
     // Jet takes the limits in either order.
-    return Or(IsFromTo(value, low, high), IsFromTo(value, high, low));
+    return Or(IsFromTo(*value, *low, *high), IsFromTo(*value, *high, *low));
   }
 
   static Truth Or(Truth left, Truth right) { return std::max(left, right); }
 
   [[nodiscard]] Truth IsFromTo(const Value& value, const Value& low, const Value& high) const {
-    return std::min(TestOrdering(Operation::GreaterOrEqual, CompareValues(value, low, texts_)),
-                    TestOrdering(Operation::LessOrEqual, CompareValues(value, high, texts_)));
+    return std::min(TestOrdering(Operation::GreaterOrEqual, Order(value, low)),
+                    TestOrdering(Operation::LessOrEqual, Order(value, high)));
   }
 
   [[nodiscard]] Truth IsLike(const BoundExpression& expression) const {
-    const Value value = Operand(expression, 0);
-    if (IsNull(value)) return Truth::Unknown;
-    const std::u16string text = texts_.Fold(ToDisplayText(value));
-    if (expression.pattern) return ToTruth(expression.pattern->Matches(text));
-    const Value pattern = Operand(expression, 1);
-    if (IsNull(pattern)) return Truth::Unknown;
+    const Operand value = Hold(expression, 0);
+    if (IsNull(*value)) return Truth::Unknown;
+    const MemoryHold folded = HoldToCompare(*value, {});
+    const std::u16string text = texts_.Fold(DisplayText(*value).View());
+    if (expression.pattern) return ToTruth(expression.pattern->Matches(text, budget_));
+    const Operand pattern = Hold(expression, 1);
+    if (IsNull(*pattern)) return Truth::Unknown;
+    // A parsed pattern takes more than its text: each set a vector.
+    const MemoryHold parsed(budget_, TextBytes(*pattern) * BYTES_PER_PATTERN_BYTE);
+    budget_.Work(TextBytes(*pattern) * STEPS_PER_SQL_BYTE);
     try {
-      return ToTruth(LikePattern(texts_.Fold(ToDisplayText(pattern))).Matches(text));
+      return ToTruth(LikePattern(texts_.Fold(DisplayText(*pattern).View())).Matches(text, budget_));
     } catch (const SqlError& error) {
-      FailEvaluation(error.what());
+      budget_.Fail(error.what());
     }
   }
 
-  [[nodiscard]] static Value Concatenate(const Value& left, const Value& right) {
-    if (IsNull(left) && IsNull(right)) return {};
-    return Join(ToDisplayText(left), ToDisplayText(right));
+  [[nodiscard]] Value Concatenate(const BoundExpression& expression) const {
+    const Operand left = Hold(expression, 0);
+    const Operand right = Hold(expression, 1);
+    if (IsNull(*left) && IsNull(*right)) return {};
+    return Join(DisplayText(*left).View(), DisplayText(*right).View(), budget_);
   }
 
-  [[nodiscard]] static Value AddOrJoin(const Value& left, const Value& right) {
-    const auto leftText = ToText(left);
-    const auto rightText = ToText(right);
-    if (leftText && rightText) return Join(std::string(*leftText), *rightText);
-    return Calculate(Operation::Add, left, right);
+  // + joins two texts.
+  [[nodiscard]] Value CalculateOrJoin(const BoundExpression& expression) const {
+    const Operand left = Hold(expression, 0);
+    const Operand right = Hold(expression, 1);
+    const auto leftText = ToText(*left);
+    const auto rightText = ToText(*right);
+    if (expression.operation == Operation::Add && leftText && rightText) {
+      return Join(*leftText, *rightText, budget_);
+    }
+    budget_.Work(TextBytes(*left) + TextBytes(*right));
+    return Calculate(expression.operation, *left, *right);
   }
+
+  static constexpr std::size_t BYTES_PER_PATTERN_BYTE = 64;
 
   const ColumnValues& values_;
   const TextRules& texts_;
+  QueryBudget& budget_;
 };
+
+bool IsChoiceOfLiterals(const std::vector<BoundPtr>& operands) {
+  return std::all_of(operands.begin() + 1, operands.end(), [](const BoundPtr& operand) {
+    return operand->operation == Operation::Literal;
+  });
+}
 
 }  // namespace
 
@@ -351,6 +464,12 @@ BoundPtr BindOperation(Operation operation, std::vector<BoundPtr> operands,
       !IsNull(operands[1]->literal)) {
     bound->pattern.emplace(texts.Fold(ToDisplayText(operands[1]->literal)));
   }
+  if (operation == Operation::In && IsChoiceOfLiterals(operands)) {
+    bound->choices.emplace();
+    for (std::size_t i = 1; i < operands.size(); ++i)
+      bound->choices->Add(operands[i]->literal, texts);
+    bound->choices->Sort();
+  }
   bound->operands = std::move(operands);
   return bound;
 }
@@ -367,13 +486,13 @@ BoundPtr BindIfPresent(BoundPtr value, SlotSet sources) {
 }
 
 Value Evaluate(const BoundExpression& expression, const ColumnValues& values,
-               const TextRules& texts) {
-  return Evaluator(values, texts).ValueOf(expression);
+               const TextRules& texts, QueryBudget& budget) {
+  return Evaluator(values, texts, budget).ValueOf(expression);
 }
 
 Truth EvaluateCondition(const BoundExpression& expression, const ColumnValues& values,
-                        const TextRules& texts) {
-  return Evaluator(values, texts).TruthOf(expression);
+                        const TextRules& texts, QueryBudget& budget) {
+  return Evaluator(values, texts, budget).TruthOf(expression);
 }
 
 }  // namespace nimport::jet

@@ -11,9 +11,11 @@
 
 #include "jet/database.h"
 #include "jet/expression.h"
+#include "jet/expression_in.h"
 #include "jet/expression_like.h"
 #include "jet/expression_text.h"
 #include "jet/expression_value.h"
+#include "jet/query_budget.h"
 #include "jet/value.h"
 
 namespace nimport::jet {
@@ -39,6 +41,7 @@ struct BoundExpression {
   std::size_t depth = 1;
   std::size_t weight = 1;              // operations that one evaluation takes
   std::optional<LikePattern> pattern;  // of Like with a literal pattern
+  std::optional<LiteralSet> choices;   // of In with nothing but literals to choose from
   std::vector<BoundPtr> operands;
 };
 
@@ -48,6 +51,9 @@ class ColumnValues {
   virtual ~ColumnValues() = default;
   // Null where there is no row.
   [[nodiscard]] virtual Value Get(Slot slot, std::size_t column) const = 0;
+  // The same, kept until the row of the slot is another one: an expression that names a column many
+  // times reads and holds its text once.
+  [[nodiscard]] virtual const Value& Borrow(Slot slot, std::size_t column) const = 0;
   [[nodiscard]] virtual bool IsPresent(Slot slot) const = 0;
 };
 
@@ -64,11 +70,11 @@ class ColumnValues {
 [[nodiscard]] BoundPtr BindIfPresent(BoundPtr value, SlotSet sources);
 
 // Throw DatabaseError when a row cannot be read, a pattern taken from a row is malformed, or a text
-// becomes too long.
+// becomes too long, or `budget` does not last.
 [[nodiscard]] Value Evaluate(const BoundExpression& expression, const ColumnValues& values,
-                             const TextRules& texts);
+                             const TextRules& texts, QueryBudget& budget);
 [[nodiscard]] Truth EvaluateCondition(const BoundExpression& expression, const ColumnValues& values,
-                                      const TextRules& texts);
+                                      const TextRules& texts, QueryBudget& budget);
 
 }  // namespace nimport::jet
 

@@ -147,14 +147,20 @@ std::partial_ordering CompareValues(const Value& left, const Value& right, const
   return std::partial_ordering::unordered;
 }
 
-void AppendSortKey(const Value& value, const TextRules& texts, std::string& key) {
+void AppendSortKey(const Value& value, const TextRules& texts, std::string& key,
+                   QueryBudget& budget) {
   if (const auto text = ToText(value)) {
+    // The key so far, the converted text, and both as one key.
+    const MemoryHold hold(budget, 2 * key.size() + 3 * sizeof(char16_t) * text->size());
+    budget.Work(STEPS_PER_TEXT_BYTE * text->size());
     key += TEXT_KEY;
     AppendText(texts.Fold(*text), key);
   } else if (const auto number = ToNumber(value)) {
     key += NUMBER_KEY;
     AppendNumber(*number, key);
   } else if (const auto bytes = ToBytes(value)) {
+    const MemoryHold hold(budget, 2 * key.size() + 4 * bytes->size());
+    budget.Work(STEPS_PER_TEXT_BYTE * bytes->size());
     key += BINARY_KEY;
     AppendBinary(*bytes, key);
   } else {

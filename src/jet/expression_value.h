@@ -8,6 +8,7 @@
 #include <string>
 
 #include "jet/expression_text.h"
+#include "jet/query_budget.h"
 #include "jet/value.h"
 
 namespace nimport::jet {
@@ -25,8 +26,10 @@ enum class Truth : std::uint8_t { False, Unknown, True };
                                                   const TextRules& texts);
 
 // Appends bytes that compare (memcmp) as the values sort: nulls first, then numbers and dates, then
-// texts, then binary values. Values of one kind that compare as equal give the same bytes.
-void AppendSortKey(const Value& value, const TextRules& texts, std::string& key);
+// texts, then binary values. Values of one kind that compare as equal give the same bytes. Throws
+// DatabaseError when `budget` has not the time or the memory for the key.
+void AppendSortKey(const Value& value, const TextRules& texts, std::string& key,
+                   QueryBudget& budget);
 
 // What & concatenates; empty for null.
 [[nodiscard]] std::string ToDisplayText(const Value& value);

@@ -10,8 +10,8 @@
 
 namespace nimport::jet {
 
-// Reads the page of that number and size, plain, into `target`; false when the file has no such
-// page.
+// Reads the page of that number and size into `target` as it stands in the file, encoded or not;
+// false when the file has no such page.
 using ReadRawPage = std::function<bool(std::uint32_t number, std::span<std::byte> target)>;
 
 // What the header of a file should say, judged by the file's first pages: the global map on page 1

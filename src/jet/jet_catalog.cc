@@ -6,10 +6,12 @@
 #include <utility>
 
 #include "jet/ascii_case.h"
+#include "jet/definition_check.h"
 #include "jet/jet_layout.h"
 #include "jet/name_text.h"
 #include "jet/query_substitute.h"
 #include "jet/system_tables.h"
+#include "jet/usage_map.h"
 
 namespace nimport::jet {
 namespace {
@@ -49,12 +51,22 @@ std::string GetBytes(const Row& row, std::size_t column) {
   return {reinterpret_cast<const char*>(binary->bytes.data()), binary->bytes.size()};
 }
 
-bool HasColumns(const StoredDefinition& definition, const std::vector<std::string>& names) {
-  return std::ranges::all_of(names, [&](const std::string& name) {
+bool HasColumns(const StoredDefinition& definition, const std::vector<KnownColumn>& known) {
+  return std::ranges::all_of(known, [&](const KnownColumn& wanted) {
     return std::ranges::any_of(definition.columns, [&](const Column& column) {
-      return EqualsIgnoringAsciiCase(column.name, name);
+      return EqualsIgnoringAsciiCase(column.name, wanted.name);
     });
   });
+}
+
+bool IsSoundDefinition(const JetLayout& layout, std::span<const std::byte> stored,
+                       std::uint32_t page, const DefinitionCheck& check) {
+  try {
+    const StoredDefinition definition = ParseDefinition(layout, stored, page);
+    return !definition.columns.empty() && check.FindContradiction(definition).empty();
+  } catch (const DatabaseError&) {
+    return false;
+  }
 }
 
 bool IsLikely(const StoredDefinition& definition, const KnownTable& known) {
@@ -81,6 +93,12 @@ JetCatalog::JetCatalog(std::unique_ptr<RandomAccessFile> file, const TextConvert
       file_(std::move(file), options.cacheBytes, damage_),
       survey_(file_) {
   Refresh();
+}
+
+QueryLimits JetCatalog::Limits() const {
+  QueryLimits limits = QueryLimits::ForFile(file_.SizeBytes());
+  limits.interruption = options_.interruption;
+  return limits;
 }
 
 std::uint64_t JetCatalog::Generation() {
@@ -123,10 +141,42 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenTable(const std::string& name
 }
 
 StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32_t page) {
+  const ErrorPlace place{.file = file_.Name(), .page = page, .table = name};
   try {
-    return ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8));
+    std::string wrongType;
+    const std::vector<std::byte> stored =
+        ReadDefinitionBytes(file_, page, damage_.IsListening() ? &wrongType : nullptr);
+    const RowSample rows(file_, PagesOfRows(stored, page), page);
+    const DefinitionCheck check(file_.Layout(), rows, FindExpectation(name));
+    if (!wrongType.empty()) {
+      // Only the type is wrong where everything else is right.
+      if (!IsSoundDefinition(file_.Layout(), stored, page, check)) {
+        throw DatabaseError(place, wrongType);
+      }
+      damage_.Report(DatabaseError(place, wrongType));
+    }
+    StoredDefinition definition = CheckedDefinition(
+        file_.Layout(), stored, page, check, damage_.IsListening(),
+        [&](const std::string& damage) { damage_.Report(DatabaseError(place, damage)); });
+    DecodeNames(definition, DecoderTo(CODE_PAGE_UTF8));
+    return definition;
   } catch (const DatabaseError& error) {
-    RethrowAt(error, {.table = name});
+    RethrowAt(error, place);
+  }
+}
+
+std::vector<std::uint32_t> JetCatalog::PagesOfRows(std::span<const std::byte> definition,
+                                                   std::uint32_t page) {
+  if (damage_.IsListening() && survey_.KnowsFreePages()) {
+    const auto pages = survey_.PagesOf(page);
+    return {pages.begin(), pages.end()};
+  }
+  try {
+    const ByteReader reader(definition);
+    const std::uint32_t map = reader.U32(file_.Layout().definition.ownedPagesMap);
+    return ReadUsageMap(file_, RowPointer::Unpack(map)).pages;
+  } catch (const DatabaseError&) {
+    return {};  // said when the rows are asked for
   }
 }
 
@@ -135,15 +185,16 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
   const std::string name(tableName);
   StoredDefinition definition = MakeSystemDefinition(columns, page);
   try {
-    StoredDefinition stored = ReadDefinition(name, page);
+    // Nothing else is needed to tell whether it is right, or to do without it.
+    StoredDefinition stored = ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8));
     if (!damage_.IsListening() || HasSystemColumns(stored, columns)) {
       definition = std::move(stored);
     } else {
-      throw DatabaseError({.file = file_.Name(), .page = page, .table = name},
-                          "the columns are not those of this system table");
+      throw DatabaseError({.page = page}, "the columns are not those of this system table");
     }
   } catch (const DatabaseError& error) {
-    damage_.Report(error);
+    damage_.Report(DatabaseError({.file = file_.Name(), .page = error.place().page, .table = name},
+                                 error.reason()));
   }
   return OpenTable(name, std::move(definition), CODE_PAGE_UTF8);
 }
@@ -195,7 +246,10 @@ void JetCatalog::ReadObject(const TableScan& row, const ObjectColumns& columns,
 }
 
 const KnownTable* JetCatalog::FindKnownTable(std::string_view name) const {
-  if (!damage_.IsListening()) return nullptr;
+  return damage_.IsListening() ? FindExpectation(name) : nullptr;
+}
+
+const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
   const auto found = std::ranges::find_if(options_.known.tables, [&](const KnownTable& known) {
     return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
   });
@@ -343,7 +397,10 @@ StoredQuery JetCatalog::ReadQuery(const Object& object) {
   const std::size_t flag = RequireColumn(table, "Flag");
 
   StoredQuery query{.name = object.name, .flags = object.flags, .rows = {}};
-  for (const IndexEntry& entry : FindInIndex(table.IntegerIndex(objectId), object.id)) {
+  const auto entries = FindInIndex(table.WholeIntegerIndex(objectId), object.id);
+  std::size_t textBytes = 0;
+  // One more than there may be, for whoever refuses them.
+  for (const IndexEntry& entry : entries.first(std::min(entries.size(), MAX_QUERY_ROWS + 1))) {
     const auto row = table.ReadRow(entry.id);
     if (!row) continue;
     QueryRow& part = query.rows.emplace_back();
@@ -353,6 +410,12 @@ StoredQuery JetCatalog::ReadQuery(const Object& object) {
     part.name2 = GetQueryText(*row, name2);
     part.expression = GetQueryText(*row, expression);
     if (const auto stored = row->GetInteger(flag)) part.flag = static_cast<std::int16_t>(*stored);
+    textBytes += part.order.size() + part.name1.size() + part.name2.size() + part.expression.size();
+    if (textBytes > MAX_QUERY_TEXT_BYTES) {
+      throw DatabaseError({.table = object.name}, "the stored query has more than " +
+                                                      std::to_string(MAX_QUERY_TEXT_BYTES >> 20) +
+                                                      " MiB of text");
+    }
   }
   std::stable_sort(query.rows.begin(), query.rows.end(), [](const QueryRow& a, const QueryRow& b) {
     return std::tie(a.attribute, a.order) < std::tie(b.attribute, b.order);

@@ -31,6 +31,7 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] std::shared_ptr<const Table> FindTable(std::string_view name) override;
   [[nodiscard]] std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) override;
   [[nodiscard]] std::uint64_t Generation() override;
+  [[nodiscard]] QueryLimits Limits() const override;
   [[nodiscard]] const std::string& FileName() const override { return file_.Name(); }
   [[nodiscard]] unsigned TextCodePage() const override { return options_.textCodePage; }
   [[nodiscard]] const TextConverter& Converter() const override { return converter_; }
@@ -77,7 +78,13 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] std::shared_ptr<const StoredTable> OpenTable(const std::string& name,
                                                              StoredDefinition definition,
                                                              unsigned codePage);
+  // The definition that begins on `page`, as far as everything that bears witness to it agrees.
+  // Damage is told or thrown; where there is one way only to undo it, the definition is that.
+  // Throws DatabaseError when it cannot be read.
   [[nodiscard]] StoredDefinition ReadDefinition(const std::string& name, std::uint32_t page);
+  // Pages of the rows of the table with that definition, as far as can be told; for a glance.
+  [[nodiscard]] std::vector<std::uint32_t> PagesOfRows(std::span<const std::byte> definition,
+                                                       std::uint32_t page);
   // A table of the engine's own; while somebody listens to damage, also when its definition cannot
   // be relied on.
   [[nodiscard]] std::shared_ptr<const StoredTable> OpenSystemTable(
@@ -92,6 +99,8 @@ class JetCatalog final : public Catalog {
   // Where the only definition that fits what is known of the table begins, apart from those of
   // other known tables; while somebody listens to damage.
   [[nodiscard]] std::optional<std::uint32_t> GuessDefinition(std::string_view name);
+  // The second one only while somebody listens to damage.
+  [[nodiscard]] const KnownTable* FindExpectation(std::string_view name) const;
   [[nodiscard]] const KnownTable* FindKnownTable(std::string_view name) const;
   [[nodiscard]] const KnownQuery* FindKnownQuery(std::string_view name) const;
   [[nodiscard]] std::shared_ptr<const StoredQuery> MakeSubstituteFor(const KnownQuery& known);

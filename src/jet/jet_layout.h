@@ -126,9 +126,16 @@ inline constexpr std::uint32_t INDEX_CONSTANT_JET4 = 1923;       // in real-inde
 // pointers (owned pages, free space), then this id as the end.
 inline constexpr std::size_t LONG_VALUE_MAPS_BYTES = 10;
 inline constexpr std::uint16_t LONG_VALUE_MAPS_END = 0xFFFF;
+// A real index: up to ten key columns, u16 column id and u8 direction each.
+inline constexpr std::size_t MAX_KEY_COLUMNS = 10;
+inline constexpr std::size_t INDEX_KEY_BYTES = 3;
+inline constexpr std::uint16_t NO_KEY_COLUMN = 0xFFFF;
 
 inline constexpr std::size_t MAX_COLUMNS = 255;
 inline constexpr std::size_t MAX_NAME_CHARACTERS = 64;
+
+// A type of column beside those of ColumnType: bytes, in a table of Access's own.
+inline constexpr std::uint8_t COLUMN_TYPE_OWN_BINARY = 0x11;
 
 // Flags of a column record.
 inline constexpr std::uint8_t COLUMN_FIXED = 0x01;  // the value lies in the row's fixed area
@@ -159,6 +166,9 @@ struct DefinitionLayout {
   std::size_t nameLengthBytes;
   std::size_t realIndexBytes;
   std::size_t logicalIndexBytes;
+  // In a real index.
+  std::size_t indexKeys;
+  std::size_t indexPagesMap;  // row pointer
 };
 
 // The offsets of the fields of a column record. All u16 unless said otherwise.
@@ -280,7 +290,9 @@ inline constexpr JetLayout JET3{
                    .columnRecordBytes = 18,
                    .nameLengthBytes = 1,
                    .realIndexBytes = 39,
-                   .logicalIndexBytes = 20},
+                   .logicalIndexBytes = 20,
+                   .indexKeys = 0,
+                   .indexPagesMap = 30},
     .column = {.type = 0,
                .id = 1,
                .variableSlot = 3,
@@ -325,7 +337,9 @@ inline constexpr JetLayout JET4{
                    .columnRecordBytes = 25,
                    .nameLengthBytes = 2,
                    .realIndexBytes = 52,
-                   .logicalIndexBytes = 28},
+                   .logicalIndexBytes = 28,
+                   .indexKeys = 4,
+                   .indexPagesMap = 34},
     .column = {.type = 0,
                .id = 5,
                .variableSlot = 7,

@@ -95,6 +95,7 @@ void PageFile::SalvageHeader(const std::optional<FileHeader>& header,
 }
 
 Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesToFollow) {
+  ++pagesRead_;
   if (pageNumber == 0 || pageNumber >= pageCount_) {
     throw DatabaseError(
         {.file = Name(), .page = pageNumber},

@@ -45,6 +45,9 @@ class PageFile {
   [[nodiscard]] std::uint32_t PageCount() const { return pageCount_; }
   [[nodiscard]] std::uint64_t SizeBytes() const { return sizeBytes_; }
 
+  // How often Read() was called.
+  [[nodiscard]] std::uint64_t PagesRead() const { return pagesRead_; }
+
   // Whether the file may have changed since it was last (re)opened. Stays true until Reopen.
   [[nodiscard]] bool HasChanged() const;
   // Forgets all pages and reads the header again.
@@ -83,6 +86,7 @@ class PageFile {
   std::uint64_t changeStamp_ = 0;
   std::uint64_t sizeBytes_ = 0;
   std::uint32_t pageCount_ = 0;
+  std::uint64_t pagesRead_ = 0;
   std::uint32_t pagesPerBlock_ = 1;
   PageCache runs_;   // blocks of several pages
   PageCache pages_;  // blocks of one page

@@ -12,27 +12,32 @@
 namespace nimport::jet {
 namespace {
 
-// Equal keys have equal hashes. Empty when one is null, since null equals nothing.
-std::optional<std::int32_t> HashKeys(const std::vector<BoundPtr>& keys, const RowSet& rows,
-                                     const TextRules& texts) {
+// Equal keys have equal hashes. Empty when one is null, or no number where numbers are compared:
+// that equals nothing.
+std::optional<std::int32_t> HashKeys(const std::vector<JoinKey>& keys, const RowSet& rows,
+                                     const QueryContext& context) {
   std::string bytes;
-  for (const BoundPtr& key : keys) {
-    const Value value = Evaluate(*key, rows, texts);
+  for (const JoinKey& key : keys) {
+    Value value = Evaluate(*key.expression, rows, context.texts, *context.budget);
+    if (key.form == JoinKey::Form::Number) {
+      const auto number = ToNumber(value);
+      value = number ? Value(*number) : Value();
+    }
     if (IsNull(value)) return std::nullopt;
-    AppendSortKey(value, texts, bytes);
+    AppendSortKey(value, context.texts, bytes, *context.budget);
   }
   return static_cast<std::int32_t>(std::hash<std::string_view>{}(bytes));
 }
 
 void ListRightRows(JoinStep& step, const QueryContext& context) {
-  RowList list(step.rightSlotList);
-  RowNumberIndex index;
+  RowList list(step.rightSlotList, *context.budget);
+  RowNumberIndex index(*context.budget);
   JoinCursor cursor(*step.right, context);
   while (cursor.Next()) {
     const auto row = static_cast<std::uint32_t>(list.Size());
-    list.Add(cursor.Rows(), context);
+    list.Add(cursor.Rows());
     if (step.rightKeys.empty()) continue;
-    if (const auto hash = HashKeys(step.rightKeys, cursor.Rows(), context.texts)) {
+    if (const auto hash = HashKeys(step.rightKeys, cursor.Rows(), context)) {
       index.Add(*hash, row);
     }
   }
@@ -44,9 +49,10 @@ void ListRightRows(JoinStep& step, const QueryContext& context) {
 
 }  // namespace
 
-bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows, const TextRules& texts) {
+bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows,
+             const QueryContext& context) {
   return std::all_of(conditions.begin(), conditions.end(), [&](const BoundPtr& condition) {
-    return EvaluateCondition(*condition, rows, texts) == Truth::True;
+    return EvaluateCondition(*condition, rows, context.texts, *context.budget) == Truth::True;
   });
 }
 
@@ -54,6 +60,7 @@ DrivingCursor::DrivingCursor(DrivingRows& driving, const QueryContext& context, 
     : driving_(driving), context_(context), rows_(rows) {}
 
 bool DrivingCursor::Next() {
+  context_.budget->Work(STEPS_PER_ROW);
   if (IsQuery()) return NextOfQuery();
   return isNarrowed_ ? NextOfEntries() : NextOfScan();
 }
@@ -131,13 +138,8 @@ void DrivingCursor::Widen() {
   scan_.reset();
 }
 
-void WorkLimit::Count() {
-  if (++count_ <= context_.maxCombinations) return;
-  FailQuery(context_, "the query joins so many rows without a result that it would not end");
-}
-
-MatchCursor::MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows, WorkLimit& work)
-    : step_(step), context_(context), rows_(rows), work_(work) {}
+MatchCursor::MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows)
+    : step_(step), context_(context), rows_(rows) {}
 
 void MatchCursor::Open() {
   next_ = 0;
@@ -150,18 +152,26 @@ void MatchCursor::Open() {
 }
 
 void MatchCursor::OpenProbe() {
+  const Table& table = *context_.tables[step_.right->driving.slot];
   if (probeIndex_.empty()) {
-    probeIndex_ = context_.tables[step_.right->driving.slot]->IntegerIndex(*step_.probeColumn);
+    probeIndex_ = table.IntegerIndex(*step_.probeColumn);
   }
-  const auto value = EvaluateInteger(*step_.probeKey, rows_, context_.texts);
-  probed_ = value ? FindInIndex(probeIndex_, *value) : std::span<const IndexEntry>();
+  probed_ = {};
+  const auto value = EvaluateInteger(*step_.probeKey, rows_, context_);
+  if (!value) return;
+  probed_ = FindInIndex(probeIndex_, *value);
+  if (!probed_.empty() || isProbeIndexWhole_) return;
+  // It is not among the rows before the damage, if there is any.
+  probeIndex_ = table.WholeIntegerIndex(*step_.probeColumn);
+  isProbeIndexWhole_ = true;
+  probed_ = FindInIndex(probeIndex_, *value);
 }
 
 void MatchCursor::OpenList() {
   if (!step_.rightRows) ListRightRows(step_, context_);
   hashed_ = {};
   if (step_.leftKeys.empty()) return;
-  const auto hash = HashKeys(step_.leftKeys, rows_, context_.texts);
+  const auto hash = HashKeys(step_.leftKeys, rows_, context_);
   if (hash) hashed_ = step_.rightIndex.Find(*hash);
 }
 
@@ -180,41 +190,36 @@ void MatchCursor::PutCandidate(std::size_t index) {
 
 bool MatchCursor::IsMatch() const {
   // Listed rows have passed the filters of their own chain already.
-  if (step_.probeColumn && !HoldAll(step_.right->driving.filters, rows_, context_.texts)) {
+  if (step_.probeColumn && !HoldAll(step_.right->driving.filters, rows_, context_)) {
     return false;
   }
-  return HoldAll(step_.conditions, rows_, context_.texts);
+  return HoldAll(step_.conditions, rows_, context_);
 }
 
 bool MatchCursor::Next() {
   const std::size_t count = CandidateCount();
   while (next_ < count) {
-    work_.Count();
+    context_.budget->Work(STEPS_PER_COMBINATION);
     PutCandidate(next_++);
     if (!IsMatch()) continue;
     hasMatched_ = true;
-    if (HoldAll(step_.filters, rows_, context_.texts)) return true;
+    if (HoldAll(step_.filters, rows_, context_)) return true;
   }
   if (!step_.keepsLeft || hasMatched_) return false;
   hasMatched_ = true;
   for (const Slot slot : step_.rightSlotList)
     rows_.SetId(slot, NO_ROW);
-  return HoldAll(step_.filters, rows_, context_.texts);
+  return HoldAll(step_.filters, rows_, context_);
 }
 
 JoinCursor::JoinCursor(JoinChain& chain, const QueryContext& context)
-    : chain_(chain),
-      context_(context),
-      rows_(context),
-      work_(context),
-      driving_(chain.driving, context, rows_) {
+    : chain_(chain), context_(context), rows_(context), driving_(chain.driving, context, rows_) {
   matches_.reserve(chain.steps.size());
   for (JoinStep& step : chain.steps)
-    matches_.emplace_back(step, context, rows_, work_);
+    matches_.emplace_back(step, context, rows_);
 }
 
 bool JoinCursor::Next() {
-  work_.Restart();
   return Advance(isOnRow_ ? matches_.size() : 0);
 }
 
@@ -225,7 +230,7 @@ void JoinCursor::Restart() {
 
 bool JoinCursor::NextDrivingRow() {
   while (driving_.Next()) {
-    if (HoldAll(chain_.driving.filters, rows_, context_.texts)) return true;
+    if (HoldAll(chain_.driving.filters, rows_, context_)) return true;
   }
   return false;
 }
@@ -251,7 +256,6 @@ bool JoinCursor::Advance(std::size_t level) {
 }
 
 void JoinCursor::MoveTo(ChainPosition position) {
-  work_.Restart();
   driving_.MoveTo(position.driving);
   rowsOfDriving_ = 0;
   if (matches_.empty()) {

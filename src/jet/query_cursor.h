@@ -51,23 +51,10 @@ class DrivingCursor {
   std::uint32_t position_ = 0;
 };
 
-// Counts the combinations of rows that were looked at since the last result row.
-class WorkLimit {
- public:
-  explicit WorkLimit(const QueryContext& context) : context_(context) {}
-  void Restart() { count_ = 0; }
-  // Throws DatabaseError when a join would go on practically forever.
-  void Count();
-
- private:
-  const QueryContext& context_;
-  std::uint64_t count_ = 0;
-};
-
 // Goes over the rows that match in one join.
 class MatchCursor {
  public:
-  MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows, WorkLimit& work);
+  MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows);
 
   // Stands before the matches of what the row set holds of the left rows.
   void Open();
@@ -84,8 +71,8 @@ class MatchCursor {
   JoinStep& step_;
   const QueryContext& context_;
   RowSet& rows_;
-  WorkLimit& work_;
   std::span<const IndexEntry> probeIndex_;
+  bool isProbeIndexWhole_ = false;
   // The candidates: by the table's index, by hash, or all rows.
   std::span<const IndexEntry> probed_;
   std::span<const RowNumberIndex::Entry> hashed_;
@@ -128,7 +115,6 @@ class JoinCursor {
   JoinChain& chain_;
   const QueryContext& context_;
   RowSet rows_;
-  WorkLimit work_;
   DrivingCursor driving_;
   std::vector<MatchCursor> matches_;  // by step
   bool isOnRow_ = false;
@@ -138,7 +124,7 @@ class JoinCursor {
 
 // Whether all of `conditions` are true.
 [[nodiscard]] bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows,
-                           const TextRules& texts);
+                           const QueryContext& context);
 
 }  // namespace nimport::jet
 

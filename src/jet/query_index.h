@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
+
+#include "jet/query_budget.h"
 
 namespace nimport::jet {
 
@@ -17,8 +18,14 @@ class RowNumberIndex {
     std::uint32_t row;
   };
 
-  void Reserve(std::size_t rows) { entries_.reserve(rows); }
-  void Add(std::int32_t value, std::uint32_t row) { entries_.push_back({value, row}); }
+  RowNumberIndex() = default;
+  // Borrows `budget`, whose memory the entries take.
+  explicit RowNumberIndex(QueryBudget& budget) : entries_(budget) {}
+
+  void Reserve(std::size_t rows) { entries_.Reserve(rows); }
+  void Add(std::int32_t value, std::uint32_t row) {
+    entries_.PushBack({.value = value, .row = row});
+  }
 
   // To be called once, after all rows were added.
   void Sort();
@@ -27,7 +34,7 @@ class RowNumberIndex {
   [[nodiscard]] std::span<const Entry> Find(std::int32_t value) const;
 
  private:
-  std::vector<Entry> entries_;
+  HeldVector<Entry> entries_;
 };
 
 }  // namespace nimport::jet

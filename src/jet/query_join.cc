@@ -25,13 +25,19 @@ bool IsText(ColumnType type) {
   return type == ColumnType::Text || type == ColumnType::Memo;
 }
 
-// Whether values of both types that compare as equal have the same sort key.
-bool HaveCommonKeys(ColumnType left, ColumnType right) {
-  const auto isNumberOrDate = [](ColumnType type) {
-    return IsNumeric(type) || type == ColumnType::DateTime;
-  };
-  if (isNumberOrDate(left)) return isNumberOrDate(right);
-  return IsText(left) == IsText(right) && !isNumberOrDate(right);
+bool IsNumberOrDate(ColumnType type) {
+  return IsNumeric(type) || type == ColumnType::DateTime;
+}
+
+// By what values of both types agree that compare as equal: a number and a text do as numbers.
+// Empty where there is no such thing.
+std::optional<JoinKey::Form> FindCommonForm(ColumnType left, ColumnType right) {
+  const bool isNumber = IsNumberOrDate(left) || IsNumberOrDate(right);
+  if (isNumber && (IsText(left) || IsText(right))) return JoinKey::Form::Number;
+  if (IsNumberOrDate(left) == IsNumberOrDate(right) && IsText(left) == IsText(right)) {
+    return JoinKey::Form::SortKey;
+  }
+  return std::nullopt;
 }
 
 bool IsNumericColumn(const BoundExpression& expression) {
@@ -80,6 +86,11 @@ bool CanProbe(const JoinStep& step, const SidesOfEquality& sides) {
 void AddCondition(JoinChain& chain, std::size_t index, const SlotSet& leftSlots,
                   const BoundPtr& condition) {
   JoinStep& step = chain.steps[index];
+  // What reads nothing of the left rows is settled before the right ones are combined with them.
+  if (condition->slots.any() && IsSubset(condition->slots, step.rightSlots)) {
+    AddFilter(*step.right, condition);
+    return;
+  }
   const auto sides = SplitEquality(*condition, leftSlots, step.rightSlots);
   if (!sides) {
     step.conditions.push_back(condition);
@@ -93,9 +104,9 @@ void AddCondition(JoinChain& chain, std::size_t index, const SlotSet& leftSlots,
     return;
   }
   step.conditions.push_back(condition);
-  if (HaveCommonKeys(sides->left->type, sides->right->type)) {
-    step.leftKeys.push_back(sides->left);
-    step.rightKeys.push_back(sides->right);
+  if (const auto form = FindCommonForm(sides->left->type, sides->right->type)) {
+    step.leftKeys.push_back({sides->left, *form});
+    step.rightKeys.push_back({sides->right, *form});
   }
 }
 

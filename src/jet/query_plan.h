@@ -39,6 +39,13 @@ struct DrivingRows {
   std::vector<BoundPtr> filters;
 };
 
+// One side of an equality that a join looks for.
+struct JoinKey {
+  enum class Form : std::uint8_t { SortKey, Number };
+  BoundPtr expression;
+  Form form = Form::SortKey;
+};
+
 // One join: for each row that the chain has so far, the rows of `right` that match it.
 struct JoinStep {
   bool keepsLeft = false;  // an outer join: a row without a match stays, with nulls
@@ -55,8 +62,8 @@ struct JoinStep {
 
   // Otherwise the rows of `right` are listed at the first use and found by a hash of these, which
   // are pairwise equal where rows match.
-  std::vector<BoundPtr> leftKeys;
-  std::vector<BoundPtr> rightKeys;
+  std::vector<JoinKey> leftKeys;
+  std::vector<JoinKey> rightKeys;
   std::optional<RowList> rightRows;
   RowNumberIndex rightIndex;
 };
@@ -104,7 +111,8 @@ struct QueryPlan {
 // Otherwise: every row of the join in which `column` is a number has a driving row in which the
 // returned column of the driving table is the same number.
 [[nodiscard]] std::optional<std::size_t> FindDrivingColumn(const JoinChain& chain,
-                                                           const BoundExpression& column);
+                                                           const BoundExpression& column,
+                                                           QueryBudget& budget);
 
 }  // namespace nimport::jet
 

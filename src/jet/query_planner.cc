@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -67,28 +68,32 @@ std::string MakeExpressionName(std::size_t position) {
   return "Expr" + std::to_string(FIRST + position);
 }
 
+// Names that columns from different sources have.
+NameSet FindSharedNames(const std::vector<PendingColumn>& pending) {
+  NameMap<const ScopeSource*> sources;
+  NameSet shared;
+  for (const PendingColumn& column : pending) {
+    const auto [known, isNew] = sources.emplace(column.Name(), column.origin.source);
+    if (!isNew && known->second != column.origin.source) shared.insert(known->first);
+  }
+  return shared;
+}
+
 // Two plain columns of one name are called by their tables; the same column twice is counted.
 std::vector<QueryPlan::Column> NameColumns(const std::vector<PendingColumn>& pending) {
+  const auto shared = FindSharedNames(pending);
+  NameSet taken;
   std::vector<QueryPlan::Column> columns;
-  const auto isTaken = [&columns](const std::string& name) {
-    return std::any_of(columns.begin(), columns.end(), [&name](const QueryPlan::Column& column) {
-      return EqualsIgnoringAsciiCase(column.name, name);
-    });
-  };
   for (std::size_t i = 0; i < pending.size(); ++i) {
     const PendingColumn& column = pending[i];
     std::string name = column.Name();
-    const bool isShared =
-        std::any_of(pending.begin(), pending.end(), [&column, &name](const PendingColumn& other) {
-          return &other != &column && EqualsIgnoringAsciiCase(other.Name(), name) &&
-                 other.origin.source != column.origin.source;
-        });
     if (!column.alias.empty()) {
-      if (isTaken(name)) throw SqlError("two of its columns are called " + Quote(name));
-    } else if (!name.empty() && isShared) {
+      if (taken.contains(name)) throw SqlError("two of its columns are called " + Quote(name));
+    } else if (!name.empty() && shared.contains(name)) {
       name = column.origin.source->name + '.' + name;
     }
-    if (name.empty() || isTaken(name)) name = MakeExpressionName(i);
+    if (name.empty() || taken.contains(name)) name = MakeExpressionName(i);
+    taken.insert(name);
     columns.push_back({std::move(name), column.expression});
   }
   return columns;
@@ -127,6 +132,7 @@ class Planner {
       FailIn(query.name, "queries use one another more than " + std::to_string(MAX_QUERY_DEPTH) +
                              " levels deep");
     }
+    CountText(query);
     beingPlanned_.push_back(query.name);
     try {
       QueryPlan plan = PlanSelect(ReadSelect(query));
@@ -135,6 +141,14 @@ class Planner {
     } catch (const SqlError& error) {
       FailIn(query.name, error.what());
     }
+  }
+
+  // A query that others use many times is read as often.
+  void CountText(const StoredQuery& query) {
+    std::uint64_t bytes = 0;
+    for (const QueryRow& row : query.rows)
+      bytes += sizeof row + row.name1.size() + row.name2.size() + row.expression.size();
+    context_.budget->Work(STEPS_PER_SQL_BYTE * bytes);
   }
 
   QueryPlan PlanSelect(const SelectStatement& select) {
@@ -288,7 +302,7 @@ class Planner {
     if (parsed->operation == Operation::Column && !scope.IsOutput(*parsed)) {
       added.origin = scope.FindColumn(parsed->source, parsed->name);
     }
-    if (!column.alias.empty()) scope.AddOutput({column.alias, added.expression});
+    if (!column.alias.empty()) scope.AddOutput(column.alias, added.expression);
     pending.push_back(std::move(added));
   }
 
@@ -329,10 +343,21 @@ class Planner {
   static void AddOrder(QueryPlan& plan, const SelectStatement::Order& order,
                        const QueryScope& scope) {
     InClause("ORDER BY expression", order.expression, [&] {
+      BoundPtr expression = BindOrder(plan, *ParseExpression(order.expression), scope);
+      const auto isSame = [&expression](const QueryPlan::SortKey& key) {
+        return IsSameColumn(*key.expression, *expression);
+      };
+      // A column that is named again decides nothing: rows that come to it agree in it.
+      if (std::ranges::any_of(plan.sortKeys, isSame)) return;
       plan.sortKeys.push_back(
-          {.expression = BindOrder(plan, *ParseExpression(order.expression), scope),
-           .isDescending = order.isDescending});
+          {.expression = std::move(expression), .isDescending = order.isDescending});
     });
+  }
+
+  static bool IsSameColumn(const BoundExpression& a, const BoundExpression& b) {
+    if (&a == &b) return true;
+    return a.operation == Operation::Column && b.operation == Operation::Column &&
+           a.slot == b.slot && a.column == b.column;
   }
 
   // DISTINCTROW matters where the output leaves out some of the sources, but not all: then rows

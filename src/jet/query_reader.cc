@@ -9,9 +9,6 @@
 namespace nimport::jet {
 namespace {
 
-// Jet's own limit is 255 columns and 32 tables; this only bounds what a damaged query can ask for.
-constexpr std::size_t MAX_QUERY_ROWS = 4096;
-
 // What the attribute of a row says that the row is.
 enum Attribute : std::uint8_t {
   START = 0,

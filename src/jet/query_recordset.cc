@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/query_planner.h"
 #include "jet/query_result.h"
 #include "jet/sql_text.h"
@@ -24,9 +23,12 @@ PreparedQuery::PreparedQuery(Catalog& catalog, std::string_view name)
     : context_{.fileName = catalog.FileName(),
                .queryName = std::string(name),
                .texts = TextRules(catalog.Converter(), catalog.TextCodePage()),
-               .tables = {}},
+               .tables = {},
+               .budget = std::make_unique<QueryBudget>(catalog.FileName(), std::string(name),
+                                                       catalog.Limits())},
       plan_(PlanQuery(catalog, context_)) {
   for (const QueryPlan::Column& column : plan_.columns) {
+    columnsByName_.emplace(column.name, columns_.size());
     columns_.push_back(
         {.name = context_.texts.FromUtf8(column.name), .type = column.expression->type});
   }
@@ -34,19 +36,18 @@ PreparedQuery::PreparedQuery(Catalog& catalog, std::string_view name)
 
 std::size_t PreparedQuery::FindColumn(std::string_view name) const {
   const std::string utf8Name = context_.texts.ToUtf8(name);
-  for (std::size_t i = 0; i < plan_.columns.size(); ++i) {
-    if (EqualsIgnoringAsciiCase(plan_.columns[i].name, utf8Name)) return i;
-  }
+  const auto found = columnsByName_.find(utf8Name);
+  if (found != columnsByName_.end()) return found->second;
   FailQuery(context_, "the query's result has no column " + Quote(utf8Name));
 }
 
 const RowList& PreparedQuery::Rows() {
   if (plan_.NeedsAllRows()) return RowsOf(plan_, context_);
   if (!keptRows_) {
-    RowList rows(ToList(plan_.chain.Slots()));
+    RowList rows(ToList(plan_.chain.Slots()), *context_.budget);
     JoinCursor cursor(plan_.chain, context_);
     while (cursor.Next())
-      rows.Add(cursor.Rows(), context_);
+      rows.Add(cursor.Rows());
     rows.ShrinkToFit();
     keptRows_ = std::move(rows);
   }
@@ -57,12 +58,12 @@ const RowNumberIndex& PreparedQuery::ColumnIndex(std::size_t column) {
   const auto found = columnIndexes_.find(column);
   if (found != columnIndexes_.end()) return found->second;
   const RowList& list = Rows();
-  RowNumberIndex index;
+  RowNumberIndex index(*context_.budget);
   index.Reserve(list.Size());
   RowSet rows(context_);
   for (std::size_t row = 0; row < list.Size(); ++row) {
     list.Put(row, rows);
-    const auto value = EvaluateInteger(*plan_.columns[column].expression, rows, context_.texts);
+    const auto value = EvaluateInteger(*plan_.columns[column].expression, rows, context_);
     if (value) index.Add(*value, static_cast<std::uint32_t>(row));
   }
   index.Sort();
@@ -70,12 +71,19 @@ const RowNumberIndex& PreparedQuery::ColumnIndex(std::size_t column) {
 }
 
 std::optional<std::span<const IndexEntry>> PreparedQuery::FindDrivingRows(std::size_t column,
-                                                                          std::int32_t value) {
+                                                                          std::int32_t value,
+                                                                          bool all) {
   if (plan_.NeedsAllRows()) return std::nullopt;
-  const auto driving = FindDrivingColumn(plan_.chain, *plan_.columns[column].expression);
+  auto found = drivingColumns_.find(column);
+  if (found == drivingColumns_.end()) {
+    const BoundExpression& expression = *plan_.columns[column].expression;
+    const auto driving = FindDrivingColumn(plan_.chain, expression, *context_.budget);
+    found = drivingColumns_.emplace(column, driving).first;
+  }
+  const std::optional<std::size_t> driving = found->second;
   if (!driving) return std::nullopt;
   const Table& table = *context_.tables[plan_.chain.driving.slot];
-  return FindInIndex(table.IntegerIndex(*driving), value);
+  return FindInIndex(all ? table.WholeIntegerIndex(*driving) : table.IntegerIndex(*driving), value);
 }
 
 QueryRecordset::QueryRecordset(std::shared_ptr<PreparedQuery> query)
@@ -101,18 +109,24 @@ bool QueryRecordset::IsEof() const {
   return standing_ == Standing::AtEnd;
 }
 
+QueryBudget& QueryRecordset::Budget() const {
+  return *query_->Context().budget;
+}
+
 void QueryRecordset::MoveFirst() {
+  Budget().PayForQuestion();
   if (isListed_) return StandOnListed(0);
   standing_ = Standing::AtEnd;
   cursor_.Restart();
-  NextOfJoin();
+  NextOfWalk();
 }
 
 void QueryRecordset::MoveNext() {
   RequireRow();
+  Budget().PayForQuestion();
   if (isListed_) return StandOnListed(row_ + 1);
   cursor_.Widen();
-  NextOfJoin();
+  NextOfWalk();
 }
 
 void QueryRecordset::StandOnListed(std::size_t row) {
@@ -129,6 +143,11 @@ void QueryRecordset::NextOfJoin() {
   if (cursor_.Next()) standing_ = Standing::OnRow;
 }
 
+void QueryRecordset::NextOfWalk() {
+  NextOfJoin();
+  if (standing_ == Standing::AtEnd) Budget().PayForWalk();
+}
+
 Value QueryRecordset::GetFieldValue(std::string_view columnName) const {
   return GetFieldValue(query_->FindColumn(columnName));
 }
@@ -139,7 +158,10 @@ Value QueryRecordset::GetFieldValue(std::size_t column) const {
     FailQuery(query_->Context(), "the query's result has no column " + std::to_string(column));
   }
   RequireRow();
-  return Evaluate(*columns[column].expression, CurrentRows(), query_->Context().texts);
+  Value value =
+      Evaluate(*columns[column].expression, CurrentRows(), query_->Context().texts, Budget());
+  Budget().PayForQuestion(ToText(value).value_or(std::string_view()).size());
+  return value;
 }
 
 Bookmark QueryRecordset::GetBookmark() const {
@@ -151,6 +173,7 @@ Bookmark QueryRecordset::GetBookmark() const {
 }
 
 void QueryRecordset::SetBookmark(Bookmark bookmark) {
+  Budget().PayForQuestion();
   standing_ = Standing::AtEnd;
   if (bookmark.position == END_BOOKMARK) return;
   isListed_ = (bookmark.position & ROW_NUMBER_MARK) != 0;
@@ -164,6 +187,7 @@ void QueryRecordset::SetBookmark(Bookmark bookmark) {
 
 bool QueryRecordset::FindFirst(std::string_view columnName, std::int32_t value) {
   const std::size_t column = query_->FindColumn(columnName);
+  Budget().PayForQuestion();
   standing_ = Standing::AtEnd;
   sought_ = Sought{.column = column, .value = value};
   if (isListed_) return FindListed(0);
@@ -176,6 +200,7 @@ bool QueryRecordset::FindFirst(std::string_view columnName, std::int32_t value) 
 
 bool QueryRecordset::FindNext() {
   if (!sought_) FailQuery(query_->Context(), "nothing was looked for before the next");
+  Budget().PayForQuestion();
   RequireStarted();
   if (standing_ == Standing::AtEnd) return false;
   if (isListed_) return FindListed(row_ + 1);
@@ -187,16 +212,23 @@ bool QueryRecordset::FindNext() {
 
 bool QueryRecordset::IsSought() const {
   const auto& column = query_->Plan().columns[sought_->column];
-  return EvaluateInteger(*column.expression, CurrentRows(), query_->Context().texts) ==
-         sought_->value;
+  return EvaluateInteger(*column.expression, CurrentRows(), query_->Context()) == sought_->value;
 }
 
 // The index of the driving table only says where to look.
 bool QueryRecordset::FindInJoin() {
-  do {
-    NextOfJoin();
-  } while (standing_ == Standing::OnRow && !IsSought());
-  return standing_ == Standing::OnRow;
+  const auto findNext = [this] {
+    do {
+      NextOfJoin();
+    } while (standing_ == Standing::OnRow && !IsSought());
+    return standing_ == Standing::OnRow;
+  };
+  if (findNext()) return true;
+  // A walk over the driving table would now meet its damage, if there is any.
+  const auto candidates = query_->FindDrivingRows(sought_->column, sought_->value, true);
+  if (!candidates) return false;
+  cursor_.Narrow(*candidates);
+  return findNext();
 }
 
 bool QueryRecordset::FindListed(std::size_t firstRow) {

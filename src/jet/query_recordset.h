@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "jet/ascii_case.h"
 #include "jet/catalog.h"
 #include "jet/query.h"
 #include "jet/query_cursor.h"
@@ -38,16 +39,20 @@ class PreparedQuery {
   // The numbers of those rows whose column is an integer. Made at the first use and kept.
   [[nodiscard]] const RowNumberIndex& ColumnIndex(std::size_t column);
   // The rows of the driving table that may lead to rows whose column is `value`, in order; empty
-  // when only ColumnIndex() tells.
+  // when only ColumnIndex() tells. Where the table is damaged: those before the damage, unless
+  // `all` are wanted, which fails.
   [[nodiscard]] std::optional<std::span<const IndexEntry>> FindDrivingRows(std::size_t column,
-                                                                           std::int32_t value);
+                                                                           std::int32_t value,
+                                                                           bool all = false);
 
  private:
   QueryContext context_;
   QueryPlan plan_;
   std::vector<ColumnInfo> columns_;
+  NameMap<std::size_t> columnsByName_;  // UTF-8; of several the first
   std::optional<RowList> keptRows_;
   std::map<std::size_t, RowNumberIndex> columnIndexes_;
+  std::map<std::size_t, std::optional<std::size_t>> drivingColumns_;  // see FindDrivingColumn
 };
 
 // Walks the joins as it moves, or goes over the query's rows where all had to be made. It starts
@@ -73,11 +78,13 @@ class QueryRecordset : public Recordset {
     std::int32_t value;
   };
 
+  [[nodiscard]] QueryBudget& Budget() const;
   void RequireStarted() const;
   void RequireRow() const;
   [[nodiscard]] const RowSet& CurrentRows() const { return isListed_ ? rows_ : cursor_.Rows(); }
   void StandOnListed(std::size_t row);
   void NextOfJoin();
+  void NextOfWalk();
   bool FindInJoin();
   bool FindListed(std::size_t firstRow);
   [[nodiscard]] bool IsSought() const;

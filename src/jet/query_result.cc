@@ -27,19 +27,22 @@ constexpr std::size_t MAX_SORTED_BYTES = 512;
 // A piece of a row's sort key: first its beginning, later what follows in rows that agree so far.
 // A million rows sort in 24 bytes each.
 struct SortEntry {
-  static constexpr std::size_t PIECE_BYTES = 19;
-  std::array<char, PIECE_BYTES> piece{};
-  bool isLast = false;  // the key ends here
+  static constexpr std::size_t PIECE_BYTES = 20;
+  std::array<char, PIECE_BYTES> piece{};  // zeros after the end of the key
   std::uint32_t row = 0;
 };
 
 class ResultMaker {
  public:
   ResultMaker(QueryPlan& plan, const QueryContext& context)
-      : plan_(plan), context_(context), list_(ToList(plan.chain.Slots())), rows_(context) {}
+      : plan_(plan),
+        context_(context),
+        list_(ToList(plan.chain.Slots()), *context.budget),
+        rows_(context) {}
 
   RowList Make() {
     Collect();
+    const MemoryHold hold(*context_.budget, list_.Size() * sizeof(std::uint32_t));
     RowNumbers order(list_.Size());
     std::iota(order.begin(), order.end(), 0U);
     if (plan_.distinctSlots.any()) {
@@ -62,7 +65,12 @@ class ResultMaker {
     const std::size_t limit = isCut ? *plan_.top : std::numeric_limits<std::size_t>::max();
     JoinCursor cursor(plan_.chain, context_);
     while (list_.Size() < limit && cursor.Next())
-      list_.Add(cursor.Rows(), context_);
+      list_.Add(cursor.Rows());
+  }
+
+  // Of the row that was put.
+  [[nodiscard]] Value EvaluateHere(const BoundPtr& expression) const {
+    return Evaluate(*expression, rows_, context_.texts, *context_.budget);
   }
 
   std::string IdKey(std::uint32_t row, const std::vector<Slot>& slots) {
@@ -79,7 +87,7 @@ class ResultMaker {
     list_.Put(row, rows_);
     std::string key;
     for (const QueryPlan::Column& column : plan_.columns) {
-      AppendSortKey(Evaluate(*column.expression, rows_, context_.texts), context_.texts, key);
+      AppendSortKey(EvaluateHere(column.expression), context_.texts, key, *context_.budget);
     }
     return key;
   }
@@ -92,17 +100,22 @@ class ResultMaker {
     return value;
   }
 
+  // Appends what the row that was put sorts by in one column.
+  void AppendKeyOfColumn(std::size_t column, std::string& key) {
+    const QueryPlan::SortKey& sortKey = plan_.sortKeys[column];
+    const std::size_t start = key.size();
+    AppendSortKey(CutForSorting(EvaluateHere(sortKey.expression)), context_.texts, key,
+                  *context_.budget);
+    if (!sortKey.isDescending) return;
+    for (std::size_t i = start; i < key.size(); ++i)
+      key[i] = static_cast<char>(~key[i]);
+  }
+
   std::string SortKeyOf(std::uint32_t row) {
     list_.Put(row, rows_);
     std::string key;
-    for (const QueryPlan::SortKey& sortKey : plan_.sortKeys) {
-      const std::size_t start = key.size();
-      const Value value = Evaluate(*sortKey.expression, rows_, context_.texts);
-      AppendSortKey(CutForSorting(value), context_.texts, key);
-      if (!sortKey.isDescending) continue;
-      for (std::size_t i = start; i < key.size(); ++i)
-        key[i] = static_cast<char>(~key[i]);
-    }
+    for (std::size_t column = 0; column < plan_.sortKeys.size(); ++column)
+      AppendKeyOfColumn(column, key);
     return key;
   }
 
@@ -110,6 +123,7 @@ class ResultMaker {
   template <typename KeyOf>
   void RemoveDuplicates(RowNumbers& order, KeyOf keyOf) {
     std::vector<std::pair<std::size_t, std::uint32_t>> hashes;
+    const MemoryHold hold(*context_.budget, order.size() * sizeof hashes[0]);
     hashes.reserve(order.size());
     for (const std::uint32_t row : order) {
       hashes.emplace_back(std::hash<std::string>{}(keyOf(row)), row);
@@ -127,31 +141,44 @@ class ResultMaker {
   }
 
   template <typename KeyOf>
-  static void MarkDuplicates(std::span<const std::pair<std::size_t, std::uint32_t>> sameHash,
-                             KeyOf keyOf, std::vector<bool>& isDuplicate) {
+  void MarkDuplicates(std::span<const std::pair<std::size_t, std::uint32_t>> sameHash, KeyOf keyOf,
+                      std::vector<bool>& isDuplicate) {
     if (sameHash.size() < 2) return;
     std::vector<std::string> keys;
+    MemoryHold hold(*context_.budget);
+    std::uint64_t keyBytes = 0;
     for (const auto& [hash, row] : sameHash) {
       std::string key = keyOf(row);
+      keyBytes += key.size();
+      context_.budget->Work(keyBytes);
+      hold.Resize(keyBytes);
       if (std::find(keys.begin(), keys.end(), key) != keys.end()) {
         isDuplicate[row] = true;
+        keyBytes -= key.size();
       } else {
         keys.push_back(std::move(key));
       }
     }
   }
 
-  // Rows that agree in the first `offset` bytes of their keys.
+  // A place in the sort keys.
+  struct KeyPlace {
+    std::size_t column = 0;
+    std::size_t offset = 0;  // bytes, in the column's key
+  };
+
+  // Rows that agree in their keys up to `from`.
   struct Run {
     std::span<SortEntry> entries;
-    std::size_t offset = 0;
+    KeyPlace from;
   };
 
   void Sort(RowNumbers& order) {
+    const MemoryHold hold(*context_.budget, order.size() * sizeof(SortEntry));
     std::vector<SortEntry> entries(order.size());
     for (std::size_t i = 0; i < order.size(); ++i)
       entries[i].row = order[i];
-    std::vector<Run> waiting{{.entries = entries, .offset = 0}};
+    std::vector<Run> waiting{{.entries = entries, .from = {}}};
     while (!waiting.empty()) {
       const Run run = waiting.back();
       waiting.pop_back();
@@ -163,12 +190,9 @@ class ResultMaker {
   }
 
   void SortByPiece(const Run& run) {
-    for (SortEntry& entry : run.entries) {
-      const std::string key = SortKeyOf(entry.row);
-      entry.piece = {};
-      if (run.offset < key.size()) key.copy(entry.piece.data(), entry.piece.size(), run.offset);
-      entry.isLast = key.size() <= run.offset + SortEntry::PIECE_BYTES;
-    }
+    context_.budget->Work(STEPS_PER_ROW * run.entries.size());
+    for (SortEntry& entry : run.entries)
+      entry.piece = PieceOf(entry.row, run.from).bytes;
     std::sort(run.entries.begin(), run.entries.end(),
               [](const SortEntry& left, const SortEntry& right) {
                 const int order =
@@ -177,15 +201,41 @@ class ResultMaker {
               });
   }
 
-  // No key is the beginning of another one, so rows that agree in a piece all end in it or none.
-  static void AddEqualRuns(const Run& run, std::vector<Run>& waiting) {
+  struct KeyPiece {
+    std::array<char, SortEntry::PIECE_BYTES> bytes{};
+    KeyPlace end;
+  };
+
+  // Evaluates only those columns whose keys the piece has a part of.
+  KeyPiece PieceOf(std::uint32_t row, KeyPlace from) {
+    list_.Put(row, rows_);
+    KeyPiece piece{.bytes = {}, .end = from};
+    std::size_t filled = 0;
+    std::string key;
+    while (filled < SortEntry::PIECE_BYTES && piece.end.column < plan_.sortKeys.size()) {
+      key.clear();
+      AppendKeyOfColumn(piece.end.column, key);
+      const std::size_t taken =
+          key.copy(&piece.bytes[filled], SortEntry::PIECE_BYTES - filled, piece.end.offset);
+      filled += taken;
+      piece.end.offset += taken;
+      if (piece.end.offset == key.size()) piece.end = {.column = piece.end.column + 1};
+    }
+    return piece;
+  }
+
+  // No key of a column is the beginning of another one, so rows that agree in a piece have come to
+  // the same place in their keys.
+  void AddEqualRuns(const Run& run, std::vector<Run>& waiting) {
     for (std::size_t begin = 0; begin < run.entries.size();) {
       std::size_t end = begin + 1;
       while (end < run.entries.size() && run.entries[end].piece == run.entries[begin].piece)
         ++end;
-      if (end - begin > 1 && !run.entries[begin].isLast) {
-        waiting.push_back({.entries = run.entries.subspan(begin, end - begin),
-                           .offset = run.offset + SortEntry::PIECE_BYTES});
+      if (end - begin > 1) {
+        const KeyPlace next = PieceOf(run.entries[begin].row, run.from).end;
+        if (next.column < plan_.sortKeys.size()) {
+          waiting.push_back({.entries = run.entries.subspan(begin, end - begin), .from = next});
+        }
       }
       begin = end;
     }

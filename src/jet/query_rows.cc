@@ -5,18 +5,29 @@
 #include "jet/database_error.h"
 
 namespace nimport::jet {
-namespace {
-
-// 256 MiB: sixteen million mails joined with their texts. A cross product does not stop by itself.
-constexpr std::size_t MAX_LIST_IDS = std::size_t{64} << 20;
-
-}  // namespace
 
 void FailQuery(const QueryContext& context, const std::string& reason) {
-  ErrorPlace place;
-  place.file = context.fileName;
-  place.table = context.queryName;
-  throw DatabaseError(std::move(place), reason);
+  context.budget->Fail(reason);
+}
+
+const Value* RowSet::LentValues::Find(std::size_t column) const {
+  for (std::size_t i = 0; i < count_; ++i) {
+    if (places_[i]->column == column) return &places_[i]->value;
+  }
+  return nullptr;
+}
+
+const Value& RowSet::LentValues::Add(std::size_t column, Value value, QueryBudget& budget) {
+  MemoryHold hold(budget, ToText(value).value_or(std::string_view()).size());
+  if (count_ == places_.size()) places_.push_back(std::make_unique<Lent>());
+  Lent& lent = *places_[count_++];
+  lent = {.column = column, .value = std::move(value), .hold = std::move(hold)};
+  return lent.value;
+}
+
+void RowSet::LentValues::Clear() {
+  while (count_ > 0)
+    *places_[--count_] = {};
 }
 
 RowSet::RowSet(const QueryContext& context) : context_(&context) {
@@ -29,6 +40,7 @@ void RowSet::SetId(Slot slot, std::uint32_t id) {
     entry.row = entry.owned.get();
     return;
   }
+  entry.lent.Clear();
   entry.id = id;
   entry.row = nullptr;
   entry.owned.reset();
@@ -36,6 +48,7 @@ void RowSet::SetId(Slot slot, std::uint32_t id) {
 
 void RowSet::SetRow(Slot slot, const Row& row) {
   Entry& entry = entries_[slot];
+  entry.lent.Clear();
   entry.id = row.Id().packed;
   entry.row = &row;
   entry.owned.reset();
@@ -44,6 +57,7 @@ void RowSet::SetRow(Slot slot, const Row& row) {
 const Row& RowSet::Read(Slot slot) const {
   Entry& entry = entries_[slot];
   if (entry.row == nullptr) {
+    context_->budget->Work(STEPS_PER_ROW_READ);
     entry.owned = context_->tables[slot]->ReadRow(RowId{entry.id});
     if (!entry.owned) FailGone(slot, RowId{entry.id});
     entry.row = entry.owned.get();
@@ -61,33 +75,48 @@ void RowSet::FailGone(Slot slot, RowId id) const {
 }
 
 Value RowSet::Get(Slot slot, std::size_t column) const {
-  return IsPresent(slot) ? Read(slot).Get(column) : Value();
+  if (!IsPresent(slot)) return {};
+  QueryBudget& budget = *context_->budget;
+  budget.Work(STEPS_PER_VALUE);
+  const Row& row = Read(slot);
+  const Table& table = *context_->tables[slot];
+  const ColumnType type = table.Columns()[column].type;
+  if (type != ColumnType::Memo && type != ColumnType::Ole) return row.Get(column);
+  // A long value lies on pages of its own, which a damaged one may have any number of.
+  const std::uint64_t before = table.PagesRead();
+  Value value = row.Get(column);
+  budget.Work(STEPS_PER_PAGE * (table.PagesRead() - before));
+  return value;
+}
+
+const Value& RowSet::Borrow(Slot slot, std::size_t column) const {
+  LentValues& lent = entries_[slot].lent;
+  context_->budget->Work(lent.Count());
+  if (const Value* found = lent.Find(column)) return *found;
+  return lent.Add(column, Get(slot, column), *context_->budget);
 }
 
 std::optional<std::int32_t> RowSet::GetInteger(Slot slot, std::size_t column) const {
   if (!IsPresent(slot)) return std::nullopt;
+  context_->budget->Work(STEPS_PER_VALUE);
   return Read(slot).GetInteger(column);
 }
 
 std::optional<std::int32_t> EvaluateInteger(const BoundExpression& expression, const RowSet& rows,
-                                            const TextRules& texts) {
+                                            const QueryContext& context) {
   if (expression.operation == Operation::Column) {
     return rows.GetInteger(expression.slot, expression.column);
   }
-  return ToInteger(Evaluate(expression, rows, texts));
+  return ToInteger(Evaluate(expression, rows, context.texts, *context.budget));
 }
 
 std::span<const std::uint32_t> RowList::Ids(std::size_t row) const {
-  return std::span(ids_).subspan(row * slots_.size(), slots_.size());
+  return std::span(ids_.Items()).subspan(row * slots_.size(), slots_.size());
 }
 
-void RowList::Add(const RowSet& rows, const QueryContext& context) {
-  if (ids_.size() + slots_.size() > MAX_LIST_IDS) {
-    FailQuery(context, "the query has more than " + std::to_string(size_) +
-                           " rows to sort or to join, which is too many");
-  }
+void RowList::Add(const RowSet& rows) {
   for (const Slot slot : slots_)
-    ids_.push_back(rows.Id(slot));
+    ids_.PushBack(rows.Id(slot));
   ++size_;
 }
 
@@ -98,11 +127,11 @@ void RowList::Put(std::size_t row, RowSet& rows) const {
 }
 
 void RowList::Select(std::span<const std::uint32_t> rows) {
-  std::vector<std::uint32_t> selected;
-  selected.reserve(rows.size() * slots_.size());
+  HeldVector<std::uint32_t> selected(*budget_);
+  selected.Reserve(rows.size() * slots_.size());
   for (const std::uint32_t row : rows) {
-    const auto ids = Ids(row);
-    selected.insert(selected.end(), ids.begin(), ids.end());
+    for (const std::uint32_t id : Ids(row))
+      selected.PushBack(id);
   }
   ids_ = std::move(selected);
   size_ = rows.size();

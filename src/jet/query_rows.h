@@ -13,6 +13,7 @@
 
 #include "jet/expression_evaluator.h"
 #include "jet/expression_text.h"
+#include "jet/query_budget.h"
 #include "jet/table.h"
 
 namespace nimport::jet {
@@ -20,17 +21,13 @@ namespace nimport::jet {
 // RowId::packed where an outer join found no row. No file is so long that it has this page.
 inline constexpr std::uint32_t NO_ROW = 0xFFFFFFFF;
 
-// How many combinations of rows a join looks at between two rows of its result before it gives up:
-// some seconds. A join by indexes looks at no more than its driving rows.
-inline constexpr std::uint64_t MAX_COMBINATIONS = std::uint64_t{1} << 26;
-
 // What the parts of one prepared query share.
 struct QueryContext {
   std::string fileName;   // UTF-8
   std::string queryName;  // UTF-8
   TextRules texts;
   std::vector<std::shared_ptr<const Table>> tables;  // by slot
-  std::uint64_t maxCombinations = MAX_COMBINATIONS;
+  std::unique_ptr<QueryBudget> budget;
 };
 
 [[noreturn]] void FailQuery(const QueryContext& context, const std::string& reason);
@@ -47,14 +44,35 @@ class RowSet : public ColumnValues {
 
   [[nodiscard]] std::uint32_t Id(Slot slot) const { return entries_[slot].id; }
   [[nodiscard]] Value Get(Slot slot, std::size_t column) const override;
+  [[nodiscard]] const Value& Borrow(Slot slot, std::size_t column) const override;
   [[nodiscard]] std::optional<std::int32_t> GetInteger(Slot slot, std::size_t column) const;
   [[nodiscard]] bool IsPresent(Slot slot) const override { return Id(slot) != NO_ROW; }
 
  private:
+  // Values that were borrowed of one row. Their places are used again for the next row.
+  class LentValues {
+   public:
+    // Null when the column has not been borrowed.
+    [[nodiscard]] const Value* Find(std::size_t column) const;
+    const Value& Add(std::size_t column, Value value, QueryBudget& budget);
+    void Clear();
+    [[nodiscard]] std::size_t Count() const { return count_; }
+
+   private:
+    struct Lent {
+      std::size_t column = 0;
+      Value value;
+      MemoryHold hold;
+    };
+    std::vector<std::unique_ptr<Lent>> places_;
+    std::size_t count_ = 0;
+  };
+
   struct Entry {
     std::uint32_t id = NO_ROW;
     const Row* row = nullptr;  // null until read
     std::unique_ptr<Row> owned;
+    LentValues lent;
   };
 
   [[nodiscard]] const Row& Read(Slot slot) const;
@@ -67,27 +85,29 @@ class RowSet : public ColumnValues {
 // An expression as ToInteger() reads it. Spares the Value where it is a plain column.
 [[nodiscard]] std::optional<std::int32_t> EvaluateInteger(const BoundExpression& expression,
                                                           const RowSet& rows,
-                                                          const TextRules& texts);
+                                                          const QueryContext& context);
 
 // Rows of several tables that were put together, in order: four bytes per table and row.
 class RowList {
  public:
-  explicit RowList(std::vector<Slot> slots) : slots_(std::move(slots)) {}
+  // Borrows `budget`, whose memory the rows take.
+  RowList(std::vector<Slot> slots, QueryBudget& budget)
+      : slots_(std::move(slots)), budget_(&budget), ids_(budget) {}
 
   [[nodiscard]] std::size_t Size() const { return size_; }
   [[nodiscard]] std::span<const std::uint32_t> Ids(std::size_t row) const;
 
-  // Throws DatabaseError when the list grows beyond what any store's mails need.
-  void Add(const RowSet& rows, const QueryContext& context);
+  void Add(const RowSet& rows);
   void Put(std::size_t row, RowSet& rows) const;
 
   // Keeps the named rows only, in the order in which they are named.
   void Select(std::span<const std::uint32_t> rows);
-  void ShrinkToFit() { ids_.shrink_to_fit(); }
+  void ShrinkToFit() { ids_.ShrinkToFit(); }
 
  private:
   std::vector<Slot> slots_;
-  std::vector<std::uint32_t> ids_;
+  QueryBudget* budget_;
+  HeldVector<std::uint32_t> ids_;
   std::size_t size_ = 0;
 };
 

@@ -9,15 +9,7 @@
 namespace nimport::jet {
 namespace {
 
-const ScopeSource::Column* FindIn(const ScopeSource& source, std::string_view name) {
-  const auto found = std::find_if(source.columns.begin(), source.columns.end(),
-                                  [name](const ScopeSource::Column& column) {
-                                    return EqualsIgnoringAsciiCase(column.name, name);
-                                  });
-  return found == source.columns.end() ? nullptr : &*found;
-}
-
-[[noreturn]] void FailAmbiguous(std::string_view name, const std::vector<FoundColumn>& found) {
+[[noreturn]] void FailAmbiguous(std::string_view name, std::span<const FoundColumn> found) {
   std::string sources;
   for (const FoundColumn& each : found) {
     if (!sources.empty()) sources += " and ";
@@ -35,7 +27,12 @@ void QueryScope::AddSource(ScopeSource source) {
   if (std::any_of(sources_.begin(), sources_.end(), isSame)) {
     throw SqlError("two of its sources are called " + Quote(source.name));
   }
-  sources_.push_back(std::move(source));
+  const ScopeSource& added = sources_.emplace_back(std::move(source));
+  for (const ScopeSource::Column& column : added.columns) {
+    std::vector<FoundColumn>& found = columns_[column.name];
+    // Of several columns of one name in a source the first counts.
+    if (found.empty() || found.back().source != &added) found.push_back({&added, &column});
+  }
 }
 
 std::size_t QueryScope::FindSource(std::string_view name) const {
@@ -45,22 +42,23 @@ std::size_t QueryScope::FindSource(std::string_view name) const {
   throw SqlError("it has no source " + Quote(name));
 }
 
-std::vector<FoundColumn> QueryScope::FindAll(std::string_view columnName) const {
-  std::vector<FoundColumn> all;
-  for (const ScopeSource& source : sources_) {
-    if (const auto* column = FindIn(source, columnName)) all.push_back({&source, column});
-  }
-  return all;
+std::span<const FoundColumn> QueryScope::FindAll(std::string_view columnName) const {
+  const auto found = columns_.find(columnName);
+  return found == columns_.end() ? std::span<const FoundColumn>() : found->second;
 }
 
 FoundColumn QueryScope::FindQualified(const std::string& source, const std::string& name) const {
-  for (const ScopeSource& candidate : sources_) {
-    if (!EqualsIgnoringAsciiCase(candidate.name, source)) continue;
-    if (const auto* column = FindIn(candidate, name)) return {&candidate, column};
+  for (const FoundColumn& candidate : FindAll(name)) {
+    if (EqualsIgnoringAsciiCase(candidate.source->name, source)) return candidate;
+  }
+  const auto isSource = [&source](const ScopeSource& candidate) {
+    return EqualsIgnoringAsciiCase(candidate.name, source);
+  };
+  if (std::ranges::any_of(sources_, isSource)) {
     throw SqlError("the source " + Quote(source) + " has no column " + Quote(name));
   }
   // A query over a join calls columns "Table.Column", and the point need not be in brackets.
-  const std::vector<FoundColumn> whole = FindAll(source + '.' + name);
+  const auto whole = FindAll(source + '.' + name);
   if (whole.size() == 1) return whole.front();
   throw SqlError("it has no source " + Quote(source) + " to take the column " + Quote(name) +
                  " from");
@@ -68,7 +66,7 @@ FoundColumn QueryScope::FindQualified(const std::string& source, const std::stri
 
 FoundColumn QueryScope::FindColumn(const std::string& source, const std::string& name) const {
   if (!source.empty()) return FindQualified(source, name);
-  const std::vector<FoundColumn> all = FindAll(name);
+  const auto all = FindAll(name);
   if (all.empty()) {
     throw SqlError("none of its sources has a column " + Quote(name) +
                    ", and parameters are not evaluated");
@@ -78,10 +76,8 @@ FoundColumn QueryScope::FindColumn(const std::string& source, const std::string&
 }
 
 BoundPtr QueryScope::FindOutput(std::string_view alias) const {
-  const auto found = std::find_if(
-      outputs_.begin(), outputs_.end(),
-      [alias](const NamedOutput& output) { return EqualsIgnoringAsciiCase(output.alias, alias); });
-  return found == outputs_.end() ? nullptr : found->expression;
+  const auto found = outputs_.find(alias);
+  return found == outputs_.end() ? nullptr : found->second;
 }
 
 bool QueryScope::IsOutput(const Expression& column) const {

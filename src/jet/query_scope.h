@@ -3,11 +3,14 @@
 #define NIMPORT_JET_QUERY_SCOPE_H_
 
 #include <cstddef>
+#include <deque>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "jet/ascii_case.h"
 #include "jet/expression.h"
 #include "jet/expression_evaluator.h"
 #include "jet/expression_text.h"
@@ -25,12 +28,6 @@ struct ScopeSource {
   SlotSet slots;
 };
 
-// A column of the output list that later ones and ORDER BY may name.
-struct NamedOutput {
-  std::string alias;
-  BoundPtr expression;
-};
-
 // A column found by its name.
 struct FoundColumn {
   const ScopeSource* source = nullptr;
@@ -44,9 +41,14 @@ class QueryScope {
   explicit QueryScope(const TextRules& texts) : texts_(texts) {}
 
   void AddSource(ScopeSource source);
-  void AddOutput(NamedOutput output) { outputs_.push_back(std::move(output)); }
+  // A column of the output list that later ones and ORDER BY may name. Of several with one alias
+  // the first counts.
+  void AddOutput(const std::string& alias, BoundPtr expression) {
+    outputs_.emplace(alias, std::move(expression));
+  }
 
-  [[nodiscard]] const std::vector<ScopeSource>& Sources() const { return sources_; }
+  // Their addresses stay when others are added.
+  [[nodiscard]] const std::deque<ScopeSource>& Sources() const { return sources_; }
   // The position of a source; throws when there is none.
   [[nodiscard]] std::size_t FindSource(std::string_view name) const;
 
@@ -63,13 +65,15 @@ class QueryScope {
   [[nodiscard]] BoundPtr Bind(const Expression& expression) const;
 
  private:
-  [[nodiscard]] std::vector<FoundColumn> FindAll(std::string_view columnName) const;
+  // In the order of the sources, one of each at most.
+  [[nodiscard]] std::span<const FoundColumn> FindAll(std::string_view columnName) const;
   [[nodiscard]] FoundColumn FindQualified(const std::string& source, const std::string& name) const;
   [[nodiscard]] BoundPtr BindName(const Expression& expression) const;
 
   const TextRules& texts_;
-  std::vector<ScopeSource> sources_;
-  std::vector<NamedOutput> outputs_;
+  std::deque<ScopeSource> sources_;
+  NameMap<std::vector<FoundColumn>> columns_;  // of all sources
+  NameMap<BoundPtr> outputs_;
 };
 
 }  // namespace nimport::jet

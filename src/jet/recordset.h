@@ -10,7 +10,8 @@
 
 namespace nimport::jet {
 
-// A place in a recordset; meaningful only for the recordset that it came from.
+// A place in a recordset. It holds for every recordset of the same table or query while the
+// database's file is unchanged.
 struct Bookmark {
   std::uint64_t position = 0;
 };

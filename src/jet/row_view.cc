@@ -36,12 +36,16 @@ std::size_t RowView::ValueOffset(std::size_t slot) const {
   return offset;
 }
 
-std::optional<std::span<const std::byte>> RowView::VariableBytes(std::size_t slot) const {
-  if (!isTrailerParsed_) {
-    trailer_ = ParseTrailer();
-    isTrailerParsed_ = true;
+std::size_t RowView::FixedBytesBeforeVariable() const {
+  const std::size_t end = FindTrailer().slotCount == 0 ? trailer_.begin : ValueOffset(0);
+  if (end < layout_->rowNumberBytes || end > trailer_.begin) {
+    throw DatabaseError({}, "the row's variable data lead outside it");
   }
-  if (slot >= trailer_.slotCount) return std::nullopt;
+  return end - layout_->rowNumberBytes;
+}
+
+std::optional<std::span<const std::byte>> RowView::VariableBytes(std::size_t slot) const {
+  if (slot >= FindTrailer().slotCount) return std::nullopt;
   const std::size_t begin = ValueOffset(slot);
   const std::size_t end = ValueOffset(slot + 1);
   if (begin < layout_->rowNumberBytes || begin > end || end > trailer_.begin) {

@@ -54,6 +54,15 @@ class RowView {
     return layout_->rowNumberBytes + offset + size <= maskOffset_;
   }
 
+  // The room for fixed values: in a row that has variable slots, and in one that has none. Which it
+  // is the table knows. The first throws DatabaseError where the row cannot have any.
+  [[nodiscard]] std::size_t FixedBytesBeforeVariable() const;
+  [[nodiscard]] std::size_t FixedBytesAlone() const {
+    return maskOffset_ - layout_->rowNumberBytes;
+  }
+  // Throws DatabaseError as well.
+  [[nodiscard]] std::size_t VariableSlotCount() const { return FindTrailer().slotCount; }
+
   // The value in a variable slot; empty when the row has no such slot.
   [[nodiscard]] std::optional<std::span<const std::byte>> VariableBytes(std::size_t slot) const;
 
@@ -71,6 +80,13 @@ class RowView {
     std::size_t jumpCount = 0;    // valid ones
   };
   [[nodiscard]] Trailer ParseTrailer() const;
+  const Trailer& FindTrailer() const {
+    if (!isTrailerParsed_) {
+      trailer_ = ParseTrailer();
+      isTrailerParsed_ = true;
+    }
+    return trailer_;
+  }
   [[nodiscard]] std::size_t ValueOffset(std::size_t slot) const;
 
   [[noreturn]] void FailMask() const;

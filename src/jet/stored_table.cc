@@ -55,6 +55,25 @@ std::size_t FindEnd(std::span<const IndexEntry> index, std::size_t guess, IsBefo
 
 constexpr std::string_view SYSTEM_PREFIX = "MSys";
 
+void SortIndex(std::vector<IndexEntry>& index) {
+  const auto isBefore = [](const IndexEntry& a, const IndexEntry& b) {
+    return a.value != b.value ? a.value < b.value : a.id < b.id;
+  };
+  // Often the file's own order.
+  if (!std::is_sorted(index.begin(), index.end(), isBefore)) {
+    std::sort(index.begin(), index.end(), isBefore);
+  }
+}
+
+// Goes on with the scan to the end of the table; `lastRow` follows it.
+void AddToIndex(StoredScan& scan, std::size_t column, std::vector<IndexEntry>& index,
+                RowId& lastRow) {
+  while (scan.Next()) {
+    if (const auto value = scan.GetInteger(column)) index.push_back({*value, scan.Id()});
+    lastRow = scan.Id();
+  }
+}
+
 }  // namespace
 
 StoredTable::StoredTable(const TableContext& context, std::string name, StoredDefinition definition,
@@ -126,28 +145,45 @@ std::unique_ptr<Row> StoredTable::ReadRow(RowId id) const {
 }
 
 std::span<const IndexEntry> StoredTable::IntegerIndex(std::size_t column) const {
+  return GetIndex(column).entries;
+}
+
+std::span<const IndexEntry> StoredTable::WholeIntegerIndex(std::size_t column) const {
+  ColumnIndex& index = GetIndex(column);
+  if (index.isWhole) return index.entries;
+  // What ended the scan is asked again: a failed read may succeed now.
+  std::vector<IndexEntry> rest;
+  RowId lastRow = index.lastRow;
+  StoredScan scan(*this);
+  if (lastRow.packed != 0) scan.ContinueAfter(lastRow);
+  AddToIndex(scan, column, rest, lastRow);
+  rest.insert(rest.end(), index.entries.begin(), index.entries.end());
+  SortIndex(rest);
+  outgrownEntries_.push_back(std::move(index.entries));
+  index = {.entries = std::move(rest), .lastRow = lastRow, .isWhole = true};
+  return index.entries;
+}
+
+StoredTable::ColumnIndex& StoredTable::GetIndex(std::size_t column) const {
   auto found = indexes_.find(column);
   if (found == indexes_.end()) found = indexes_.emplace(column, BuildIndex(column)).first;
   return found->second;
 }
 
-std::vector<IndexEntry> StoredTable::BuildIndex(std::size_t column) const {
-  std::vector<IndexEntry> index;
+StoredTable::ColumnIndex StoredTable::BuildIndex(std::size_t column) const {
+  ColumnIndex index;
   // The hint may be anything; pages times slots is what there can be at most.
-  index.reserve(std::min<std::size_t>(definition_.rowCountHint,
-                                      ownedPages_.pages.size() * MAX_SLOTS_PER_PAGE));
-  StoredScan scan(*this);
-  while (scan.Next()) {
-    if (const auto value = scan.GetInteger(column)) index.push_back({*value, scan.Id()});
+  index.entries.reserve(std::min<std::size_t>(definition_.rowCountHint,
+                                              ownedPages_.pages.size() * MAX_SLOTS_PER_PAGE));
+  try {
+    StoredScan scan(*this);
+    AddToIndex(scan, column, index.entries, index.lastRow);
+    index.isWhole = true;
+  } catch (const DatabaseError&) {
+    // Rows before the damage are found; who looks for another one meets the damage then.
   }
-  const auto isBefore = [](const IndexEntry& a, const IndexEntry& b) {
-    return a.value != b.value ? a.value < b.value : a.id < b.id;
-  };
-  // Often the file's own order.
-  if (!std::is_sorted(index.begin(), index.end(), isBefore)) {
-    std::sort(index.begin(), index.end(), isBefore);
-  }
-  index.shrink_to_fit();
+  SortIndex(index.entries);
+  index.entries.shrink_to_fit();
   return index;
 }
 
@@ -179,9 +215,9 @@ DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageUse use,
 void StoredTable::ReportMissingRows(std::uint32_t found) const {
   const std::uint32_t counted = definition_.rowCountHint;
   // The counts of the engine's own tables are not always right.
-  if (!context_.damage.IsListening() || found >= counted || hasLostRows_ ||
-      name_.starts_with(SYSTEM_PREFIX))
-    return;
+  if (found >= counted || hasLostRows_ || name_.starts_with(SYSTEM_PREFIX)) return;
+  // The count of a table in use may be behind; but none of its rows cannot be all of them.
+  if (!context_.damage.IsListening() && found > 0) return;
   ReportDamage(DatabaseError({}, "the table's definition counts " + std::to_string(counted) +
                                      " rows, of which " + std::to_string(found) + " were found"),
                {.page = definition_.page});

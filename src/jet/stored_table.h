@@ -39,7 +39,9 @@ class StoredTable final : public Table {
   [[nodiscard]] std::optional<std::size_t> FindColumn(std::string_view name) const override;
   [[nodiscard]] std::unique_ptr<TableScan> OpenScan() const override;
   [[nodiscard]] std::unique_ptr<Row> ReadRow(RowId id) const override;
+  [[nodiscard]] std::uint64_t PagesRead() const override { return context_.file.PagesRead(); }
   [[nodiscard]] std::span<const IndexEntry> IntegerIndex(std::size_t column) const override;
+  [[nodiscard]] std::span<const IndexEntry> WholeIntegerIndex(std::size_t column) const override;
 
   // What the table's definition says. Not dependable.
   [[nodiscard]] std::uint32_t DeclaredRowCount() const { return definition_.rowCountHint; }
@@ -47,8 +49,8 @@ class StoredTable final : public Table {
   // The number of rows that a scan delivers. Counted at the first call.
   [[nodiscard]] std::uint32_t RowCount() const;
 
-  // Tells of rows that the table's definition counts and a whole scan did not deliver, where
-  // somebody listens and was told of nothing that explains it.
+  // Reports rows that the table's definition counts and a whole scan did not deliver, unless damage
+  // was reported that explains it. Where nobody listens, only when the scan delivered none at all.
   void ReportMissingRows(std::uint32_t found) const;
 
   // For the rows.
@@ -69,7 +71,15 @@ class StoredTable final : public Table {
  private:
   // The pages of the table's own map, and those that name the table as their owner.
   [[nodiscard]] UsedPages SalvagePages() const;
-  [[nodiscard]] std::vector<IndexEntry> BuildIndex(std::size_t column) const;
+
+  // An index on an integer column, up to the damage where the table has some.
+  struct ColumnIndex {
+    std::vector<IndexEntry> entries;
+    RowId lastRow;  // that the scan has passed; none while it is 0
+    bool isWhole = false;
+  };
+  [[nodiscard]] ColumnIndex& GetIndex(std::size_t column) const;
+  [[nodiscard]] ColumnIndex BuildIndex(std::size_t column) const;
 
   TableContext context_;
   const JetLayout* layout_;
@@ -79,7 +89,9 @@ class StoredTable final : public Table {
   UsedPages ownedPages_;
   mutable bool hasLostRows_ = false;  // somebody was told of it
   mutable std::optional<std::uint32_t> rowCount_;
-  mutable std::map<std::size_t, std::vector<IndexEntry>> indexes_;  // by column
+  mutable std::map<std::size_t, ColumnIndex> indexes_;  // by column
+  // Entries that callers may still hold of indexes that have grown since.
+  mutable std::vector<std::vector<IndexEntry>> outgrownEntries_;
 };
 
 }  // namespace nimport::jet

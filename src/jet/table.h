@@ -27,6 +27,9 @@ struct Column {
   std::uint16_t variableSlot = 0;  // variable columns only
   std::uint16_t sizeBytes = 0;     // as defined; 0 for long values
   std::uint8_t scale = 0;          // Numeric only
+  std::uint8_t storedType = 0;     // the type's number; one that is not known reads as Binary
+
+  friend bool operator==(const Column&, const Column&) = default;
 };
 
 // Where a row's slot lies. Ascending ids are the file's order.
@@ -82,9 +85,19 @@ class Table {
   // Empty when there is no live row with that id.
   [[nodiscard]] virtual std::unique_ptr<Row> ReadRow(RowId id) const = 0;
 
-  // Every row whose column reads as an integer (ToInteger), sorted by value, then by id. Built at
-  // the first call for a column, kept while the file is unchanged.
+  // How many pages were asked for since the file was opened, for whoever counts what reading costs.
+  [[nodiscard]] virtual std::uint64_t PagesRead() const { return 0; }
+
+  // Rows whose column reads as an integer (ToInteger), sorted by value, then by id: every such row,
+  // or, where damage ends a scan of the table, those before the damage. Built at the first call for
+  // a column, kept while the file is unchanged. Valid as long as the table.
   [[nodiscard]] virtual std::span<const IndexEntry> IntegerIndex(std::size_t column) const = 0;
+
+  // The same for whoever needs every row: throws the DatabaseError that ends the scan. To be asked
+  // when IntegerIndex() does not have what is looked for.
+  [[nodiscard]] virtual std::span<const IndexEntry> WholeIntegerIndex(std::size_t column) const {
+    return IntegerIndex(column);
+  }
 };
 
 // The part of an IntegerIndex with one value.

@@ -16,39 +16,18 @@ namespace {
 constexpr std::size_t MAX_DEFINITION_BYTES = std::size_t{1} << 20;
 constexpr std::size_t MAX_NAME_BYTES = 2 * MAX_NAME_CHARACTERS;
 
-Page ReadDefinitionPage(PageFile& file, std::uint32_t pageNumber) {
-  Page page = file.Read(pageNumber);
+// Empty for the page of a definition.
+std::string DescribeWrongType(const Page& page) {
   const unsigned type = ByteReader(page.bytes).U8(PAGE_TYPE_OFFSET);
-  if (type != unsigned(PageType::TableDefinition)) {
-    throw DatabaseError({.page = pageNumber},
-                        "not a table definition but a page of type " + std::to_string(type));
-  }
-  return page;
+  if (type == unsigned(PageType::TableDefinition)) return {};
+  return "not a table definition but a page of type " + std::to_string(type);
 }
 
-// The definition's pages joined, with the header of the first one only.
-std::vector<std::byte> JoinPages(PageFile& file, std::uint32_t firstPage) {
-  Page page = ReadDefinitionPage(file, firstPage);
-  const std::size_t length = ByteReader(page.bytes).U32(DEFINITION_LENGTH_OFFSET);
-  if (length < file.Layout().definition.fixedPartBytes || length > MAX_DEFINITION_BYTES) {
-    throw DatabaseError({.page = firstPage},
-                        "a table definition cannot have " + std::to_string(length) + " bytes");
-  }
-  std::vector<std::byte> joined(page.bytes.begin(), page.bytes.end());
-  // Each page brings the end nearer, so that a ring of pages ends too.
-  while (joined.size() < length) {
-    const std::uint32_t next = ByteReader(page.bytes).U32(DEFINITION_NEXT_PAGE_OFFSET);
-    if (next == 0) {
-      throw DatabaseError({.page = page.number}, "the table definition ends after " +
-                                                     std::to_string(joined.size()) + " of " +
-                                                     std::to_string(length) + " bytes");
-    }
-    page = ReadDefinitionPage(file, next);
-    const auto rest = page.bytes.subspan(DEFINITION_PAGE_HEADER_BYTES);
-    joined.insert(joined.end(), rest.begin(), rest.end());
-  }
-  joined.resize(length);
-  return joined;
+Page ReadDefinitionPage(PageFile& file, std::uint32_t pageNumber) {
+  Page page = file.Read(pageNumber);
+  const std::string wrongType = DescribeWrongType(page);
+  if (!wrongType.empty()) throw DatabaseError({.page = pageNumber}, wrongType);
+  return page;
 }
 
 ColumnType ToColumnType(unsigned stored) {
@@ -74,9 +53,8 @@ ColumnType ToColumnType(unsigned stored) {
 
 class DefinitionParser {
  public:
-  DefinitionParser(const JetLayout& layout, std::span<const std::byte> joined,
-                   const TextDecoder& names)
-      : layout_(layout), reader_(joined), names_(names) {}
+  DefinitionParser(const JetLayout& layout, std::span<const std::byte> joined)
+      : layout_(layout), reader_(joined) {}
 
   StoredDefinition Parse() {
     const DefinitionLayout& fields = layout_.definition;
@@ -91,6 +69,7 @@ class DefinitionParser {
                                   " columns with ids below " + std::to_string(highWater));
     }
     result.columnHighWater = highWater;
+    result.variableSlots = reader_.U16(fields.variableColumns);
     const std::uint64_t counters =
         std::uint64_t{reader_.U32(fields.realIndexCount)} * fields.indexCounterBytes;
     position_ = fields.fixedPartBytes;
@@ -98,8 +77,13 @@ class DefinitionParser {
     for (std::size_t i = 0; i < columnCount; ++i)
       result.columns.push_back(ParseRecord(highWater));
     for (Column& column : result.columns)
-      column.name = ParseName();
+      column.name = TakeName();
     SortById(result.columns);
+    try {
+      ParseRest(result);
+    } catch (const DatabaseError& error) {
+      result.brokenRest = error.reason();
+    }
     return result;
   }
 
@@ -115,7 +99,8 @@ class DefinitionParser {
     const ColumnRecordLayout& fields = layout_.column;
     const ByteReader record = Take(layout_.definition.columnRecordBytes);
     Column column;
-    column.type = ToColumnType(record.U8(fields.type));
+    column.storedType = static_cast<std::uint8_t>(record.U8(fields.type));
+    column.type = ToColumnType(column.storedType);
     column.id = record.U16(fields.id);
     if (column.id >= highWater) {
       throw DatabaseError({}, "a column has the id " + std::to_string(column.id) +
@@ -132,14 +117,48 @@ class DefinitionParser {
     return column;
   }
 
-  std::string ParseName() {
+  std::string TakeName() {
     const ByteReader lengthField = Take(layout_.definition.nameLengthBytes);
     const std::size_t length =
         layout_.definition.nameLengthBytes == 1 ? lengthField.U8(0) : lengthField.U16(0);
     if (length > MAX_NAME_BYTES) {
-      throw DatabaseError({}, "a column name claims " + std::to_string(length) + " bytes");
+      throw DatabaseError({}, "a name in it claims " + std::to_string(length) + " bytes");
     }
-    return names_.DecodeName(Take(length).All());
+    const auto bytes = Take(length).All();
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+  }
+
+  void ParseRest(StoredDefinition& result) {
+    const DefinitionLayout& fields = layout_.definition;
+    const auto addMap = [&result](std::uint32_t pointer) {
+      result.otherMaps.push_back(RowPointer::Unpack(pointer));
+    };
+    addMap(reader_.U32(fields.freeSpaceMap));
+    const std::uint32_t realIndexes = reader_.U32(fields.realIndexCount);
+    for (std::uint32_t i = 0; i < realIndexes; ++i) {
+      const ByteReader index = Take(fields.realIndexBytes);
+      for (std::size_t key = 0; key < MAX_KEY_COLUMNS; ++key) {
+        const unsigned id = index.U16(fields.indexKeys + key * INDEX_KEY_BYTES);
+        if (id != NO_KEY_COLUMN) result.keyColumnIds.push_back(static_cast<std::uint16_t>(id));
+      }
+      addMap(index.U32(fields.indexPagesMap));
+    }
+    const std::uint32_t logicalIndexes = reader_.U32(fields.logicalIndexCount);
+    Take(std::uint64_t{logicalIndexes} * fields.logicalIndexBytes);
+    for (std::uint32_t i = 0; i < logicalIndexes; ++i)
+      TakeName();
+    for (;;) {
+      const unsigned id = Take(sizeof(std::uint16_t)).U16(0);
+      if (id == LONG_VALUE_MAPS_END) break;
+      const ByteReader maps = Take(LONG_VALUE_MAPS_BYTES - sizeof(std::uint16_t));
+      result.longValueColumnIds.push_back(static_cast<std::uint16_t>(id));
+      addMap(maps.U32(0));
+      addMap(maps.U32(ROW_POINTER_BYTES));
+    }
+    if (position_ != reader_.size()) {
+      throw DatabaseError({}, "it ends after " + std::to_string(position_) + " of its " +
+                                  std::to_string(reader_.size()) + " bytes");
+    }
   }
 
   static void SortById(std::vector<Column>& columns) {
@@ -155,18 +174,59 @@ class DefinitionParser {
 
   const JetLayout& layout_;
   ByteReader reader_;
-  const TextDecoder& names_;
   std::size_t position_ = 0;
 };
 
 }  // namespace
 
+std::vector<std::byte> ReadDefinitionBytes(PageFile& file, std::uint32_t pageNumber,
+                                           std::string* wrongType) {
+  try {
+    Page page = wrongType == nullptr ? ReadDefinitionPage(file, pageNumber) : file.Read(pageNumber);
+    if (wrongType != nullptr) *wrongType = DescribeWrongType(page);
+    std::vector<std::byte> joined(page.bytes.begin(), page.bytes.end());
+    const std::size_t length = ByteReader(joined).U32(DEFINITION_LENGTH_OFFSET);
+    const std::size_t wanted = std::min(length, MAX_DEFINITION_BYTES);
+    // Each page brings the end nearer, so that a ring of pages ends too.
+    while (joined.size() < wanted) {
+      const std::uint32_t next = ByteReader(page.bytes).U32(DEFINITION_NEXT_PAGE_OFFSET);
+      if (next == 0) break;
+      page = ReadDefinitionPage(file, next);
+      const auto rest = page.bytes.subspan(DEFINITION_PAGE_HEADER_BYTES);
+      joined.insert(joined.end(), rest.begin(), rest.end());
+    }
+    return joined;
+  } catch (const DatabaseError& error) {
+    RethrowAt(error, {.file = file.Name(), .page = pageNumber});
+  }
+}
+
+StoredDefinition ParseDefinition(const JetLayout& layout, std::span<const std::byte> joined,
+                                 std::uint32_t pageNumber) {
+  const std::size_t length = ByteReader(joined).U32(DEFINITION_LENGTH_OFFSET);
+  if (length < layout.definition.fixedPartBytes || length > MAX_DEFINITION_BYTES) {
+    throw DatabaseError({}, "a table definition cannot have " + std::to_string(length) + " bytes");
+  }
+  if (length > joined.size()) {
+    throw DatabaseError({}, "the table definition ends after " + std::to_string(joined.size()) +
+                                " of " + std::to_string(length) + " bytes");
+  }
+  StoredDefinition definition = DefinitionParser(layout, joined.first(length)).Parse();
+  definition.page = pageNumber;
+  return definition;
+}
+
+void DecodeNames(StoredDefinition& definition, const TextDecoder& names) {
+  for (Column& column : definition.columns)
+    column.name = names.DecodeName(std::as_bytes(std::span(column.name)));
+}
+
 StoredDefinition ReadTableDefinition(PageFile& file, std::uint32_t pageNumber,
                                      const TextDecoder& names) {
+  const std::vector<std::byte> joined = ReadDefinitionBytes(file, pageNumber);
   try {
-    const std::vector<std::byte> joined = JoinPages(file, pageNumber);
-    StoredDefinition definition = DefinitionParser(file.Layout(), joined, names).Parse();
-    definition.page = pageNumber;
+    StoredDefinition definition = ParseDefinition(file.Layout(), joined, pageNumber);
+    DecodeNames(definition, names);
     return definition;
   } catch (const DatabaseError& error) {
     RethrowAt(error, {.file = file.Name(), .page = pageNumber});

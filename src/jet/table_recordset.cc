@@ -96,14 +96,25 @@ bool TableRecordset::FindFirst(std::string_view columnName, std::int32_t value) 
   const std::size_t column = RequireColumn(columnName);
   isEof_ = true;
   if (table_.Refresh()) scan_ = std::make_unique<StoredScan>(*table_.Table());
+  soughtColumn_ = column;
+  soughtValue_ = value;
   found_ = FindInIndex(table_.Table()->IntegerIndex(column), value);
-  return StandOnFirst(found_);
+  return StandOnFoundAfter({});
 }
 
 bool TableRecordset::FindNext() {
-  if (isEof_) return false;
-  const auto next = std::ranges::upper_bound(found_, scan_->Id(), {}, &IndexEntry::id);
-  return StandOnFirst({next, found_.end()});
+  return !isEof_ && !found_.empty() && StandOnFoundAfter(scan_->Id());
+}
+
+bool TableRecordset::StandOnFoundAfter(RowId id) {
+  const auto standOnNext = [&] {
+    const auto next = std::ranges::upper_bound(found_, id, {}, &IndexEntry::id);
+    return StandOnFirst({next, found_.end()});
+  };
+  if (standOnNext()) return true;
+  // A walk over the rows would now meet the damage, if there is any.
+  found_ = FindInIndex(table_.Table()->WholeIntegerIndex(soughtColumn_), soughtValue_);
+  return standOnNext();
 }
 
 bool TableRecordset::StandOnFirst(std::span<const IndexEntry> rows) {

@@ -68,11 +68,16 @@ class TableRecordset final : public Recordset {
   bool StandOn(RowId id);
   // Stands on the first of `rows` that can be read.
   bool StandOnFirst(std::span<const IndexEntry> rows);
+  // Stands on the first of `found_` after the row `id`.
+  bool StandOnFoundAfter(RowId id);
 
   OpenedTable table_;
   std::unique_ptr<StoredScan> scan_;
   bool isEof_ = true;
-  std::span<const IndexEntry> found_;  // by the last FindFirst; in the table's index
+  // By the last FindFirst; in the table's index.
+  std::size_t soughtColumn_ = 0;
+  std::int32_t soughtValue_ = 0;
+  std::span<const IndexEntry> found_;
 };
 
 }  // namespace nimport::jet

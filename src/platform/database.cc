@@ -8,10 +8,8 @@ SessionDatabase::SessionDatabase(Platform& platform, std::string_view path, jet:
     : platform_(platform), fileName_(platform.files().NativeName(path)) {
   jet::OpenOptions options;
   options.textCodePage = CODE_PAGE_JAPANESE;
-  if (platform.IsSalvaging()) {
-    options.damageListener = this;
-    options.known = std::move(known);
-  }
+  options.known = std::move(known);
+  if (platform.IsSalvaging()) options.damageListener = this;
   database_ = jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);
 }
 

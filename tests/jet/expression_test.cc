@@ -14,7 +14,13 @@ namespace {
 class NoColumns final : public ColumnValues {
  public:
   [[nodiscard]] Value Get(Slot /*slot*/, std::size_t /*column*/) const override { return {}; }
+  [[nodiscard]] const Value& Borrow(Slot /*slot*/, std::size_t /*column*/) const override {
+    return null_;
+  }
   [[nodiscard]] bool IsPresent(Slot /*slot*/) const override { return false; }
+
+ private:
+  Value null_;
 };
 
 BoundPtr Bind(const Expression& expression, const TextRules& texts) {
@@ -28,8 +34,9 @@ BoundPtr Bind(const Expression& expression, const TextRules& texts) {
 std::string Evaluated(const std::string& sql) {
   const IconvConverter converter;
   const TextRules texts(converter, CODE_PAGE_JAPANESE);
+  QueryBudget budget("", "", QueryLimits::ForFile(0));
   try {
-    const Value value = Evaluate(*Bind(*ParseExpression(sql), texts), NoColumns(), texts);
+    const Value value = Evaluate(*Bind(*ParseExpression(sql), texts), NoColumns(), texts, budget);
     if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
     return Show(value);
   } catch (const SqlError& error) {
@@ -156,6 +163,13 @@ TEST(ExpressionTest, LikePatterns) {
       {"\"!\" Like \"[!]\"", "true"},
       {"\"*x\" Like \"[*]x\"", "true"},
       {"\"ab\" Like \"a[]b\"", "true"},
+      {"\"m\" Like \"[x-za-f-m]\"", "true"},
+      {"\"b\" Like \"[c-a]\"", "false"},
+      {"\"aba\" Like \"ab*ba\"", "false"},  // the ends may not overlap
+      {"\"ab1b2\" Like \"*b#*\"", "true"},
+      {"\"aabaabaaab\" Like \"*aabaaa*\"", "true"},
+      {"\"aabaabaab\" Like \"*aabaaa*\"", "false"},
+      {"\"ab\" Like \"**a**b**\"", "true"},
       {"\"a%b_\" Like \"a%b_\"", "true"},
       {"\"東京都\" Like \"東?都\"", "true"},
       {"\"表\" Like \"?\"", "true"},     // two bytes, one character

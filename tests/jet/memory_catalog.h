@@ -162,6 +162,9 @@ class MemoryCatalog final : public Catalog {
     queries_[ToAsciiLower(query.name)] = std::make_shared<StoredQuery>(query);
   }
 
+  // Those of a file of hardly any size.
+  QueryLimits limits = QueryLimits::ForFile(0);
+
   [[nodiscard]] std::shared_ptr<const Table> FindTable(std::string_view name) override {
     const auto found = tables_.find(ToAsciiLower(name));
     return found == tables_.end() ? nullptr : found->second;
@@ -171,6 +174,7 @@ class MemoryCatalog final : public Catalog {
     return found == queries_.end() ? nullptr : found->second;
   }
   [[nodiscard]] std::uint64_t Generation() override { return 1; }
+  [[nodiscard]] QueryLimits Limits() const override { return limits; }
   [[nodiscard]] const std::string& FileName() const override { return fileName_; }
   [[nodiscard]] unsigned TextCodePage() const override { return CODE_PAGE_JAPANESE; }
   [[nodiscard]] const TextConverter& Converter() const override { return converter_; }

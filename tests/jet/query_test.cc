@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "jet/query_cursor.h"
-#include "jet/query_planner.h"
 #include "tests/jet/memory_catalog.h"
 
 namespace nimport::jet {
@@ -413,21 +411,6 @@ TEST_F(QueryTest, QueriesThatMultiplyWithoutEndAreRefused) {
   EXPECT_THAT(ErrorOf(Q().From("ping")), HasSubstr("takes its rows from itself"));
 }
 
-TEST_F(QueryTest, AnEndlessCrossProductGivesUp) {
-  QueryRows rows = Q();
-  for (int i = 0; i < 40; ++i)
-    rows.From("Orders", "o" + std::to_string(i));
-  rows.Column("o0.No").Where("o0.OrderNo + o39.OrderNo = 0");
-  catalog_.AddQuery(rows);
-  QueryContext context{.fileName = {},
-                       .queryName = "Q",
-                       .texts = TextRules(catalog_.Converter(), catalog_.TextCodePage()),
-                       .tables = {},
-                       .maxCombinations = 10'000};
-  QueryPlan plan = PlanQuery(catalog_, context);
-  EXPECT_THROW(JoinCursor(plan.chain, context).Next(), DatabaseError);
-}
-
 TEST_F(QueryTest, RecordsetMovesMarksAndFinds) {
   catalog_.AddQuery(Q().From("顧客")
                         .From("Orders")
@@ -494,6 +477,8 @@ TEST_F(QueryTest, LookupsInAJoinDoNotWalk) {
       "Mails", {{"DataNo", ColumnType::Long}, {"Title", ColumnType::Text}}, std::move(mails));
   const MemoryTable& textTable = catalog_.AddTable(
       "Texts", {{"DataNo", ColumnType::Long}, {"Body", ColumnType::Text}}, std::move(texts));
+  // A small part of what all lookups take together.
+  catalog_.limits.steps = 1'000'000;
   for (const std::string& source : std::vector<std::string>{"Mails", "Texts"}) {
     catalog_.AddQuery(Q().From("Mails")
                           .From("Texts")

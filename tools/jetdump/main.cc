@@ -1,6 +1,5 @@
 // jetdump: prints a Jet database as JSON.
 #include <exception>
-#include <filesystem>
 #include <iostream>
 
 #include <CLI/CLI.hpp>
@@ -8,6 +7,7 @@
 #include "common/text_converter.h"
 #include "jet/database.h"
 #include "jetdump/json_dump.h"
+#include "platform/native_file.h"
 #include "platform/platform.h"
 
 namespace {
@@ -38,12 +38,7 @@ void AddOptions(CLI::App& app, CommandLine& line) {
 }
 
 std::unique_ptr<jet::Database> Open(const std::string& file) {
-  platform::Platform& platform = platform::SystemPlatform();
-  // The platform takes paths in the code page of the mail client's data.
-  const std::string path = std::filesystem::absolute(file).string();
-  const std::string name =
-      platform.text().FromUtf16(platform.text().ToUtf16(path, CODE_PAGE_UTF8), CODE_PAGE_JAPANESE);
-  return jet::Database::Open(platform.files().OpenForReading(name), platform.text(),
+  return jet::Database::Open(platform::OpenNativeFile(file), platform::SystemPlatform().text(),
                              {.textCodePage = CODE_PAGE_UTF8});
 }
 

@@ -48,13 +48,13 @@ struct QuerySpec {
 };
 
 struct QuerySource {
-  std::string table;  // or stored query
-  std::string alias;  // empty: none
+  std::string table;       // or stored query
+  std::string alias = {};  // empty: none
 };
 
 struct QueryColumn {
   std::string expression;
-  std::string alias;  // empty: none
+  std::string alias = {};  // empty: none
 };
 
 enum class JoinKind : std::uint8_t { Inner = 1, Left = 2, Right = 3 };
@@ -75,13 +75,13 @@ struct QueryOrder {
 struct SelectSpec {
   bool isDistinct = false;
   bool isDistinctRow = false;
-  std::optional<std::uint32_t> top;
+  std::optional<std::uint32_t> top = {};
   bool isTopPercent = false;
-  std::vector<QueryColumn> columns;  // none: SELECT *
+  std::vector<QueryColumn> columns = {};  // none: SELECT *
   std::vector<QuerySource> sources;
-  std::vector<QueryJoin> joins;
-  std::string where;  // empty: none
-  std::vector<QueryOrder> orderBy;
+  std::vector<QueryJoin> joins = {};
+  std::string where = {};  // empty: none
+  std::vector<QueryOrder> orderBy = {};
 };
 
 [[nodiscard]] std::vector<QueryRowSpec> ToQueryRows(const SelectSpec& select);
