@@ -8,12 +8,16 @@ using namespace nimport::platform;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view file = nimport::fuzz::ToText(data, size);
   for (const RegistryHive hive : {RegistryHive::LocalMachine, RegistryHive::CurrentUser}) {
-    const auto value = FindRegistryString(file,
-                                          {.hive = hive,
-                                           .key = "Software\\NIFTY\\NIFTY Manager\\Directory",
-                                           .valueName = "DatabaseDir"},
-                                          SystemPlatform().text());
-    nimport::fuzz::Check(!value || (value->size() < 520 && value->find('\0') == std::string::npos));
+    try {
+      const auto value = FindRegistryString(file,
+                                            {.hive = hive,
+                                             .key = "Software\\NIFTY\\NIFTY Manager\\Directory",
+                                             .valueName = "DatabaseDir"},
+                                            SystemPlatform().text());
+      nimport::fuzz::Check(!value ||
+                           (value->size() < 520 && value->find('\0') == std::string::npos));
+    } catch (const UnusableValue&) {
+    }
   }
   return 0;
 }

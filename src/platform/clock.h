@@ -26,6 +26,7 @@ class Clock {
   [[nodiscard]] virtual int ZoneBiasMinutes() const = 0;
 
   // Seconds since 1970-01-01 00:00:00 UTC of a local time, daylight saving applied where it holds.
+  // A local time that occurs twice, or not at all, is standard time, whatever was converted before.
   // Fields out of range carry over. Empty outside 1970-01-01 00:00:00 to 2038-01-19 03:14:07 UTC.
   [[nodiscard]] virtual std::optional<std::int32_t> ToSeconds(const LocalTime& time) const = 0;
 

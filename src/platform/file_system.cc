@@ -12,6 +12,15 @@ constexpr std::uint64_t MAX_BYTES = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
+bool FileSystem::Exists(std::string_view path) const {
+  try {
+    RequireExists(path);
+    return true;
+  } catch (const FileMissing&) {
+    return false;
+  }
+}
+
 std::string ReadWholeFile(const RandomAccessFile& file) {
   const std::uint64_t size = file.Size();
   if (size > MAX_BYTES) throw FileError(file.Name() + ": is too large to be read whole");

@@ -13,6 +13,7 @@
 
 #include "common/file_error.h"
 #include "common/random_access_file.h"
+#include "platform/stored_path.h"
 
 namespace nimport::platform {
 
@@ -31,9 +32,12 @@ class FileSystem {
  public:
   virtual ~FileSystem() = default;
 
-  // Whether there is a file (or directory) at `path`. A path that cannot be understood names
-  // nothing.
-  [[nodiscard]] virtual bool Exists(std::string_view path) const = 0;
+  // Throws FileMissing, with the reason where one is known, unless there is a file (or directory)
+  // at `path`. A path that cannot be understood names nothing.
+  virtual void RequireExists(std::string_view path) const = 0;
+
+  // The same as an answer.
+  [[nodiscard]] bool Exists(std::string_view path) const;
 
   // A number for the regular file at `path` that differs from an earlier one whenever the file may
   // have changed in between, or another may have come in its place. Cheap. Empty when there is no
@@ -47,6 +51,17 @@ class FileSystem {
   [[nodiscard]] virtual std::unique_ptr<RandomAccessFile> OpenForReading(
       std::string_view path) const = 0;
 
+  // As FindChangeStamp, for a path that stands in a store. Throws FileMissing when nothing is there
+  // or the path leads where no path of a store may lead; what is there but no regular file has no
+  // number.
+  [[nodiscard]] virtual std::optional<std::uint64_t> FindStoredChangeStamp(
+      const StoredPath& path) const = 0;
+
+  // As OpenForReading, for a path that stands in a store: regular files only, and nothing else is
+  // opened on the way. Throws FileMissing as above, else FileError.
+  [[nodiscard]] virtual std::unique_ptr<RandomAccessFile> OpenStored(
+      const StoredPath& path) const = 0;
+
   // Creates the file, or empties the regular file that is there; mode 0600, never through a
   // symbolic link. Throws FileError, also when the directory is missing or the last part of the
   // path holds a colon or a NUL.
@@ -55,10 +70,12 @@ class FileSystem {
   // Removes a file if it is there. Never fails.
   virtual void Remove(std::string_view path) noexcept = 0;
 
-  // A new directory for one session's temporary files, in Windows form and without a trailing '\'.
-  // Nobody else can foresee its name or look into it. It goes, with what it contains, through
-  // RemoveTemporaryDirectory or when the process ends. Empty when none can be had.
-  [[nodiscard]] virtual std::optional<std::string> MakeTemporaryDirectory() = 0;
+  // A new directory for one session's temporary files, without a trailing separator: in Windows
+  // form, or the system's own where no drive leads there. Nobody else can foresee its name or look
+  // into it. Through RemoveTemporaryDirectory or when the process ends, the files that
+  // OpenForWriting made in it go, and the directory if nothing else is in it. Throws FileError,
+  // which names each place that was tried and what is wrong with it.
+  [[nodiscard]] virtual std::string MakeTemporaryDirectory() = 0;
   virtual void RemoveTemporaryDirectory(std::string_view path) noexcept = 0;
 
   // The text at "\StringFileInfo\041104b0\FileVersion" of an executable's version resource, in code

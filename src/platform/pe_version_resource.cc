@@ -37,12 +37,15 @@ constexpr std::uint64_t DIRECTORY_ENTRIES = 16;
 constexpr std::uint64_t ENTRY_SIZE = 8;
 constexpr std::uint64_t IS_DIRECTORY = 0x80000000;
 constexpr std::uint64_t RESOURCE_TYPE_VERSION = 16;
+constexpr std::uint64_t LANGUAGE_JAPANESE = 0x0411;
 
 // Limits on what a file claims. Real files have some ten sections and resource types, and a version
 // resource of about a kilobyte.
 constexpr std::uint64_t MAX_SECTIONS = 96;
 constexpr std::uint64_t MAX_ENTRIES = 4096;
 constexpr std::uint64_t MAX_RESOURCE_BYTES = 64 * 1024;
+// One for each language that Windows knows would be some two hundred.
+constexpr std::size_t MAX_VERSION_RESOURCES = 256;
 
 // The file is not what we look for, or it ends early.
 struct NotFound {};
@@ -54,19 +57,31 @@ std::uint64_t LittleEndian(std::span<const std::byte> bytes) {
   return value;
 }
 
-// Finds the bytes of the version resource. Throws NotFound.
+// Finds the version resources. Throws NotFound.
 class ExecutableReader {
  public:
   explicit ExecutableReader(const RandomAccessFile& file) : file_(file) {}
 
-  std::vector<std::byte> ReadVersionResource() {
+  // Where the data entries of the version resources are, the Japanese one first, the others in the
+  // file's order. A program in several languages has one for each.
+  std::vector<std::uint64_t> FindVersionResources() {
     ReadSections();
-    const std::uint64_t type = FindEntry(0, RESOURCE_TYPE_VERSION);
-    const std::uint64_t name = FirstEntry(DirectoryOf(type));
-    const std::uint64_t language = FirstEntry(DirectoryOf(name));
-    if ((language & IS_DIRECTORY) != 0) throw NotFound();
-    const std::uint64_t dataAddress = Number(ResourceOffset(language), 4);
-    const std::uint64_t size = Number(ResourceOffset(language + 4), 4);
+    std::vector<std::uint64_t> japanese;
+    std::vector<std::uint64_t> others;
+    for (const Entry& name : Entries(DirectoryOf(FindEntry(0, RESOURCE_TYPE_VERSION)))) {
+      for (const Entry& language : Entries(DirectoryOf(name.leadsTo))) {
+        if ((language.leadsTo & IS_DIRECTORY) != 0) continue;
+        (language.id == LANGUAGE_JAPANESE ? japanese : others).push_back(language.leadsTo);
+        if (japanese.size() + others.size() >= MAX_VERSION_RESOURCES) break;
+      }
+    }
+    japanese.insert(japanese.end(), others.begin(), others.end());
+    return japanese;
+  }
+
+  [[nodiscard]] std::vector<std::byte> ReadResource(std::uint64_t dataEntry) const {
+    const std::uint64_t dataAddress = Number(ResourceOffset(dataEntry), 4);
+    const std::uint64_t size = Number(ResourceOffset(dataEntry + 4), 4);
     if (size > MAX_RESOURCE_BYTES) throw NotFound();
     std::vector<std::byte> bytes(static_cast<std::size_t>(size));
     Read(FileOffset(dataAddress), bytes);
@@ -78,6 +93,10 @@ class ExecutableReader {
     std::uint64_t address;
     std::uint64_t size;
     std::uint64_t fileOffset;
+  };
+  struct Entry {
+    std::uint64_t id;
+    std::uint64_t leadsTo;
   };
 
   void Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -134,24 +153,24 @@ class ExecutableReader {
     return entry & ~IS_DIRECTORY;
   }
 
-  [[nodiscard]] std::uint64_t EntryCount(std::uint64_t directory) const {
-    return Number(ResourceOffset(directory + DIRECTORY_NAMED_COUNT), 2) +
-           Number(ResourceOffset(directory + DIRECTORY_ID_COUNT), 2);
+  [[nodiscard]] std::vector<Entry> Entries(std::uint64_t directory) const {
+    const std::uint64_t count = Number(ResourceOffset(directory + DIRECTORY_NAMED_COUNT), 2) +
+                                Number(ResourceOffset(directory + DIRECTORY_ID_COUNT), 2);
+    std::vector<Entry> entries;
+    for (std::uint64_t i = 0; i < std::min(count, MAX_ENTRIES); ++i) {
+      const std::uint64_t entry = directory + DIRECTORY_ENTRIES + i * ENTRY_SIZE;
+      entries.push_back({.id = Number(ResourceOffset(entry), 4),
+                         .leadsTo = Number(ResourceOffset(entry + 4), 4)});
+    }
+    return entries;
   }
 
   // What the entry `id` of a directory leads to.
   [[nodiscard]] std::uint64_t FindEntry(std::uint64_t directory, std::uint64_t id) const {
-    const std::uint64_t count = std::min(EntryCount(directory), MAX_ENTRIES);
-    for (std::uint64_t i = 0; i < count; ++i) {
-      const std::uint64_t entry = directory + DIRECTORY_ENTRIES + i * ENTRY_SIZE;
-      if (Number(ResourceOffset(entry), 4) == id) return Number(ResourceOffset(entry + 4), 4);
+    for (const Entry& entry : Entries(directory)) {
+      if (entry.id == id) return entry.leadsTo;
     }
     throw NotFound();
-  }
-
-  [[nodiscard]] std::uint64_t FirstEntry(std::uint64_t directory) const {
-    if (EntryCount(directory) == 0) throw NotFound();
-    return Number(ResourceOffset(directory + DIRECTORY_ENTRIES + 4), 4);
   }
 
   const RandomAccessFile& file_;
@@ -218,20 +237,33 @@ class VersionNode {
   std::size_t valueOffset_ = 0;
 };
 
+std::u16string TextOf(std::span<const std::byte> resource) {
+  const VersionNode root(resource);
+  if (root.name() != u"VS_VERSION_INFO") throw NotFound();
+  return root.Find(u"StringFileInfo", root.DataBytes())
+      .Find(u"041104b0", 0)
+      .Find(u"FileVersion", 0)
+      .Text();
+}
+
 }  // namespace
 
 std::optional<std::u16string> FindFileVersion(const RandomAccessFile& file) {
+  std::vector<std::uint64_t> dataEntries;
+  ExecutableReader reader(file);
   try {
-    const std::vector<std::byte> resource = ExecutableReader(file).ReadVersionResource();
-    const VersionNode root(resource);
-    if (root.name() != u"VS_VERSION_INFO") return std::nullopt;
-    return root.Find(u"StringFileInfo", root.DataBytes())
-        .Find(u"041104b0", 0)
-        .Find(u"FileVersion", 0)
-        .Text();
+    dataEntries = reader.FindVersionResources();
   } catch (const NotFound&) {
     return std::nullopt;
   }
+  for (const std::uint64_t dataEntry : dataEntries) {
+    try {
+      return TextOf(reader.ReadResource(dataEntry));
+    } catch (const NotFound&) {
+      // Another language's may have it.
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace nimport::platform

@@ -9,8 +9,9 @@
 
 namespace nimport::platform {
 
-// The text "\StringFileInfo\041104b0\FileVersion" of the first version resource. Empty when the
-// file has none or is damaged on the way there. Throws FileError when it cannot be read.
+// The text "\StringFileInfo\041104b0\FileVersion" of the version resources: of the Japanese one,
+// else of the first that has it. Empty when none has it or the file is damaged on the way there.
+// Throws FileError when it cannot be read.
 [[nodiscard]] std::optional<std::u16string> FindFileVersion(const RandomAccessFile& file);
 
 }  // namespace nimport::platform

@@ -3,6 +3,7 @@
 #ifndef NIMPORT_PLATFORM_PLATFORM_H_
 #define NIMPORT_PLATFORM_PLATFORM_H_
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -21,6 +22,9 @@ class Platform {
 
   // 1 is the Windows 95 family, 2 the NT family. Empty when the system does not tell.
   [[nodiscard]] virtual std::optional<int> PlatformId() const = 0;
+
+  // The number of the calling process. A process that was forked off has another than its parent.
+  [[nodiscard]] virtual std::int64_t ProcessId() const noexcept = 0;
 
   // Whether everything is wanted that can still be read: damaged pages and rows are stepped over
   // and reported instead of failing the call, NUL bytes do not end the source of a MIME mail, and

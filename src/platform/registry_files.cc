@@ -52,15 +52,14 @@ std::vector<std::string> ReadRegistryFileNames(const Settings& settings, char se
 std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::string_view key,
                                                      std::string_view valueName) const {
   const std::string keyOf32Bits = KeyOf32Bits(key);
-  std::optional<std::string> valueOf32Bits;
-  for (const std::string& name : fileNames_()) {
-    const std::string file = ReadRegistryFile(name);
-    if (auto value = FindRegistryString(file, {hive, key, valueName}, text_)) return value;
-    if (!valueOf32Bits && !keyOf32Bits.empty()) {
-      valueOf32Bits = FindRegistryString(file, {hive, keyOf32Bits, valueName}, text_);
+  for (const std::string_view place : {key, std::string_view(keyOf32Bits)}) {
+    if (place.empty()) continue;
+    for (const std::string& name : fileNames_()) {
+      const RegistryQuery query{.hive = hive, .key = place, .valueName = valueName};
+      if (auto value = FindRegistryString(ReadRegistryFile(name), query, text_)) return value;
     }
   }
-  return valueOf32Bits;
+  return std::nullopt;
 }
 
 }  // namespace nimport::platform

@@ -14,8 +14,9 @@
 
 namespace nimport::platform {
 
-// The registry as files. The first file that has the value wins. What is nowhere below "Software\"
-// is then looked for below "Software\Wow6432Node\". A file that is missing or broken has no values.
+// The registry as files. The first file that has the value wins, also where the value there cannot
+// be used. What is nowhere below "Software\" is then looked for below "Software\Wow6432Node\". A
+// file that is missing or of no known form has no values.
 class RegistryFiles final : public Registry {
  public:
   // Answers the native paths of the files, afresh at every call.

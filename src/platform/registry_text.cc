@@ -15,7 +15,8 @@ constexpr std::size_t MAX_VALUE_BYTES = 519;
 // Hexadecimal data beyond this is read over; as text of any encoding it is too long already.
 constexpr std::size_t MAX_HEX_BYTES = 4096;
 
-// Registry types that hold text.
+// Registry types. Those of text are converted to the caller's code page; of all others the bytes
+// are handed out as they are.
 constexpr unsigned TYPE_STRING = 1;
 constexpr unsigned TYPE_EXPANDABLE = 2;
 constexpr unsigned TYPE_BINARY = 3;
@@ -248,7 +249,10 @@ class Search {
     }
     const bool isWanted =
         std::find(wantedKeys_.begin(), wantedKeys_.end(), key) != wantedKeys_.end();
-    if (isWanted && isDeleted) found_.reset();
+    if (isWanted && isDeleted) {
+      found_.reset();
+      isBroken_ = false;
+    }
     return isWanted && !isDeleted;
   }
 
@@ -265,43 +269,58 @@ class Search {
     if (!name || FoldCase(*name) != wantedName_ || !cursor.Skip(u"=")) return;
     cursor.SkipBlanks();
     found_.reset();
-    if (cursor.Skip(u"\"")) {
-      ReadQuoted(cursor);
-    } else if (cursor.Skip(u"str")) {
-      const unsigned type = ReadType(cursor, TYPE_STRING);
-      if (IsText(type) && cursor.Skip(u"\"")) ReadQuoted(cursor);
-    } else if (cursor.Skip(u"hex")) {
-      ReadHex(cursor);
-    }
+    isBroken_ = !cursor.Skip(u"-") && !ReadData(cursor);
   }
 
-  // "(2):" behind "hex" or "str"; without a number `assumed`. 0 when it is broken.
-  [[nodiscard]] static unsigned ReadType(Cursor& cursor, unsigned assumed) {
+  // What stands after "name"=. False when it is none of the forms or ends early.
+  [[nodiscard]] bool ReadData(Cursor& cursor) {
+    if (cursor.Skip(u"\"")) return ReadQuoted(cursor);
+    if (cursor.Skip(u"str")) {
+      return ReadType(cursor, TYPE_STRING).has_value() && cursor.Skip(u"\"") && ReadQuoted(cursor);
+    }
+    if (cursor.Skip(u"hex")) return ReadHex(cursor);
+    return cursor.Skip(u"dword:") && ReadDword(cursor);
+  }
+
+  // "(2):" after "hex" or "str"; without a number `assumed`. Empty when it is broken.
+  [[nodiscard]] static std::optional<unsigned> ReadType(Cursor& cursor, unsigned assumed) {
     unsigned type = assumed;
     if (cursor.Skip(u"(")) {
       type = cursor.TakeNumber(16, 8);
-      if (!cursor.Skip(u")")) return 0;
+      if (!cursor.Skip(u")")) return std::nullopt;
     }
-    return cursor.Skip(u":") ? type : 0;
+    if (!cursor.Skip(u":")) return std::nullopt;
+    return type;
   }
 
   [[nodiscard]] static bool IsText(unsigned type) {
     return type == TYPE_STRING || type == TYPE_EXPANDABLE || type == TYPE_STRINGS;
   }
 
-  void ReadQuoted(Cursor& cursor) {
-    if (const auto value = cursor.TakeUntil(u'"')) {
-      found_ = text_.FromUtf16(*value, CODE_PAGE_JAPANESE);
-    }
+  [[nodiscard]] bool ReadQuoted(Cursor& cursor) {
+    const auto value = cursor.TakeUntil(u'"');
+    if (value) found_ = text_.FromUtf16(*value, CODE_PAGE_JAPANESE);
+    return value.has_value();
   }
 
-  void ReadHex(Cursor& cursor) {
-    const unsigned type = ReadType(cursor, TYPE_BINARY);
-    if (!IsText(type) && type != TYPE_BINARY) return;
-    const std::optional<std::string> bytes = ReadHexBytes(std::u16string(cursor.Rest()));
-    if (!bytes) return;
-    const bool isWide = IsText(type) && lines_.form() != Form::Regedit4;
+  // Eight digits; the registry keeps the number with its lowest byte first.
+  [[nodiscard]] bool ReadDword(Cursor& cursor) {
+    if (cursor.Rest().empty() || Cursor::DigitOf(cursor.Rest()[0]) >= 16) return false;
+    const unsigned number = cursor.TakeNumber(16, 8);
+    std::string bytes;
+    for (unsigned shift = 0; shift < 32; shift += 8)
+      bytes += static_cast<char>(number >> shift & 0xFF);
+    found_ = std::move(bytes);
+    return true;
+  }
+
+  [[nodiscard]] bool ReadHex(Cursor& cursor) {
+    const std::optional<unsigned> type = ReadType(cursor, TYPE_BINARY);
+    const auto bytes = type ? ReadHexBytes(std::u16string(cursor.Rest())) : std::nullopt;
+    if (!bytes) return false;
+    const bool isWide = IsText(*type) && lines_.form() != Form::Regedit4;
     found_ = isWide ? text_.FromUtf16(LineReader::FromWide(*bytes), CODE_PAGE_JAPANESE) : *bytes;
+    return true;
   }
 
   // "12,ab,\" and the lines that continue it. Empty when something else stands there.
@@ -325,10 +344,16 @@ class Search {
   }
 
   [[nodiscard]] std::optional<std::string> Finish() {
+    if (isBroken_) Refuse("cannot be understood");
     if (!found_) return std::nullopt;
     if (found_->ends_with('\0')) found_->pop_back();
-    if (found_->size() > MAX_VALUE_BYTES) return std::nullopt;
+    if (found_->size() > MAX_VALUE_BYTES) Refuse("takes more than 519 bytes");
     return std::string(UpToNul(*found_));
+  }
+
+  [[noreturn]] void Refuse(const std::string& why) const {
+    throw UnusableValue("the registry's value \"" + std::string(query_.valueName) + "\" under \"" +
+                        std::string(query_.key) + "\" " + why);
   }
 
   LineReader lines_;
@@ -337,6 +362,7 @@ class Search {
   std::vector<std::u16string> wantedKeys_;
   std::u16string wantedName_;
   std::optional<std::string> found_;
+  bool isBroken_ = false;  // the setting that was read last
 };
 
 }  // namespace

@@ -19,11 +19,11 @@ struct RegistryQuery {
   std::string_view valueName;
 };
 
-// Looks a string value up in a registry file: text, expandable text, the first of several texts, or
-// binary data, which counts as text in code page 932. The last setting in the file holds. Empty
-// when the file sets no such value, deletes it, is none of the known forms, or is broken where the
-// value stands; also when the value takes more than 519 bytes. Answers the text up to its first
-// NUL, in code page 932.
+// Looks a value of any type up in a registry file: text of all types in code page 932, of other
+// types the bytes as they are, a number's lowest one first. The last setting in the file holds.
+// Answers the value up to its first NUL; empty when the file sets no such value, deletes it, is
+// none of the known forms, or is cut before the value's name ends. Throws UnusableValue when the
+// value itself is cut or broken, or takes more than 519 bytes.
 //
 // The form tells its encoding: "REGEDIT4" is code page 932; "Windows Registry Editor Version 5.00"
 // is UTF-16 where it begins with a byte order mark, else UTF-8, and a line that is no UTF-8 is

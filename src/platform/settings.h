@@ -4,6 +4,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace nimport::platform {
 
@@ -19,6 +21,13 @@ using Settings = std::function<std::optional<std::string>(const char* name)>;
 
 // Whether NIMPORT_SALVAGE is 1.
 [[nodiscard]] bool ReadIsSalvaging(const Settings& settings);
+
+// Whether NIMPORT_CONFINE is 1: paths that stand in a store lead only to the drives of
+// NIMPORT_DRIVES and to the drive that holds the store, and no link leads out of them.
+[[nodiscard]] bool ReadIsConfined(const Settings& settings);
+
+// The drives of NIMPORT_DRIVES, a letter from A to Z and a native directory each.
+[[nodiscard]] std::vector<std::pair<char, std::string>> ReadDrives(const Settings& settings);
 
 // The native directory that NIMPORT_DRIVES ("C=/mnt/disk;D=/srv/data") gives a drive, a letter from
 // A to Z. Empty when it gives none.

@@ -2,30 +2,34 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <mutex>
 
+#include "common/library_lifetime.h"
 #include "platform/code_page_table.h"
 
 namespace nimport::platform {
 namespace {
 
-std::unique_ptr<const CodePageTable> MakeTable(const CodePageForm& form) {
-  return std::make_unique<const CodePageTable>(form, *OpenCodePage(form));
+CodePageTable& MakeTable(const CodePageForm& form) {
+  return MakeForLibrary<CodePageTable>(form, *OpenCodePage(form));
 }
+
+struct Tables {
+  std::mutex mutex;
+  std::map<unsigned, const CodePageTable*> byNumber;
+};
 
 // A table is made when it is first asked for and then kept: at most one per known code page.
 const CodePageTable& TableOf(unsigned codePage) {
   if (codePage == CODE_PAGE_JAPANESE) {
-    static const auto japanese = MakeTable(FindCodePageForm(CODE_PAGE_JAPANESE));
-    return *japanese;
+    static const CodePageTable& japanese = MakeTable(FindCodePageForm(CODE_PAGE_JAPANESE));
+    return japanese;
   }
   const CodePageForm& form = FindCodePageForm(codePage);
-  static std::mutex mutex;
-  static std::map<unsigned, std::unique_ptr<const CodePageTable>> tables;
-  const std::lock_guard lock(mutex);
-  std::unique_ptr<const CodePageTable>& table = tables[form.number];
-  if (!table) table = MakeTable(form);
+  static auto& tables = MakeForLibrary<Tables>();
+  const std::lock_guard lock(tables.mutex);
+  const CodePageTable*& table = tables.byNumber[form.number];
+  if (table == nullptr) table = &MakeTable(form);
   return *table;
 }
 

@@ -39,19 +39,28 @@ bool IsUsablePart(std::string_view part) {
          !IsDevice(part);
 }
 
-std::vector<std::string_view> Split(std::string_view path) {
-  std::vector<std::string_view> parts;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    if (IsSeparator(path[i])) {
-      if (i > start) parts.push_back(path.substr(start, i - start));
-      start = i + 1;
-    } else if (IsLeadByte(static_cast<unsigned char>(path[i]))) {
-      ++i;
+// Takes the part up to the next separator, and that separator, off `path`.
+std::string_view TakePart(std::string_view& path) {
+  std::size_t end = 0;
+  while (end < path.size() && !IsSeparator(path[end]))
+    end += IsLeadByte(static_cast<unsigned char>(path[end])) ? 2 : 1;
+  const std::string_view part = path.substr(0, end);
+  path.remove_prefix(std::min(path.size(), end + 1));
+  return part;
+}
+
+// The server and the share of a path that begins with "\\". "." and "?" are no servers: what
+// follows them is a device, or a path that no rule of names holds for.
+bool ParseNetworkStart(std::string_view& path, WindowsPath& result) {
+  path.remove_prefix(2);
+  result.start = PathStart::Network;
+  for (std::string* const name : {&result.server, &result.share}) {
+    *name = TakePart(path);
+    if (name->empty() || *name == "." || *name == ".." || *name == "?" || !IsUsablePart(*name)) {
+      return false;
     }
   }
-  if (start < path.size()) parts.push_back(path.substr(start));
-  return parts;
+  return true;
 }
 
 // Takes the path's start off `path`. False when nothing can be opened under it.
@@ -62,8 +71,8 @@ bool ParseStart(std::string_view& path, WindowsPath& result) {
     path.remove_prefix(2);
     return !path.empty() && IsSeparator(path[0]);
   }
-  const bool isNetwork = path.starts_with("\\\\") || path.starts_with("\\/");
-  if (path.empty() || isNetwork) return false;
+  if (path.empty()) return false;
+  if (path.starts_with("\\\\") || path.starts_with("\\/")) return ParseNetworkStart(path, result);
   result.start = IsSeparator(path[0]) ? PathStart::Root : PathStart::Relative;
   return true;
 }
@@ -73,8 +82,9 @@ bool ParseStart(std::string_view& path, WindowsPath& result) {
 std::optional<WindowsPath> ParseWindowsPath(std::string_view path) {
   WindowsPath result;
   if (!ParseStart(path, result)) return std::nullopt;
-  for (const std::string_view part : Split(path)) {
-    if (part == ".") continue;
+  while (!path.empty()) {
+    const std::string_view part = TakePart(path);
+    if (part.empty() || part == ".") continue;
     if (part != "..") {
       if (!IsUsablePart(part)) return std::nullopt;
       result.parts.emplace_back(part);

@@ -13,6 +13,7 @@ enum class PathStart {
   Drive,     // C:\mail
   Root,      // /home/user: below the system's own root
   Relative,  // mail\1.txt: below the process's current directory
+  Network,   // \\server\share\mail
 };
 
 // A path in its parts, without "." and "..".
@@ -20,13 +21,16 @@ struct WindowsPath {
   PathStart start = PathStart::Relative;
   char drive = '\0';               // 'A' to 'Z'; of a Drive path only
   unsigned levelsUp = 0;           // leading ".." of a Relative path
+  std::string server;              // of a Network path only, code page 932
+  std::string share;               // likewise
   std::vector<std::string> parts;  // code page 932
 };
 
 // Takes a path in code page 932 apart. '\' and '/' separate, but not as the second byte of a
 // double-byte character. Empty when the path names nothing that could be opened: no text, a NUL or
-// a colon in a part, a network path, a device such as "NUL.txt", a drive without a separator behind
-// it, or ".." that leads above the root.
+// a colon in a part, a device such as "NUL.txt" or "\\.\C:", a drive without a separator after it,
+// or
+// ".." that leads above the root.
 [[nodiscard]] std::optional<WindowsPath> ParseWindowsPath(std::string_view path);
 
 }  // namespace nimport::platform

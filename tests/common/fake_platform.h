@@ -63,7 +63,7 @@ class FaultyFileSystem final : public platform::FileSystem {
 
   FileFaults faults;
 
-  [[nodiscard]] bool Exists(std::string_view path) const override { return files_.Exists(path); }
+  void RequireExists(std::string_view path) const override { files_.RequireExists(path); }
 
   [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override {
     return files_.FindChangeStamp(path);
@@ -73,6 +73,17 @@ class FaultyFileSystem final : public platform::FileSystem {
       std::string_view path) const override {
     shared().Check(FileOperation::OpenForReading, path);
     return std::make_unique<InputFile>(files_.OpenForReading(path), shared());
+  }
+
+  [[nodiscard]] std::optional<std::uint64_t> FindStoredChangeStamp(
+      const platform::StoredPath& path) const override {
+    return files_.FindStoredChangeStamp(path);
+  }
+
+  [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenStored(
+      const platform::StoredPath& path) const override {
+    shared().Check(FileOperation::OpenForReading, path.path);
+    return std::make_unique<InputFile>(files_.OpenStored(path), shared());
   }
 
   [[nodiscard]] std::unique_ptr<platform::OutputFile> OpenForWriting(
@@ -85,8 +96,8 @@ class FaultyFileSystem final : public platform::FileSystem {
     if (!faults.Fails(FileOperation::Remove)) files_.Remove(path);
   }
 
-  [[nodiscard]] std::optional<std::string> MakeTemporaryDirectory() override {
-    if (faults.Fails(FileOperation::Temporary)) return std::nullopt;
+  [[nodiscard]] std::string MakeTemporaryDirectory() override {
+    faults.Check(FileOperation::Temporary, "temporary directory");
     return files_.MakeTemporaryDirectory();
   }
 
@@ -210,6 +221,7 @@ class FakePlatform final : public platform::Platform {
   [[nodiscard]] platform::Platform& system() { return system_; }
 
   [[nodiscard]] std::optional<int> PlatformId() const override { return platformId; }
+  [[nodiscard]] std::int64_t ProcessId() const noexcept override { return system_.ProcessId(); }
   [[nodiscard]] bool IsSalvaging() const override { return isSalvaging; }
   [[nodiscard]] const platform::Registry& registry() const override { return *registryPart; }
   [[nodiscard]] platform::FileSystem& files() override { return *filesPart; }

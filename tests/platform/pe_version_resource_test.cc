@@ -71,8 +71,10 @@ constexpr std::size_t SECTION = 0x400;  // in the file
 constexpr std::size_t ADDRESS = 0x3000;
 constexpr std::size_t DATA = 0x100;  // of the resource, in its section
 
-// An executable with nothing but a resource section.
-Bytes Executable(const Bytes& version, bool is64Bit = false) {
+// An executable with nothing but a resource section. With `first`, a version resource of that
+// language stands before the Japanese one.
+Bytes Executable(const Bytes& version, bool is64Bit = false, const Bytes& first = {},
+                 std::uint64_t firstLanguage = 0x409) {
   constexpr std::size_t HEADER = 0x80;
   constexpr std::size_t OPTIONAL = HEADER + 24;
   const std::size_t directories = OPTIONAL + (is64Bit ? 112 : 96);
@@ -88,7 +90,7 @@ Bytes Executable(const Bytes& version, bool is64Bit = false) {
   const std::size_t section = directories + 128;
   image.Put(section + 8, 0x2000, 4);
   image.Put(section + 12, ADDRESS, 4);
-  image.Put(section + 16, DATA + version.size(), 4);
+  image.Put(section + 16, DATA + version.size() + 4 + first.size(), 4);
   image.Put(section + 20, SECTION, 4);
   // Three directories, of type, name and language, and the data entry behind them.
   image.Put(SECTION + 14, 2, 2);
@@ -98,12 +100,21 @@ Bytes Executable(const Bytes& version, bool is64Bit = false) {
   image.Put(SECTION + 28, 0x80000040, 4);
   image.Put(SECTION + 0x40 + 14, 1, 2);
   image.Put(SECTION + 0x40 + 20, 0x80000060, 4);
-  image.Put(SECTION + 0x60 + 14, 1, 2);
-  image.Put(SECTION + 0x60 + 20, 0x90, 4);
+  const std::size_t languages = first.empty() ? 1 : 2;
+  const std::size_t japanese = SECTION + 0x60 + 16 + (languages - 1) * 8;
+  image.Put(SECTION + 0x60 + 14, languages, 2);
+  image.Put(SECTION + 0x60 + 16, firstLanguage, 4);
+  image.Put(SECTION + 0x60 + 20, 0xA0, 4);
+  image.Put(japanese, 0x411, 4);
+  image.Put(japanese + 4, 0x90, 4);
   image.Put(SECTION + 0x90, ADDRESS + DATA, 4);
   image.Put(SECTION + 0x94, version.size(), 4);
   image.bytes.resize(SECTION + DATA);
   image.Add(version);
+  image.Align();
+  image.Put(SECTION + 0xA0, ADDRESS + image.bytes.size() - SECTION, 4);
+  image.Put(SECTION + 0xA4, first.size(), 4);
+  image.Add(first);
   return image.bytes;
 }
 
@@ -119,6 +130,16 @@ TEST(PeVersionResourceTest, FindsTheJapaneseVersion) {
   EXPECT_EQ(Find(Executable(version, true)), u"5, 0, 0, 1");
   EXPECT_EQ(Find(Executable(VersionOf(u"041104B0", {TextNode(u"fileversion", u"5.1")}))), u"5.1");
   EXPECT_EQ(Find(Executable(VersionOf(u"041104b0", {TextNode(u"FileVersion", u"")}))), u"");
+}
+
+TEST(PeVersionResourceTest, OfSeveralLanguagesJapaneseCounts) {
+  const Bytes japanese = VersionOf(u"041104b0", {TextNode(u"FileVersion", u"5.0")});
+  const Bytes english = VersionOf(u"040904b0", {TextNode(u"FileVersion", u"4.0")});
+  const Bytes both = VersionOf(u"041104b0", {TextNode(u"FileVersion", u"4.0")});
+  EXPECT_EQ(Find(Executable(japanese, false, english)), u"5.0") << "English comes first";
+  EXPECT_EQ(Find(Executable(japanese, false, both)), u"5.0") << "English, with a Japanese table";
+  EXPECT_EQ(Find(Executable(english, false, japanese)), u"5.0") << "only the English one has it";
+  EXPECT_EQ(Find(Executable(japanese, false, Bytes(8))), u"5.0") << "the other one is damaged";
 }
 
 TEST(PeVersionResourceTest, OtherFilesHaveNone) {

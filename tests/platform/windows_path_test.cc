@@ -46,6 +46,10 @@ TEST(WindowsPathTest, TakesPathsApart) {
     EXPECT_THAT(path->parts, ElementsAreArray(row.parts)) << row.why;
   }
   EXPECT_EQ(ParseWindowsPath("..\\..\\a")->levelsUp, 2u);
+  const auto network = ParseWindowsPath("\\\\\x83\x5C\\share/a\\..\\b");
+  ASSERT_TRUE(network && network->start == PathStart::Network);
+  EXPECT_EQ(network->server + '|' + network->share, "\x83\x5C|share");
+  EXPECT_THAT(network->parts, testing::ElementsAre("b"));
 }
 
 TEST(WindowsPathTest, RefusesWhatMustNotBeOpened) {
@@ -60,9 +64,14 @@ TEST(WindowsPathTest, RefusesWhatMustNotBeOpened) {
       "C:\\a:stream",
       "C:\\a\\b:c\\d",
       std::string("C:\\a\0b", 6),
-      "\\\\server\\share\\a",
+      "\\\\server",
+      "\\\\server\\share\\..\\..\\a",
+      "\\\\server\\\\a",
+      "\\\\..\\share\\a",
+      "\\\\.\\C:\\a",
+      "\\\\.\\share\\a",
       "\\\\?\\C:\\a",
-      "\\/server/share",
+      "\\/?/UNC/server/share",
       "C:\\NUL",
       "C:\\con.txt",
       "C:\\Aux .mdb",

@@ -1,13 +1,13 @@
 #include "platform/posix/native_paths.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
 #include <utility>
 #include <vector>
 
 #include <sys/stat.h>
 
+#include "common/file_error.h"
+#include "platform/posix/real_path.h"
 #include "platform/posix/wine_prefix.h"
 #include "platform/windows_path.h"
 
@@ -24,13 +24,6 @@ std::string WithSlash(std::string directory) {
   return directory;
 }
 
-// Without symbolic links, so that two spellings of a directory compare.
-std::optional<std::string> RealPath(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
-  if (!real) return std::nullopt;
-  return std::string(real.get());
-}
-
 bool IsSameFile(const std::string& a, const std::string& b) {
   struct stat statusA {};
   struct stat statusB {};
@@ -43,14 +36,23 @@ bool IsSameFile(const std::string& a, const std::string& b) {
 NativePaths::NativePaths(Settings settings, const TextConverter& text)
     : settings_(std::move(settings)), text_(text), directories_(text) {}
 
+std::optional<std::string> NativePaths::FindWineDrive(char letter) const {
+  const std::optional<std::string> prefix = FindWinePrefix(settings_);
+  if (!prefix) return std::nullopt;
+  std::string device = *prefix + "/dosdevices/" + static_cast<char>(letter - 'A' + 'a') + ":";
+  if (!IsThere(device)) return std::nullopt;
+  return device;
+}
+
+std::optional<std::string> NativePaths::FindMappedDrive(char letter) const {
+  std::optional<std::string> mapped = ReadDrive(settings_, letter);
+  return mapped ? mapped : FindWineDrive(letter);
+}
+
 std::optional<std::string> NativePaths::FindDrive(char letter) const {
-  if (std::optional<std::string> mapped = ReadDrive(settings_, letter)) return mapped;
-  if (const std::optional<std::string> prefix = FindWinePrefix(settings_)) {
-    std::string device = *prefix + "/dosdevices/" + static_cast<char>(letter - 'A' + 'a') + ":";
-    if (IsThere(device)) return device;
-  }
-  if (letter == 'Z') return "/";
-  return std::nullopt;
+  std::optional<std::string> mapped = FindMappedDrive(letter);
+  if (!mapped && letter == 'Z') return "/";
+  return mapped;
 }
 
 void NativePaths::Append(NativePath& path, const std::string& part) const {
@@ -68,6 +70,7 @@ void NativePaths::Descend(NativePath& path, const std::string& part) const {
 }
 
 std::optional<std::string> NativePaths::FindStart(const WindowsPath& path) const {
+  if (path.start == PathStart::Network) return std::nullopt;
   if (path.start == PathStart::Root) return "/";
   if (path.start == PathStart::Drive) {
     std::optional<std::string> root = FindDrive(path.drive);
@@ -111,19 +114,17 @@ std::optional<std::string> NativePaths::SpellOnly(std::string_view path) const {
   return spelt->str();
 }
 
-std::optional<NativePath> NativePaths::Resolve(std::string_view path, bool lastAsSpelt) const {
-  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
-  if (!parsed) return std::nullopt;
+std::optional<NativePath> NativePaths::Resolve(const WindowsPath& path, bool lastAsSpelt) const {
   // Most paths are there as spelt, and one look tells.
-  std::optional<NativePath> spelt = Spell(*parsed);
+  std::optional<NativePath> spelt = Spell(path);
   if (!spelt) return std::nullopt;
   spelt->exists = IsThere(spelt->str());
   if (spelt->exists) return spelt;
 
   NativePath result;
-  result.directory = FindStart(*parsed).value_or("/");
+  result.directory = FindStart(path).value_or("/");
   result.exists = IsThere(result.directory);
-  const std::vector<std::string>& parts = parsed->parts;
+  const std::vector<std::string>& parts = path.parts;
   const std::size_t searched = lastAsSpelt && !parts.empty() ? parts.size() - 1 : parts.size();
   for (std::size_t i = 0; i < searched; ++i)
     Descend(result, parts[i]);
@@ -135,37 +136,99 @@ std::optional<NativePath> NativePaths::Resolve(std::string_view path, bool lastA
 }
 
 std::optional<NativePath> NativePaths::Find(std::string_view path) const {
-  return Resolve(path, false);
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  return parsed ? Resolve(*parsed, false) : std::nullopt;
 }
 
 std::optional<NativePath> NativePaths::FindParent(std::string_view path) const {
-  return Resolve(path, true);
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  return parsed ? Resolve(*parsed, true) : std::nullopt;
 }
 
-std::optional<std::string> NativePaths::ToWindowsOnDrive(const std::string& nativeDirectory,
-                                                         char letter) const {
-  const std::optional<std::string> drive = FindDrive(letter);
-  const std::optional<std::string> root = drive ? RealPath(*drive) : std::nullopt;
-  if (!root || !nativeDirectory.starts_with(WithSlash(*root))) return std::nullopt;
-  std::u16string below =
-      text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), CODE_PAGE_UTF8);
-  for (char16_t& unit : below) {
-    if (unit == u'/') unit = u'\\';
+std::string NativePaths::ExplainUnusable(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  if (!parsed) return "is not a path that can be opened";
+  if (parsed->start == PathStart::Network) {
+    return "network paths cannot be opened here; NIMPORT_DRIVES maps drives to directories";
   }
-  std::string path = std::string{letter, ':', '\\'} + text_.FromUtf16(below, CODE_PAGE_JAPANESE);
+  if (!FindStart(*parsed)) return "no directory is given for drive " + std::string{parsed->drive};
+  return "is no text of code page 932";
+}
+
+std::vector<std::string> NativePaths::FindRoots(const StoredPath& stored,
+                                                const StoredTarget& target) const {
+  std::vector<std::string> roots;
+  const bool isOnDrive = target.path.start == PathStart::Drive;
+  if (isOnDrive) {
+    if (auto drive = ReadDrive(settings_, target.path.drive)) roots.push_back(*std::move(drive));
+  }
+  // Wine's drives are mostly this machine: only the one that holds the store is the store's, unless
+  // that is the machine's root, as Wine's drive Z is.
+  if (isOnDrive && roots.empty() && target.isOnStoresDrive) {
+    if (auto drive = FindWineDrive(target.path.drive); drive && FindRealPath(*drive) != "/") {
+      roots.push_back(*std::move(drive));
+    }
+  }
+  if (target.isInStore) {
+    const std::optional<NativePath> directory = Find(stored.storeDirectory + '\\');
+    if (directory) roots.push_back(directory->str());
+  }
+  if (roots.empty()) return roots;
+  for (auto& [letter, directory] : ReadDrives(settings_))
+    roots.push_back(std::move(directory));
+  return roots;
+}
+
+StoredPlace NativePaths::FindStored(const StoredPath& stored) const {
+  const StoredTarget target = ParseStoredPath(stored, text_);
+  StoredPlace place;
+  bool isAllowed = target.isInStore;
+  if (ReadIsConfined(settings_)) {
+    place.roots = FindRoots(stored, target);
+    isAllowed = !place.roots.empty();
+  } else if (target.path.start == PathStart::Drive) {
+    isAllowed = isAllowed || FindMappedDrive(target.path.drive);
+  }
+  const std::optional<NativePath> native =
+      isAllowed ? Resolve(target.path, false) : std::optional<NativePath>();
+  if (native) {
+    place.path = native->str();
+    return place;
+  }
+  throw FileMissing(DisplayPath(stored.path, text_),
+                    isAllowed
+                        ? ExplainUnusable(stored.path)
+                        : "no directory is given for drive " + std::string{target.path.drive});
+}
+
+std::optional<std::string> NativePaths::SpellBelow(const std::string& start,
+                                                   std::u16string_view below,
+                                                   const std::string& nativeDirectory) const {
+  std::string path = start + text_.FromUtf16(below, CODE_PAGE_JAPANESE);
   // A name that code page 932 does not have, or that Windows does not allow, leads elsewhere.
   const std::optional<NativePath> back = Find(path);
   if (!back || !back->exists || !IsSameFile(back->str(), nativeDirectory)) return std::nullopt;
   return path;
 }
 
+std::optional<std::string> NativePaths::ToWindowsOnDrive(const std::string& nativeDirectory,
+                                                         char letter) const {
+  const std::optional<std::string> drive = FindDrive(letter);
+  const std::optional<std::string> root = drive ? FindRealPath(*drive) : std::nullopt;
+  if (!root || !nativeDirectory.starts_with(WithSlash(*root))) return std::nullopt;
+  std::u16string below =
+      text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), CODE_PAGE_UTF8);
+  std::ranges::replace(below, u'/', u'\\');
+  return SpellBelow(std::string{letter, ':', '\\'}, below, nativeDirectory);
+}
+
 std::optional<std::string> NativePaths::ToWindows(const std::string& nativeDirectory) const {
-  const std::optional<std::string> real = RealPath(nativeDirectory);
+  const std::optional<std::string> real = FindRealPath(nativeDirectory);
   if (!real) return std::nullopt;
   for (char letter = 'Z'; letter >= 'A'; --letter) {
     if (std::optional<std::string> path = ToWindowsOnDrive(*real, letter)) return path;
   }
-  return std::nullopt;
+  return SpellBelow("", text_.ToUtf16(*real, CODE_PAGE_UTF8), *real);
 }
 
 }  // namespace nimport::platform::posix

@@ -6,6 +6,8 @@
 
 #include <time.h>
 
+#include "platform/local_time.h"
+
 namespace nimport::platform::posix {
 namespace {
 
@@ -13,9 +15,6 @@ constexpr time_t SECONDS_PER_HOUR = 60 * 60;
 constexpr time_t SECONDS_PER_MONTH = 30 * 24 * SECONDS_PER_HOUR;
 constexpr int MONTHS_PER_YEAR = 12;
 constexpr int BASE_YEAR = 1900;  // of tm_year
-
-// Far beyond any result in range, and far from the limits of tm's fields.
-constexpr int MAX_YEAR = 10'000'000;
 
 int FindBiasMinutes(time_t now) {
   // Standard time is what clocks show when they are not put forward, so the least offset of the
@@ -28,6 +27,13 @@ int FindBiasMinutes(time_t now) {
     offsetSeconds = std::min(offsetSeconds, local.tm_gmtoff);
   }
   return static_cast<int>(-offsetSeconds / 60);
+}
+
+std::optional<std::int64_t> OffsetAt(std::int64_t utcSeconds) {
+  const time_t moment = utcSeconds;
+  tm local{};
+  if (localtime_r(&moment, &local) == nullptr) return std::nullopt;
+  return local.tm_gmtoff;
 }
 
 }  // namespace
@@ -53,22 +59,10 @@ int PosixClock::ZoneBiasMinutes() const {
 }
 
 std::optional<std::int32_t> PosixClock::ToSeconds(const LocalTime& time) const {
-  if (time.year < -MAX_YEAR || time.year > MAX_YEAR ||
-      time.month == std::numeric_limits<int>::min()) {
-    return std::nullopt;
-  }
-  tm fields{};
-  fields.tm_year = time.year - BASE_YEAR;
-  fields.tm_mon = time.month - 1;
-  fields.tm_mday = time.day;
-  fields.tm_hour = time.hour;
-  fields.tm_min = time.minute;
-  fields.tm_sec = time.second;
-  fields.tm_isdst = -1;
   const std::lock_guard lock(mutex_);
-  const time_t seconds = mktime(&fields);
-  if (seconds < 0 || seconds > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
-  return static_cast<std::int32_t>(seconds);
+  tzset();
+  // Not mktime: of an hour that occurs twice it takes the one that was converted last.
+  return FindMoment(time, OffsetAt);
 }
 
 std::optional<LocalTime> PosixClock::ToLocalTime(std::int32_t seconds) const {

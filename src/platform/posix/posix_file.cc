@@ -120,15 +120,24 @@ class PosixOutputFile final : public OutputFile {
 
 }  // namespace
 
-std::optional<std::uint64_t> FindNativeChangeStamp(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+std::optional<std::uint64_t> ChangeStampOf(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return std::nullopt;
   // Behind a name stands now this file and now that one. The time of the last change of anything
   // tells of permissions that were taken away, and of time stamps that were set back.
   ChangeStamp stamp = StampOf(status);
   stamp.Add(static_cast<std::uint64_t>(status.st_dev));
   stamp.Add(static_cast<std::uint64_t>(Nanoseconds(status.st_ctim)));
   return stamp.value();
+}
+
+std::optional<std::uint64_t> FindNativeChangeStamp(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? ChangeStampOf(status) : std::nullopt;
+}
+
+std::unique_ptr<RandomAccessFile> MakeFile(const std::string& name, FileDescriptor file) {
+  CheckIsRegular(file, name);
+  return std::make_unique<PosixFile>(name, std::move(file));
 }
 
 std::unique_ptr<OutputFile> CreateNativeFile(const std::string& directory,
@@ -155,8 +164,7 @@ std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
   // A FIFO would make the open wait for a writer.
   posix::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!file.IsOpen()) posix::FailFile(path, "cannot be opened", errno);
-  posix::CheckIsRegular(file, path);
-  return std::make_unique<posix::PosixFile>(path, std::move(file));
+  return posix::MakeFile(path, std::move(file));
 }
 
 }  // namespace nimport::platform

@@ -1,21 +1,77 @@
 #include "platform/posix/posix_file_system.h"
 
+#include <cerrno>
 #include <exception>
+#include <system_error>
+#include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "common/file_error.h"
 #include "platform/native_file.h"
 #include "platform/pe_version_resource.h"
+#include "platform/posix/confined_file.h"
+#include "platform/posix/file_descriptor.h"
 #include "platform/posix/posix_file.h"
 
 namespace nimport::platform::posix {
+namespace {
 
-bool PosixFileSystem::Exists(std::string_view path) const {
-  const std::optional<NativePath> native = paths_.Find(path);
+// The deepest directory on the way to a path that is there.
+std::string NearestDirectory(std::string path) {
   struct stat status {};
-  return native && native->exists && stat(native->str().c_str(), &status) == 0;
+  do {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+    path.resize(slash);
+  } while (stat(path.c_str(), &status) != 0);
+  return path;
+}
+
+// Throws FileMissing: why there is nothing at a native path, where that is more than its absence.
+// `errorNumber` is what looking there ended with.
+[[noreturn]] void FailMissing(const std::string& path, int errorNumber) {
+  if (errorNumber == EXDEV) throw FileMissing(path, "a link leads out of the drives of the store");
+  if (errorNumber != ENOENT && errorNumber != ENOTDIR) {
+    throw FileMissing(path, std::generic_category().message(errorNumber));
+  }
+  // In a directory that cannot be read, a name that differs in letter case is not found.
+  const std::string directory = NearestDirectory(path);
+  const bool isReadable = faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) == 0;
+  if (isReadable || errno != EACCES) throw FileMissing(path, "");
+  throw FileMissing(path,
+                    directory + " cannot be read: " + std::generic_category().message(EACCES));
+}
+
+FileDescriptor Open(const StoredPlace& place, int flags) {
+  if (!place.roots.empty()) return OpenConfined(place.path, place.roots, flags);
+  return FileDescriptor(open(place.path.c_str(), flags | O_CLOEXEC));
+}
+
+// What is there, a link followed. Throws FileMissing.
+struct stat Examine(const StoredPlace& place) {
+  struct stat status {};
+  bool isThere = false;
+  if (place.roots.empty()) {
+    isThere = stat(place.path.c_str(), &status) == 0;
+  } else {
+    const FileDescriptor file = Open(place, O_PATH);
+    isThere = file.IsOpen() && fstat(file.get(), &status) == 0;
+  }
+  if (!isThere) FailMissing(place.path, errno);
+  return status;
+}
+
+}  // namespace
+
+void PosixFileSystem::RequireExists(std::string_view path) const {
+  const std::optional<NativePath> native = paths_.Find(path);
+  if (!native) throw FileMissing(NativeName(path), paths_.ExplainUnusable(path));
+  struct stat status {};
+  if (stat(native->str().c_str(), &status) != 0) FailMissing(native->str(), errno);
 }
 
 std::optional<std::uint64_t> PosixFileSystem::FindChangeStamp(std::string_view path) const {
@@ -30,15 +86,29 @@ std::optional<std::uint64_t> PosixFileSystem::FindChangeStamp(std::string_view p
 
 std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenForReading(std::string_view path) const {
   const std::optional<NativePath> native = paths_.Find(path);
-  if (!native) throw FileError(NativeName(path) + ": is not a path that can be opened");
+  if (!native) throw FileError(NativeName(path) + ": " + paths_.ExplainUnusable(path));
   return OpenNativeFile(native->str());
+}
+
+std::optional<std::uint64_t> PosixFileSystem::FindStoredChangeStamp(const StoredPath& path) const {
+  return ChangeStampOf(Examine(paths_.FindStored(path)));
+}
+
+std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenStored(const StoredPath& path) const {
+  const StoredPlace place = paths_.FindStored(path);
+  // The mere opening of a device may do something.
+  if (!S_ISREG(Examine(place).st_mode)) throw FileError(place.path + ": is not a regular file");
+  FileDescriptor file = Open(place, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.IsOpen()) FailFile(place.path, "cannot be opened", errno);
+  return MakeFile(place.path, std::move(file));
 }
 
 std::unique_ptr<OutputFile> PosixFileSystem::OpenForWriting(std::string_view path) {
   const std::optional<NativePath> native = paths_.FindParent(path);
   if (!native || native->name.empty()) {
-    throw FileError(NativeName(path) + ": is not a path that can be opened");
+    throw FileError(NativeName(path) + ": " + paths_.ExplainUnusable(path));
   }
+  temporaryDirectories_.List(path, native->name);
   return CreateNativeFile(native->directory, native->name);
 }
 
@@ -52,7 +122,12 @@ void PosixFileSystem::Remove(std::string_view path) noexcept {
   }
 }
 
-std::optional<std::string> PosixFileSystem::MakeTemporaryDirectory() {
+std::string PosixFileSystem::SpellDirectory(const std::string& native) const {
+  if (std::optional<std::string> path = paths_.ToWindows(native)) return *std::move(path);
+  throw FileError(native + ": has no name in code page 932");
+}
+
+std::string PosixFileSystem::MakeTemporaryDirectory() {
   return temporaryDirectories_.Make();
 }
 
@@ -72,7 +147,7 @@ std::optional<std::string> PosixFileSystem::ReadFileVersion(std::string_view pat
 
 std::string PosixFileSystem::NativeName(std::string_view path) const {
   if (const std::optional<NativePath> native = paths_.Find(path)) return native->str();
-  return text_.FromUtf16(text_.ToUtf16(path, CODE_PAGE_JAPANESE), CODE_PAGE_UTF8);
+  return DisplayPath(path, text_);
 }
 
 }  // namespace nimport::platform::posix

@@ -1,5 +1,8 @@
 #include "platform/posix/posix_platform.h"
 
+#include <unistd.h>
+
+#include "common/library_lifetime.h"
 #include "platform/posix/wine_prefix.h"
 
 namespace nimport::platform {
@@ -21,6 +24,10 @@ std::optional<int> PosixPlatform::PlatformId() const {
   return ReadPlatformId(settings_, NT_FAMILY);
 }
 
+std::int64_t PosixPlatform::ProcessId() const noexcept {
+  return getpid();
+}
+
 bool PosixPlatform::IsSalvaging() const {
   return ReadIsSalvaging(settings_);
 }
@@ -28,7 +35,7 @@ bool PosixPlatform::IsSalvaging() const {
 }  // namespace posix
 
 Platform& SystemPlatform() {
-  static posix::PosixPlatform platform(EnvironmentSettings());
+  static auto& platform = MakeForLibrary<posix::PosixPlatform>(EnvironmentSettings());
   return platform;
 }
 

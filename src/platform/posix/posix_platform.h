@@ -31,6 +31,7 @@ class PosixPlatform final : public Platform {
 
   // NIMPORT_PLATFORM_ID, else 2. Empty when that is no number.
   [[nodiscard]] std::optional<int> PlatformId() const override;
+  [[nodiscard]] std::int64_t ProcessId() const noexcept override;
   // Whether NIMPORT_SALVAGE is 1.
   [[nodiscard]] bool IsSalvaging() const override;
 

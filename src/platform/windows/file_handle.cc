@@ -6,7 +6,6 @@
 #include "platform/windows/wide_text.h"
 
 namespace nimport::platform::windows {
-namespace {
 
 std::string MessageOf(DWORD errorNumber) {
   std::array<wchar_t, 512> text{};
@@ -20,8 +19,6 @@ std::string MessageOf(DWORD errorNumber) {
   const std::string number = "error " + std::to_string(errorNumber);
   return message.empty() ? number : Utf8FromWide(message) + " (" + number + ")";
 }
-
-}  // namespace
 
 void FailFile(const std::string& name, const std::string& action, DWORD errorNumber) {
   throw FileError(name + ": " + action + ": " + MessageOf(errorNumber));

@@ -31,6 +31,9 @@ class FileHandle {
   HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 
+// The system's text for an error, UTF-8, with its number.
+[[nodiscard]] std::string MessageOf(DWORD errorNumber);
+
 // Throws FileError: "NAME: ACTION: " and the system's text for `errorNumber`, UTF-8.
 [[noreturn]] void FailFile(const std::string& name, const std::string& action, DWORD errorNumber);
 

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "common/file_error.h"
 #include "platform/windows/wide_text.h"
 
 namespace nimport::platform::windows {
@@ -74,24 +75,78 @@ std::optional<std::wstring> NativePaths::Append(std::wstring start, const Window
   return start;
 }
 
-std::optional<std::wstring> NativePaths::FindOwn(std::string_view path) const {
-  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
-  if (!parsed) return std::nullopt;
-  std::optional<std::wstring> start =
-      parsed->start == PathStart::Drive ? DriveRoot(parsed->drive) : FindStart(*parsed);
-  if (!start) return std::nullopt;
-  return Append(*std::move(start), *parsed);
+std::optional<std::wstring> NativePaths::ResolveOwn(const WindowsPath& path) const {
+  std::optional<std::wstring> start;
+  if (path.start == PathStart::Drive) {
+    start = DriveRoot(path.drive);
+  } else if (path.start == PathStart::Network) {
+    start = FindShare(path);
+  } else {
+    start = FindStart(path);
+  }
+  return start ? Append(*std::move(start), path) : std::nullopt;
 }
 
-std::optional<std::wstring> NativePaths::FindStored(std::string_view path) const {
-  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
-  if (!parsed || parsed->start != PathStart::Drive) return FindOwn(path);
-  const std::optional<std::string> mapped = ReadDrive(settings_, parsed->drive);
-  if (!mapped) return FindOwn(path);
+std::optional<std::wstring> NativePaths::ResolveMapped(const WindowsPath& path) const {
+  if (path.start != PathStart::Drive) return ResolveOwn(path);
+  const std::optional<std::string> mapped = ReadDrive(settings_, path.drive);
+  if (!mapped) return ResolveOwn(path);
   std::optional<std::wstring> start = ToFullPath(WideFromUtf8(*mapped));
   if (!start) return std::nullopt;
   DropTrailingSeparators(*start);
-  return Append(*std::move(start), *parsed);
+  return Append(*std::move(start), path);
+}
+
+std::optional<std::wstring> NativePaths::FindShare(const WindowsPath& path) const {
+  const auto server = text_.ToUtf16Strict(path.server, CODE_PAGE_JAPANESE);
+  const auto share = text_.ToUtf16Strict(path.share, CODE_PAGE_JAPANESE);
+  if (!server || !share || EndsInDroppedCharacter(path.share)) return std::nullopt;
+  return std::wstring(UNC_PREFIX) + ToWide(*server) + L'\\' + ToWide(*share);
+}
+
+std::optional<std::wstring> NativePaths::FindOwn(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  return parsed ? ResolveOwn(*parsed) : std::nullopt;
+}
+
+std::optional<std::wstring> NativePaths::FindMapped(std::string_view path) const {
+  const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
+  return parsed ? ResolveMapped(*parsed) : std::nullopt;
+}
+
+std::vector<std::wstring> NativePaths::FindRoots(const StoredPath& stored,
+                                                 const StoredTarget& target) const {
+  std::vector<std::wstring> roots;
+  bool isAllowed = target.isOnStoresDrive;
+  for (const auto& [letter, directory] : ReadDrives(settings_)) {
+    isAllowed = isAllowed || letter == target.path.drive;
+    if (auto root = ToFullPath(WideFromUtf8(directory))) roots.push_back(*std::move(root));
+  }
+  if (!isAllowed) return {};
+  if (auto directory = FindMapped(stored.storeDirectory + '\\')) {
+    roots.push_back(*std::move(directory));
+  }
+  if (!target.isOnStoresDrive) return roots;
+  WindowsPath root = target.path;
+  root.parts.clear();
+  root.levelsUp = 0;
+  if (auto drive = ResolveMapped(root)) roots.push_back(*std::move(drive));
+  return roots;
+}
+
+StoredPlace NativePaths::FindStored(const StoredPath& stored) const {
+  const StoredTarget target = ParseStoredPath(stored, text_);
+  StoredPlace place;
+  const bool isConfined = ReadIsConfined(settings_);
+  if (isConfined) place.roots = FindRoots(stored, target);
+  if (isConfined && place.roots.empty()) {
+    throw FileMissing(DisplayPath(stored.path, text_),
+                      "no directory is given for drive " + std::string{target.path.drive});
+  }
+  std::optional<std::wstring> path = ResolveMapped(target.path);
+  if (!path) throw FileMissing(DisplayPath(stored.path, text_), "is no name of a file");
+  place.path = *std::move(path);
+  return place;
 }
 
 std::optional<std::string> NativePaths::ToCodePage(const std::wstring& directory) const {

@@ -58,6 +58,41 @@ bool IsRegular(const FileHandle& file, DWORD attributes) {
   return GetFileType(file.get()) == FILE_TYPE_DISK && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+// The full path of an open file or directory, all links followed; empty when the system cannot
+// tell.
+std::wstring FinalPath(const FileHandle& file) {
+  if (!file.IsOpen()) return {};
+  std::wstring path(GetFinalPathNameByHandleW(file.get(), nullptr, 0, FILE_NAME_NORMALIZED), L'\0');
+  const DWORD length = GetFinalPathNameByHandleW(
+      file.get(), path.data(), static_cast<DWORD>(path.size()), FILE_NAME_NORMALIZED);
+  if (length >= path.size()) return {};
+  path.resize(length);
+  return path;
+}
+
+// A directory's, with its separator after it.
+std::wstring FinalDirectory(const std::wstring& directory) {
+  const FileHandle handle(CreateFileW(directory.c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  std::wstring path = FinalPath(handle);
+  if (!path.empty() && !path.ends_with(L'\\')) path += L'\\';
+  return path;
+}
+
+// Throws FileMissing unless there are no `roots` or the file lies in one of them.
+void RequireBeneath(const FileHandle& file, const std::string& name,
+                    const std::vector<std::wstring>& roots) {
+  if (roots.empty()) return;
+  const std::wstring path = FinalPath(file);
+  const bool isBeneath = std::ranges::any_of(roots, [&](const std::wstring& root) {
+    const std::wstring start = FinalDirectory(root);
+    const auto length = static_cast<int>(start.size());
+    return length > 0 && path.size() > start.size() &&
+           CompareStringOrdinal(path.c_str(), length, start.c_str(), length, TRUE) == CSTR_EQUAL;
+  });
+  if (!isBeneath) throw FileMissing(name, "a link leads out of the drives of the store");
+}
+
 class WindowsFile final : public RandomAccessFile {
  public:
   WindowsFile(std::string name, FileHandle file) : name_(std::move(name)), file_(std::move(file)) {}
@@ -121,20 +156,24 @@ class WindowsOutputFile final : public OutputFile {
 
 }  // namespace
 
-std::unique_ptr<RandomAccessFile> OpenWideFile(const std::wstring& path) {
+std::unique_ptr<RandomAccessFile> OpenWideFile(const std::wstring& path,
+                                               const std::vector<std::wstring>& roots) {
   const std::string name = DisplayName(path);
   FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, SHARE_ALL, nullptr, OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file.IsOpen()) FailFile(name, "cannot be opened", GetLastError());
+  RequireBeneath(file, name, roots);
   if (!IsRegular(file, Examine(file, name).dwFileAttributes)) {
     throw FileError(name + ": is not a regular file");
   }
   return std::make_unique<WindowsFile>(name, std::move(file));
 }
 
-std::optional<std::uint64_t> FindWideChangeStamp(const std::wstring& path) {
+std::optional<std::uint64_t> FindWideChangeStamp(const std::wstring& path,
+                                                 const std::vector<std::wstring>& roots) {
   const FileHandle file(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (file.IsOpen()) RequireBeneath(file, DisplayName(path), roots);
   BY_HANDLE_FILE_INFORMATION info{};
   if (!file.IsOpen() || GetFileInformationByHandle(file.get(), &info) == FALSE ||
       !IsRegular(file, info.dwFileAttributes)) {

@@ -6,6 +6,8 @@
 #include <windows.h>
 
 #include "common/file_error.h"
+#include "platform/pe_version_resource.h"
+#include "platform/windows/file_handle.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/windows_file.h"
 
@@ -19,7 +21,7 @@ std::wstring_view UpToNul(std::wstring_view text) {
   return text.substr(0, text.find(L'\0'));
 }
 
-std::optional<std::wstring> FindFileVersion(const std::wstring& path) {
+std::optional<std::wstring> AskSystemForVersion(const std::wstring& path) {
   DWORD unused = 0;
   const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
   if (size == 0) return std::nullopt;
@@ -32,28 +34,51 @@ std::optional<std::wstring> FindFileVersion(const std::wstring& path) {
   return std::wstring(UpToNul({static_cast<const wchar_t*>(value), length}));
 }
 
+// Throws FileMissing, with the system's reason where that is more than the file's absence.
+void RequireThere(const std::wstring& path) {
+  if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return;
+  const DWORD error = GetLastError();
+  const bool isAbsent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+  throw FileMissing(DisplayName(path), isAbsent ? "" : MessageOf(error));
+}
+
 }  // namespace
 
-bool WindowsFileSystem::Exists(std::string_view path) const {
-  const std::optional<std::wstring> native = paths_.FindStored(path);
-  return native && GetFileAttributesW(native->c_str()) != INVALID_FILE_ATTRIBUTES;
+void WindowsFileSystem::RequireExists(std::string_view path) const {
+  const std::optional<std::wstring> native = paths_.FindMapped(path);
+  if (!native) throw FileMissing(NativeName(path), "is not a path that can be opened");
+  RequireThere(*native);
 }
 
 std::optional<std::uint64_t> WindowsFileSystem::FindChangeStamp(std::string_view path) const {
-  const std::optional<std::wstring> native = paths_.FindStored(path);
+  const std::optional<std::wstring> native = paths_.FindMapped(path);
   if (!native) return std::nullopt;
   return FindWideChangeStamp(*native);
 }
 
 std::unique_ptr<RandomAccessFile> WindowsFileSystem::OpenForReading(std::string_view path) const {
-  const std::optional<std::wstring> native = paths_.FindStored(path);
+  const std::optional<std::wstring> native = paths_.FindMapped(path);
   if (!native) throw FileError(NativeName(path) + ": is not a path that can be opened");
   return OpenWideFile(*native);
+}
+
+std::optional<std::uint64_t> WindowsFileSystem::FindStoredChangeStamp(
+    const StoredPath& path) const {
+  const StoredPlace place = paths_.FindStored(path);
+  RequireThere(place.path);
+  return FindWideChangeStamp(place.path, place.roots);
+}
+
+std::unique_ptr<RandomAccessFile> WindowsFileSystem::OpenStored(const StoredPath& path) const {
+  const StoredPlace place = paths_.FindStored(path);
+  RequireThere(place.path);
+  return OpenWideFile(place.path, place.roots);
 }
 
 std::unique_ptr<OutputFile> WindowsFileSystem::OpenForWriting(std::string_view path) {
   const std::optional<std::wstring> native = paths_.FindOwn(path);
   if (!native) throw FileError(NativeName(path) + ": is not a path that can be opened");
+  temporaryDirectories_.List(path, Utf8FromWide(native->substr(native->rfind(L'\\') + 1)));
   return CreateWideFile(*native);
 }
 
@@ -67,7 +92,14 @@ void WindowsFileSystem::Remove(std::string_view path) noexcept {
   }
 }
 
-std::optional<std::string> WindowsFileSystem::MakeTemporaryDirectory() {
+std::string WindowsFileSystem::SpellDirectory(const std::string& native) const {
+  if (std::optional<std::string> path = paths_.ToCodePage(WideFromUtf8(native))) {
+    return *std::move(path);
+  }
+  throw FileError(native + ": has no name in code page 932");
+}
+
+std::string WindowsFileSystem::MakeTemporaryDirectory() {
   return temporaryDirectories_.Make();
 }
 
@@ -76,17 +108,26 @@ void WindowsFileSystem::RemoveTemporaryDirectory(std::string_view path) noexcept
 }
 
 std::optional<std::string> WindowsFileSystem::ReadFileVersion(std::string_view path) const {
-  const std::optional<std::wstring> native = paths_.FindStored(path);
-  const std::optional<std::wstring> version = native ? FindFileVersion(*native) : std::nullopt;
-  if (!version) return std::nullopt;
-  return text_.FromUtf16(FromWide(*version), CODE_PAGE_JAPANESE);
+  const std::optional<std::wstring> native = paths_.FindMapped(path);
+  if (!native) return std::nullopt;
+  if (const std::optional<std::wstring> version = AskSystemForVersion(*native)) {
+    return text_.FromUtf16(FromWide(*version), CODE_PAGE_JAPANESE);
+  }
+  // Of resources in several languages the system sees the one of this machine's language alone.
+  try {
+    const std::optional<std::u16string> version = FindFileVersion(*OpenWideFile(*native));
+    if (!version) return std::nullopt;
+    return text_.FromUtf16(*version, CODE_PAGE_JAPANESE);
+  } catch (const FileError&) {
+    return std::nullopt;
+  }
 }
 
 std::string WindowsFileSystem::NativeName(std::string_view path) const {
-  if (const std::optional<std::wstring> native = paths_.FindStored(path)) {
+  if (const std::optional<std::wstring> native = paths_.FindMapped(path)) {
     return DisplayName(*native);
   }
-  return text_.FromUtf16(text_.ToUtf16(path, CODE_PAGE_JAPANESE), CODE_PAGE_UTF8);
+  return DisplayPath(path, text_);
 }
 
 }  // namespace nimport::platform::windows

@@ -4,8 +4,8 @@
 #include "common/text_converter.h"
 #include "platform/file_system.h"
 #include "platform/settings.h"
+#include "platform/temporary_directories.h"
 #include "platform/windows/native_paths.h"
-#include "platform/windows/temporary_directories.h"
 
 namespace nimport::platform::windows {
 
@@ -15,21 +15,30 @@ class WindowsFileSystem final : public FileSystem {
  public:
   // `text` must outlive this object.
   WindowsFileSystem(const Settings& settings, const TextConverter& text)
-      : text_(text), paths_(settings, text), temporaryDirectories_(settings, paths_) {}
+      : text_(text),
+        paths_(settings, text),
+        temporaryDirectories_(settings,
+                              [this](const std::string& path) { return SpellDirectory(path); }) {}
 
-  [[nodiscard]] bool Exists(std::string_view path) const override;
+  void RequireExists(std::string_view path) const override;
   [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override;
   [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenForReading(
       std::string_view path) const override;
+  [[nodiscard]] std::optional<std::uint64_t> FindStoredChangeStamp(
+      const StoredPath& path) const override;
+  [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenStored(const StoredPath& path) const override;
   // The file has the rights that its directory passes on.
   [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
   void Remove(std::string_view path) noexcept override;
-  [[nodiscard]] std::optional<std::string> MakeTemporaryDirectory() override;
+  [[nodiscard]] std::string MakeTemporaryDirectory() override;
   void RemoveTemporaryDirectory(std::string_view path) noexcept override;
   [[nodiscard]] std::optional<std::string> ReadFileVersion(std::string_view path) const override;
   [[nodiscard]] std::string NativeName(std::string_view path) const override;
 
  private:
+  // A path that hosts can be told. Throws FileError.
+  [[nodiscard]] std::string SpellDirectory(const std::string& native) const;
+
   const TextConverter& text_;
   NativePaths paths_;
   TemporaryDirectories temporaryDirectories_;

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "common/library_lifetime.h"
+
 namespace nimport::platform {
 namespace windows {
 namespace {
@@ -19,6 +21,10 @@ std::optional<int> WindowsPlatform::PlatformId() const {
   return ReadPlatformId(settings_, AskSystem());
 }
 
+std::int64_t WindowsPlatform::ProcessId() const noexcept {
+  return GetCurrentProcessId();
+}
+
 bool WindowsPlatform::IsSalvaging() const {
   return ReadIsSalvaging(settings_);
 }
@@ -26,7 +32,7 @@ bool WindowsPlatform::IsSalvaging() const {
 }  // namespace windows
 
 Platform& SystemPlatform() {
-  static windows::WindowsPlatform platform(EnvironmentSettings());
+  static auto& platform = MakeForLibrary<windows::WindowsPlatform>(EnvironmentSettings());
   return platform;
 }
 

@@ -23,6 +23,7 @@ class WindowsPlatform final : public Platform {
 
   // NIMPORT_PLATFORM_ID, else what the system tells. Empty when that is no number.
   [[nodiscard]] std::optional<int> PlatformId() const override;
+  [[nodiscard]] std::int64_t ProcessId() const noexcept override;
   // Whether NIMPORT_SALVAGE is 1.
   [[nodiscard]] bool IsSalvaging() const override;
 

@@ -14,6 +14,10 @@ constexpr std::size_t MAX_VALUE_BYTES = 519;
 // Enough for any value of that size, as text of whatever encoding, and its terminator.
 constexpr std::size_t BUFFER_BYTES = 2048;
 
+[[noreturn]] void RefuseLong(const std::string& valueName) {
+  throw UnusableValue("the registry's value \"" + valueName + "\" takes more than 519 bytes");
+}
+
 // An open key of the registry.
 class Key {
  public:
@@ -29,15 +33,16 @@ class Key {
   Key(const Key&) = delete;
   Key& operator=(const Key&) = delete;
 
-  // The value's bytes, as far as they can matter; empty when it is absent or longer.
+  // The value's bytes; empty when it is absent. Throws UnusableValue when it is longer than any
+  // that can be used.
   [[nodiscard]] std::optional<std::string> Read(const std::wstring& name, DWORD& type) const {
     if (key_ == nullptr) return std::nullopt;
     std::string bytes(BUFFER_BYTES, '\0');
     auto size = static_cast<DWORD>(bytes.size());
-    if (RegQueryValueExW(key_, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(bytes.data()),
-                         &size) != ERROR_SUCCESS) {
-      return std::nullopt;
-    }
+    const LSTATUS status = RegQueryValueExW(key_, name.c_str(), nullptr, &type,
+                                            reinterpret_cast<BYTE*>(bytes.data()), &size);
+    if (status == ERROR_MORE_DATA) RefuseLong(Utf8FromWide(name));
+    if (status != ERROR_SUCCESS) return std::nullopt;
     bytes.resize(size);
     return bytes;
   }
@@ -68,10 +73,10 @@ std::optional<std::string> WindowsRegistry::ReadString(RegistryHive hive, std::s
   DWORD type = REG_NONE;
   const std::optional<std::string> bytes =
       open.Read(ToWide(text_.ToUtf16(valueName, CODE_PAGE_JAPANESE)), type);
-  if (!bytes || (!IsText(type) && type != REG_BINARY)) return std::nullopt;
+  if (!bytes) return std::nullopt;
   std::string value = IsText(type) ? text_.FromUtf16(UnitsOf(*bytes), CODE_PAGE_JAPANESE) : *bytes;
   if (value.ends_with('\0')) value.pop_back();
-  if (value.size() > MAX_VALUE_BYTES) return std::nullopt;
+  if (value.size() > MAX_VALUE_BYTES) RefuseLong(std::string(valueName));
   return std::string(UpToNul(value));
 }
 

@@ -11,8 +11,7 @@
 namespace nimport::platform::windows {
 
 // The system's registry as 32-bit programs see it; or, where NIMPORT_REGISTRY names files,
-// separated by ';', those. Text, expandable text, the first of several texts, or binary data, which
-// counts as text in code page 932.
+// separated by ';', those.
 class WindowsRegistry final : public Registry {
  public:
   // `text` must outlive this object.

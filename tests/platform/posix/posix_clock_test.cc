@@ -73,6 +73,31 @@ TEST_F(PosixClockTest, ConvertsLocalTimesBothWays) {
   }
 }
 
+TEST_F(PosixClockTest, TimesThatOccurTwiceOrNeverAreStandardTime) {
+  const struct {
+    const char* zone;
+    LocalTime time;
+    std::int32_t seconds;
+    const char* why;
+  } CASES[] = {
+      {"America/New_York", {1998, 10, 25, 1, 30, 0}, 909297000, "twice"},
+      {"America/New_York", {1998, 10, 25, 0, 59, 59}, 909291599, "before the hour that is twice"},
+      {"America/New_York", {1998, 10, 25, 2, 0, 0}, 909298800, "after it"},
+      {"America/New_York", {1998, 4, 5, 2, 30, 0}, 891761400, "never"},
+      {"America/New_York", {1998, 4, 5, 3, 0, 0}, 891759600, "after the hour that is left out"},
+      {"Australia/Lord_Howe", {1998, 3, 29, 1, 45, 0}, 891098100, "half an hour is twice"},
+      {"Europe/Dublin", {1998, 10, 25, 1, 30, 0}, 909279000, "winter time is its saving"},
+  };
+  for (const auto& row : CASES) {
+    SetZone(row.zone);
+    // Whatever was converted before.
+    for (const int month : {1, 7}) {
+      static_cast<void>(clock_.ToSeconds({1998, month, 25, 1, 30, 0}));
+      EXPECT_EQ(clock_.ToSeconds(row.time), row.seconds) << row.why << ", " << month;
+    }
+  }
+}
+
 TEST_F(PosixClockTest, FieldsCarryOverAndTheRangeHolds) {
   SetZone("UTC");
   EXPECT_EQ(clock_.ToSeconds({1998, 1, 12, 25, 0, 0}), 884653200);

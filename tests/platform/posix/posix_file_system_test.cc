@@ -5,6 +5,8 @@
 #include <fstream>
 #include <set>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -227,6 +229,42 @@ TEST_F(PosixFileSystemTest, RelativePathsStartInTheCurrentDirectory) {
   EXPECT_TRUE(files().Exists("..\\sub\\f"));
   EXPECT_EQ(files().NativeName("..\\sub\\f"), "./../sub/f");
   fs::current_path(before);
+}
+
+TEST_F(PosixFileSystemTest, SaysWhyAFileIsMissing) {
+  directory_.Write("c/closed/File.txt", "x");
+  directory_.Write("c/unreadable/File.txt", "x");
+  fs::permissions(directory_.path() / "c/closed", fs::perms::none);
+  fs::permissions(directory_.path() / "c/unreadable", fs::perms(0711));
+  const std::string c = directory_.str() + "/c/";
+  const std::pair<const char*, std::string> CASES[] = {
+      {"C:\\closed\\File.txt", c + "closed/File.txt: Permission denied"},
+      {"C:\\unreadable\\FILE.TXT",
+       c + "unreadable/FILE.TXT: " + c + "unreadable cannot be read: Permission denied"},
+      {"C:\\none\\x", c + "none/x"},
+      {"Q:\\x", "Q:\\x: no directory is given for drive Q"},
+      {"\\\\server\\share\\x",
+       "\\\\server\\share\\x: network paths cannot be opened here; NIMPORT_DRIVES maps drives to "
+       "directories"},
+  };
+  // Nothing is closed to root.
+  constexpr uid_t NOBODY = 65534;
+  const uid_t before = geteuid();
+  fs::permissions(directory_.path(), fs::perms(0755));
+  ASSERT_EQ(seteuid(before == 0 ? NOBODY : before), 0);
+  std::vector<std::string> reasons;
+  for (const auto& row : CASES) {
+    try {
+      files().RequireExists(row.first);
+      reasons.emplace_back("there");
+    } catch (const FileMissing& error) {
+      reasons.push_back(error.description());
+    }
+  }
+  EXPECT_EQ(seteuid(before), 0);
+  fs::permissions(directory_.path() / "c/closed", fs::perms(0755));
+  for (std::size_t i = 0; i < reasons.size(); ++i)
+    EXPECT_EQ(reasons[i], CASES[i].second);
 }
 
 TEST_F(PosixFileSystemTest, NamesFilesForMessages) {

@@ -206,15 +206,14 @@ TEST_F(WindowsFileSystemTest, WritingReplacesWhatIsThere) {
 }
 
 TEST_F(WindowsFileSystemTest, TemporaryDirectoriesArePrivateAndGo) {
-  const std::optional<std::string> first = files_.MakeTemporaryDirectory();
-  const std::optional<std::string> second = files_.MakeTemporaryDirectory();
-  ASSERT_TRUE(first && second);
-  EXPECT_NE(*first, *second);
-  EXPECT_TRUE(first->starts_with(base_ + "\\")) << *first;
+  const std::string first = files_.MakeTemporaryDirectory();
+  const std::string second = files_.MakeTemporaryDirectory();
+  EXPECT_NE(first, second);
+  EXPECT_TRUE(first.starts_with(base_ + "\\")) << first;
   PACL rights = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   ASSERT_EQ(
-      GetNamedSecurityInfoW(WideFromUtf8(*first).data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+      GetNamedSecurityInfoW(WideFromUtf8(first).data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
                             nullptr, nullptr, &rights, nullptr, &descriptor),
       static_cast<DWORD>(ERROR_SUCCESS));
   ASSERT_NE(rights, nullptr);
@@ -224,16 +223,18 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesArePrivateAndGo) {
   }
   LocalFree(descriptor);
 
-  Write(*first + "\\a.txt", "a");
-  fs::create_directories(fs::path(*first) / "sub\\sub");
-  Write(*first + "\\sub\\b.txt", "b");
-  SetFileAttributesW(WideFromUtf8(*first + "\\sub\\b.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+  Write(first + "\\a.txt", "a");
   files_.RemoveTemporaryDirectory(base_);
-  EXPECT_TRUE(files_.Exists(*first)) << "only what was made goes";
-  files_.RemoveTemporaryDirectory(*first);
-  EXPECT_FALSE(files_.Exists(*first));
-  EXPECT_TRUE(files_.Exists(*second));
-  files_.RemoveTemporaryDirectory(*second);
+  EXPECT_TRUE(files_.Exists(first)) << "only what was made goes";
+  files_.RemoveTemporaryDirectory(first);
+  EXPECT_FALSE(files_.Exists(first));
+  // What a host renamed is the host's.
+  Write(second + "\\a.txt", "a");
+  fs::rename(fs::path(second) / "a.txt", fs::path(second) / "mine.txt");
+  files_.RemoveTemporaryDirectory(second);
+  EXPECT_TRUE(files_.Exists(second + "\\mine.txt"));
+  EXPECT_FALSE(files_.Exists(second + "\\.nimport-lock"));
+  fs::remove_all(second);
   EXPECT_TRUE(fs::is_empty(directory_.path()));
 }
 
@@ -244,9 +245,9 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesHaveFullPaths) {
   std::string slashes = base_ + "/tmp/";
   for (const std::string& setting : {std::string("tmp"), std::string(".\\tmp\\"), slashes}) {
     settings_["TMP"] = setting;
-    const std::optional<std::string> made = files_.MakeTemporaryDirectory();
-    EXPECT_TRUE(made && made->starts_with(base_ + "\\tmp\\nimport-")) << setting;
-    if (made) files_.RemoveTemporaryDirectory(*made);
+    const std::string made = files_.MakeTemporaryDirectory();
+    EXPECT_TRUE(made.starts_with(base_ + "\\tmp\\nimport-")) << setting;
+    files_.RemoveTemporaryDirectory(made);
   }
   fs::current_path(before);
   EXPECT_TRUE(fs::is_empty(directory_.path() / "tmp"));
@@ -282,18 +283,19 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesOfKilledProcessesGo) {
   for (const auto& row : CASES) {
     const std::string file = std::string(row.name) + "/" + row.lock;
     directory_.Write(std::string(row.name) + "/mail.txt", "mail");
-    directory_.Write(file, "");
+    directory_.Write(std::string(row.name) + "/host.txt", "host's");
+    directory_.Write(file, std::string("mail.txt\0..\\other\\host.txt\0", 28));
     SetAge(directory_.path() / file, row.minutes);
   }
   WindowsFileSystem another([this](const char*) { return std::optional(base_); }, text_);
-  const std::optional<std::string> kept = another.MakeTemporaryDirectory();
-  ASSERT_TRUE(kept);
-  SetAge(fs::path(*kept) / ".nimport-lock", 5);
-  const std::optional<std::string> made = files_.MakeTemporaryDirectory();
-  ASSERT_TRUE(made);
-  EXPECT_TRUE(fs::exists(*kept)) << "its process lives";
-  for (const auto& row : CASES)
-    EXPECT_EQ(fs::exists(directory_.path() / row.name), !row.goes) << row.name;
+  const std::string kept = another.MakeTemporaryDirectory();
+  SetAge(fs::path(kept) / ".nimport-lock", 5);
+  const std::string made = files_.MakeTemporaryDirectory();
+  EXPECT_TRUE(fs::exists(kept)) << "its process lives";
+  for (const auto& row : CASES) {
+    EXPECT_EQ(fs::exists(directory_.path() / row.name / "mail.txt"), !row.goes) << row.name;
+    EXPECT_TRUE(fs::exists(directory_.path() / row.name / "host.txt")) << row.name;
+  }
 }
 
 // A user whose name code page 932 cannot spell.
@@ -301,12 +303,11 @@ TEST_F(WindowsFileSystemTest, TemporaryDirectoriesHaveAPathThatHostsCanRead) {
   const fs::path odd = directory_.path() / L"J\u00F6rg";
   fs::create_directory(odd);
   settings_["TMP"] = Utf8FromWide(odd.wstring());
-  const std::optional<std::string> made = files_.MakeTemporaryDirectory();
-  ASSERT_TRUE(made);
-  Write(*made + "\\a.txt", "a");
-  EXPECT_TRUE(fs::exists(fs::path(*made) / "a.txt")) << *made;
-  files_.RemoveTemporaryDirectory(*made);
-  EXPECT_FALSE(files_.Exists(*made));
+  const std::string made = files_.MakeTemporaryDirectory();
+  Write(made + "\\a.txt", "a");
+  EXPECT_TRUE(fs::exists(fs::path(made) / "a.txt")) << made;
+  files_.RemoveTemporaryDirectory(made);
+  EXPECT_FALSE(files_.Exists(made));
 }
 
 TEST_F(WindowsFileSystemTest, MovedDrivesAreForReadingOnly) {
@@ -318,6 +319,37 @@ TEST_F(WindowsFileSystemTest, MovedDrivesAreForReadingOnly) {
   EXPECT_THROW((void)files_.OpenForWriting("Q:\\new.txt"), FileError);
   files_.Remove("Q:\\mail.txt");
   EXPECT_EQ(Read("Q:\\mail.txt"), "mail");
+}
+
+TEST_F(WindowsFileSystemTest, StoredPathsLeadToTheStoresDrives) {
+  Write(Path("own.txt"), "own");
+  fs::create_directories(directory_.path() / "disk/Data/Mime");
+  Write(Path("disk\\own.txt"), "disk");
+  settings_["NIMPORT_DRIVES"] = "Q=" + base_ + "\\disk";
+  const struct {
+    std::string path;
+    const char* plain;     // contents, "-" for none
+    const char* confined;  // the same with NIMPORT_CONFINE
+  } CASES[] = {
+      {"Q:\\OWN.txt", "disk", "disk"},         {"Q:\\Data\\Mime\\..\\..\\own.txt", "disk", "disk"},
+      {"\\own.txt", "disk", "disk"},           {Path("own.txt"), "own", "-"},
+      {"Q:\\..\\own.txt", "-", "-"},           {"own.txt", "-", "-"},
+      {"Q:\\own.txt:stream", "-", "-"},        {"Q:\\NUL", "-", "-"},
+      {"\\\\?\\" + Path("own.txt"), "-", "-"}, {"\\\\localhost\\c$\\own.txt", "-", "-"},
+  };
+  for (const auto& row : CASES) {
+    for (const bool isConfined : {false, true}) {
+      settings_["NIMPORT_CONFINE"] = isConfined ? "1" : "0";
+      const StoredPath stored{.path = row.path, .storeDirectory = "Q:\\Data"};
+      std::string contents = "-";
+      try {
+        EXPECT_TRUE(files_.FindStoredChangeStamp(stored)) << row.path;
+        contents = ReadWholeFile(*files_.OpenStored(stored));
+      } catch (const FileMissing&) {
+      }
+      EXPECT_EQ(contents, isConfined ? row.confined : row.plain) << row.path << isConfined;
+    }
+  }
 }
 
 TEST_F(WindowsFileSystemTest, ReadsVersionsOfExecutables) {

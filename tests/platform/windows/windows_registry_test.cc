@@ -91,7 +91,8 @@ TEST_F(WindowsRegistryTest, ReadsTextOfEveryTypeInCodePage932) {
       {REG_EXPAND_SZ, {"%\0T\0%\0\0\0", 8}, "%T%", "not expanded"},
       {REG_MULTI_SZ, {"a\0\0\0b\0\0\0\0\0", 10}, "a", "the first of several"},
       {REG_BINARY, "\x95\x5C", "\x95\x5C", "as it is"},
-      {REG_DWORD, {"a\0\0\0", 4}, std::nullopt, "a number"},
+      {REG_DWORD, {"a\0\0\0", 4}, "a", "a number"},
+      {REG_NONE, "\x95\x5C", "\x95\x5C", "of no type"},
   };
   for (const auto& row : CASES) {
     Set(HKEY_CURRENT_USER, KEY_WOW64_32KEY, L"Value", row.type, row.bytes);
@@ -103,10 +104,14 @@ TEST_F(WindowsRegistryTest, RefusesWhatIsTooLong) {
   for (const auto& [length, fits] :
        {std::pair(519u, true), std::pair(520u, false), std::pair(5000u, false)}) {
     SetText(HKEY_CURRENT_USER, KEY_WOW64_32KEY, L"Value", std::wstring(length, L'x'));
-    EXPECT_EQ(Read("Value").has_value(), fits) << length;
+    if (fits) {
+      EXPECT_TRUE(Read("Value")) << length;
+    } else {
+      EXPECT_THROW((void)Read("Value"), UnusableValue) << length;
+    }
   }
   SetText(HKEY_CURRENT_USER, KEY_WOW64_32KEY, L"Value", std::wstring(260, L'\u3042'));
-  EXPECT_EQ(Read("Value"), std::nullopt) << "520 bytes in the code page";
+  EXPECT_THROW((void)Read("Value"), UnusableValue) << "520 bytes in the code page";
 }
 
 TEST_F(WindowsRegistryTest, FilesTakeItsPlaceWhereTheyAreNamed) {
