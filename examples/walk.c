@@ -138,8 +138,9 @@ static FILE* OpenAnswered(const NimportChar16* path) {
 #else
   char native[1024];
   size_t i;
-  if (path[0] != 'Z' || path[1] != ':') return NULL;
-  path += 2;
+  if (path[0] == 'Z' && path[1] == ':') path += 2;
+  /* Where no drive leads to temporary files, they have the system's own paths. */
+  if (path[0] != '/' && path[0] != '\\') return NULL;
   for (i = 0; path[i] != 0 && path[i] < 0x80 && i + 1 < sizeof native; ++i)
     native[i] = path[i] == '\\' ? '/' : (char)path[i];
   native[i] = '\0';
@@ -175,7 +176,7 @@ static size_t LengthOf(const NimportChar16* text) {
 /* Where the last part of a path begins. */
 static size_t LastPart(const NimportChar16* path) {
   size_t i = LengthOf(path);
-  while (i > 0 && path[i - 1] != '\\')
+  while (i > 0 && path[i - 1] != '\\' && path[i - 1] != '/')
     --i;
   return i;
 }

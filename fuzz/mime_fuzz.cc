@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const std::unique_ptr<MimeSession> session =
       MimeSession::Open(nimport::platform::SystemPlatform().modules());
   Check(session != nullptr);
-  if (session->Parse(std::string(nimport::fuzz::ToText(data, size))) == MIME_SUCCESS)
-    ReadAll(*session);
+  nimport::fuzz::RunInTime(nimport::fuzz::ToText(data, size), [](std::string_view text) {
+    if (session->Parse(std::string(text)) == MIME_SUCCESS) ReadAll(*session);
+  });
   return 0;
 }

@@ -16,10 +16,7 @@ void CheckExtension(std::string_view contentType) {
   }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view text = ToText(data, size);
+void CheckParts(std::string_view text) {
   std::vector<nimport::mailstore::RelatedPart> parts;
   try {
     nimport::extraction::BuildRelatedParts(text, parts);
@@ -30,5 +27,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckExtension(part.contentType.str());
   }
   CheckExtension(text);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  nimport::fuzz::RunInTime(ToText(data, size), CheckParts);
   return 0;
 }

@@ -40,8 +40,9 @@ constexpr std::pair<char16_t, Code932> OTHER_MAPPINGS[] = {
 }  // namespace
 
 const CodePage932Table& CodePage932Table::Get() {
-  static const CodePage932Table table;
-  return table;
+  // Never destroyed: a caller's exit handlers may still come here, and the library stays in memory.
+  static const auto* const table = new CodePage932Table;
+  return *table;
 }
 
 CodePage932Table::CodePage932Table()

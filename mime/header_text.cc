@@ -21,6 +21,18 @@ struct EncodedWord {
   std::size_t end;  // in the text, behind the word
 };
 
+// Where the data of a word ends that begins at `dataStart`; empty when another word begins before
+// that: the word was cut off, and only the next one may be whole. Never looks farther than that, so
+// that a text of words without an end is gone through once.
+std::optional<std::size_t> FindDataEnd(std::string_view text, std::size_t dataStart) {
+  for (std::size_t mark = text.find('?', dataStart); mark != std::string_view::npos;
+       mark = text.find('?', mark + 1)) {
+    if (text.substr(mark).starts_with(WORD_END)) return mark;
+    if (mark > dataStart && text[mark - 1] == '=') return std::nullopt;
+  }
+  return std::nullopt;
+}
+
 // The encoded word that starts at `start`, where WORD_START stands.
 std::optional<EncodedWord> ParseEncodedWord(std::string_view text, std::size_t start) {
   const std::size_t charsetStart = start + WORD_START.size();
@@ -32,13 +44,10 @@ std::optional<EncodedWord> ParseEncodedWord(std::string_view text, std::size_t s
   const char encoding = AsciiLower(text[encodingAt]);
   if (encoding != 'b' && encoding != 'q') return std::nullopt;
   const std::size_t dataStart = encodingAt + 2;
-  const std::size_t dataEnd = text.find(WORD_END, dataStart);
-  if (dataEnd == std::string_view::npos) return std::nullopt;
-  const std::string_view data = text.substr(dataStart, dataEnd - dataStart);
-  // A word that was cut off runs into the next one: only that one is whole.
-  if (data.find(WORD_START) != std::string_view::npos) return std::nullopt;
-  return EncodedWord{ahead.substr(0, charsetSize), encoding == 'b', data,
-                     dataEnd + WORD_END.size()};
+  const std::optional<std::size_t> dataEnd = FindDataEnd(text, dataStart);
+  if (!dataEnd) return std::nullopt;
+  return EncodedWord{ahead.substr(0, charsetSize), encoding == 'b',
+                     text.substr(dataStart, *dataEnd - dataStart), *dataEnd + WORD_END.size()};
 }
 
 std::string DecodeQ(std::string_view data) {
@@ -132,10 +141,8 @@ std::string UnfoldHeaderValue(std::string_view rawValue) {
 std::string DecodeEncodedWords(std::string_view text) {
   WordJoiner joiner;
   std::size_t plainStart = 0;
-  // Behind the last end of a word no word is whole: searching on would take quadratic time.
-  const std::size_t lastEnd = text.rfind(WORD_END);
   std::size_t start = text.find(WORD_START);
-  while (start != std::string_view::npos && lastEnd != std::string_view::npos && start < lastEnd) {
+  while (start != std::string_view::npos) {
     const std::optional<EncodedWord> word = ParseEncodedWord(text, start);
     if (word) {
       joiner.AddPlain(text.substr(plainStart, start - plainStart));

@@ -1,6 +1,7 @@
 #include "mime/mail.h"
 
 #include "common/code_page_932.h"
+#include "common/related_structure.h"
 #include "mime/ascii.h"
 #include "mime/charset.h"
 #include "mime/header_block.h"
@@ -20,6 +21,18 @@ std::string_view HeaderIn(std::string_view text, const Part& part) {
 std::string FindHeaderText(std::string_view headerLines, std::string_view fieldName) {
   const HeaderBlock header = HeaderBlock::Read(headerLines, HeaderPlace::Part);
   return DecodeHeaderValue(header.Find(fieldName).value_or(""));
+}
+
+// By part, whether the plug-in hands it out as a related part.
+std::vector<bool> FindHandedOut(std::string_view text, const std::vector<Part>& parts,
+                                const std::vector<RecordedPart>& recorded) {
+  std::vector<bool> isHandedOut(parts.size());
+  for (const RecordedPart& entry : recorded) {
+    if (entry.partIndex == NO_PART) continue;
+    const std::string_view header = HeaderIn(text, parts[entry.partIndex]);
+    isHandedOut[entry.partIndex] = !IsRelatedPartToSave(header);
+  }
+  return isHandedOut;
 }
 
 // `text` with '_' for what no file name may have.
@@ -44,7 +57,8 @@ std::string ToFileName(std::string_view text) {
 Mail::Mail(std::string_view text)
     : text_(text),
       parts_(ReadStructure(text_)),
-      roles_(FindRoles(parts_)),
+      recorded_(FindRecordedParts(text_, parts_)),
+      roles_(FindRoles(parts_, FindHandedOut(text_, parts_, recorded_))),
       bytes_(parts_.size()),
       shown_(parts_.size()) {}
 
@@ -88,14 +102,9 @@ const Buffer& Mail::ShownContents(std::size_t partIndex) {
   return shown;
 }
 
-std::vector<std::size_t> Mail::FindParts(std::string_view contentType) const {
-  contentType = Trim(contentType.substr(0, contentType.find(';')));
-  std::vector<std::size_t> found;
-  for (std::size_t i = 0; i < parts_.size(); ++i) {
-    if (parts_[i].kind == PartKind::Multipart) continue;
-    if (EqualsIgnoringCase(parts_[i].type, contentType)) found.push_back(i);
-  }
-  return found;
+const std::vector<std::size_t>& Mail::FindParts(std::string_view contentType) {
+  if (!lists_) lists_.emplace(parts_, recorded_);
+  return lists_->Find(contentType);
 }
 
 }  // namespace nimport::mime

@@ -2,12 +2,14 @@
 #define NIMPORT_MIME_MAIL_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "mime/buffer.h"
 #include "mime/part.h"
+#include "mime/part_lists.h"
 #include "mime/part_roles.h"
 
 namespace nimport::mime {
@@ -39,15 +41,16 @@ class Mail {
   // The part's contents as they are shown: text in code page 932, else its bytes.
   [[nodiscard]] const Buffer& ShownContents(std::size_t partIndex);
 
-  // The parts of a content type ("type/subtype"; letter case and parameters make no difference), in
-  // the order of the mail, those in enclosed messages included; multiparts are none.
-  [[nodiscard]] std::vector<std::size_t> FindParts(std::string_view contentType) const;
+  // As PartLists::Find.
+  [[nodiscard]] const std::vector<std::size_t>& FindParts(std::string_view contentType);
 
  private:
   std::string text_;
   std::vector<Part> parts_;
+  std::vector<RecordedPart> recorded_;
   PartRoles roles_;
-  std::vector<Buffer> bytes_;  // by part; null until asked for
+  std::optional<PartLists> lists_;  // made when they are asked for
+  std::vector<Buffer> bytes_;       // by part; null until asked for
   std::vector<Buffer> shown_;
 };
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-
-#include "mime/ascii.h"
+#include <string>
+#include <utility>
 
 namespace nimport::mime {
 namespace {
@@ -20,14 +20,17 @@ bool IsSmimeContainer(const Part& part) {
 // The standing that a part gets from those around it.
 struct Standing {
   bool isEnclosed = false;  // lies in an enclosed message
-  bool isRelated = false;   // lies in a multipart/related, elsewhere than in its root
+  bool isRelated = false;   // lies in a multipart/related, beside its root
   bool isForm = false;      // is an alternative, or the root of a multipart/related
 };
 
 class RoleFinder {
  public:
-  explicit RoleFinder(std::span<const Part> parts)
-      : parts_(parts), standings_(parts.size()), roots_(parts.size(), NO_PART) {}
+  RoleFinder(std::span<const Part> parts, const std::vector<bool>& isHandedOut)
+      : parts_(parts),
+        isHandedOut_(isHandedOut),
+        standings_(parts.size()),
+        roots_(parts.size(), NO_PART) {}
 
   PartRoles Find() {
     FindRoots();
@@ -35,8 +38,9 @@ class RoleFinder {
       standings_[i] = FindStanding(i);
       if (!standings_[i].isEnclosed && parts_[i].kind != PartKind::Multipart) own_.push_back(i);
     }
-    for (const std::size_t i : own_)
-      AssignRole(i);
+    for (const std::size_t i : own_) {
+      if (!isHandedOut_[i]) AssignRole(i);
+    }
     return std::move(roles_);
   }
 
@@ -59,22 +63,20 @@ class RoleFinder {
     const bool isRoot = roots_[parent] == i;
     const bool isBeside = roots_[parent] != NO_PART && !isRoot;
     return {.isEnclosed = around.isEnclosed || parts_[parent].kind == PartKind::Message,
-            .isRelated = around.isRelated || isBeside,
+            // The root of a structure within another one is shown by itself.
+            .isRelated = !isRoot && (around.isRelated || isBeside),
             .isForm = isRoot || HasType(parts_[parent], "multipart/alternative")};
   }
 
   void AssignRole(std::size_t i) {
     const Part& part = parts_[i];
-    const bool isToSave = part.disposition == Disposition::Attachment;
-    if (IsShown(i)) {
-      roles_.mains.push_back(i);
-    } else if (own_.size() == 1 && !HasType(part, "text/")) {
-      roles_.mains.push_back(i);
-      const bool isFile = isToSave || !part.fileName.empty() || part.kind == PartKind::Message;
-      if (isFile && !IsSmimeContainer(part)) roles_.attachments.push_back(i);
-    } else if (isToSave || !standings_[i].isRelated || part.kind == PartKind::Message) {
-      roles_.attachments.push_back(i);
-    }
+    const bool isOnlyOne = own_.size() == 1 && !HasType(part, "text/");
+    const bool isMain = isOnlyOne || IsShown(i);
+    if (isMain) roles_.mains.push_back(i);
+    const bool isFile = part.disposition == Disposition::Attachment || !part.fileName.empty() ||
+                        part.kind == PartKind::Message;
+    const bool isBoth = isOnlyOne && isFile && !IsSmimeContainer(part);
+    if (!isMain || isBoth) roles_.attachments.push_back(i);
   }
 
   // Whether the part is text that a reader shows.
@@ -88,6 +90,7 @@ class RoleFinder {
   }
 
   std::span<const Part> parts_;
+  const std::vector<bool>& isHandedOut_;
   std::vector<Standing> standings_;
   std::vector<std::size_t> roots_;  // by multipart/related
   std::vector<std::size_t> own_;    // the parts with contents that lie in no enclosed message
@@ -96,8 +99,8 @@ class RoleFinder {
 
 }  // namespace
 
-PartRoles FindRoles(std::span<const Part> parts) {
-  return RoleFinder(parts).Find();
+PartRoles FindRoles(std::span<const Part> parts, const std::vector<bool>& isHandedOut) {
+  return RoleFinder(parts, isHandedOut).Find();
 }
 
 }  // namespace nimport::mime

@@ -1,12 +1,11 @@
 #include "mime/utf8.h"
 
+#include "common/composition.h"
 #include "mime/code_page_932_table.h"
 
 namespace nimport::mime {
 namespace {
 
-constexpr char32_t COMBINING_VOICED = 0x3099;
-constexpr char32_t COMBINING_SEMI_VOICED = 0x309A;
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 struct SequenceForm {
@@ -38,25 +37,13 @@ char32_t DecodeSequence(std::string_view text, std::size_t count) {
                                                                           : character;
 }
 
-// What `base` and the combining mark show together; 0 when there is no such character.
-char32_t ComposeKana(char32_t base, char32_t mark) {
-  const char32_t hiragana = base >= 0x30A1 && base <= 0x30F6 ? base - 0x60 : base;
-  const bool isHaColumn = hiragana >= 0x306F && hiragana <= 0x307B && hiragana % 3 == 0;
-  if (mark == COMBINING_SEMI_VOICED) return isHaColumn ? base + 2 : 0;
-  if (isHaColumn) return base + 1;
-  if (base == 0x30A6) return 0x30F4;
-  const bool beforeTsu = hiragana >= 0x304B && hiragana <= 0x3061 && hiragana % 2 == 1;
-  const bool fromTsu = hiragana >= 0x3064 && hiragana <= 0x3068 && hiragana % 2 == 0;
-  return beforeTsu || fromTsu ? base + 1 : 0;
-}
-
-// Joins a mark at the front of `rest` to `character`.
+// Joins a combining mark at the front of `rest` to `character`.
 char32_t TakeCombiningMark(char32_t character, std::string_view& rest) {
-  if (character < 0x3041 || character > 0x30F6 || !rest.starts_with("\xE3\x82")) return character;
+  // The first bytes of all marks that join anything; most characters end here.
+  const bool mayJoin = !rest.empty() && (rest[0] == '\xCC' || rest.starts_with("\xE3\x82"));
+  if (!mayJoin) return character;
   std::string_view behind = rest;
-  const char32_t mark = TakeUtf8Character(behind);
-  if (mark != COMBINING_VOICED && mark != COMBINING_SEMI_VOICED) return character;
-  const char32_t composed = ComposeKana(character, mark);
+  const char16_t composed = ComposeForCodePage932(character, TakeUtf8Character(behind));
   if (composed == 0) return character;
   rest = behind;
   return composed;

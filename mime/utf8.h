@@ -18,8 +18,8 @@ inline constexpr char32_t DAMAGED_UTF8 = 0xFFFFFFFF;
 [[nodiscard]] bool IsUtf8(std::string_view text);
 
 // UTF-8 in code page 932; a character without a counterpart, and each run of damaged bytes, becomes
-// '?'. A byte order mark at the start is left out, and a kana followed by a combining voiced sound
-// mark (as file names from some systems have it) becomes the one character that it shows.
+// '?'. A byte order mark at the start is left out, and a letter followed by a combining mark (as
+// file names from some systems have it) becomes the one character that both show.
 [[nodiscard]] std::string CodePage932FromUtf8(std::string_view text);
 
 }  // namespace nimport::mime

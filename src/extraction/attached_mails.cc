@@ -27,11 +27,19 @@ ExtensionRequest ExtensionOf(std::string_view name) {
   return std::string(name.substr(dot));
 }
 
-// The first "Content-Type" line of a mail text, wherever it stands.
-ValueText TopContentType(const std::string& text) {
-  // The terminator belongs to the text that is searched, so an empty file has lines, too.
-  const std::string_view withTerminator(text.c_str(), text.size() + 1);
-  return ValueText::Cut(GetHeaderLine(withTerminator, FieldSelector::ContentType));
+// The first "Content-Type" line of a MIME file, wherever it stands. Throws Failure (-3) when there
+// is none. The file is searched once.
+const ValueText& TopContentType(mailstore::MailStore& store, mailstore::MimeFile& file) {
+  std::optional<std::optional<ValueText>>& known = store.mimeFile.facts.topContentType;
+  if (!known) {
+    const std::string& text = file.Text();
+    // The terminator belongs to the text that is searched, so an empty file has lines, too.
+    const std::string_view withTerminator(text.c_str(), text.size() + 1);
+    const auto line = mailstore::FindHeaderLine(withTerminator, FieldSelector::ContentType);
+    known.emplace(line ? std::optional(ValueText::Cut(*line)) : std::nullopt);
+  }
+  if (!*known) FailInvalid("the mail has no header line content-type");
+  return **known;
 }
 
 std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, const MailRow& row) {
@@ -43,13 +51,14 @@ std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, co
   }
   const std::int32_t count = store.mime.AttachCount();
   if (count != 0) return count;
-  return IsSmimeContainer(TopContentType(file.Text()).str()) ? 1 : 0;
+  return IsSmimeContainer(TopContentType(store, file).str()) ? 1 : 0;
 }
 
-std::string ReadStoredFile(platform::FileSystem& files, const std::string& path) {
-  if (!files.Exists(path)) FailInvalid("no stored file " + files.NativeName(path));
+std::string ReadStoredFile(platform::FileSystem& files, const platform::StoredPath& path) {
   try {
-    return platform::ReadWholeFile(*files.OpenForReading(path));
+    return platform::ReadWholeFile(*files.OpenStored(path));
+  } catch (const FileMissing& error) {
+    FailInvalid("no stored file " + error.description());
   } catch (const FileError& error) {
     FailDatabase(error.what());
   }
@@ -68,7 +77,9 @@ std::string CopyFile(Extraction& extraction, const std::optional<std::string>& s
   if (!storedPath) FailInvalid("the mail names no stored file");
   const auto path = PathText::Fit(*storedPath);
   if (!path) FailInvalid("the path of the stored file is too long");
-  const std::string contents = ReadStoredFile(extraction.store.platform.files(), path->str());
+  const std::string contents =
+      ReadStoredFile(extraction.store.platform.files(),
+                     {.path = path->str(), .storeDirectory = extraction.store.databaseDir.str()});
   if (extraction.store.platform.IsSalvaging()) {
     return WriteTemporaryFile(extraction, contents, {.extension = OwnName(path->str())});
   }
@@ -83,9 +94,7 @@ std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
 
 // The path of the received file that a forwarded mail names.
 std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const NameText& key) {
-  const std::optional<std::uint64_t> databaseStamp = store.platform.files().FindChangeStamp(
-      store.databaseDir.str() + mailstore::MAIL_DATABASE_FILE);
-  return store.linkedFiles.FindPath(store.database, key.str(), databaseStamp);
+  return store.linkedFiles.FindPath(store.database, key.str(), store.FindDatabaseStamp());
 }
 
 std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
@@ -96,16 +105,33 @@ std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
 
 // The extension of the quoted file name in a container's header: from its first dot up to the
 // quote.
-std::string ContainerExtension(std::string_view text) {
+mailstore::MimeFileFacts::ContainerExtension FindContainerExtension(std::string_view text) {
   const std::size_t name = text.find("name=");
-  if (name == std::string_view::npos) FailInvalid("the S/MIME container has no name");
+  if (name == std::string_view::npos) return {.fault = "the S/MIME container has no name"};
   const std::size_t dot = text.find('.', name);
-  if (dot == std::string_view::npos) FailInvalid("the S/MIME container's name has no extension");
+  if (dot == std::string_view::npos) {
+    return {.fault = "the S/MIME container's name has no extension"};
+  }
   const std::size_t end = text.find_first_of("\"\n", dot);
   if (end == std::string_view::npos || text[end] == '\n') {
-    FailInvalid("the S/MIME container's name is not quoted");
+    return {.fault = "the S/MIME container's name is not quoted"};
   }
-  return NameText::Cut(text.substr(dot, end - dot)).str();
+  return {.text = NameText::Cut(text.substr(dot, end - dot)).str()};
+}
+
+// The same of a MIME file, which is searched once. Throws Failure (-3) when there is none.
+const std::string& ContainerExtension(mailstore::MailStore& store, mailstore::MimeFile& file) {
+  auto& known = store.mimeFile.facts.containerExtension;
+  if (!known) known = FindContainerExtension(file.Text());
+  if (known->fault != nullptr) FailInvalid(known->fault);
+  return known->text;
+}
+
+// The attachments of the library's current mail, asked for once.
+const mime::Attachments& GetAttachments(mailstore::MailStore& store) {
+  std::optional<mime::Attachments>& known = store.mimeFile.answers.attachments;
+  if (!known) known.emplace(store.mime.GetAttachments());
+  return *known;
 }
 
 // The name of an attachment, without its head where it is too long: the extension is what counts.
@@ -124,11 +150,11 @@ std::string WriteMimeAttachment(Extraction& extraction, const MailRow& row,
                                 std::int32_t attachIndex) {
   mailstore::MailStore& store = extraction.store;
   mailstore::MimeFile file(store, row);
-  if (IsSmimeContainer(TopContentType(file.Text()).str())) {
-    return WriteEmptyFile(extraction, ContainerExtension(file.Text()));
+  if (IsSmimeContainer(TopContentType(store, file).str())) {
+    return WriteEmptyFile(extraction, ContainerExtension(store, file));
   }
   file.RequireParsed();
-  const mime::Attachments attachments = store.mime.GetAttachments();
+  const mime::Attachments& attachments = GetAttachments(store);
   if (attachIndex < 0 || attachIndex >= attachments.count) {
     FailDatabase("the mail has no attachment " + std::to_string(attachIndex));
   }

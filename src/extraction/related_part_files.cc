@@ -3,16 +3,18 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "common/failure.h"
+#include "common/related_structure.h"
 #include "extraction/related_parts.h"
 
 namespace nimport::extraction {
 namespace {
 
-// Parts that say so in this very form are attachments, which the scan of the mail's text has
-// counted as related parts all the same.
-constexpr std::string_view ATTACHMENT_LINE = "Content-Disposition: attachment";
+// Answers about more parts than this are not kept: a library that answers with the same parts for
+// many types would fill the memory.
+constexpr std::size_t MAX_KEPT_PARTS = std::size_t{1} << 20;
 
 const mailstore::RelatedPart& RelatedPartAt(const mailstore::MailStore& store,
                                             std::int32_t number) {
@@ -24,16 +26,37 @@ const mailstore::RelatedPart& RelatedPartAt(const mailstore::MailStore& store,
   return (*store.currentParts)[static_cast<std::size_t>(number)];
 }
 
-std::string FetchRelatedPart(mailstore::MailStore& store, const mailstore::RelatedPart& wanted) {
-  const std::optional<mime::Parts> parts = store.mime.GetParts(wanted.contentType.str());
-  if (!parts) FailInvalid("the MIME library gives no parts of type " + wanted.contentType.str());
-  std::int32_t passed = 0;
+// The parts that the library gives for a content type. Valid until the next call.
+const mailstore::PartsOfType& GetPartsOfType(mailstore::MailStore& store,
+                                             const std::string& contentType) {
+  mailstore::MimeAnswers& answers = store.mimeFile.answers;
+  const auto known = answers.partsByType.find(contentType);
+  if (known != answers.partsByType.end()) return known->second;
+  std::optional<mime::Parts> parts = store.mime.GetParts(contentType);
+  if (!parts) FailInvalid("the MIME library gives no parts of type " + contentType);
+  std::vector<std::int32_t> related;
   for (std::int32_t i = 0; i < parts->count; ++i) {
-    const std::string_view header = parts->headers.Find(i).value_or("");
-    if (header.find(ATTACHMENT_LINE) != std::string_view::npos) continue;
-    if (passed++ == wanted.occurrence) return std::string(parts->bodies.Find(i).value_or(""));
+    if (!IsRelatedPartToSave(parts->headers.Find(i).value_or(""))) related.push_back(i);
   }
-  FailInvalid("the mail has too few parts of type " + wanted.contentType.str());
+  if (answers.partCount > MAX_KEPT_PARTS) {
+    answers.partsByType.clear();
+    answers.partCount = 0;
+  }
+  answers.partCount += static_cast<std::size_t>(parts->count);
+  return answers.partsByType
+      .emplace(contentType, mailstore::PartsOfType{*std::move(parts), std::move(related)})
+      .first->second;
+}
+
+// The bytes of a related part, valid until the next call.
+std::string_view FetchRelatedPart(mailstore::MailStore& store,
+                                  const mailstore::RelatedPart& wanted) {
+  const mailstore::PartsOfType& known = GetPartsOfType(store, wanted.contentType.str());
+  const auto occurrence = static_cast<std::size_t>(wanted.occurrence);
+  if (occurrence >= known.related.size()) {
+    FailInvalid("the mail has too few parts of type " + wanted.contentType.str());
+  }
+  return known.parts.bodies.Find(known.related[occurrence]).value_or("");
 }
 
 // Pictures keep the extension that the host chose, but for bitmaps, which get their own.
@@ -48,7 +71,7 @@ ExtensionRequest ExtensionFor(const std::string& contentType) {
 
 std::string WriteRelatedPart(Extraction& extraction, std::int32_t number) {
   const mailstore::RelatedPart& wanted = RelatedPartAt(extraction.store, number);
-  const std::string contents = FetchRelatedPart(extraction.store, wanted);
+  const std::string_view contents = FetchRelatedPart(extraction.store, wanted);
   return WriteTemporaryFile(extraction, contents,
                             {.extension = ExtensionFor(wanted.contentType.str()),
                              .emptyContents = EmptyContents::AreIncomplete});

@@ -36,9 +36,20 @@ std::string WriteTemporaryFile(Extraction& extraction, std::string_view contents
   return path;
 }
 
+TemporaryNames MakeTemporaryNames(platform::FileSystem& files) {
+  return TemporaryNames([&files] {
+    try {
+      return files.MakeTemporaryDirectory();
+    } catch (const FileError& error) {
+      FailDatabase(error.what());
+    }
+  });
+}
+
 void RemoveTemporaryFiles(const TemporaryNames& names, platform::FileSystem& files) noexcept {
   for (const std::string& path : names.tempFiles())
     files.Remove(path);
+  if (!names.tempDir().empty()) files.RemoveTemporaryDirectory(names.tempDir());
 }
 
 }  // namespace nimport::extraction

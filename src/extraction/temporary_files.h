@@ -32,7 +32,12 @@ struct TemporaryFileOptions {
 [[nodiscard]] std::string WriteTemporaryFile(Extraction& extraction, std::string_view contents,
                                              const TemporaryFileOptions& options);
 
-// Deletes every file that was handed out, in the order of last use. Cannot fail.
+// Names whose directory is made by `files`, which outlives them. Where it cannot be made, the call
+// that needs it fails with -2, as for a file that cannot be opened.
+[[nodiscard]] TemporaryNames MakeTemporaryNames(platform::FileSystem& files);
+
+// Deletes every file that was handed out, in the order of last use, and their directory if nothing
+// else is in it. Cannot fail.
 void RemoveTemporaryFiles(const TemporaryNames& names, platform::FileSystem& files) noexcept;
 
 }  // namespace nimport::extraction

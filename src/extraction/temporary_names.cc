@@ -55,8 +55,6 @@ void RequireOwnName(const FileName& file) {
 
 }  // namespace
 
-TemporaryNames::TemporaryNames(std::string tempDir) : tempDir_(std::move(tempDir)) {}
-
 void TemporaryNames::SetPendingName(std::string_view path) {
   if (path.empty()) FailInvalid("the name for the next temporary file is empty");
   if (path.size() > PathText::MAX_BYTES) {
@@ -65,17 +63,22 @@ void TemporaryNames::SetPendingName(std::string_view path) {
   pendingTempName_ = path;
 }
 
-std::string TemporaryNames::NextPath(const ExtensionRequest& request) const {
-  if (!pendingTempName_.empty()) return NameFromHost(pendingTempName_, request);
-  if (const auto* file = std::get_if<FileName>(&request)) return tempDir_ + '\\' + file->name;
-  if (!lastPath_.empty()) return NameFromLast(lastPath_, request);
-  return std::string(tempDir_).append("\\").append(TEMP_BASE_NAME).append(WantedExtension(request));
+std::string TemporaryNames::PathInTempDir(std::string_view name) {
+  if (tempDir_.empty()) tempDir_ = makeDirectory_();
+  // A path of the system's own, where no drive leads to the directory.
+  const char separator = tempDir_.starts_with('/') ? '/' : '\\';
+  return (tempDir_ + separator).append(name);
 }
 
-std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
-  const auto* file = std::get_if<FileName>(&request);
-  if (file != nullptr) RequireOwnName(*file);
-  const bool hasOwnName = file != nullptr && pendingTempName_.empty();
+std::string TemporaryNames::NextPath(const ExtensionRequest& request) {
+  if (!pendingTempName_.empty()) return NameFromHost(pendingTempName_, request);
+  if (const auto* file = std::get_if<FileName>(&request)) return PathInTempDir(file->name);
+  if (!lastPath_.empty()) return NameFromLast(lastPath_, request);
+  return PathInTempDir(std::string(TEMP_BASE_NAME).append(WantedExtension(request)));
+}
+
+std::string TemporaryNames::ChoosePath(const ExtensionRequest& request) {
+  if (const auto* file = std::get_if<FileName>(&request)) RequireOwnName(*file);
   std::string path = NextPath(request);
   if (path.size() > PathText::MAX_BYTES) {
     FailInvalid("a temporary file's path would be longer than " +
@@ -86,8 +89,20 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
     path.resize(path.size() - extension->size());
     // With an empty extension, which any other replaces.
     lastPath_ = path.append(".");
-    pendingTempName_.clear();
     FailDatabase("an extension that leads out of its directory");
+  }
+  return path;
+}
+
+std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
+  const bool hasOwnName = std::holds_alternative<FileName>(request) && pendingTempName_.empty();
+  std::string path;
+  try {
+    path = ChoosePath(request);
+  } catch (const Failure&) {
+    // A name is used once, also by the call that refuses it: it must not turn up at a later file.
+    pendingTempName_.clear();
+    throw;
   }
   if (hasOwnName) {
     Remember(path);
@@ -96,6 +111,13 @@ std::string TemporaryNames::MakeTempName(const ExtensionRequest& request) {
   }
   pendingTempName_.clear();
   return path;
+}
+
+void TemporaryNames::Forget() noexcept {
+  entries_.clear();
+  tempFiles_.clear();
+  lastPath_.clear();
+  tempDir_.clear();
 }
 
 void TemporaryNames::RegisterTempName(std::string path) {

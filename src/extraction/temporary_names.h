@@ -1,10 +1,12 @@
 #ifndef NIMPORT_EXTRACTION_TEMPORARY_NAMES_H_
 #define NIMPORT_EXTRACTION_TEMPORARY_NAMES_H_
 
+#include <functional>
 #include <list>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <variant>
 
 namespace nimport::extraction {
@@ -42,8 +44,12 @@ using ExtensionRequest = std::variant<NoExtension, KeepExtension, FileName, std:
 // takes each file away before it asks for the next, or names each one itself.
 class TemporaryNames {
  public:
-  // `tempDir` has no trailing backslash.
-  explicit TemporaryNames(std::string tempDir);
+  // Makes the directory for files that the host does not name, and answers its path without a
+  // trailing separator. Called when the first such file is asked for; what it throws is passed on.
+  using DirectoryMaker = std::function<std::string()>;
+
+  explicit TemporaryNames(DirectoryMaker makeDirectory)
+      : makeDirectory_(std::move(makeDirectory)) {}
 
   TemporaryNames(TemporaryNames&&) = default;
   TemporaryNames& operator=(TemporaryNames&&) = default;
@@ -55,9 +61,9 @@ class TemporaryNames {
   // The path of the next temporary file, which the caller is about to create or to overwrite. It is
   // remembered whether or not that succeeds, and the host's pending name is used up.
   //
-  // Throws Failure: RESULT_INVALID when the path would be too long; nothing changes then, and a
-  // name that does not fit with this extension stays pending for a file with a shorter one.
-  // RESULT_DATABASE, as for a file that cannot be opened, for an extension or a file name with a
+  // Throws Failure, after which no name is pending either: RESULT_INVALID when the path would be
+  // too long. RESULT_DATABASE, as for a file that cannot be opened, where the directory cannot be
+  // made, and for an extension or a file name with a
   // separator, a colon or a NUL, with which a mail could choose the file that is overwritten here
   // and deleted at the session's end; such a path is not remembered, and the next one differs from
   // it in its extension. A file with a name of its own does not count as the one before.
@@ -66,16 +72,22 @@ class TemporaryNames {
   // Makes `path` the last one used, without a second entry where it has been used before.
   void RegisterTempName(std::string path);
 
-  // As it was given.
+  // Forgets the directory and every path, but not the host's pending name.
+  void Forget() noexcept;
+
+  // The directory, empty while none has been needed.
   [[nodiscard]] const std::string& tempDir() const { return tempDir_; }
 
   // Every path handed out so far, once each, in the order of last use.
   [[nodiscard]] const std::list<std::string>& tempFiles() const { return tempFiles_; }
 
  private:
-  [[nodiscard]] std::string NextPath(const ExtensionRequest& request) const;
+  [[nodiscard]] std::string ChoosePath(const ExtensionRequest& request);
+  [[nodiscard]] std::string NextPath(const ExtensionRequest& request);
+  [[nodiscard]] std::string PathInTempDir(std::string_view name);
   void Remember(std::string path);
 
+  DirectoryMaker makeDirectory_;
   std::string tempDir_;
   std::string pendingTempName_;  // empty when none is pending
   std::string lastPath_;         // that the next path differs from in its extension alone

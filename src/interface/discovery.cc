@@ -33,12 +33,14 @@ RegistryHive DirectoryHive(const platform::Platform& platform) {
 
 std::string ReadRegistryString(const platform::Platform& platform, RegistryHive hive,
                                std::string_view key, std::string_view valueName) {
-  std::optional<std::string> value = platform.registry().ReadString(hive, key, valueName);
-  if (!value) {
-    FailInvalid("the registry has no value \"" + std::string(valueName) + "\" under \"" +
-                std::string(key) + "\"");
+  try {
+    const std::optional<std::string> value = platform.registry().ReadString(hive, key, valueName);
+    if (value) return *value;
+  } catch (const platform::UnusableValue& error) {
+    FailInvalid(error.what());
   }
-  return *value;
+  FailInvalid("the registry has no value \"" + std::string(valueName) + "\" under \"" +
+              std::string(key) + "\"");
 }
 
 // The decimal number at the beginning of a version text, 0 where there is none: "5, 1, 0, 2" is 5.
@@ -64,10 +66,12 @@ void CheckMailerVersion(platform::Platform& platform, const std::string& path) {
 
 void OpenDatabaseFile(MailerContext& context, const std::string& path, jet::KnownObjects known) {
   const std::string name = context.platform.files().NativeName(path);
-  if (!context.platform.files().Exists(path)) FailInvalid("no database " + name);
   try {
+    context.platform.files().RequireExists(path);
     context.database =
         std::make_unique<platform::SessionDatabase>(context.platform, path, std::move(known));
+  } catch (const FileMissing& error) {
+    FailInvalid("no database " + error.description());
   } catch (const FileError& error) {
     FailDatabase(error.what());
   } catch (const jet::DatabaseError& error) {
@@ -83,22 +87,12 @@ void CheckInstallation(platform::Platform& platform) {
   const RegistryHive hive = DirectoryHive(platform);
   const std::string directory = ReadRegistryString(platform, hive, DIRECTORY_KEY, "BinDir");
   const std::string path = directory + "\\Winnim.exe";
-  if (!platform.files().Exists(path)) {
-    FailInvalid("no executable " + platform.files().NativeName(path));
+  try {
+    platform.files().RequireExists(path);
+  } catch (const FileMissing& error) {
+    FailInvalid("no executable " + error.description());
   }
   CheckMailerVersion(platform, path);
-}
-
-void EnsureTempDir(MailerContext& context) {
-  if (context.temporaryNames) return;
-  const std::optional<std::string> directory = context.platform.files().MakeTemporaryDirectory();
-  if (!directory) FailInvalid("no directory for temporary files");
-  try {
-    context.temporaryNames.emplace(*directory);
-  } catch (...) {
-    context.platform.files().RemoveTemporaryDirectory(*directory);
-    throw;
-  }
 }
 
 PathText FindDatabaseDirectory(const platform::Platform& platform) {
@@ -110,7 +104,6 @@ PathText FindDatabaseDirectory(const platform::Platform& platform) {
 }
 
 void DiscoverInstallation(MailerContext& context, SessionMode mode) {
-  EnsureTempDir(context);
   platform::Platform& platform = context.platform;
   context.databaseDir = FindDatabaseDirectory(platform);
   const auto account =

@@ -23,9 +23,6 @@ void CheckInstallation(platform::Platform& platform);
 // opened.
 void DiscoverInstallation(MailerContext& context, SessionMode mode);
 
-// Makes sure that the session has a place for temporary files. Throws Failure (-3).
-void EnsureTempDir(MailerContext& context);
-
 }  // namespace nimport
 
 #endif  // NIMPORT_INTERFACE_DISCOVERY_H_

@@ -50,7 +50,8 @@ void ExportCall::Tell(platform::FailureRecord record) {
   record.folder = folderIndex_;
   record.mail = mailIndex_;
   if (context_ != nullptr && context_->mailStore != nullptr && folderIndex_ && mailIndex_) {
-    record.dataNo = context_->mailStore->FindDataNo(*folderIndex_, *mailIndex_);
+    const auto* entry = context_->mailStore->FindMail(*folderIndex_, *mailIndex_);
+    if (entry != nullptr) record.dataNo = entry->dataNo;
   }
   platform.diagnostics().Report(record);
 }

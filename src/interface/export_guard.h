@@ -14,6 +14,7 @@
 #include "interface/handle_node.h"
 #include "jet/database_error.h"
 #include "nimport/nimport.h"
+#include "platform/cancellation.h"
 #include "platform/diagnostics.h"
 
 namespace nimport {
@@ -63,6 +64,9 @@ class UsualArithmetic {
 // Runs `work(call)` and turns what it throws into a result code.
 template <typename Work>
 ResultCode RunExport(const char* function, Work&& work) noexcept {
+  // A thread that is cancelled would otherwise unwind from the middle of the work, which the
+  // handlers below must not swallow and `noexcept` would not let through.
+  const platform::CancellationDelay noCancellation;
   const UsualArithmetic arithmetic;
   ExportCall call(function);
   try {

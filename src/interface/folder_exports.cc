@@ -21,8 +21,8 @@ std::string NameOf(MailerContext& context, const HandleNode& node) {
       return context.accountId.str();
     case NodeKind::Cabinet:
     case NodeKind::Folder: {
-      mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
-      return mailstore::EscapeFolderName(folders.At(node.id).name.str());
+      const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
+      return mailstore::EscapeFolderName(folders.At(node.id).name);
     }
     default:
       FailInvalid("a handle of this kind has no name");
@@ -79,10 +79,10 @@ ResultCode NIMPORT_CALL ML_GetChildFolder(HandleNode* session, HandleNode* paren
     nimport::MailerContext& context = call.RequireSession(session);
     HandleNode& node = nimport::RequireParent(parent);
     HandleNode*& out = RequireOut(folder);
-    nimport::mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
+    const nimport::mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
     const std::optional<std::int32_t> child = folders.FindChild(node.id, index);
     if (!child) nimport::FailInvalid("no child at position " + std::to_string(index));
-    const nimport::mailstore::FolderRecord& record = folders.At(*child);
+    const nimport::mailstore::FolderRecord record = folders.At(*child);
     out = nimport::AppendChild(
         node, std::make_unique<HandleNode>(record.isCabinet ? NodeKind::Cabinet : NodeKind::Folder,
                                            *child, record.HasMails() ? 1 : 0));
@@ -111,6 +111,8 @@ ResultCode NIMPORT_CALL ML_GetMailCount(HandleNode* session, HandleNode* folder,
     std::int32_t& out = RequireOut(count);
     const HandleNode& node = nimport::RequireOpenFolderHandle(folder);
     if (node.kind == NodeKind::Cabinet) return;
-    out = RequireMailStore(context).RequireFolderList().At(node.id).MailCount();
+    nimport::mailstore::MailStore& store = RequireMailStore(context);
+    static_cast<void>(store.RequireFolderList());
+    out = store.MailCount(node.id);
   });
 }

@@ -2,10 +2,12 @@
 #include <optional>
 #include <string>
 
+#include "common/composition.h"
 #include "extraction/attached_mails.h"
 #include "extraction/mail_bodies.h"
 #include "interface/mail_handles.h"
 #include "interface/result_string.h"
+#include "interface/session.h"
 #include "mailstore/header_summary.h"
 #include "mailstore/mail_time.h"
 #include "nimport/nimport.h"
@@ -50,10 +52,8 @@ ResultCode GetTime(const char* function, const MailArguments& arguments, std::in
   });
 }
 
-// Bodies and attached files need a place for temporary files.
 extraction::Extraction MakeExtraction(MailerContext& context, MailStore& store) {
-  if (!context.temporaryNames) FailInvalid("no directory for temporary files");
-  return {store, *context.temporaryNames};
+  return {store, GetTemporaryNames(context)};
 }
 
 // The paths of a cabinet are asked for like those of a folder, and nothing is answered.
@@ -140,9 +140,9 @@ ResultCode NIMPORT_CALL ML_SetTempFileName(HandleNode* session, const NimportCha
   return nimport::RunExport("ML_SetTempFileName", [&](nimport::ExportCall& call) {
     MailerContext& context = call.RequireSession(session);
     if (name == nullptr) nimport::FailInvalid("no name for the temporary file");
-    if (!context.temporaryNames) nimport::FailInvalid("no directory for temporary files");
-    context.temporaryNames->SetPendingName(
-        context.platform.text().FromUtf16(nimport::CopyText(name), nimport::CODE_PAGE_JAPANESE));
+    // Some systems write a letter and its mark apart, which code page 932 cannot.
+    nimport::GetTemporaryNames(context).SetPendingName(context.platform.text().FromUtf16(
+        nimport::ComposeForCodePage932(nimport::CopyText(name)), nimport::CODE_PAGE_JAPANESE));
   });
 }
 

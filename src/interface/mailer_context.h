@@ -2,12 +2,13 @@
 #ifndef NIMPORT_INTERFACE_MAILER_CONTEXT_H_
 #define NIMPORT_INTERFACE_MAILER_CONTEXT_H_
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
 #include "addressbook/address_book.h"
 #include "common/fixed_text.h"
-#include "extraction/temporary_names.h"
+#include "extraction/temporary_files.h"
 #include "mailstore/mail_store.h"
 #include "platform/database.h"
 #include "platform/mime_session.h"
@@ -20,7 +21,10 @@ enum class SessionMode { Mail, AddressBook };
 
 // A session from Initialize to Terminate. What is declared later is released earlier.
 struct MailerContext {
-  explicit MailerContext(platform::Platform& sessionPlatform) : platform(sessionPlatform) {}
+  explicit MailerContext(platform::Platform& sessionPlatform)
+      : platform(sessionPlatform),
+        process(sessionPlatform.ProcessId()),
+        temporaryNames(extraction::MakeTemporaryNames(sessionPlatform.files())) {}
   ~MailerContext();
   MailerContext(const MailerContext&) = delete;
   MailerContext& operator=(const MailerContext&) = delete;
@@ -29,8 +33,9 @@ struct MailerContext {
   std::unique_ptr<mime::MimeSession> mimeSession;
   PathText databaseDir;
   AccountText accountId;
-  // Present while the platform's temporary directory is held.
-  std::optional<extraction::TemporaryNames> temporaryNames;
+  // The process that the temporary names are of, by which GetTemporaryNames notices a fork.
+  std::int64_t process;
+  extraction::TemporaryNames temporaryNames;
   std::unique_ptr<platform::SessionDatabase> database;
   // Works on the database and the MIME session above; of a mail session only.
   std::unique_ptr<mailstore::MailStore> mailStore;

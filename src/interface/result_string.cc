@@ -12,12 +12,8 @@
 namespace nimport {
 namespace {
 
-// Zero bytes behind every text: room for a terminator in either encoding.
+// Zero bytes after every text: room for a terminator in either encoding.
 constexpr std::size_t BYTES_BEHIND_TEXT = 5;
-
-extern "C" void NIMPORT_CALL ReleaseResultBuffer(void* buffer) {
-  std::free(buffer);
-}
 
 // A zero-filled block that begins with the `size` bytes at `bytes`.
 void* MakeBuffer(const void* bytes, std::size_t size) {
@@ -33,7 +29,9 @@ void WriteResultString(ResultString* record, std::string_view text, const TextCo
                        TextEnd end) {
   if (record == nullptr) FailInvalid("no record for the text");
   const std::string_view whole = end == TextEnd::AtFirstNul ? UpToNul(text) : text;
-  record->release = ReleaseResultBuffer;
+  // The C library's own function, not one of this library: it still works after this one has been
+  // unloaded.
+  record->release = std::free;
   record->length = 0;
   record->buffer = nullptr;
   switch (record->encoding) {

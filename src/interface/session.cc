@@ -1,6 +1,7 @@
 #include "interface/session.h"
 
 #include <new>
+#include <utility>
 
 #include "addressbook/address_book_loader.h"
 #include "common/failure.h"
@@ -47,12 +48,16 @@ std::unique_ptr<MailerContext> OpenSession(SessionMode mode) {
   return context;
 }
 
+extraction::TemporaryNames& GetTemporaryNames(MailerContext& context) noexcept {
+  const std::int64_t process = context.platform.ProcessId();
+  if (std::exchange(context.process, process) != process) context.temporaryNames.Forget();
+  return context.temporaryNames;
+}
+
 void CloseSession(MailerContext& context) noexcept {
-  if (context.temporaryNames) {
-    extraction::RemoveTemporaryFiles(*context.temporaryNames, context.platform.files());
-    context.platform.files().RemoveTemporaryDirectory(context.temporaryNames->tempDir());
-    context.temporaryNames.reset();
-  }
+  extraction::TemporaryNames& names = GetTemporaryNames(context);
+  extraction::RemoveTemporaryFiles(names, context.platform.files());
+  names.Forget();
   context.mailStore.reset();
   context.database.reset();
   context.accountId.clear();

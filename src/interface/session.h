@@ -12,6 +12,11 @@ namespace nimport {
 // platform for new sessions. Throws Failure: -3 when anything but memory is missing.
 [[nodiscard]] std::unique_ptr<MailerContext> OpenSession(SessionMode mode);
 
+// The session's temporary names. A process that was forked off has a copy of its parent's session:
+// what the parent handed out is neither to be overwritten nor deleted by the child, which begins
+// anew, in a directory of its own.
+[[nodiscard]] extraction::TemporaryNames& GetTemporaryNames(MailerContext& context) noexcept;
+
 // Deletes the temporary files, then releases everything else. Cannot fail.
 void CloseSession(MailerContext& context) noexcept;
 

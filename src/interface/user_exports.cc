@@ -1,9 +1,9 @@
 // Users and accounts.
 #include <memory>
 
-#include "interface/discovery.h"
 #include "interface/export_guard.h"
 #include "interface/handle_node.h"
+#include "interface/mailer_context.h"
 #include "nimport/nimport.h"
 
 namespace nimport {
@@ -69,7 +69,7 @@ ResultCode NIMPORT_CALL ML_GetAccount(HandleNode* session, HandleNode* user, std
 
 ResultCode NIMPORT_CALL AD_GetUserCount(HandleNode* session, std::int32_t* count) {
   return RunExport("AD_GetUserCount", [&](ExportCall& call) {
-    EnsureTempDir(call.RequireSession(session));
+    static_cast<void>(call.RequireSession(session));
     RequireOut(count) = nimport::NO_SUCH_LEVEL;
   });
 }

@@ -1,6 +1,7 @@
 #include "mailstore/folder_list.h"
 
-#include <map>
+#include <algorithm>
+#include <limits>
 #include <set>
 #include <string>
 #include <utility>
@@ -16,8 +17,11 @@ constexpr const char* CABINET_TABLE = "CabinetTBL";
 constexpr const char* FOLDER_TABLE = "FolderTBL";
 constexpr std::string_view STRAYS_NAME = "(no cabinet)";
 
-NameText ReadName(const jet::Recordset& folder) {
-  return NameText::Cut(platform::ReadText(folder, "FolderName").value_or(""));
+// The last position that a handle can carry.
+constexpr std::int64_t MAX_INDEX = std::numeric_limits<std::int32_t>::max();
+
+NameText ReadName(const jet::Recordset& row, std::string_view column) {
+  return NameText::CutOwned(platform::ReadText(row, column).value_or(""));
 }
 
 // As many rows of the table as can be read.
@@ -37,48 +41,98 @@ void ForEachRow(jet::Database& database, std::string_view tableName,
 }  // namespace
 
 void FolderList::Load(jet::Database& database) {
-  const auto cabinetTable = database.OpenTable(CABINET_TABLE);
-  const auto folderTable = database.OpenTable(FOLDER_TABLE);
-  const auto cabinets = cabinetTable->OpenRecordset();
-  const auto folders = folderTable->OpenRecordset();
-  for (; !cabinets->IsEof(); cabinets->MoveNext()) {
-    FolderRecord cabinet;
-    cabinet.isCabinet = true;
-    cabinet.number = platform::ReadNumber(*cabinets, "CabinetNo");
-    cabinet.name = NameText::Cut(platform::ReadText(*cabinets, "CabinetName").value_or(""));
-    const std::int32_t cabinetNumber = cabinet.number;
-    const auto cabinetIndex = static_cast<std::int32_t>(records_.size());
-    Append(std::move(cabinet));
-    platform::ForEachRowWithNumber(*folders, "CabinetNo", cabinetNumber, [&] {
-      AppendFolder(cabinetIndex, platform::ReadNumber(*folders, "FolderNo"), ReadName(*folders));
-    });
+  LoadCabinets(database,
+               [](const std::exception_ptr& failure) { std::rethrow_exception(failure); });
+}
+
+void FolderList::LoadCabinets(
+    jet::Database& database,
+    const std::function<void(const std::exception_ptr&)>& onFolderFailure) {
+  const auto table = database.OpenTable(CABINET_TABLE);
+  const auto rows = table->OpenRecordset();
+  // The folders are first looked at for a cabinet, so without cabinets their table may be damaged.
+  if (!rows->IsEof()) ReadFolders(database);
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    const std::int32_t number = platform::ReadNumber(*rows, "CabinetNo");
+    const auto group = groups_.find(number);
+    const FolderGroup& folders = group == groups_.end() ? noFolders_ : group->second;
+    AppendCabinet(number, ReadName(*rows, "CabinetName"), folders);
+    if (folders.failure) onFolderFailure(folders.failure);
   }
 }
 
-void FolderList::Salvage(jet::Database& database,
-                         const std::function<void(const jet::DatabaseError&)>& onLoss) {
-  bool isDamaged = false;
+void FolderList::ReadFolders(jet::Database& database) {
   try {
-    Load(database);
-  } catch (const jet::DatabaseError& error) {
+    const auto table = database.OpenTable(FOLDER_TABLE);
+    const auto rows = table->OpenRecordset();
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      FolderGroup& group = groups_[platform::ReadNumber(*rows, "CabinetNo")];
+      if (group.failure) continue;
+      try {
+        group.folders.push_back({.number = platform::ReadNumber(*rows, "FolderNo"),
+                                 .name = ReadName(*rows, "FolderName")});
+      } catch (const jet::DatabaseError&) {
+        // For the cabinets with this number only: for others the row's other columns are not read.
+        group.failure = std::current_exception();
+      }
+    }
+  } catch (const jet::DatabaseError&) {
+    noFolders_.failure = std::current_exception();
+    for (auto& [number, group] : groups_) {
+      if (!group.failure) group.failure = noFolders_.failure;
+    }
+  }
+}
+
+void FolderList::AppendCabinet(std::int32_t number, NameText name, const FolderGroup& folders) {
+  const std::int64_t index =
+      cabinets_.empty() ? 0
+                        : std::int64_t{cabinets_.back().index} + 1 + cabinets_.back().FolderCount();
+  if (index + static_cast<std::int64_t>(folders.folders.size()) > MAX_INDEX) {
+    throw Failure(RESULT_NO_MEMORY, "the cabinets have more folders together than can be listed");
+  }
+  cabinets_.push_back({.index = static_cast<std::int32_t>(index),
+                       .number = number,
+                       .name = std::move(name),
+                       .folders = &folders});
+}
+
+void FolderList::Salvage(jet::Database& database, const LossListener& onLoss) {
+  bool isDamaged = false;
+  const auto lose = [&](const jet::DatabaseError& error) {
     onLoss(error);
     isDamaged = true;
+  };
+  std::exception_ptr lastFailure;  // the table's is that of many cabinets
+  try {
+    LoadCabinets(database, [&](const std::exception_ptr& failure) {
+      if (std::exchange(lastFailure, failure) == failure) return;
+      try {
+        std::rethrow_exception(failure);
+      } catch (const jet::DatabaseError& error) {
+        lose(error);
+      }
+    });
+  } catch (const jet::DatabaseError& error) {
+    lose(error);
   }
   for (const char* table : {CABINET_TABLE, FOLDER_TABLE})
     isDamaged = isDamaged || database.IsKnownDamaged(table);
   if (isDamaged) AppendStrays(database, onLoss);
 }
 
-void FolderList::AppendStrays(jet::Database& database,
-                              const std::function<void(const jet::DatabaseError&)>& onLoss) {
+void FolderList::AppendStrays(jet::Database& database, const LossListener& onLoss) {
+  std::set<std::int32_t> cabinetNumbers;
   std::set<std::int32_t> known;
-  for (const FolderRecord& record : records_) {
-    if (!record.isCabinet) known.insert(record.number);
+  for (const Cabinet& cabinet : cabinets_) {
+    if (!cabinetNumbers.insert(cabinet.number).second) continue;
+    for (const Folder& folder : cabinet.folders->folders)
+      known.insert(folder.number);
   }
   std::map<std::int32_t, NameText> strays;
   ForEachRow(database, FOLDER_TABLE, onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
-    if (!known.contains(number)) strays.emplace(number, ReadName(row));
+    if (!known.contains(number)) strays.emplace(number, ReadName(row, "FolderName"));
   });
   ForEachRow(database, "DataTBL", onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
@@ -86,54 +140,39 @@ void FolderList::AppendStrays(jet::Database& database,
     strays.emplace(number, NameText::Cut("folder " + std::to_string(number)));
   });
   if (strays.empty()) return;
-  FolderRecord cabinet;
-  cabinet.isCabinet = true;
-  cabinet.number = -1;
-  cabinet.name = NameText::Cut(STRAYS_NAME);
-  const auto cabinetIndex = static_cast<std::int32_t>(records_.size());
-  Append(std::move(cabinet));
-  for (const auto& [number, name] : strays)
-    AppendFolder(cabinetIndex, number, name);
+  for (auto& [number, name] : strays)
+    strays_.folders.push_back({.number = number, .name = std::move(name)});
+  AppendCabinet(-1, NameText::Cut(STRAYS_NAME), strays_);
 }
 
-void FolderList::AppendFolder(std::int32_t cabinetIndex, std::int32_t number,
-                              const NameText& name) {
-  FolderRecord folder;
-  folder.parentIndex = cabinetIndex;
-  folder.number = number;
-  folder.name = name;
-  Append(std::move(folder));
+const FolderList::Cabinet* FolderList::FindCabinet(std::int32_t index) const {
+  const auto next = std::ranges::upper_bound(cabinets_, index, {}, &Cabinet::index);
+  if (next == cabinets_.begin()) return nullptr;
+  const Cabinet& cabinet = *std::prev(next);
+  return index - cabinet.index <= cabinet.FolderCount() ? &cabinet : nullptr;
 }
 
-void FolderList::Append(FolderRecord record) {
-  const auto index = static_cast<std::int32_t>(records_.size());
-  const std::int32_t parentIndex = record.parentIndex;
-  folderCounts_.reserve(records_.size() + 1);
-  if (record.isCabinet) cabinets_.push_back(index);
-  records_.push_back(std::move(record));
-  folderCounts_.push_back(0);
-  if (parentIndex >= 0) ++folderCounts_[static_cast<std::size_t>(parentIndex)];
-}
-
-FolderRecord& FolderList::At(std::int32_t index) {
-  if (Find(index) == nullptr) FailInvalid("no folder at position " + std::to_string(index));
-  return records_[static_cast<std::size_t>(index)];
-}
-
-const FolderRecord* FolderList::Find(std::int32_t index) const {
-  if (index < 0 || static_cast<std::size_t>(index) >= records_.size()) return nullptr;
-  return &records_[static_cast<std::size_t>(index)];
+FolderRecord FolderList::At(std::int32_t index) const {
+  const Cabinet* cabinet = FindCabinet(index);
+  if (cabinet == nullptr) FailInvalid("no folder at position " + std::to_string(index));
+  if (index == cabinet->index) {
+    return {.isCabinet = true, .number = cabinet->number, .name = cabinet->name.str()};
+  }
+  const auto place = static_cast<std::size_t>(index - cabinet->index - 1);
+  const Folder& folder = cabinet->folders->folders[place];
+  return {.parentIndex = cabinet->index, .number = folder.number, .name = folder.name.str()};
 }
 
 std::int32_t FolderList::ChildCount(std::int32_t parentIndex) const {
   if (parentIndex == -1) return static_cast<std::int32_t>(cabinets_.size());
-  return Find(parentIndex) == nullptr ? 0 : folderCounts_[static_cast<std::size_t>(parentIndex)];
+  const Cabinet* cabinet = FindCabinet(parentIndex);
+  return cabinet != nullptr && cabinet->index == parentIndex ? cabinet->FolderCount() : 0;
 }
 
 std::optional<std::int32_t> FolderList::FindChild(std::int32_t parentIndex,
                                                   std::int32_t childIndex) const {
   if (childIndex < 0 || childIndex >= ChildCount(parentIndex)) return std::nullopt;
-  if (parentIndex == -1) return cabinets_[static_cast<std::size_t>(childIndex)];
+  if (parentIndex == -1) return cabinets_[static_cast<std::size_t>(childIndex)].index;
   return parentIndex + 1 + childIndex;
 }
 

@@ -2,23 +2,18 @@
 #ifndef NIMPORT_MAILSTORE_FOLDER_LIST_H_
 #define NIMPORT_MAILSTORE_FOLDER_LIST_H_
 
-#include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
+#include <map>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "common/fixed_text.h"
 #include "jet/database.h"
 
 namespace nimport::mailstore {
-
-// A mail of an open folder.
-struct MailEntry {
-  std::int32_t dataType = 0;
-  std::int32_t dataNo = 0;
-  std::int32_t size = 0;  // as the store records it; 0 until it is asked for
-};
 
 // A cabinet or a folder.
 struct FolderRecord {
@@ -27,32 +22,36 @@ struct FolderRecord {
   std::int32_t parentIndex = -1;
   // The mail client's number for it.
   std::int32_t number = 0;
-  NameText name;
-  // The folder's mails; present while it is open.
-  std::optional<std::vector<MailEntry>> mails;
+  // Code page 932, at most NameText::MAX_BYTES. Borrows from the list.
+  std::string_view name = {};
 
   [[nodiscard]] bool HasMails() const { return !isCabinet; }
-  [[nodiscard]] std::int32_t MailCount() const {
-    return mails ? static_cast<std::int32_t>(mails->size()) : 0;
-  }
 };
 
+// Folders name the number of their cabinet. Cabinets that share a number each have all the folders
+// with that number, so the list can be longer than its tables by any factor: the folders of a
+// number are kept once, and records are made when they are asked for.
 class FolderList {
  public:
-  // Reads the tables of cabinets and folders. When that fails the records read so far stay in the
-  // list. Throws jet::DatabaseError.
+  FolderList() = default;
+  FolderList(const FolderList&) = delete;
+  FolderList& operator=(const FolderList&) = delete;
+
+  // Reads the tables of cabinets and folders. A failure leaves in the list what going from row to
+  // row would have read until then: the cabinets before a damaged row with all their folders; of a
+  // damaged table of folders the first cabinet with its folders before the damage. Throws
+  // jet::DatabaseError; Failure (-1) when there are more positions than 32-bit numbers.
   void Load(jet::Database& database);
 
-  // Reads as much as can be read, and tells `onLoss` what cannot. When the tables of cabinets and
-  // folders are damaged, behind everything else stands a cabinet with the folders that stand in no
-  // cabinet, and a folder for each number that mails have and no folder has. Sound tables may leave
-  // out both: those were deleted.
+  // Reads as much as can be read, and reports to `onLoss` what cannot. When the tables of cabinets
+  // and folders are damaged, after everything else stands a cabinet with the folders that stand in
+  // no cabinet, and a folder for each number that mails have and no folder has. Sound tables may
+  // leave out both: those were deleted.
   void Salvage(jet::Database& database,
                const std::function<void(const jet::DatabaseError&)>& onLoss);
 
   // Throws Failure (-3) when `index` is not in the list.
-  [[nodiscard]] FolderRecord& At(std::int32_t index);
-  [[nodiscard]] const FolderRecord* Find(std::int32_t index) const;
+  [[nodiscard]] FolderRecord At(std::int32_t index) const;
 
   // Beneath the record at `parentIndex`, or the cabinets for -1.
   [[nodiscard]] std::int32_t ChildCount(std::int32_t parentIndex) const;
@@ -61,15 +60,40 @@ class FolderList {
                                                       std::int32_t childIndex) const;
 
  private:
-  std::vector<FolderRecord> records_;
-  std::vector<std::int32_t> cabinets_;  // positions in records_
-  // Number of folders of the cabinet at the same position in records_; 0 for folders.
-  std::vector<std::int32_t> folderCounts_;
+  struct Folder {
+    std::int32_t number = 0;
+    NameText name;
+  };
+  // The folders with one cabinet number, in the table's order. They end before the first that
+  // cannot be read.
+  struct FolderGroup {
+    std::vector<Folder> folders;
+    std::exception_ptr failure;  // jet::DatabaseError; null when all are there
+  };
+  struct Cabinet {
+    std::int32_t index = 0;  // its position; its folders follow
+    std::int32_t number = 0;
+    NameText name;
+    const FolderGroup* folders = nullptr;
 
-  void Append(FolderRecord record);
-  void AppendFolder(std::int32_t cabinetIndex, std::int32_t number, const NameText& name);
-  void AppendStrays(jet::Database& database,
-                    const std::function<void(const jet::DatabaseError&)>& onLoss);
+    [[nodiscard]] std::int32_t FolderCount() const {
+      return static_cast<std::int32_t>(folders->folders.size());
+    }
+  };
+
+  std::vector<Cabinet> cabinets_;
+  std::map<std::int32_t, FolderGroup> groups_;  // by cabinet number
+  FolderGroup noFolders_;  // of a cabinet whose number no folder has; has the table's failure
+  FolderGroup strays_;     // folders that were found in no cabinet
+
+  using LossListener = std::function<void(const jet::DatabaseError&)>;
+  void ReadFolders(jet::Database& database);
+  void LoadCabinets(jet::Database& database,
+                    const std::function<void(const std::exception_ptr&)>& onFolderFailure);
+  void AppendCabinet(std::int32_t number, NameText name, const FolderGroup& folders);
+  void AppendStrays(jet::Database& database, const LossListener& onLoss);
+  // The cabinet at a position or the one whose folder stands there; null when there is none.
+  [[nodiscard]] const Cabinet* FindCabinet(std::int32_t index) const;
 };
 
 }  // namespace nimport::mailstore

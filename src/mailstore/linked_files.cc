@@ -14,11 +14,8 @@ namespace {
 constexpr char KEY_COLUMN[] = "MailID";
 constexpr char PATH_COLUMN[] = "RcvFilePath";
 
-// What a number that is null reads as; rows cannot be found by it.
-constexpr std::int32_t NO_NUMBER = 0;
-
-// Of all indexes together, 8 bytes each. A single index may be larger: it is needed.
-constexpr std::size_t MAX_ENTRIES = std::size_t{2} << 20;
+// Of all indexes together, 12 bytes each. A single index may be larger: it is needed.
+constexpr std::size_t MAX_ENTRIES = std::size_t{3} << 19;
 
 std::uint32_t HashOf(std::string_view key) {
   return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
@@ -29,17 +26,16 @@ bool HasKey(const jet::Recordset& row, std::string_view key) {
   return mailId && mailId->starts_with(key);
 }
 
-// Stands on the first row with this number and key.
-bool StandOn(jet::Recordset& rows, std::int32_t dataNo, std::string_view key) {
-  bool found = rows.FindFirst("DataNo", dataNo);
-  while (found && !HasKey(rows, key))
-    found = rows.FindNext();
-  return found;
-}
-
-// The same by going through all rows, for one without a number.
-bool WalkTo(jet::Recordset& rows, std::string_view key) {
-  for (rows.MoveFirst(); !rows.IsEof(); rows.MoveNext()) {
+// Goes from the row after `lastRow`, or the first one, to the next with this key.
+bool WalkOn(jet::Recordset& rows, const std::optional<jet::Bookmark>& lastRow,
+            std::string_view key) {
+  if (lastRow) {
+    rows.SetBookmark(*lastRow);
+    rows.MoveNext();
+  } else {
+    rows.MoveFirst();
+  }
+  for (; !rows.IsEof(); rows.MoveNext()) {
     if (HasKey(rows, key)) return true;
   }
   return false;
@@ -49,15 +45,27 @@ bool WalkTo(jet::Recordset& rows, std::string_view key) {
 
 LinkedFiles::Index LinkedFiles::MakeIndex(jet::Recordset& rows, std::size_t keyBytes) {
   Index index{.keyBytes = keyBytes, .entries = {}};
-  for (rows.MoveFirst(); !rows.IsEof(); rows.MoveNext()) {
-    const std::optional<std::string> mailId = platform::ReadText(rows, KEY_COLUMN);
-    if (!mailId || mailId->size() < keyBytes) continue;
-    index.entries.push_back({.hash = HashOf(std::string_view(*mailId).substr(0, keyBytes)),
-                             .dataNo = platform::ReadNumber(rows, "DataNo")});
+  try {
+    AddToIndex(rows, index);
+    index.isWhole = true;
+  } catch (const jet::DatabaseError&) {
+    // Who looks for a file that is not among those so far meets the damage.
   }
   std::ranges::stable_sort(index.entries, {}, &Entry::hash);
   index.entries.shrink_to_fit();
   return index;
+}
+
+void LinkedFiles::AddToIndex(jet::Recordset& rows, Index& index) {
+  for (rows.MoveFirst(); !rows.IsEof(); rows.MoveNext()) {
+    const std::optional<std::string> mailId = platform::ReadText(rows, KEY_COLUMN);
+    const jet::Bookmark row = rows.GetBookmark();
+    index.lastRow = row;
+    if (!mailId || mailId->size() < index.keyBytes) continue;
+    index.entries.push_back({.hash = HashOf(std::string_view(*mailId).substr(0, index.keyBytes)),
+                             .bookmarkHigh = static_cast<std::uint32_t>(row.position >> 32),
+                             .bookmarkLow = static_cast<std::uint32_t>(row.position)});
+  }
 }
 
 const LinkedFiles::Index& LinkedFiles::GetIndex(jet::Recordset& rows, std::size_t keyBytes) {
@@ -78,14 +86,16 @@ std::optional<std::string> LinkedFiles::FindPath(jet::Database& database, std::s
   databaseStamp_ = databaseStamp;
   const auto query = database.OpenQuery(LINKED_FILE_QUERY);
   const auto rows = query->OpenRecordset();
-  const std::vector<Entry>& entries = GetIndex(*rows, key.size()).entries;
+  const Index& index = GetIndex(*rows, key.size());
   const std::uint32_t hash = HashOf(key);
   // Other candidates than the first come up where two keys have one hash.
-  for (auto candidate = std::ranges::lower_bound(entries, hash, {}, &Entry::hash);
-       candidate != entries.end() && candidate->hash == hash; ++candidate) {
-    const bool isFound = candidate->dataNo == NO_NUMBER ? WalkTo(*rows, key)
-                                                        : StandOn(*rows, candidate->dataNo, key);
-    if (isFound) return platform::ReadText(*rows, PATH_COLUMN);
+  for (auto candidate = std::ranges::lower_bound(index.entries, hash, {}, &Entry::hash);
+       candidate != index.entries.end() && candidate->hash == hash; ++candidate) {
+    rows->SetBookmark(candidate->RowBookmark());
+    if (!rows->IsEof() && HasKey(*rows, key)) return platform::ReadText(*rows, PATH_COLUMN);
+  }
+  if (!index.isWhole && WalkOn(*rows, index.lastRow, key)) {
+    return platform::ReadText(*rows, PATH_COLUMN);
   }
   FailInvalid("no received file has the MailID of the forwarded mail");
 }

@@ -21,7 +21,7 @@ class LinkedFiles {
   // The path in the first received file's row, in the database's order, whose MailID begins with
   // `key`; empty where that row has none. `databaseStamp` is a number that differs whenever the
   // database may have changed, empty where that cannot be told. Throws Failure (-3) when there is
-  // no such row, jet::DatabaseError.
+  // no such row, jet::DatabaseError when damage comes before it.
   [[nodiscard]] std::optional<std::string> FindPath(jet::Database& database, std::string_view key,
                                                     std::optional<std::uint64_t> databaseStamp);
 
@@ -29,14 +29,24 @@ class LinkedFiles {
   // A received file by the beginning of its MailID.
   struct Entry {
     std::uint32_t hash;
-    std::int32_t dataNo;
+    // Where its row stands, in two halves so that an entry has no gap.
+    std::uint32_t bookmarkHigh;
+    std::uint32_t bookmarkLow;
+
+    [[nodiscard]] jet::Bookmark RowBookmark() const {
+      return {.position = std::uint64_t{bookmarkHigh} << 32 | bookmarkLow};
+    }
   };
   struct Index {
     std::size_t keyBytes;
     std::vector<Entry> entries;  // by hash, then in the database's order
+    // Where damage ends the rows: the last row before it, if there is one.
+    bool isWhole = false;
+    std::optional<jet::Bookmark> lastRow = {};
   };
 
   [[nodiscard]] static Index MakeIndex(jet::Recordset& rows, std::size_t keyBytes);
+  static void AddToIndex(jet::Recordset& rows, Index& index);
   [[nodiscard]] const Index& GetIndex(jet::Recordset& rows, std::size_t keyBytes);
 
   std::optional<std::uint64_t> databaseStamp_;

@@ -8,11 +8,12 @@
 
 namespace nimport::mailstore {
 MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
-  FolderRecord& folder = store.RequireFolderList().At(folderIndex);
-  if (mailIndex < 0 || mailIndex >= folder.MailCount()) {
+  static_cast<void>(store.RequireFolderList().At(folderIndex));
+  MailEntry* entry = store.FindMail(folderIndex, mailIndex);
+  if (entry == nullptr) {
     FailDatabase("the folder has no mail at position " + std::to_string(mailIndex));
   }
-  return (*folder.mails)[static_cast<std::size_t>(mailIndex)];
+  return *entry;
 }
 
 MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {

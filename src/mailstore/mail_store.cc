@@ -11,16 +11,14 @@
 namespace nimport::mailstore {
 namespace {
 
-std::vector<MailEntry> LoadMails(jet::Database& database, std::int32_t folderNumber) {
-  const auto table = database.OpenTable("DataTBL");
-  const auto rows = table->OpenRecordset();
-  std::vector<MailEntry> mails;
-  platform::ForEachRowWithNumber(*rows, "FolderNo", folderNumber, [&] {
-    const std::int32_t dataType = platform::ReadNumber(*rows, "DataType");
-    if (!IsListedMailKind(dataType)) return;
-    mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(*rows, "DataNo")});
-  });
-  return mails;
+constexpr char MAIL_TABLE[] = "DataTBL";
+constexpr char FOLDER_COLUMN[] = "FolderNo";
+
+// The current row of the list of mails, where its kind is a listed one.
+void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
+  const std::int32_t dataType = platform::ReadNumber(row, "DataType");
+  if (!IsListedMailKind(dataType)) return;
+  mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(row, "DataNo")});
 }
 
 }  // namespace
@@ -52,22 +50,56 @@ FolderList& MailStore::RequireFolderList() {
 }
 
 void MailStore::OpenMailList(std::int32_t folderIndex) {
-  FolderRecord& folder = RequireFolderList().At(folderIndex);
-  if (folder.mails) return;
-  if (currentMail || openFolder_) FailInvalid("another folder is open");
-  std::vector<MailEntry> mails = LoadMails(database, folder.number);
+  const FolderRecord folder = RequireFolderList().At(folderIndex);
+  if (IsLoaded(folderIndex)) return;
+  if (currentMail || loadedFolder_) FailInvalid("another folder is open");
+  std::vector<MailEntry> mails = LoadMails(folder.number);
   currentMail.emplace();
   currentParts.emplace();
   currentPartCount = 0;
-  folder.mails = std::move(mails);
-  openFolder_ = folderIndex;
+  loadedFolder_ = {.index = folderIndex, .mails = std::move(mails)};
+}
+
+std::vector<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
+  if (folderNumber == 0) return LoadUnnumberedMails();
+  const auto table = database.OpenTable(MAIL_TABLE);
+  const auto rows = table->OpenRecordset();
+  std::vector<MailEntry> mails;
+  if (rows->IsEof()) return mails;
+  for (bool found = rows->FindFirst(FOLDER_COLUMN, folderNumber); found; found = rows->FindNext())
+    AppendListed(*rows, mails);
+  return mails;
+}
+
+std::vector<MailEntry> MailStore::LoadUnnumberedMails() {
+  const std::optional<std::uint64_t> stamp = FindDatabaseStamp();
+  if (stamp && unnumberedMails_ && unnumberedMails_->databaseStamp == *stamp) {
+    return unnumberedMails_->mails;
+  }
+  unnumberedMails_.reset();
+  const auto table = database.OpenTable(MAIL_TABLE);
+  const auto rows = table->OpenRecordset();
+  std::vector<MailEntry> mails;
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    if (platform::ReadNumber(*rows, FOLDER_COLUMN) == 0) AppendListed(*rows, mails);
+  }
+  if (stamp) unnumberedMails_ = {.databaseStamp = *stamp, .mails = mails};
+  return mails;
 }
 
 void MailStore::CloseMailList(std::int32_t folderIndex) {
-  FolderList& folders = RequireFolderList();
+  static_cast<void>(RequireFolderList().At(folderIndex));
   ReleaseCurrentMail();
-  folders.At(folderIndex).mails.reset();
-  if (openFolder_ == folderIndex) openFolder_.reset();
+  if (IsLoaded(folderIndex)) loadedFolder_.reset();
+}
+
+std::int32_t MailStore::MailCount(std::int32_t folderIndex) const {
+  return IsLoaded(folderIndex) ? static_cast<std::int32_t>(loadedFolder_->mails.size()) : 0;
+}
+
+MailEntry* MailStore::FindMail(std::int32_t folderIndex, std::int32_t mailIndex) {
+  if (mailIndex < 0 || mailIndex >= MailCount(folderIndex)) return nullptr;
+  return &loadedFolder_->mails[static_cast<std::size_t>(mailIndex)];
 }
 
 std::unique_ptr<jet::Recordset> MailStore::OpenRowsOf(std::string_view queryName) {
@@ -81,13 +113,11 @@ void MailStore::ReleaseCurrentMail() {
   currentParts.reset();
   currentPartCount = 0;
   mimeFile.text.reset();
+  mimeFile.answers = {};
 }
 
-std::optional<std::int32_t> MailStore::FindDataNo(std::int32_t folderIndex,
-                                                  std::int32_t mailIndex) const {
-  const FolderRecord* folder = folderList_ ? folderList_->Find(folderIndex) : nullptr;
-  if (folder == nullptr || mailIndex < 0 || mailIndex >= folder->MailCount()) return std::nullopt;
-  return (*folder->mails)[static_cast<std::size_t>(mailIndex)].dataNo;
+std::optional<std::uint64_t> MailStore::FindDatabaseStamp() const {
+  return platform.files().FindChangeStamp(databaseDir.str() + MAIL_DATABASE_FILE);
 }
 
 }  // namespace nimport::mailstore

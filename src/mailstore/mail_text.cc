@@ -1,7 +1,5 @@
 #include "mailstore/mail_text.h"
 
-#include <algorithm>
-
 #include "common/failure.h"
 
 namespace nimport::mailstore {
@@ -9,7 +7,6 @@ namespace {
 
 constexpr char CR = '\r';
 constexpr char LF = '\n';
-constexpr char END_OF_TEXT = '\x1A';  // Ctrl-Z, with which old programs end a text file
 
 constexpr std::string_view HeaderName(FieldSelector selector) {
   switch (selector) {
@@ -27,16 +24,6 @@ constexpr std::string_view HeaderName(FieldSelector selector) {
       return "content-type";
   }
   return {};
-}
-
-constexpr char ToLower(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-// `name` is in lower case.
-bool HasHeaderName(std::string_view line, std::string_view name) {
-  if (line.size() <= name.size() || line[name.size()] != ':') return false;
-  return std::ranges::equal(line.substr(0, name.size()), name, {}, ToLower);
 }
 
 // The place of the first LF at or after `from` that does not follow a CR; npos when there is none.
@@ -60,33 +47,10 @@ std::size_t CountBareLineFeeds(std::string_view text) {
 
 }  // namespace
 
-std::optional<std::string_view> ReadTextLine(std::string_view text, std::size_t& position) {
-  if (position >= text.size()) return std::nullopt;
-
-  // A line end is looked for within this window only, so that a text without any costs no more
-  // than its length.
-  const std::string_view window = text.substr(position, MAX_LINE_BYTES + 1);
-  std::string_view line = window.substr(0, window.find(LF));
-  line = line.substr(0, line.find(END_OF_TEXT));
-  if (line.size() > MAX_LINE_BYTES) {
-    position += MAX_LINE_BYTES;
-    return UpToNul(line.substr(0, MAX_LINE_BYTES));
-  }
-
-  const bool hasLineEnd = line.size() < window.size();
-  position += line.size() + (hasLineEnd ? 1 : 0);
-  if (hasLineEnd && window[line.size()] == LF && line.ends_with(CR)) line.remove_suffix(1);
-  return UpToNul(line);
-}
-
 std::optional<std::string_view> FindHeaderLine(std::string_view text, FieldSelector selector) {
   const std::string_view name = HeaderName(selector);
   if (name.empty()) return std::nullopt;
-  std::size_t position = 0;
-  while (const auto line = ReadTextLine(text, position)) {
-    if (HasHeaderName(*line, name)) return line->substr(name.size() + 1);
-  }
-  return std::nullopt;
+  return FindFieldLine(text, name);
 }
 
 std::string_view GetHeaderLine(std::string_view text, FieldSelector selector) {

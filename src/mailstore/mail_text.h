@@ -3,25 +3,17 @@
 #ifndef NIMPORT_MAILSTORE_MAIL_TEXT_H_
 #define NIMPORT_MAILSTORE_MAIL_TEXT_H_
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "common/fixed_text.h"
+#include "common/text_lines.h"
 #include "mailstore/field_selector.h"
 
 namespace nimport::mailstore {
 
-// A longer line is read in pieces of this many bytes.
-inline constexpr std::size_t MAX_LINE_BYTES = ValueText::MAX_BYTES;
-
-// The line of `text` that begins at `position`, as a view into `text`, and moves `position` to the
-// beginning of the next one. A line ends before LF, CR LF or the byte 0x1A, at the end of the text,
-// or after MAX_LINE_BYTES bytes; what follows a NUL in a line is passed over. Empty when no line is
-// left.
-[[nodiscard]] std::optional<std::string_view> ReadTextLine(std::string_view text,
-                                                           std::size_t& position);
+using nimport::MAX_LINE_BYTES;
+using nimport::ReadTextLine;
 
 // The value of the first line of `text` that is a header line of the field `selector`: everything
 // after the colon as it stands, the blank before the value included; a view into `text`. Letter

@@ -14,26 +14,35 @@ namespace {
 constexpr char MIME_DIRECTORY[] = "\\Mime\\";
 
 // The path of the row's MIME file.
-std::string MimePath(const MailStore& store, const MailRow& row) {
+platform::StoredPath MimePath(const MailStore& store, const MailRow& row) {
   const std::optional<std::string> link = platform::ReadText(*row.recordset, "FileLink");
   if (!link) FailInvalid("the mail names no MIME file");
   if (!NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
   const auto path = PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);
   if (!path) FailInvalid("the path of the MIME file is too long");
-  return path->str();
+  return {.path = path->str(), .storeDirectory = store.databaseDir.str()};
+}
+
+std::optional<std::uint64_t> FindChangeStamp(const platform::FileSystem& files,
+                                             const platform::StoredPath& path) {
+  try {
+    return files.FindStoredChangeStamp(path);
+  } catch (const FileMissing& error) {
+    FailInvalid("no MIME file " + error.description());
+  }
 }
 
 }  // namespace
 
 MimeFile::MimeFile(MailStore& store, const MailRow& row)
     : store_(store), path_(MimePath(store, row)) {
-  platform::FileSystem& files = store_.platform.files();
   // Taken before the file is read: what changes meanwhile is noticed by the next call.
-  const std::optional<std::uint64_t> stamp = files.FindChangeStamp(path_);
-  if (!stamp && !files.Exists(path_)) FailInvalid("no MIME file " + files.NativeName(path_));
+  const std::optional<std::uint64_t> stamp = FindChangeStamp(store_.platform.files(), path_);
   RememberedMimeFile& known = store_.mimeFile;
-  if (stamp && known.changeStamp == stamp && known.path == path_) return;
-  known = {.path = path_, .changeStamp = stamp, .text = std::nullopt, .isParsed = false};
+  if (stamp && known.changeStamp == stamp && known.path == path_.path) return;
+  known = RememberedMimeFile();
+  known.path = path_.path;
+  known.changeStamp = stamp;
 }
 
 MimeFile::~MimeFile() {
@@ -52,11 +61,11 @@ void MimeFile::ForgetLongText() {
 std::string MimeFile::Read() const {
   platform::FileSystem& files = store_.platform.files();
   try {
-    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenForReading(path_)));
+    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenStored(path_)));
   } catch (const FileError& error) {
     FailDatabase(error.what());
   } catch (const std::bad_alloc&) {
-    FailDatabase("no memory for the MIME file " + files.NativeName(path_));
+    FailDatabase("no memory for the MIME file " + files.NativeName(path_.path));
   }
 }
 

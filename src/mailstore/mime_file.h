@@ -48,7 +48,7 @@ class MimeFile {
   void ForgetLongText();
 
   MailStore& store_;
-  std::string path_;
+  platform::StoredPath path_;
 };
 
 }  // namespace nimport::mailstore

@@ -31,18 +31,4 @@ std::optional<std::string> ReadText(const jet::Recordset& recordset, std::string
   return std::move(text->bytes);
 }
 
-void ForEachRowWithNumber(jet::Recordset& recordset, std::string_view column, std::int32_t number,
-                          const std::function<void()>& visit) {
-  if (number != 0) {
-    for (bool found = recordset.FindFirst(column, number); found; found = recordset.FindNext()) {
-      visit();
-    }
-    return;
-  }
-  // Null reads as 0, but a lookup by number finds no nulls.
-  for (recordset.MoveFirst(); !recordset.IsEof(); recordset.MoveNext()) {
-    if (ReadNumber(recordset, column) == 0) visit();
-  }
-}
-
 }  // namespace nimport::platform

@@ -1,5 +1,6 @@
 // MIME mails that nobody meant well with, through the exports and the real MIME library: what can
 // be had comes out, the rest has its code, and nothing takes long.
+#include <array>
 #include <chrono>
 #include <random>
 
@@ -171,6 +172,31 @@ TEST_F(HostileMail, GivesWhatItHas) {
     Expect(wanted, mail, c.why);
     AskEverything(mail++);
   }
+}
+
+// Files without contents, so that the disk costs nothing.
+TEST_F(HostileMail, ManyPartsCostNoMoreEachThanFew) {
+  constexpr std::int32_t COUNT = 20000;
+  const std::string gif = "--b\r\nContent-Type: image/gif\r\n\r\n\r\n";
+  const std::string signature = "--b\r\nContent-Type: application/pkcs7-signature\r\n\r\nx\r\n";
+  OpenMimeMails(
+      {"Content-Type: multipart/related; boundary=\"b\"\r\n\r\n" + Repeat(gif, COUNT) + "--b--\r\n",
+       MIXED + Repeat(signature, COUNT) + "--b--\r\n",
+       // Nothing that the plug-in takes for a content type, wherever it looks.
+       "Content-Type : multipart/mixed; boundary=b\r\n\r\n" +
+           Repeat("--b\r\nContent-Disposition: attachment\r\n\r\nx\r\n", COUNT)});
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Number(ML_GetMailBodyCount, 0), (NumberAnswer{RESULT_OK, COUNT}));
+  EXPECT_EQ(Number(ML_GetAttachedMailCount, 1), (NumberAnswer{RESULT_OK, COUNT}));
+  EXPECT_EQ(Number(ML_GetAttachedMailCount, 2), (NumberAnswer{RESULT_OK, COUNT}));
+  for (std::int32_t mail = 0; mail < 3; ++mail) {
+    for (std::int32_t i = 0; i < COUNT; ++i) {
+      const TextAnswer path = mail == 0 ? Body(mail, i) : Attached(mail, i);
+      ASSERT_EQ(path.code, (std::array{RESULT_DATABASE, RESULT_OK, RESULT_INVALID}[mail]));
+    }
+  }
+  // A second or two; with everything asked for again for each part it takes minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
 TEST_F(HostileMail, BytesOfAnyKindDoNoHarm) {

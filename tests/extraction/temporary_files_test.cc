@@ -87,7 +87,8 @@ TEST_F(NamesThatAttack, AttachmentsStayInTheirPlace) {
   };
   OpenFolder(json::array({MimeMailOf("Content-Type: a/b\r\n\r\n")}));
   for (const Case& c : cases) {
-    wexmail->attachments = {{"application/octet-stream", c.name, "attached"}};
+    wexmail->attachments = {{"application/octet-stream", c.name, "attached"},
+                            {"application/octet-stream", "y.txt", "next"}};
     OpenFolder();
     ExpectNothingElsewhere(c.name, [&] {
       const TextAnswer path = Attached(0, 0);
@@ -97,8 +98,7 @@ TEST_F(NamesThatAttack, AttachmentsStayInTheirPlace) {
         EXPECT_EQ(Contents(path), "attached") << c.name;
       }
       // The next file goes where it always goes.
-      wexmail->attachments = {{"application/octet-stream", "y.txt", "next"}};
-      const TextAnswer next = Attached(0, 0);
+      const TextAnswer next = Attached(0, 1);
       EXPECT_TRUE(next.text.ends_with("\\$$$nim.txt")) << c.name << ": " << next;
       CloseFolder();
     });
@@ -156,7 +156,7 @@ TEST_F(NamesThatAttack, StoredPathsAreReadAndNotWritten) {
       {"NUL", u"", RESULT_INVALID},
       {"\\\\server\\share\\evil", u"", RESULT_INVALID},
       {"C:\\OLD.DIR", u"", RESULT_DATABASE},
-      {"..", u"", RESULT_DATABASE},
+      {"..", u"", RESULT_INVALID},
       {"", u"", RESULT_INVALID},
   };
   for (const Case& c : cases) {
@@ -185,6 +185,9 @@ TEST_F(NamesThatAttack, HostsNamesLeadWhereTheySayOrNowhere) {
       {u"C:\\NIFTY\\Data\\..\\mine.eml", RESULT_OK, "1/c/NIFTY/mine.txt"},
       {u"C:\\NIFTY\\Data\\..\\mine", RESULT_OK, "1/c/NIFTY/Data/..txt"},
       {japanese, RESULT_OK, "1/c/NIFTY/\u30BD\u8868.txt"},
+      // Letters with their marks apart.
+      {u"C:\\NIFTY\\\u304B\u3099\u30CF\u309A\u30A6\u3099A\u030A\u0438\u0306.eml", RESULT_OK,
+       "1/c/NIFTY/\u304C\u30D1\u30F4\u212B\u0439.txt"},
       {u"mine", RESULT_OK, "home/work/mine.txt"},
       {u"..", RESULT_OK, "home/work/..txt"},
       {u"C:\\NIFTY\\..", RESULT_OK, "1/c/NIFTY/..txt"},
@@ -356,6 +359,19 @@ TEST_F(Writers, CannotOpenFilesInADirectoryThatIsGone) {
         fs::permissions(place, fs::perms::owner_read | fs::perms::owner_exec);
       },
       [&] { fs::permissions(place, fs::perms::owner_all); });
+}
+
+TEST_F(Writers, CannotOpenFilesWithoutADirectory) {
+  OpenFolder();
+  ASSERT_EQ(Number(ML_GetMailBodyCount, 6), (NumberAnswer{RESULT_OK, 3}));
+  EXPECT_TRUE(fs::is_empty(directory.path() / "tmp")) << "none is needed yet";
+  platform.faultyFiles.faults.FailAlways(FileOperation::Temporary);
+  for (const Case& c : CASES) {
+    EXPECT_EQ(Write(c).code, RESULT_DATABASE) << c.what;
+    EXPECT_NE(LastReason().find("temporary directory: injected"), std::string::npos) << c.what;
+  }
+  platform.faultyFiles.faults.Clear();
+  EXPECT_EQ(Write(CASES[0]).code, RESULT_OK);
 }
 
 TEST_F(Writers, RememberFilesThatWereBegunAndDeleteThem) {

@@ -1,6 +1,7 @@
 // Opening and closing of folders, and what a session remembers meanwhile.
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -60,6 +61,59 @@ class MailList : public SessionTest {
   HandleNode* first_;
   HandleNode* second_;
 };
+
+TEST_F(MailList, OfManyCabinetsWithOneNumberCostsWhatItsRowsCost) {
+  // 2,250,000 folders of 3,000 rows.
+  constexpr std::int32_t ROWS = 1500;
+  json store = {{"cabinets", json::array()}, {"folders", json::array()}};
+  for (std::int32_t i = 1; i <= ROWS; ++i) {
+    store["cabinets"].push_back({{"number", 7}, {"name", "C" + std::to_string(i)}});
+    store["folders"].push_back({{"number", i}, {"cabinet", 7}, {"name", "F" + std::to_string(i)}});
+  }
+  store["mails"] = {{{"folder", ROWS}, {"kind", 22}, {"title", "one"}}};
+  UseStore(store);
+  const auto begin = std::chrono::steady_clock::now();
+  MailSession session;
+  HandleNode* user = session.User();
+  std::int32_t count = 0;
+  for (const std::int32_t c : {0, ROWS - 1}) {
+    HandleNode* cabinet = session.Child(user, c);
+    ML_GetChildFolderCount(session.get(), cabinet, &count);
+    EXPECT_EQ(count, ROWS);
+    HandleNode* folder = session.Child(cabinet, ROWS - 1);
+    EXPECT_EQ(session.Child(cabinet, ROWS), nullptr);
+    EXPECT_EQ(AskText([&](ResultString* text) { return ML_GetName(session.get(), folder, text); }),
+              (TextAnswer{RESULT_OK, "F1500"}));
+    // Each is a folder of its own.
+    EXPECT_EQ(ML_OpenMailDataFile(session.get(), folder), RESULT_OK);
+    ML_GetMailCount(session.get(), folder, &count);
+    EXPECT_EQ(count, 1);
+    if (c == 0) ML_CloseMailDataFile(session.get(), folder);
+  }
+  HandleNode* sameRow = session.Child(session.Child(user, 0), ROWS - 1);
+  EXPECT_EQ(ML_OpenMailDataFile(session.get(), sameRow), RESULT_INVALID);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+TEST_F(MailList, FoldersAreFirstLookedAtForACabinet) {
+  json store = TwoCabinets();
+  for (const bool hasCabinets : {true, false}) {
+    if (!hasCabinets) store["cabinets"] = json::array();
+    const std::string path = (UseStore(store).databaseDirectory / "Cabdata.mdb").string();
+    // The list of objects names the table of folders otherwise.
+    std::string bytes = ReadFile(path);
+    for (std::size_t at = bytes.find("FolderTBL"); at != std::string::npos;
+         at = bytes.find("FolderTBL", at)) {
+      bytes[at] = 'X';
+    }
+    std::ofstream(path, std::ios::binary) << bytes;
+    MailSession session;
+    std::int32_t count = 0;
+    EXPECT_EQ(ML_GetUserCount(session.get(), &count), hasCabinets ? RESULT_DATABASE : RESULT_OK);
+    ML_GetChildFolderCount(session.get(), session.User(), &count);
+    EXPECT_EQ(count, hasCabinets ? 1 : 0);
+  }
+}
 
 TEST_F(MailList, CountsTheListedKindsOfAnOpenFolder) {
   EXPECT_EQ(Count(first_), (NumberAnswer{RESULT_DATABASE, 0}));

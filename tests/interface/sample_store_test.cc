@@ -227,6 +227,9 @@ TEST_F(SampleStore, BodiesAsFiles) {
 
 TEST_F(SampleStore, AttachedFiles) {
   ForEachMail([](HandleNode* s, HandleNode* f, std::int32_t i, const json& wanted) {
+    // The sample's account gives the parts of a structure that cannot be counted to nobody; they
+    // are attachments (see tests/extraction/reachable_parts_test.cc).
+    if (wanted.contains("relatedScan") && wanted["relatedScan"]["code"] != 0) return;
     ExpectNumber(wanted["attachedCount"], AskNumber([&](std::int32_t* out) {
                    return ML_GetAttachedMailCount(s, f, i, out);
                  }),

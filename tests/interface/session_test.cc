@@ -95,11 +95,6 @@ TEST_F(Session, FailsAsAWholeWhenSomethingIsMissing) {
       {"database cannot be read",
        [&](const Store&) { platform.faultyFiles.faults.FailNth(tests::FileOperation::Read, 1); },
        "injected"},
-      {"no temporary directory",
-       [&](const Store&) {
-         platform.faultyFiles.faults.FailNth(tests::FileOperation::Temporary, 1);
-       },
-       "temporary"},
   };
   for (const Row& row : rows) {
     const Store store = UseStore(StoreWithMails(json::array()));
@@ -259,9 +254,14 @@ TEST_F(Session, DeletesItsTemporaryFilesAtItsEnd) {
     ASSERT_EQ(ML_SetTempFileName(session.get(), AsArgument(named.c_str())), RESULT_OK);
     EXPECT_EQ(writeBody().text, path + ".txt");
     EXPECT_TRUE(std::filesystem::exists(directory.path() / "named.txt"));
+    std::ofstream(std::filesystem::path(own).replace_filename("host's"));
   }
   EXPECT_FALSE(std::filesystem::exists(directory.path() / "named.txt"));
-  EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(own).parent_path()));
+  EXPECT_FALSE(std::filesystem::exists(own));
+  // What a host put there stays, and nothing but that.
+  const std::filesystem::path place = std::filesystem::path(own).parent_path();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 1);
+  EXPECT_EQ(std::filesystem::remove_all(place), 2u);
   EXPECT_TRUE(std::filesystem::exists(kept));
 }
 

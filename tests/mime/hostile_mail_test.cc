@@ -75,6 +75,13 @@ TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
   std::string pieces = "Content-Type: a/b";
   for (int i = 0; i < 50000; ++i)
     pieces += "; name*" + std::to_string(i) + "*=x";
+  std::string charsets;
+  std::string types;
+  for (int i = 0; i < 20000; ++i) {
+    charsets += "=?x" + std::to_string(i) + "?q?=FF?= ";
+    types += "--b\r\nContent-Type: a/" + std::to_string(i) + "\r\n\r\nx\r\n";
+  }
+  const std::string related = "Content-Type: multipart/related; boundary=\"b\"\r\n\r\n";
   const std::string longBoundary(10000, 'x');
   const std::pair<const char*, std::string> mails[] = {
       {"a long field", "Subject: " + std::string(1 << 20, 'x') + "\r\n\r\n"},
@@ -82,10 +89,13 @@ TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
       {"nested groups", "To: " + Repeat("a:", 1 << 19) + "\r\n\r\n"},
       {"nested comments", "Content-Type: a/b; " + Repeat("(", 1 << 20) + "\r\n\r\n"},
       {"starts of encoded words", "Subject: " + Repeat("=?a?q?", 1 << 17) + "\r\n\r\n"},
-      {"words without an end", "Subject: =?a?q?x?= " + Repeat("=?a?q?x", 1 << 17) + "\r\n\r\n"},
+      {"words that end far off",
+       "To: =?a?q?x?= " + Repeat("=?iso-2022-jp?B?GyRC", 1 << 16) + "?=\r\n\r\n"},
       {"encoded words", "Subject: " + Repeat("=?utf-8?q?=E3=81?= ", 1 << 15) + "\r\n\r\n"},
       {"many fields", Repeat("X: y\r\n", 1 << 17) + "\r\n"},
       {"many pieces of a name", pieces + "\r\n\r\n"},
+      {"charsets that nobody knows", "From: " + charsets + "\r\n\r\n"},
+      {"parts of as many types", related + types + "--b--"},
       {"many parts", mixed + Repeat("--b\r\n\r\n", 1 << 16)},
       {"deep multiparts", nested + Repeat("--\r\n", 1 << 16)},
       {"deep messages", Repeat("Content-Type: message/rfc822\r\n\r\n", 1 << 15)},
