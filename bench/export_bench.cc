@@ -14,18 +14,12 @@
 
 namespace {
 
+using nimport::bench::Export;
+using nimport::bench::IndexedTextExport;
+using nimport::bench::NumberExport;
 using nimport::bench::OpenStore;
 using nimport::bench::Session;
-
-struct Export {
-  const char* name;
-  void (*ask)(const OpenStore& store, std::int32_t mail);
-};
-
-using TextExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t, ResultString*);
-using NumberExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t, std::int32_t*);
-using IndexedTextExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t,
-                                                  std::int32_t, ResultString*);
+using nimport::bench::TextExport;
 
 // Mails without a sender or an attached file answer a failure, which is an answer too.
 void Release(ResultCode code, ResultString& text) {

@@ -66,6 +66,17 @@ struct OpenStore {
   }
 };
 
+// A question about one mail of the open folder, under the name of its export.
+struct Export {
+  const char* name;
+  void (*ask)(const OpenStore& store, std::int32_t mail);
+};
+
+using TextExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t, ResultString*);
+using NumberExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t, std::int32_t*);
+using IndexedTextExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t,
+                                                  std::int32_t, ResultString*);
+
 // The most memory that this process has had so far, in KiB; 0 where the system does not tell.
 inline double PeakMemoryKiB() {
   std::ifstream status("/proc/self/status");

@@ -24,8 +24,9 @@ AddressBook::AddressBook(const Library& library) : session_(library, Session::Ki
 }
 
 AddressBook::~AddressBook() {
-  const Functions& functions = session_.library().functions();
-  functions.AD_CloseAddressBook.address(session_.handle(), nullptr, nullptr, book_);
+  const Library& library = session_.library();
+  library.Run(library.functions().AD_CloseAddressBook, session_.handle(), NO_HANDLE, NO_HANDLE,
+              book_);
 }
 
 std::int32_t AddressBook::AddressCount() const {

@@ -25,7 +25,8 @@ OpenFolder::~OpenFolder() {
 
 void OpenFolder::Close() const {
   // A folder that cannot be closed leaves nothing to be done.
-  folder_.library_->functions().ML_CloseMailDataFile.address(folder_.session_, folder_.handle_);
+  const Library& library = *folder_.library_;
+  library.Run(library.functions().ML_CloseMailDataFile, folder_.session_, folder_.handle_);
 }
 
 Mail OpenFolder::MailAt(std::int32_t position) const {

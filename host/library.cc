@@ -31,7 +31,7 @@ std::vector<fs::path> UsualPlaces() {
 
 }  // namespace
 
-Library::Library(const fs::path& path) {
+Library::Library(const fs::path& path, std::mutex* workLock) : workLock_(workLock) {
   std::string reason;
   for (const fs::path& place : path.empty() ? UsualPlaces() : std::vector{path}) {
     handle_.reset(dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL));

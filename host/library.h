@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "host/diagnostics.h"
@@ -23,7 +24,11 @@ class Library {
   // Loads `path`. When it is empty: libnimport.so of the `lib` folder beside the program's own, or
   // else of the system's search path. Throws std::runtime_error when the library cannot be loaded,
   // lacks a function or speaks another version of the interface.
-  explicit Library(const std::filesystem::path& path = {});
+  //
+  // `workLock`, where there is one, is held by the one thread that calls the plug-in and outlives
+  // the object. It is let go during each call, since calls cannot be interrupted: another thread
+  // that can lock it knows that the caller's data are at rest.
+  explicit Library(const std::filesystem::path& path = {}, std::mutex* workLock = nullptr);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -47,14 +52,23 @@ class Library {
   // Calls `function`. Throws ResultError.
   template <typename Signature, typename... Arguments>
   void Call(const Function<Signature>& function, Arguments... arguments) const {
-    Check(function.name, function.address(arguments...));
+    Check(function.name, Run(function, arguments...));
+  }
+
+  // Calls `function` and returns its code.
+  template <typename Signature, typename... Arguments>
+  ResultCode Run(const Function<Signature>& function, Arguments... arguments) const {
+    if (workLock_ != nullptr) workLock_->unlock();
+    const ResultCode code = function.address(arguments...);
+    if (workLock_ != nullptr) workLock_->lock();
+    return code;
   }
 
   // Calls `function` and returns its code. Nothing is recorded of a failure.
   template <typename Signature, typename... Arguments>
   [[nodiscard]] ResultCode Try(const Function<Signature>& function, Arguments... arguments) const {
     const Diagnostics::Silence silence(diagnostics_);
-    return function.address(arguments...);
+    return Run(function, arguments...);
   }
 
   // Calls `function` with one more argument, through which it answers. Throws ResultError.
@@ -98,6 +112,7 @@ class Library {
 
   // Made before the plug-in is loaded, so that it is asked to report from the beginning.
   mutable Diagnostics diagnostics_;
+  std::mutex* workLock_;
   std::filesystem::path path_;
   std::unique_ptr<void, Unload> handle_;
   Functions functions_;

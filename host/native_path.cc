@@ -1,9 +1,10 @@
 #include "host/native_path.h"
 
 #include <cctype>
-#include <cstdlib>
 #include <optional>
 #include <system_error>
+
+#include <stdlib.h>
 
 #include "host/text.h"
 
@@ -61,7 +62,7 @@ fs::path WalkParts(fs::path path, std::string_view rest) {
 }
 
 std::optional<fs::path> FindDrive(char letter) {
-  if (const char* text = std::getenv("NIMPORT_DRIVES"); text != nullptr) {
+  if (const char* text = secure_getenv("NIMPORT_DRIVES"); text != nullptr) {
     const DriveMap drives = ParseDriveMap(text);
     if (const auto found = drives.find(letter); found != drives.end()) return found->second;
   }
@@ -76,10 +77,10 @@ std::optional<fs::path> FindDrive(char letter) {
 }  // namespace
 
 fs::path WinePrefix() {
-  if (const char* prefix = std::getenv("WINEPREFIX"); prefix != nullptr && *prefix != '\0') {
+  if (const char* prefix = secure_getenv("WINEPREFIX"); prefix != nullptr && *prefix != '\0') {
     return prefix;
   }
-  const char* home = std::getenv("HOME");
+  const char* home = secure_getenv("HOME");
   return home == nullptr ? fs::path() : fs::path(home) / ".wine";
 }
 

@@ -31,7 +31,7 @@ std::string Session::MailerName() const {
 
 void Session::Terminate::operator()(HandleNode* handle) const {
   // Either function closes either kind of session; a failure leaves nothing to be done.
-  library->functions().ML_Terminate.address(handle);
+  library->Run(library->functions().ML_Terminate, handle);
 }
 
 MailSession::MailSession(const Library& library) : session_(library, Session::Kind::Mail) {

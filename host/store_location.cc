@@ -1,12 +1,15 @@
 #include "host/store_location.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+
+#include <stdlib.h>
+
+#include "common/file_error.h"
 
 namespace nimport::host {
 
@@ -16,6 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* REGISTRY_VARIABLE = "NIMPORT_REGISTRY";
 constexpr const char* DRIVES_VARIABLE = "NIMPORT_DRIVES";
+constexpr const char* CONFINE_VARIABLE = "NIMPORT_CONFINE";
 constexpr const char* DEFAULT_MEMBER_ID = "MEMBER";
 
 // A value as it stands between quotes in a registry file.
@@ -54,12 +58,12 @@ char FreeLetter(const DriveMap& drives) {
 }
 
 DriveMap DrivesOfEnvironment() {
-  const char* text = std::getenv(DRIVES_VARIABLE);
+  const char* text = secure_getenv(DRIVES_VARIABLE);
   return text == nullptr ? DriveMap() : ParseDriveMap(text);
 }
 
 std::string UsualRegistryFiles() {
-  const char* files = std::getenv(REGISTRY_VARIABLE);
+  const char* files = secure_getenv(REGISTRY_VARIABLE);
   if (files != nullptr && *files != '\0') return files;
   const std::string prefix = WinePrefix().string();
   return prefix + "/system.reg:" + prefix + "/user.reg";
@@ -72,9 +76,16 @@ void RequireDirectory(const fs::path& path) {
   }
 }
 
+// A directory whose path can stand in both variables.
+std::string RequireNoSeparator(const std::string& directory) {
+  if (directory.find_first_of(":;") == std::string::npos) return directory;
+  throw FileError(directory + ": its path contains ':' or ';'");
+}
+
 }  // namespace
 
-StoreSettings::StoreSettings(const StoreLocation& location) {
+StoreSettings::StoreSettings(const StoreLocation& location)
+    : directories_(platform::EnvironmentSettings(), RequireNoSeparator) {
   DriveMap drives = DrivesOfEnvironment();
   for (const auto& [letter, directory] : location.drives) {
     RequireDirectory(directory);
@@ -88,18 +99,15 @@ StoreSettings::StoreSettings(const StoreLocation& location) {
     databaseDrive = std::string(1, letter) + ':';
   }
   if (!drives.empty()) setenv(DRIVES_VARIABLE, ToText(drives).c_str(), 1);
+  // Whatever paths a store holds, no file of this machine gets into an export.
+  setenv(CONFINE_VARIABLE, "1", 1);
   SetRegistry(location, databaseDrive);
-}
-
-StoreSettings::~StoreSettings() {
-  std::error_code error;
-  if (!privateDirectory_.empty()) fs::remove_all(privateDirectory_, error);
 }
 
 void StoreSettings::SetRegistry(const StoreLocation& location, const std::string& databaseDrive) {
   std::string files;
   if (!databaseDrive.empty() || !location.memberId.empty()) {
-    const fs::path file = PrivateDirectory() / "settings.reg";
+    const fs::path file = PrivateFile("settings.reg");
     const std::string& memberId = location.memberId;
     std::ofstream(file, std::ios::binary)
         << RegistryText(databaseDrive, memberId.empty() ? DEFAULT_MEMBER_ID : memberId);
@@ -122,19 +130,16 @@ void StoreSettings::SetRegistry(const StoreLocation& location, const std::string
 // The variables have no way to quote their separator, so a path that holds it goes by another name.
 fs::path StoreSettings::LinkIfNeeded(const fs::path& target, char separator) {
   if (target.string().find(separator) == std::string::npos) return target;
-  const fs::path link = PrivateDirectory() / ("link" + std::to_string(linkCount_++));
+  const fs::path link = PrivateFile("link" + std::to_string(linkCount_++));
   fs::create_symlink(target, link);
   return link;
 }
 
-const fs::path& StoreSettings::PrivateDirectory() {
-  if (!privateDirectory_.empty()) return privateDirectory_;
-  std::string pattern = (fs::temp_directory_path() / "nimport-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), "cannot create " + pattern);
-  }
-  privateDirectory_ = pattern;
-  return privateDirectory_;
+fs::path StoreSettings::PrivateFile(const std::string& name) {
+  if (privateDirectory_.empty()) privateDirectory_ = directories_.Make();
+  std::string path = privateDirectory_ + '/' + name;
+  directories_.List(path, name);
+  return path;
 }
 
 std::vector<fs::path> RegistryFilesInUse() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/native_path.h"
+#include "platform/temporary_directories.h"
 
 namespace nimport::host {
 
@@ -23,7 +24,6 @@ class StoreSettings {
  public:
   // Throws std::runtime_error when a directory or file is not there or no drive letter is free.
   explicit StoreSettings(const StoreLocation& location);
-  ~StoreSettings();
   StoreSettings(const StoreSettings&) = delete;
   StoreSettings& operator=(const StoreSettings&) = delete;
 
@@ -31,10 +31,12 @@ class StoreSettings {
   void SetRegistry(const StoreLocation& location, const std::string& databaseDrive);
   [[nodiscard]] std::filesystem::path LinkIfNeeded(const std::filesystem::path& target,
                                                    char separator);
-  [[nodiscard]] const std::filesystem::path& PrivateDirectory();
+  // The path of a file that is about to be made for the plug-in.
+  [[nodiscard]] std::filesystem::path PrivateFile(const std::string& name);
 
-  // For the registry file that is written for the plug-in; empty until it is needed.
-  std::filesystem::path privateDirectory_;
+  // Of the same kind as the plug-in's own, so that what a killed run left goes, too.
+  platform::TemporaryDirectories directories_;
+  std::string privateDirectory_;  // empty until it is needed
   int linkCount_ = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/command/contacts.h"
+#include "host/command/visible.h"
 
 namespace nimport::command {
 
@@ -45,10 +46,10 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
   if (remarks.empty()) return;
   out << title << ":\n";
   for (const Remark& remark : remarks) {
-    out << "  " << remark.folder;
+    out << "  " << Visible(remark.folder);
     if (remark.position) out << ", " << *remark.position;
-    if (!remark.subject.empty()) out << " \"" << remark.subject << '"';
-    out << ": " << remark.reason << '\n';
+    if (!remark.subject.empty()) out << " \"" << Visible(remark.subject) << '"';
+    out << ": " << Visible(remark.reason) << '\n';
   }
 }
 
@@ -75,9 +76,9 @@ MailCounts Account::Total() const {
   return total;
 }
 
-bool Account::IsAllDone() const {
-  return failures.empty() && incomplete.empty() && losses_.empty() && !isInterrupted &&
-         abortReason.empty();
+bool Account::HasLosses() const {
+  return !failures.empty() || !incomplete.empty() || !unlisted.empty() || !losses_.empty() ||
+         !abortReason.empty();
 }
 
 ordered_json Account::ToJson() const {
@@ -96,6 +97,7 @@ ordered_json Account::ToJson() const {
   json["incomplete"] = command::ToJson(incomplete);
   json["skippedMails"] = command::ToJson(skipped);
   json["notes"] = command::ToJson(notes);
+  json["unlisted"] = command::ToJson(unlisted);
   json["leftOut"] = command::ToJson(leftOut);
   json["losses"] = command::ToJson(losses_);
   return json;
@@ -106,6 +108,7 @@ void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "exported without their file", incomplete);
   PrintRemarks(out, "skipped", skipped);
   PrintRemarks(out, "exported without a header", notes);
+  PrintRemarks(out, "in no folder, not exported", unlisted);
   PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
   if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';

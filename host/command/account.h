@@ -49,6 +49,7 @@ class Account {
   std::vector<Remark> incomplete;  // were exported without a file that is missing
   std::vector<Remark> skipped;     // hold nothing to export
   std::vector<Remark> notes;       // were exported, but a header could not be read
+  std::vector<Remark> unlisted;    // mails that stand in no folder, and so in no export
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
   bool isInterrupted = false;
@@ -58,7 +59,9 @@ class Account {
   void AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records);
 
   [[nodiscard]] MailCounts Total() const;
-  [[nodiscard]] bool IsAllDone() const;
+  // Whether anything failed or was lost; an interruption is neither.
+  [[nodiscard]] bool HasLosses() const;
+  [[nodiscard]] bool IsAllDone() const { return !HasLosses() && !isInterrupted; }
 
   [[nodiscard]] nlohmann::ordered_json ToJson() const;
   void Print(std::ostream& out) const;

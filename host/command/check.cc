@@ -1,17 +1,20 @@
 // nimport check: can the store be read, and if not, what is missing?
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <set>
 #include <system_error>
 
 #include <nlohmann/json.hpp>
+#include <stdlib.h>
 
 #include "host/address_book.h"
+#include "host/command/balance.h"
 #include "host/command/check_deep.h"
 #include "host/command/commands.h"
+#include "host/command/interruption.h"
 #include "host/command/json_text.h"
 #include "host/command/store_folders.h"
+#include "host/command/visible.h"
 #include "host/native_path.h"
 #include "host/result_error.h"
 #include "host/store_location.h"
@@ -29,7 +32,7 @@ ordered_json DescribeSettings() {
     std::error_code error;
     registry.push_back({{"file", file.string()}, {"exists", std::filesystem::exists(file, error)}});
   }
-  const char* const drives = std::getenv("NIMPORT_DRIVES");
+  const char* const drives = secure_getenv("NIMPORT_DRIVES");
   ordered_json map = ordered_json::object();
   for (const auto& [letter, directory] : host::ParseDriveMap(drives == nullptr ? "" : drives)) {
     map[std::string(1, letter)] = directory.string();
@@ -59,12 +62,20 @@ ordered_json CheckMail(const host::Library& library) {
   std::vector<std::string> problems;
   if (!session.failedListing().empty()) problems.push_back(session.failedListing());
   const std::vector<FolderPlace> places = AllFolders(session);
+  std::vector<FoundFolder> found;
   for (const FolderPlace& place : places) {
+    found.push_back({.name = place.Name(), .mailCount = std::nullopt});
     try {
-      mailCount += host::OpenFolder(*place.folder).mailCount();
+      found.back().mailCount = host::OpenFolder(*place.folder).mailCount();
+      mailCount += *found.back().mailCount;
     } catch (const host::ResultError& error) {
       problems.push_back(place.Name() + ": " + error.reason());
     }
+  }
+  const Balance balance = MakeBalance(inspection::ReadMailList(), found);
+  for (const auto* remarks : {&balance.missing, &balance.unlisted}) {
+    for (const Remark& remark : *remarks)
+      problems.push_back(remark.folder + ": " + remark.reason);
   }
   answer["cabinets"] = session.cabinets().size();
   answer["folders"] = places.size();
@@ -100,7 +111,7 @@ ordered_json CheckDatabase(const host::Library& library,
 void PrintDatabase(const char* title, const ordered_json& answer) {
   std::cout << title << ": ";
   if (answer["usable"] == false) {
-    std::cout << "cannot be read: " << answer["reason"].get<std::string>() << '\n';
+    std::cout << "cannot be read: " << Visible(answer["reason"].get<std::string>()) << '\n';
     return;
   }
   std::cout << "can be read";
@@ -108,22 +119,22 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
     if (answer.contains(number)) std::cout << ", " << answer[number] << ' ' << number;
   }
   if (answer.contains("member")) {
-    std::cout << ", member " << answer["member"].get<std::string>();
+    std::cout << ", member " << Visible(answer["member"].get<std::string>());
   }
   std::cout << '\n';
   for (const ordered_json& problem : answer["problems"]) {
-    std::cout << "  " << problem.get<std::string>() << '\n';
+    std::cout << "  " << Visible(problem.get<std::string>()) << '\n';
   }
 }
 
 void Print(const ordered_json& answer) {
-  std::cout << "plug-in: " << answer["library"].get<std::string>() << '\n';
+  std::cout << "plug-in: " << Visible(answer["library"].get<std::string>()) << '\n';
   for (const ordered_json& file : answer["settings"]["registry"]) {
-    std::cout << "registry: " << file["file"].get<std::string>()
+    std::cout << "registry: " << Visible(file["file"].get<std::string>())
               << (file["exists"] == true ? "\n" : " (not there)\n");
   }
   for (const auto& [letter, directory] : answer["settings"]["drives"].items()) {
-    std::cout << "drive " << letter << ": " << directory.get<std::string>() << '\n';
+    std::cout << "drive " << letter << ": " << Visible(directory.get<std::string>()) << '\n';
   }
   const ordered_json& mailer = answer["mailClient"];
   std::cout << "mail client: ";
@@ -131,22 +142,34 @@ void Print(const ordered_json& answer) {
     std::cout << "installed\n";
   } else {
     std::cout << "not installed (not needed to read the store): "
-              << mailer["reason"].get<std::string>() << '\n';
+              << Visible(mailer["reason"].get<std::string>()) << '\n';
   }
   PrintDatabase("mail", answer["mail"]);
   PrintDatabase("address book", answer["addressBook"]);
+}
+
+// What is known of the store after an interruption.
+void PrintInterrupted(ordered_json& answer, const Options& options) {
+  answer["interrupted"] = true;
+  if (options.isJson) {
+    std::cout << ToText(answer);
+  } else if (answer.contains("addressBook")) {
+    Print(answer);
+    if (answer.contains("deep")) PrintDeepCheck(answer["deep"]);
+  }
 }
 
 }  // namespace
 
 int RunCheck(const host::Library& library, const Options& options) {
   ordered_json answer;
+  const Interruption::Report report([&] { PrintInterrupted(answer, options); });
   answer["library"] = library.path().string();
   answer["settings"] = DescribeSettings();
   answer["mailClient"] = CheckMailer(library);
   answer["mail"] = CheckDatabase(library, CheckMail);
   answer["addressBook"] = CheckDatabase(library, CheckAddressBook);
-  if (options.isDeep) answer["deep"] = CheckDeep(library);
+  if (options.isDeep) CheckDeep(library, answer["deep"]);
   if (options.isJson) {
     std::cout << ToText(answer);
   } else {

@@ -10,8 +10,11 @@
 #include "host/command/account.h"
 #include "host/command/contacts.h"
 #include "host/command/exporter.h"
+#include "host/command/interruption.h"
 #include "host/command/vcard.h"
+#include "host/command/visible.h"
 #include "host/result_error.h"
+#include "inspection/mail_list.h"
 #include "inspection/store_inspection.h"
 
 namespace nimport::command {
@@ -77,14 +80,15 @@ ordered_json ToJson(const inspection::DatabaseState& state) {
   return json;
 }
 
-void AddMailKinds(const inspection::StoreState& state, ordered_json& json) {
+void AddMailKinds(const inspection::MailList& list, ordered_json& json) {
   json["mailsByKind"] = ordered_json::object();
-  for (const auto& [kind, count] : state.mailsByKind)
+  for (const auto& [kind, count] : list.rowsByKind)
     json["mailsByKind"][std::to_string(kind)] = count;
 }
 
-// The parts of an account that tell what can be read.
-void AddAccount(const ordered_json& account, ordered_json& json) {
+// The parts of an account that say what can be read.
+void AddAccount(const Account& exported, ordered_json& json) {
+  const ordered_json account = exported.ToJson();
   const std::int64_t found = account["found"];
   json["mails"] = {{"found", found}, {"readable", account["written"]}};
   json["missingFiles"] = account["incomplete"];
@@ -96,93 +100,114 @@ void AddAccount(const ordered_json& account, ordered_json& json) {
   json["empty"] = account["skippedMails"];
   json["addresses"] =
       account.contains("contacts") ? account["contacts"]["written"] : ordered_json(0);
+  json["unlisted"] = account["unlisted"];
   json["leftOut"] = account["leftOut"];
   json["losses"] = account["losses"];
+  if (!exported.abortReason.empty()) json["failure"] = exported.abortReason;
+  json["interrupted"] = exported.isInterrupted;
+  if (exported.HasLosses()) {
+    json["sound"] = false;
+  } else if (json["sound"].is_null() && !exported.isInterrupted) {
+    json["sound"] = true;
+  }
+}
+
+const char* Verdict(const ordered_json& answer) {
+  if (answer.value("interrupted", false)) return "interrupted: not everything was looked at\n";
+  return answer["sound"] == true ? "the store is sound\n" : "the store has losses\n";
 }
 
 void PrintDatabase(const ordered_json& database) {
-  std::cout << database["file"].get<std::string>() << ": ";
+  std::cout << Visible(database["file"].get<std::string>()) << ": ";
   if (database.contains("failure")) {
-    std::cout << "cannot be read: " << database["failure"].get<std::string>() << '\n';
+    std::cout << "cannot be read: " << Visible(database["failure"].get<std::string>()) << '\n';
     return;
   }
-  std::cout << database["format"].get<std::string>() << ", " << database["sizeBytes"] << " bytes, "
-            << database["pages"] << " pages, " << database["damagedPages"] << " damaged\n  pages:";
+  std::cout << Visible(database["format"].get<std::string>()) << ", " << database["sizeBytes"]
+            << " bytes, " << database["pages"] << " pages, " << database["damagedPages"]
+            << " damaged\n  pages:";
   for (const auto& [type, count] : database["pagesByType"].items())
     std::cout << ' ' << count << ' ' << type
               << (type == database["pagesByType"].rbegin().key() ? "\n" : ",");
   for (const ordered_json& table : database["tables"]) {
-    std::cout << "  table " << table["name"].get<std::string>() << ": " << table["rows"] << " rows";
+    std::cout << "  table " << Visible(table["name"].get<std::string>()) << ": " << table["rows"]
+              << " rows";
     if (table["rows"] != table["declaredRows"]) std::cout << " of " << table["declaredRows"];
-    if (table.contains("problem")) std::cout << ": " << table["problem"].get<std::string>();
+    if (table.contains("problem"))
+      std::cout << ": " << Visible(table["problem"].get<std::string>());
     std::cout << '\n';
   }
   for (const ordered_json& query : database["queries"]) {
-    std::cout << "  query " << query["name"].get<std::string>();
+    std::cout << "  query " << Visible(query["name"].get<std::string>());
     if (query["isSelect"] == false) std::cout << ": selects nothing, not looked at";
-    if (query.contains("problem")) std::cout << ": " << query["problem"].get<std::string>();
+    if (query.contains("problem"))
+      std::cout << ": " << Visible(query["problem"].get<std::string>());
     std::cout << '\n';
   }
   for (const ordered_json& damage : database["damage"])
-    std::cout << "  damage: " << damage["reason"].get<std::string>() << '\n';
+    std::cout << "  damage: " << Visible(damage["reason"].get<std::string>()) << '\n';
 }
 
 void PrintRemarks(const char* title, const ordered_json& remarks) {
   if (remarks.empty()) return;
   std::cout << title << ":\n";
   for (const ordered_json& remark : remarks) {
-    std::cout << "  " << remark["folder"].get<std::string>();
+    std::cout << "  " << Visible(remark["folder"].get<std::string>());
     if (remark.contains("position")) std::cout << ", " << remark["position"];
     if (remark.contains("subject")) {
-      std::cout << " \"" << remark["subject"].get<std::string>() << '"';
+      std::cout << " \"" << Visible(remark["subject"].get<std::string>()) << '"';
     }
-    std::cout << ": " << remark["reason"].get<std::string>() << '\n';
+    std::cout << ": " << Visible(remark["reason"].get<std::string>()) << '\n';
   }
 }
 
 }  // namespace
 
-ordered_json CheckDeep(const host::Library& library) {
+void CheckDeep(const host::Library& library, ordered_json& json) {
   g_mime_init();
-  const inspection::StoreState state = inspection::InspectStore();
-  ordered_json json;
+  json = {{"sound", nullptr}};
+  inspection::StoreState state;
+  inspection::MailList list;
+  {
+    const Interruption::Pause pause;
+    state = inspection::InspectStore();
+    list = inspection::ReadMailList();
+  }
   json["databases"] = {ToJson(state.mail), ToJson(state.addressBook)};
-  AddMailKinds(state, json);
-  bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
+  AddMailKinds(list, json);
+  const bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
+  if (!isSound) json["sound"] = false;
   try {
     Exporter exporter(library, ExportFormat::Maildir);
     NoTarget target;
-    const Account& account = exporter.Run(target);
-    AddAccount(account.ToJson(), json);
-    if (!account.abortReason.empty()) json["failure"] = account.abortReason;
-    json["interrupted"] = account.isInterrupted;
-    isSound = isSound && account.IsAllDone();
+    const Interruption::Report report([&] { AddAccount(exporter.InterruptedAccount(), json); });
+    AddAccount(exporter.Run(target), json);
   } catch (const host::ResultError& error) {
     json["failure"] = error.reason();
-    isSound = false;
+    json["sound"] = false;
   }
-  json["sound"] = isSound;
-  return json;
 }
 
 void PrintDeepCheck(const ordered_json& answer) {
+  if (!answer.contains("databases")) return;
   for (const ordered_json& database : answer["databases"])
     PrintDatabase(database);
   for (const auto& [kind, count] : answer["mailsByKind"].items())
     std::cout << "mails of kind " << kind << ": " << count << '\n';
   if (answer.contains("failure")) {
-    std::cout << "cannot be read: " << answer["failure"].get<std::string>() << '\n';
+    std::cout << "cannot be read: " << Visible(answer["failure"].get<std::string>()) << '\n';
   }
   if (!answer.contains("mails")) return;
   PrintRemarks("files that are missing", answer["missingFiles"]);
   PrintRemarks("cannot be read", answer["unreadable"]);
   PrintRemarks("mails that hold nothing", answer["empty"]);
+  PrintRemarks("in no folder, not exported", answer["unlisted"]);
   PrintRemarks("left out by every export", answer["leftOut"]);
   PrintRemarks("damage that an export steps over", answer["losses"]);
   std::cout << answer["mails"]["found"] << " mails found, " << answer["mails"]["readable"]
             << " can be read, " << answer["missingFiles"].size() << " lack their file\n"
             << answer["addresses"] << " addresses\n"
-            << (answer["sound"] == true ? "the store is sound\n" : "the store has losses\n");
+            << Verdict(answer);
 }
 
 }  // namespace nimport::command

@@ -8,8 +8,9 @@
 
 namespace nimport::command {
 
-// What was found, as JSON; see docs/nimport-command.md. "sound" says whether nothing is wrong.
-[[nodiscard]] nlohmann::ordered_json CheckDeep(const host::Library& library);
+// Puts what was found into `json`; see docs/nimport-command.md. "sound" says whether nothing is
+// wrong; it is null after an interruption that came before anything wrong was found.
+void CheckDeep(const host::Library& library, nlohmann::ordered_json& json);
 
 // The same for people, on stdout.
 void PrintDeepCheck(const nlohmann::ordered_json& answer);

@@ -15,6 +15,7 @@
 #include "host/command/losses.h"
 #include "host/command/new_file.h"
 #include "host/command/vcard.h"
+#include "host/command/visible.h"
 #include "host/result_error.h"
 
 namespace nimport::command {
@@ -71,7 +72,7 @@ std::unique_ptr<ContactWriter> MakeWriter(const Options& options, TextSink sink)
 int PrintContacts(const host::Library& library, const Options& options) {
   const host::AddressBook book(library);
   const std::unique_ptr<ContactWriter> writer =
-      MakeWriter(options, [](std::string_view text) { std::cout << text; });
+      MakeWriter(options, [](std::string_view text) { std::cout << ForStandardOutput(text); });
   WriteContacts(book, *writer);
   PrintNotes(library);
   const bool isComplete = !PrintLosses(library) && !Interruption::IsRequested();
@@ -106,7 +107,7 @@ std::int64_t WriteContactsFile(const host::Library& library, const std::filesyst
   VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
   const std::int64_t written = WriteContacts(book, writer);
   if (Interruption::IsRequested()) return 0;
-  file.PutInPlace(directory, CONTACTS_FILE_NAME, std::nullopt);
+  file.PutInPlace(directory, CONTACTS_FILE_NAME);
   return written;
 }
 

@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/command/visible.h"
+
 namespace nimport::command {
 
 namespace {
@@ -14,7 +16,7 @@ using nlohmann::ordered_json;
 constexpr std::size_t MAX_INDENTED_LEVELS = 20;
 
 std::string ToLine(const ordered_json& json) {
-  return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return VisibleJson(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 ordered_json Describe(const Contact& contact) {

@@ -15,6 +15,16 @@ std::string Quote(std::string_view text) {
   return out + '"';
 }
 
+// Spreadsheets compute what begins with one of these characters. An apostrophe before it makes it a
+// text; text that begins with apostrophes and such a character gets one more, so that whoever takes
+// one away has every text as it was.
+std::string Guarded(std::string_view text) {
+  const std::size_t first = text.find_first_not_of('\'');
+  const bool isFormula =
+      first != text.npos && std::string_view("=+-@\t\r\n").find(text[first]) != text.npos;
+  return (isFormula ? "'" : "") + std::string(text);
+}
+
 // Blanks at the ends are quoted too: some readers drop them otherwise.
 bool NeedsQuotes(std::string_view text) {
   if (text.empty()) return false;
@@ -25,8 +35,9 @@ bool NeedsQuotes(std::string_view text) {
 std::string ToRow(std::initializer_list<std::string_view> cells) {
   std::string row;
   const char* separator = "";
-  for (const std::string_view cell : cells) {
-    row.append(separator).append(NeedsQuotes(cell) ? Quote(cell) : std::string(cell));
+  for (const std::string_view text : cells) {
+    const std::string cell = Guarded(text);
+    row.append(separator).append(NeedsQuotes(cell) ? Quote(cell) : cell);
     separator = ",";
   }
   return row + "\r\n";

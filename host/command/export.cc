@@ -16,8 +16,10 @@
 #include "host/command/contacts.h"
 #include "host/command/exporter.h"
 #include "host/command/folder_writer.h"
+#include "host/command/interruption.h"
 #include "host/command/json_text.h"
 #include "host/command/new_file.h"
+#include "host/command/visible.h"
 
 namespace nimport::command {
 
@@ -77,6 +79,24 @@ class DirectoryTarget final : public ExportTarget {
   ExportFormat format_;
 };
 
+// Prints the account and leaves it beside the mails.
+void PutAccount(const Account& account, const Options& options) {
+  const std::string json = ToText(account.ToJson());
+  if (options.isJson) {
+    std::cout << json;
+  } else {
+    account.Print(std::cout);
+  }
+  if (!account.abortReason.empty())
+    std::cerr << "nimport: " << Visible(account.abortReason) << '\n';
+  const Directory directory(options.targetDirectory);
+  // Directories and names that were made before are on the disk when the account is.
+  directory.FlushFileSystem();
+  NewFile file(directory, std::string(".") + ACCOUNT_NAME + ".tmp");
+  file.Write(json);
+  file.PutInPlace(directory, ACCOUNT_NAME);
+}
+
 }  // namespace
 
 int RunExport(const host::Library& library, const Options& options) {
@@ -85,20 +105,14 @@ int RunExport(const host::Library& library, const Options& options) {
   Exporter exporter(library, options.format);
   const TargetDirectory lock(options.targetDirectory);
   DirectoryTarget target(options.targetDirectory, options.format);
-  const Account& account = exporter.Run(target);
-  const std::string json = ToText(account.ToJson());
-  if (options.isJson) {
-    std::cout << json;
-  } else {
-    account.Print(std::cout);
+  const Account* account = nullptr;
+  {
+    const Interruption::Report report([&] { PutAccount(exporter.InterruptedAccount(), options); });
+    account = &exporter.Run(target);
   }
-  if (!account.abortReason.empty()) std::cerr << "nimport: " << account.abortReason << '\n';
-  const Directory directory(options.targetDirectory);
-  NewFile file(directory, std::string(".") + ACCOUNT_NAME + ".tmp");
-  file.Write(json);
-  file.PutInPlace(directory, ACCOUNT_NAME, std::nullopt);
-  if (!account.abortReason.empty()) return EXIT_CANNOT_RUN;
-  return account.IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+  PutAccount(*account, options);
+  if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
+  return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }
 
 }  // namespace nimport::command

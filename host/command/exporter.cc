@@ -1,5 +1,6 @@
 #include "host/command/exporter.h"
 
+#include <iterator>
 #include <utility>
 
 #include "host/address_book.h"
@@ -68,12 +69,20 @@ void Exporter::OpenStore() {
 const Account& Exporter::Run(ExportTarget& target) {
   try {
     if (reader_) ExportFolders(target);
+    if (reader_ && !Interruption::IsRequested()) StrikeBalance();
     if (!Interruption::IsRequested()) ExportContacts(target);
   } catch (const std::exception& error) {
     account_.abortReason = error.what();
   }
   account_.isInterrupted = Interruption::IsRequested();
   return account_;
+}
+
+Account Exporter::InterruptedAccount() const {
+  Account account = account_;
+  account.isInterrupted = true;
+  if (writer_ != nullptr) account.folders.back().counts.written -= writer_->waiting();
+  return account;
 }
 
 void Exporter::ExportFolders(ExportTarget& target) {
@@ -93,6 +102,17 @@ void Exporter::ExportFolders(ExportTarget& target) {
   }
 }
 
+void Exporter::StrikeBalance() {
+  Balance balance = MakeBalance(inspection::ReadMailList(), found_);
+  const auto append = [](std::vector<Remark>& list, std::vector<Remark>& more) {
+    list.insert(list.end(), std::make_move_iterator(more.begin()),
+                std::make_move_iterator(more.end()));
+  };
+  append(account_.failures, balance.missing);
+  append(account_.unlisted, balance.unlisted);
+  append(account_.leftOut, balance.leftOut);
+}
+
 void Exporter::ExportContacts(ExportTarget& target) {
   try {
     account_.contacts = target.WriteContacts(library_);
@@ -110,8 +130,12 @@ void Exporter::TryToExportFolder(const FolderPlace& place, const fs::path& path,
   FolderAccount& folder = account_.folders.emplace_back();
   folder.name = place.Name();
   folder.path = path.string() + FolderEnding(format_);
+  found_.push_back({.name = folder.name, .mailCount = std::nullopt});
   try {
     const std::unique_ptr<FolderWriter> writer = target.OpenFolder(path);
+    writer_ = writer.get();
+    const std::unique_ptr<const FolderWriter*, void (*)(const FolderWriter**)> forget(
+        &writer_, [](const FolderWriter** pointer) { *pointer = nullptr; });
     ExportFolder(place, *writer, folder);
   } catch (const host::ResultError& error) {
     account_.failures.push_back(RemarkOn(folder.name, error.reason()));
@@ -123,6 +147,7 @@ void Exporter::TryToExportFolder(const FolderPlace& place, const fs::path& path,
 void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder) {
   const MailReader::OpenFolder open(*reader_, place);
   folder.counts.found = open.mailCount();
+  found_.back().mailCount = open.mailCount();
   progress_.BeginFolder(folder.name, open.mailCount());
   try {
     for (std::int32_t position = 0; position < open.mailCount(); ++position) {
@@ -132,7 +157,8 @@ void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, Fold
     }
     writer.Finish();
   } catch (...) {
-    if (!writer.KeepsUnfinished()) folder.counts.written = 0;
+    writer.GiveUp();
+    folder.counts.written -= writer.waiting();
     throw;
   }
 }

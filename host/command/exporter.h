@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/command/account.h"
+#include "host/command/balance.h"
 #include "host/command/folder_writer.h"
 #include "host/command/mail_reader.h"
 #include "host/command/progress.h"
@@ -35,10 +36,15 @@ class Exporter {
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
 
+  // The account of a run that does not come back any more, while nothing else touches it.
+  [[nodiscard]] Account InterruptedAccount() const;
+
  private:
   void OpenStore();
   void ExportFolders(ExportTarget& target);
   void ExportContacts(ExportTarget& target);
+  // Compares the account with the rows of the list of mails.
+  void StrikeBalance();
   void TryToExportFolder(const FolderPlace& place, const std::filesystem::path& path,
                          ExportTarget& target);
   void ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder);
@@ -56,7 +62,9 @@ class Exporter {
   ExportFormat format_;
   std::optional<MailReader> reader_;  // empty when the mail database cannot be read
   Account account_;
+  std::vector<FoundFolder> found_;
   Progress progress_;
+  const FolderWriter* writer_ = nullptr;  // of the last folder in the account, while it is written
 };
 
 }  // namespace nimport::command

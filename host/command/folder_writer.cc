@@ -4,9 +4,11 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "host/command/mail_date.h"
@@ -33,20 +35,99 @@ class PresentMails {
     (isComplete ? complete_ : incomplete_)[std::string(name)] = path;
   }
 
-  // Whether a mail need not be written.
-  [[nodiscard]] bool Has(const std::string& key, bool isComplete) const {
-    return complete_.contains(key) || (!isComplete && incomplete_.contains(key));
+  // The mail that makes it needless to write one; null where there is none.
+  [[nodiscard]] const fs::path* Find(const std::string& key, bool isComplete) const {
+    const fs::path* const complete = FindIn(complete_, key);
+    return complete != nullptr || isComplete ? complete : FindIn(incomplete_, key);
   }
 
-  // The path of the mail without its file, once the whole mail is there.
-  [[nodiscard]] std::optional<fs::path> FindReplaced(const std::string& key) const {
-    const auto found = incomplete_.find(key);
-    return found == incomplete_.end() ? std::nullopt : std::optional(found->second);
+  // The mail without its file, which goes when the whole mail is there; null where there is none.
+  [[nodiscard]] const fs::path* FindIncomplete(const std::string& key) const {
+    return FindIn(incomplete_, key);
   }
 
  private:
-  std::map<std::string, fs::path> complete_;
-  std::map<std::string, fs::path> incomplete_;
+  using Paths = std::map<std::string, fs::path>;
+
+  static const fs::path* FindIn(const Paths& paths, const std::string& key) {
+    const auto found = paths.find(key);
+    return found == paths.end() ? nullptr : &found->second;
+  }
+
+  Paths complete_;
+  Paths incomplete_;
+};
+
+bool IsNul(std::string_view bytes) {
+  return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
+
+// Whether the file holds only the beginning of `bytes`, or NUL bytes instead of its end: what file
+// systems leave of a file whose name was on the disk before its contents. Other differences are
+// changes that somebody made. Looks at the end of the file alone.
+bool IsTorn(const fs::path& path, std::string_view bytes) {
+  constexpr std::size_t END_BYTES = 4096;
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  if (error || size > bytes.size()) return false;
+  std::string end(std::min<std::size_t>(size, END_BYTES), '\0');
+  const std::string_view wanted = bytes.substr(size - end.size(), end.size());
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(size - end.size()));
+  if (!file.read(end.data(), static_cast<std::streamsize>(end.size()))) return false;
+  if (end == wanted) return size < bytes.size();
+  return IsNul(end);
+}
+
+// A folder with a file for each mail.
+class FilesWriter : public FolderWriter {
+ public:
+  void Finish() override { batch_.PutInPlace(); }
+  void GiveUp() noexcept override {
+    try {
+      batch_.PutInPlace();
+    } catch (const std::exception&) {
+      // The failure before this one is the one to report.
+    }
+  }
+  [[nodiscard]] std::int64_t waiting() const override {
+    return static_cast<std::int64_t>(batch_.waiting());
+  }
+
+ protected:
+  // Mails are written in `temporary` and belong in `directory`.
+  FilesWriter(const fs::path& temporary, const fs::path& directory)
+      : temporary_(temporary), directory_(directory), batch_(temporary_, directory_) {}
+
+  // Removes what a killed run left in the directory of temporary files.
+  void RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(temporary_.path())) {
+      const std::string name = entry.path().filename().string();
+      if (isLeftover(name)) temporary_.Remove(name);
+    }
+  }
+
+  // Whether the mail is there, whole.
+  [[nodiscard]] bool IsThere(const std::string& key, const FinishedMail& mail) const {
+    const fs::path* const path = present_.Find(key, mail.isComplete);
+    return path != nullptr && !IsTorn(*path, mail.bytes);
+  }
+
+  void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
+           const FinishedMail& mail) {
+    std::vector<fs::path> replaced;
+    // One that is there is torn.
+    for (const fs::path* path : {present_.Find(key, mail.isComplete), present_.FindIncomplete(key)})
+      if (path != nullptr) replaced.push_back(*path);
+    batch_.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));
+  }
+
+  PresentMails present_;
+
+ private:
+  Directory temporary_;
+  Directory directory_;
+  FileBatch batch_;
 };
 
 const fs::path& Made(const fs::path& directory) {
@@ -67,47 +148,48 @@ std::string NameOfMail(const std::string& key, bool isComplete) {
 }
 
 // "SECONDS.KEY.nimport:2,S" in cur: old mail counts as read.
-class MaildirWriter : public FolderWriter {
+class MaildirWriter final : public FilesWriter {
  public:
   explicit MaildirWriter(const fs::path& path)
-      : temporary_(Made(path / "tmp")), current_(Made(path / "cur")) {
+      : FilesWriter(Made(path / "tmp"), Made(path / "cur")) {
+    RemoveLeftovers([](const std::string& name) { return name.ends_with(ENDING); });
     FindMails(Made(path / "new"));
-    FindMails(current_.path());
+    FindMails(path / "cur");
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
-    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
-    const std::string name = std::to_string(mail.instant.value_or(0)) + '.' +
-                             NameOfMail(key, mail.isComplete) + ".nimport";
-    NewFile file(temporary_, name);
-    file.Write(mail.bytes);
-    file.PutInPlace(current_, name + ":2,S", mail.instant);
-    if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
+    if (IsThere(key, mail)) return Outcome::AlreadyThere;
+    const std::string name =
+        std::to_string(mail.instant.value_or(0)) + '.' + NameOfMail(key, mail.isComplete) + ENDING;
+    Add(name, name + ":2,S", key, mail);
     return Outcome::Written;
   }
 
  private:
+  static constexpr const char* ENDING = ".nimport";
+
   void FindMails(const fs::path& directory) {
     for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
       const std::string name = entry.path().filename().string();
       const std::size_t begin = name.find('.') + 1;
-      const std::size_t end = name.find(".nimport", begin);
+      const std::size_t end = name.find(ENDING, begin);
       if (begin == 0 || end == std::string::npos) continue;
       present_.Add(std::string_view(name).substr(begin, end - begin), entry.path());
     }
   }
 
-  Directory temporary_;
-  Directory current_;
   MailKeys keys_;
-  PresentMails present_;
 };
 
-// "NNNNN subject.KEY.eml", with the beginning of the key.
-class EmlWriter : public FolderWriter {
+// "NNNNN subject.KEY.eml", with the beginning of the key; ".NNNNN.tmp" until it is whole.
+class EmlWriter final : public FilesWriter {
  public:
-  explicit EmlWriter(const fs::path& path) : directory_(Made(path)) {
+  explicit EmlWriter(const fs::path& path) : FilesWriter(Made(path), path) {
+    RemoveLeftovers([](const std::string& name) {
+      return name.starts_with('.') && name.ends_with(TEMPORARY_ENDING) &&
+             name.find_first_not_of("0123456789", 1) == name.rfind('.');
+    });
     for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
       if (entry.path().extension() == ENDING) FindMail(entry.path());
     }
@@ -116,16 +198,13 @@ class EmlWriter : public FolderWriter {
   Outcome Write(const FinishedMail& mail, std::int32_t position,
                 const std::string& subject) override {
     const std::string key = keys_.Take(mail.key.substr(0, KEY_LENGTH));
-    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
+    if (IsThere(key, mail)) return Outcome::AlreadyThere;
     std::array<char, 16> number;
     std::snprintf(number.data(), number.size(), "%05d", position);
     std::string name = number.data();
     if (!subject.empty()) name += ' ' + ToSafeName(subject);
     name += '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    NewFile file(directory_, '.' + std::string(number.data()) + ".tmp");
-    file.Write(mail.bytes);
-    file.PutInPlace(directory_, name, mail.instant);
-    if (const auto replaced = present_.FindReplaced(key)) fs::remove(*replaced);
+    Add('.' + std::string(number.data()) + TEMPORARY_ENDING, name, key, mail);
     return Outcome::Written;
   }
 
@@ -133,6 +212,7 @@ class EmlWriter : public FolderWriter {
   // 48 bits: enough for the mails of one folder.
   static constexpr std::size_t KEY_LENGTH = 12;
   static constexpr const char* ENDING = ".eml";
+  static constexpr const char* TEMPORARY_ENDING = ".tmp";
 
   void FindMail(const fs::path& path) {
     const std::string stem = path.stem().string();
@@ -142,9 +222,7 @@ class EmlWriter : public FolderWriter {
     if (dot != std::string::npos) present_.Add(std::string_view(stem).substr(dot + 1), path);
   }
 
-  Directory directory_;
   MailKeys keys_;
-  PresentMails present_;
 };
 
 constexpr std::string_view SEPARATOR = "From ";
@@ -156,52 +234,156 @@ std::string_view KeyInSeparator(std::string_view line) {
   return line.substr(SEPARATOR.size(), at - SEPARATOR.size());
 }
 
-// mboxrd. "From KEY@DOMAIN DATE" begins each mail; the key tells which one it is.
-class MboxWriter : public FolderWriter {
+// Whether the text is, or would become with more characters, a line that begins a mail but has no
+// end; or NUL bytes, which some file systems leave in its place.
+bool IsHalfSeparator(std::string_view text) {
+  if (IsNul(text)) return true;
+  return text.find('\n') == text.npos &&
+         text.substr(0, SEPARATOR.size()) == SEPARATOR.substr(0, text.size());
+}
+
+// Where the pieces of a text go, one after the other.
+using Sink = std::function<void(std::string_view)>;
+
+// Puts '>' before every line that reads "From " after any number of '>'.
+void PutQuoted(std::string_view bytes, const Sink& put) {
+  while (!bytes.empty()) {
+    const std::size_t end = bytes.find('\n');
+    const std::string_view line = bytes.substr(0, end == bytes.npos ? end : end + 1);
+    const std::size_t text = line.find_first_not_of('>');
+    const bool needsQuote = text != line.npos && line.substr(text).starts_with(SEPARATOR);
+    if (needsQuote) put(">");
+    put(line);
+    bytes.remove_prefix(line.size());
+  }
+}
+
+// A mail as it stands in an mbox, `key` in the line that begins it.
+void PutMail(const std::string& key, const FinishedMail& mail, const Sink& put) {
+  put(std::string(SEPARATOR) + key + '@' + std::string(MEMBER_DOMAIN) + ' ' +
+      ToUtcText(mail.instant.value_or(0)) + '\n');
+  PutQuoted(mail.bytes, put);
+  put(mail.bytes.ends_with('\n') ? "\n" : "\n\n");
+}
+
+// mboxrd. "From KEY@DOMAIN DATE" begins each mail; the key tells which one it is. The last mail
+// that is there may be torn: it is told apart once the store's own is known.
+class MboxWriter final : public FolderWriter {
  public:
   explicit MboxWriter(const fs::path& path)
       : directory_(Made(path.parent_path())), path_(path), name_(path.filename().string()) {
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(file, line); end_ += line.size() + (file.eof() ? 0 : 1)) {
       const std::string_view key = KeyInSeparator(line);
-      if (!key.empty()) present_.Add(key, path_);
+      if (key.empty()) continue;
+      present_.Add(key, path_);
+      last_ = key;
+      lastBegin_ = end_;
     }
+    if (last_.empty() && IsHalfSeparator(ReadOld(0))) end_ = 0;
   }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
-    if (present_.Has(key, mail.isComplete)) return Outcome::AlreadyThere;
-    if (present_.FindReplaced(key)) replaced_.insert(NameOfMail(key, false));
+    const std::string name = NameOfMail(key, mail.isComplete);
+    const bool isOpen = !file_ || keepsLastBack_;
+    const bool isTorn = isOpen && name == last_ && CutTornEnd(name, mail);
+    if (!isTorn && present_.Find(key, mail.isComplete) != nullptr) return Outcome::AlreadyThere;
+    if (present_.FindIncomplete(key) != nullptr && mail.isComplete) {
+      replaced_.insert(NameOfMail(key, false));
+    }
     if (!file_) BeginFile();
-    file_->Write(std::string(SEPARATOR) + NameOfMail(key, mail.isComplete) + '@' +
-                 std::string(MEMBER_DOMAIN) + ' ' + ToUtcText(mail.instant.value_or(0)) + '\n');
-    WriteQuoted(mail.bytes);
-    file_->Write(mail.bytes.ends_with('\n') ? "\n" : "\n\n");
+    PutMail(name, mail, [this](std::string_view piece) { file_->Write(piece); });
+    ++waiting_;
     return Outcome::Written;
   }
 
   void Finish() override {
-    if (!file_ && !isThere_) BeginFile();
-    if (file_) file_->PutInPlace(directory_, name_, std::nullopt);
+    if (!file_ && (!isThere_ || end_ != fs::file_size(path_))) BeginFile();
+    if (file_) {
+      if (keepsLastBack_) Copy(lastBegin_, end_);
+      file_->PutInPlace(directory_, name_);
+    }
     file_.reset();
+    waiting_ = 0;
     if (!replaced_.empty()) RemoveReplaced();
   }
 
-  [[nodiscard]] bool KeepsUnfinished() const override { return false; }
+  [[nodiscard]] std::int64_t waiting() const override { return waiting_; }
 
  private:
   [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
 
-  // What is there stays at the beginning, changed by mail readers or not.
+  // What is there stays at the beginning, changed by mail readers or not. A mail at the end that
+  // does not end as we write it comes last: by then it is known whether it is to be kept.
   void BeginFile() {
     file_.emplace(directory_, TemporaryName());
-    std::ifstream old(path_, std::ios::binary);
-    std::array<char, 65536> buffer;
-    while (old.read(buffer.data(), buffer.size()), old.gcount() > 0) {
-      file_->Write({buffer.data(), static_cast<std::size_t>(old.gcount())});
-    }
+    keepsLastBack_ = !last_.empty() && !EndsWithEmptyLine();
+    Copy(0, keepsLastBack_ ? lastBegin_ : end_);
   }
+
+  [[nodiscard]] bool EndsWithEmptyLine() const {
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(std::max<std::uintmax_t>(end_, 2) - 2));
+    return old.get() == '\n' && old.get() == '\n';
+  }
+
+  // Copies from `begin` to `end` of the old file, with the line end that may be missing there.
+  void Copy(std::uintmax_t begin, std::uintmax_t end) {
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(begin));
+    std::array<char, 65536> buffer;
+    char last = '\n';
+    for (std::uintmax_t left = end - begin; left > 0;) {
+      old.read(buffer.data(),
+               static_cast<std::streamsize>(std::min<std::uintmax_t>(left, buffer.size())));
+      if (old.gcount() <= 0) break;
+      const auto got = static_cast<std::size_t>(old.gcount());
+      file_->Write({buffer.data(), got});
+      last = buffer[got - 1];
+      left -= got;
+    }
+    if (last != '\n') file_->Write("\n\n");
+  }
+
+  // Takes a torn end away from what is there: half a mail, half the line that begins the next one,
+  // or NUL bytes. `mail` is the last one there, as the store has it. Whether it is to be written
+  // again.
+  bool CutTornEnd(const std::string& name, const FinishedMail& mail) {
+    last_.clear();
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(lastBegin_));
+    std::uintmax_t size = 0;  // of the mail, when it is whole
+    std::uintmax_t same = 0;  // so much of it is there
+    PutMail(name, mail, [&](std::string_view piece) {
+      const bool isSame = same == size;
+      size += piece.size();
+      for (std::size_t i = 0; isSame && i < piece.size() && old.peek() == Byte(piece[i]); ++i) {
+        old.get();
+        ++same;
+      }
+    });
+    const bool isWhole = same == size;
+    const std::string rest = ReadOld(lastBegin_ + same);
+    if (!(isWhole ? IsHalfSeparator(rest) : IsNul(rest))) return false;
+    keepsLastBack_ = keepsLastBack_ && isWhole;
+    end_ = lastBegin_ + (isWhole ? size : 0);
+    return !isWhole;
+  }
+
+  // The beginning of what the old file has from `begin` on.
+  [[nodiscard]] std::string ReadOld(std::uintmax_t begin) const {
+    // Longer than any line that begins a mail.
+    constexpr std::uintmax_t MAX_BYTES = 1 << 16;
+    std::string bytes(std::min(end_ - begin, MAX_BYTES), '\0');
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(begin));
+    old.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+  }
+
+  static int Byte(char character) { return static_cast<unsigned char>(character); }
 
   // Takes the mails away that have come again with their files.
   void RemoveReplaced() const {
@@ -214,30 +396,22 @@ class MboxWriter : public FolderWriter {
       }
       if (isKept) file.Write(line += '\n');
     }
-    file.PutInPlace(directory_, name_, std::nullopt);
-  }
-
-  // Puts '>' before every line that reads "From " behind any number of '>'.
-  void WriteQuoted(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const std::size_t end = bytes.find('\n');
-      const std::string_view line = bytes.substr(0, end == bytes.npos ? end : end + 1);
-      const std::size_t text = line.find_first_not_of('>');
-      const bool needsQuote = text != line.npos && line.substr(text).starts_with(SEPARATOR);
-      if (needsQuote) file_->Write(">");
-      file_->Write(line);
-      bytes.remove_prefix(line.size());
-    }
+    file.PutInPlace(directory_, name_);
   }
 
   Directory directory_;
   fs::path path_;
   std::string name_;
   bool isThere_ = false;
+  std::uintmax_t end_ = 0;        // of what stays of the old file
+  std::string last_;              // the key of its last mail, until it is known to be whole
+  std::uintmax_t lastBegin_ = 0;  // where that mail begins
+  bool keepsLastBack_ = false;    // until it is known to be whole
   MailKeys keys_;
   PresentMails present_;
   std::set<std::string> replaced_;
   std::optional<NewFile> file_;
+  std::int64_t waiting_ = 0;
 };
 
 }  // namespace

@@ -14,10 +14,11 @@
 
 namespace nimport::command {
 
-// Writes the mails of one folder. A mail appears under its final name only when it is whole. Mails
-// that an earlier run wrote are recognised, also after a mail reader has moved or flagged them; one
-// that was written without its file is replaced when the file has come.
-// Failures of the system are std::system_error.
+// Writes the mails of one folder. A mail appears under its final name only when it is whole and
+// outlasts a loss of power. Mails that an earlier run wrote are recognised, also after a mail
+// reader has moved or flagged them; one that was written without its file is replaced when the file
+// has come. One that is torn, since a file system kept its name but not all of its bytes, counts as
+// not written. Failures of the system are std::system_error.
 class FolderWriter {
  public:
   enum class Outcome { Written, AlreadyThere };
@@ -31,8 +32,11 @@ class FolderWriter {
   // Puts everything that was written in its place.
   virtual void Finish() {}
 
-  // Whether what was written stays when Finish is never called.
-  [[nodiscard]] virtual bool KeepsUnfinished() const { return true; }
+  // Instead of Finish after a failure: keeps what can be kept of what was written.
+  virtual void GiveUp() noexcept {}
+
+  // How many mails were written but are not in their place yet.
+  [[nodiscard]] virtual std::int64_t waiting() const { return 0; }
 };
 
 // A writer for the folder that goes to `path` (without the format's ending). Makes the directories

@@ -2,10 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/command/visible.h"
+
 namespace nimport::command {
 
 std::string ToText(const nlohmann::ordered_json& json) {
-  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+  return VisibleJson(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + '\n';
 }
 
 }  // namespace nimport::command

@@ -12,6 +12,7 @@
 #include "host/command/losses.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
+#include "host/command/visible.h"
 #include "host/result_error.h"
 
 namespace nimport::command {
@@ -62,13 +63,8 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   return json;
 }
 
-// A text on one line.
 std::string OneLine(const ordered_json& text) {
-  std::string line = text.is_string() ? text.get<std::string>() : "-";
-  for (char& character : line) {
-    if (static_cast<unsigned char>(character) < 0x20) character = ' ';
-  }
-  return line;
+  return text.is_string() ? Visible(text.get<std::string>()) : "-";
 }
 
 void PrintMail(const ordered_json& mail) {
@@ -88,7 +84,7 @@ int RunList(const host::Library& library, const Options& options) {
   ordered_json folders = ordered_json::array();
   for (const FolderPlace& place : FindFolders(reader.session(), options.folder)) {
     const MailReader::OpenFolder open(reader, place);
-    if (!options.isJson) std::cout << place.Name() << '\n';
+    if (!options.isJson) std::cout << Visible(place.Name()) << '\n';
     ordered_json mails = ordered_json::array();
     for (std::int32_t position = 0; position < open.mailCount(); ++position) {
       // Nobody reads on, or the user has had enough.

@@ -4,13 +4,15 @@
 #include <set>
 #include <string>
 
+#include "host/command/visible.h"
+
 namespace nimport::command {
 
 bool PrintLosses(const host::Library& library) {
   std::set<std::string> places;
   for (const host::DiagnosticRecord& record : library.TakeLosses()) {
     if (places.insert(record.Describe()).second) {
-      std::cerr << "nimport: damage was stepped over: " << record.Describe() << '\n';
+      std::cerr << "nimport: damage was stepped over: " << Visible(record.Describe()) << '\n';
     }
   }
   return !places.empty();
@@ -18,7 +20,7 @@ bool PrintLosses(const host::Library& library) {
 
 void PrintNotes(const host::Library& library) {
   for (const host::DiagnosticRecord& record : library.TakeNotes()) {
-    std::cerr << "nimport: note: " << record.Describe() << '\n';
+    std::cerr << "nimport: note: " << Visible(record.Describe()) << '\n';
   }
 }
 

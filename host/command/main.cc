@@ -1,13 +1,16 @@
 // nimport: the command line tool.
-#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <optional>
 
+#include <poll.h>
+#include <unistd.h>
+
 #include "host/command/commands.h"
 #include "host/command/interruption.h"
 #include "host/command/options.h"
+#include "host/command/visible.h"
 #include "host/library.h"
 #include "host/store_location.h"
 
@@ -17,10 +20,9 @@ using namespace nimport;
 using namespace nimport::command;
 
 int Run(const Options& options) {
-  // Also where nothing asks for it: temporary files go away only when the program ends properly.
-  const Interruption interruption;
+  Interruption interruption;
   const host::StoreSettings settings(options.location);
-  const host::Library library(options.library);
+  const host::Library library(options.library, &interruption.workLock());
   switch (options.subcommand) {
     case Subcommand::Check:
       return RunCheck(library, options);
@@ -38,21 +40,28 @@ int Run(const Options& options) {
   return EXIT_CANNOT_RUN;
 }
 
+// A pipe says so, whatever has failed since it was written to.
+bool HasNoReader() {
+  pollfd output = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A reader that goes away is noticed when writing to it fails.
+  // A reader that goes away and a file that may not grow any more are noticed when writing fails.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     int exitCode = EXIT_CANNOT_RUN;
     const std::optional<Options> options = ParseOptions(argc, argv, exitCode);
     if (options) exitCode = Run(*options);
     if (std::cout.flush()) return exitCode;
     // A reader that has seen enough needs no message.
-    if (errno != EPIPE) std::cerr << "nimport: the answer cannot be written\n";
+    if (!HasNoReader()) std::cerr << "nimport: the answer cannot be written\n";
     return EXIT_CANNOT_RUN;
   } catch (const std::exception& error) {
-    std::cerr << "nimport: " << error.what() << '\n';
+    std::cerr << "nimport: " << VisibleLines(error.what()) << '\n';
     return EXIT_CANNOT_RUN;
   }
 }

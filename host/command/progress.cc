@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include "host/command/visible.h"
+
 namespace nimport::command {
 
 namespace {
@@ -17,7 +19,7 @@ constexpr const char* CLEAR_LINE = "\r\x1b[K";
 Progress::Progress() : isTerminal_(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::BeginFolder(const std::string& name, std::int32_t mailCount) {
-  name_ = name;
+  name_ = Visible(name);
   mailCount_ = mailCount;
   if (isTerminal_) Draw(0);
 }
@@ -30,7 +32,8 @@ void Progress::Step(std::int32_t done) {
 void Progress::EndFolder(const FolderAccount& folder) {
   if (isTerminal_) std::cerr << CLEAR_LINE;
   const MailCounts& counts = folder.counts;
-  std::cerr << folder.name << ": " << counts.found << " mails, " << counts.written << " written";
+  std::cerr << Visible(folder.name) << ": " << counts.found << " mails, " << counts.written
+            << " written";
   if (counts.alreadyThere > 0) std::cerr << ", " << counts.alreadyThere << " already there";
   if (counts.skipped > 0) std::cerr << ", " << counts.skipped << " skipped";
   if (counts.failed > 0) std::cerr << ", " << counts.failed << " failed";

@@ -2,7 +2,7 @@
 #define NIMPORT_HOST_COMMAND_SAFE_NAME_H_
 
 #include <cstddef>
-#include <set>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -22,7 +22,9 @@ class UniqueNames {
   [[nodiscard]] std::string Take(const std::string& name);
 
  private:
-  std::set<std::string> taken_;
+  static constexpr int FIRST_NUMBER = 2;
+
+  std::map<std::string, int> taken_;  // with the next number to try for the name
 };
 
 }  // namespace nimport::command

@@ -11,6 +11,7 @@
 #include "host/command/losses.h"
 #include "host/command/mail_date.h"
 #include "host/command/mail_reader.h"
+#include "host/command/visible.h"
 #include "host/result_error.h"
 #include "host/text.h"
 
@@ -132,11 +133,14 @@ std::string NameOf(const ordered_json& file) {
 
 void PrintPart(const char* title, const ordered_json& part) {
   if (part.contains("text")) {
-    std::cout << '\n' << part["text"].get<std::string>() << '\n';
+    std::cout << '\n' << VisibleLines(part["text"].get<std::string>()) << '\n';
   } else if (part.contains("error")) {
-    std::cout << '\n' << title << " (cannot be read: " << part["error"].get<std::string>() << ")\n";
+    std::cout << '\n'
+              << title << " (cannot be read: " << Visible(part["error"].get<std::string>())
+              << ")\n";
   } else {
-    std::cout << '\n' << title << ' ' << NameOf(part) << ", " << part["size"] << " bytes\n";
+    std::cout << '\n'
+              << title << ' ' << Visible(NameOf(part)) << ", " << part["size"] << " bytes\n";
   }
 }
 
@@ -152,7 +156,7 @@ void PrintParts(const char* title, const ordered_json& parts) {
 void Print(const ordered_json& mail) {
   for (const char* name : {"date", "from", "to", "subject", "messageId", "error"}) {
     if (mail.contains(name) && mail[name].is_string()) {
-      std::cout << name << ": " << mail[name].get<std::string>() << '\n';
+      std::cout << name << ": " << Visible(mail[name].get<std::string>()) << '\n';
     }
   }
   PrintParts("body", mail["bodies"]);
@@ -172,7 +176,8 @@ int RunShow(const host::Library& library, const Options& options) {
   if (options.isSource) {
     const MailHeaders headers = open.Headers(options.mail);
     const MailContents contents = open.Contents(options.mail);
-    std::cout << ComposeMail(headers, contents, reader.session().accountName()).bytes;
+    const std::string& member = reader.session().accountName();
+    std::cout << ForStandardOutput(ComposeMail(headers, contents, member).bytes);
     return PrintLosses(library) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;

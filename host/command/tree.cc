@@ -8,6 +8,7 @@
 #include "host/command/json_text.h"
 #include "host/command/losses.h"
 #include "host/command/store_folders.h"
+#include "host/command/visible.h"
 #include "host/result_error.h"
 #include "host/session.h"
 
@@ -30,12 +31,12 @@ ordered_json DescribeFolder(const host::Folder& folder, std::size_t index, int& 
 
 void Print(const ordered_json& tree) {
   for (const ordered_json& cabinet : tree["cabinets"]) {
-    std::cout << cabinet["name"].get<std::string>() << '\n';
+    std::cout << Visible(cabinet["name"].get<std::string>()) << '\n';
     for (const ordered_json& folder : cabinet["folders"]) {
       std::cout << std::setw(5) << folder["index"].get<std::size_t>() << "  "
-                << folder["name"].get<std::string>();
+                << Visible(folder["name"].get<std::string>());
       if (folder.contains("error")) {
-        std::cout << "  (cannot be read: " << folder["error"].get<std::string>() << ")\n";
+        std::cout << "  (cannot be read: " << Visible(folder["error"].get<std::string>()) << ")\n";
       } else {
         std::cout << "  (" << folder["mails"] << " mails)\n";
       }
@@ -64,7 +65,8 @@ int RunTree(const host::Library& library, const Options& options) {
   }
   if (PrintLosses(library)) exitCode = EXIT_SOME_FAILED;
   if (session.failedListing().empty()) return exitCode;
-  std::cerr << "nimport: the list of folders is not complete: " << session.failedListing() << '\n';
+  std::cerr << "nimport: the list of folders is not complete: " << Visible(session.failedListing())
+            << '\n';
   return EXIT_SOME_FAILED;
 }
 

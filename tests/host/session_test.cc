@@ -1,20 +1,26 @@
 #include "host/session.h"
 
+#include <chrono>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "host/address_book.h"
 #include "host/environment.h"
 #include "host/result_error.h"
 #include "host/store.h"
+#include "host/store_location.h"
 
 namespace nimport::host {
 namespace {
 
+namespace fs = std::filesystem;
 using tests::ScopedVariable;
 using tests::TestStore;
 
@@ -85,6 +91,30 @@ TEST_F(Sessions, FoldersCloseWithTheirObjects) {
     const OpenFolder open(folder);
     EXPECT_EQ(open.mailCount(), &folder == &session.cabinets()[0].folders[0] ? 2 : 0);
   }
+}
+
+TEST_F(Sessions, SettingsForARunGoAlsoWhenItWasKilled) {
+  const tests::TestDirectory temporary;
+  const ScopedVariable place("TMPDIR", temporary.str().c_str());
+  StoreLocation location;
+  location.databaseDirectory = store_.store().databaseDirectory;
+  const auto settings = [&] {
+    return fs::directory_iterator(temporary.path())->path() / ".nimport-lock";
+  };
+  const pid_t killed = fork();
+  if (killed == 0) {
+    const StoreSettings left(location);
+    _exit(0);  // without clearing up
+  }
+  waitpid(killed, nullptr, 0);
+  ASSERT_TRUE(fs::exists(settings().replace_filename("settings.reg")));
+  fs::last_write_time(settings(), fs::file_time_type::clock::now() - std::chrono::hours(1));
+  {
+    const StoreSettings next(location);
+    EXPECT_EQ(std::distance(fs::directory_iterator(temporary.path()), {}), 1);
+    EXPECT_TRUE(fs::exists(settings().replace_filename("settings.reg")));
+  }
+  EXPECT_TRUE(fs::is_empty(temporary.path()));
 }
 
 TEST(Loading, SaysWhyNot) {

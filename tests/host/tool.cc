@@ -17,8 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 
 void SetEnvironment(const Environment& environment) {
-  for (const char* name : {"NIMPORT_REGISTRY", "NIMPORT_DRIVES", "NIMPORT_PLATFORM_ID",
-                           "NIMPORT_DIAGNOSTICS", "NIMPORT_SALVAGE", "WINEPREFIX"}) {
+  for (const char* name :
+       {"NIMPORT_REGISTRY", "NIMPORT_DRIVES", "NIMPORT_PLATFORM_ID", "NIMPORT_DIAGNOSTICS",
+        "NIMPORT_SALVAGE", "NIMPORT_CONFINE", "WINEPREFIX"}) {
     unsetenv(name);
   }
   setenv("TZ", "Asia/Tokyo", 1);
@@ -80,8 +81,9 @@ ToolResult RunProgram(const std::vector<std::string>& arguments, const Environme
   return result;
 }
 
-pid_t Start(const std::vector<std::string>& arguments, const Environment& environment) {
-  return Spawn(arguments, environment, "/dev/null", "/dev/null");
+pid_t Start(const std::vector<std::string>& arguments, const Environment& environment,
+            const std::string& out) {
+  return Spawn(arguments, environment, out, "/dev/null");
 }
 
 nlohmann::json ReadExport(const std::string& format, const fs::path& directory) {

@@ -28,9 +28,10 @@ using Environment = std::map<std::string, std::string>;
 [[nodiscard]] ToolResult RunProgram(const std::vector<std::string>& arguments,
                                     const Environment& environment = {});
 
-// The same without waiting; output goes nowhere.
+// The same without waiting; what is printed goes to the file `out`, messages nowhere.
 [[nodiscard]] pid_t Start(const std::vector<std::string>& arguments,
-                          const Environment& environment = {});
+                          const Environment& environment = {},
+                          const std::string& out = "/dev/null");
 // The exit code as in ToolResult.
 int Wait(pid_t process);
 

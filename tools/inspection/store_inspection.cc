@@ -11,19 +11,12 @@
 #include "jet/inspection.h"
 #include "mailstore/known_objects.h"
 #include "mailstore/mail_store.h"
-#include "platform/columns.h"
 #include "platform/platform.h"
 
 namespace nimport::inspection {
 namespace {
 
 constexpr const char* ADDRESS_DATABASE_FILE = "\\Abook.mdb";
-
-// Rows that cannot be read are told of elsewhere.
-class IgnoreDamage final : public jet::DamageListener {
- public:
-  void OnDamage(const jet::DatabaseError& /*damage*/) override {}
-};
 
 void CopyReport(const jet::FileReport& report, DatabaseState& state) {
   state.version = report.version;
@@ -64,28 +57,6 @@ DatabaseState InspectDatabase(platform::Platform& platform, const std::string& p
   return state;
 }
 
-// Empty where the table cannot be read.
-std::map<std::int32_t, std::uint64_t> CountKinds(platform::Platform& platform,
-                                                 const std::string& path) {
-  std::map<std::int32_t, std::uint64_t> kinds;
-  IgnoreDamage listener;
-  jet::OpenOptions options;
-  options.damageListener = &listener;
-  options.known = mailstore::KnownMailObjects();
-  try {
-    const auto database =
-        jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);
-    const auto table = database->OpenTable("DataTBL");
-    const auto rows = table->OpenRecordset();
-    for (; !rows->IsEof(); rows->MoveNext())
-      ++kinds[platform::ReadNumber(*rows, "DataType")];
-  } catch (const FileError&) {
-  } catch (const jet::DatabaseError&) {
-    // What was counted so far is true.
-  }
-  return kinds;
-}
-
 // In the code page of the names that are asked for: they are all ASCII but for the queries'.
 jet::KnownObjects InUtf8(platform::Platform& platform, jet::KnownObjects known) {
   for (jet::KnownQuery& query : known.queries) {
@@ -124,7 +95,6 @@ StoreState InspectStore() {
   state.mail = InspectDatabase(platform, mailPath, InUtf8(platform, mailstore::KnownMailObjects()));
   state.addressBook = InspectDatabase(platform, directory + ADDRESS_DATABASE_FILE,
                                       addressbook::KnownAddressObjects());
-  if (state.mail.failure.empty()) state.mailsByKind = CountKinds(platform, mailPath);
   return state;
 }
 

@@ -50,8 +50,6 @@ struct DatabaseState {
 struct StoreState {
   DatabaseState mail;
   DatabaseState addressBook;
-  // Rows of the list of mails by their kind; also of kinds that no program shows.
-  std::map<std::int32_t, std::uint64_t> mailsByKind;
 };
 
 // Looks at the store that the environment leads to (NIMPORT_REGISTRY, NIMPORT_DRIVES). Throws

@@ -188,10 +188,22 @@ TEST(Csv, QuotesWhereNeeded) {
   const struct {
     const char* comment;
     const char* cell;
-  } cases[] = {{"a,b", "\"a,b\""},       {"say \"x\"", "\"say \"\"x\"\"\""},
-               {"1\r\n2", "\"1\r\n2\""}, {"1\n2", "\"1\n2\""},
-               {" blank", "\" blank\""}, {"blank ", "\"blank \""},
-               {"a;b\\c:d", "a;b\\c:d"}};
+  } cases[] = {{"a,b", "\"a,b\""},
+               {"say \"x\"", "\"say \"\"x\"\"\""},
+               {"1\r\n2", "\"1\r\n2\""},
+               {"1\n2", "\"1\n2\""},
+               {" blank", "\" blank\""},
+               {"blank ", "\"blank \""},
+               {"a;b\\c:d", "a;b\\c:d"},
+               // What spreadsheets would compute is a text, and comes back by one rule.
+               {"=1+1", "'=1+1"},
+               {"+81-3-1234", "'+81-3-1234"},
+               {"-1", "'-1"},
+               {"@SUM(A1)", "'@SUM(A1)"},
+               {"\t=1", "'\t=1"},
+               {"\r=1", "\"'\r=1\""},
+               {"'=1", "''=1"},
+               {"'quoted'", "'quoted'"}};
   for (const auto& c : cases) {
     EXPECT_EQ(ToCsvRow(MakeContact("n", "a@b.jp", c.comment)),
               "n,a@b.jp,," + std::string(c.cell) + ",\r\n");

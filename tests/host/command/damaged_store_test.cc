@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/command/balance.h"
 #include "host/store.h"
 #include "host/tool.h"
 
@@ -63,6 +64,43 @@ TEST(DamagedStore, NothingIsLostInSilence) {
                                     account["failed"].get<int>());
   }
   EXPECT_GT(damagedRuns, 0);
+}
+
+// A sound store too holds mails that no function of the plug-in answers for.
+TEST(Balance, EveryRowOfTheListIsFoundOrNamed) {
+  const TestStore store(R"({
+    "cabinets": [{"number": 1, "name": "a", "folders": [{"number": 1, "name": "b", "mails": [
+      {"kind": 22, "title": "listed"}, {"kind": 31, "dataNo": 77}]}]}],
+    "folders": [{"number": 90, "cabinet": 99, "mails": [
+      {"kind": 22, "dataNo": 901}, {"kind": 22, "dataNo": 903}, {"kind": 22, "dataNo": 902},
+      {"kind": 22, "dataNo": 911}]}]})");
+  const std::string target = (store.directory().path() / "out").string();
+  const ToolResult result = RunProgram(store.Command("export", {"--to", target, "--json"}));
+  EXPECT_EQ(result.exitCode, 1);
+  const json account = json::parse(result.out);
+  EXPECT_EQ(account["written"], 1);
+  const std::string strays =
+      "folder 90 stands in cabinet 99, which is not listed; mails in it: 4 (DataNo 901-903, 911)";
+  EXPECT_EQ(account["unlisted"][0]["reason"], strays);
+  EXPECT_EQ(account["leftOut"][0]["reason"],
+            "rows of kind 31, which is not handled: 1 (DataNo 77)");
+  const ToolResult check = RunProgram(store.Command("check", {"--deep", "--json"}));
+  EXPECT_EQ(check.exitCode, 1);
+  EXPECT_EQ(json::parse(check.out)["mail"]["problems"][0], "(list of mails): " + strays);
+  EXPECT_EQ(json::parse(check.out)["deep"]["sound"], false);
+}
+
+TEST(Balance, FewerMailsThanRowsAreMissed) {
+  inspection::MailList list;
+  list.folders = {{.number = 3, .mailCount = 40}, {.number = 4, .mailCount = 2}};
+  const auto missing = [&](std::optional<std::int64_t> found) {
+    return command::MakeBalance(list, {{"a/b", found}, {"a/c", 2}}).missing;
+  };
+  EXPECT_THAT(missing(40), testing::IsEmpty());
+  EXPECT_THAT(missing(std::nullopt), testing::IsEmpty());  // its failure is named
+  ASSERT_EQ(missing(0).size(), 1U);
+  EXPECT_EQ(missing(0)[0].folder, "a/b");
+  EXPECT_EQ(command::MakeBalance(list, {}).missing.size(), 1U);
 }
 
 // A store of which one page, told by what it holds, is lost at a time.

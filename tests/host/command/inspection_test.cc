@@ -98,6 +98,61 @@ TEST_F(Inspection, ShowHasBodiesAndAttachments) {
   Ask("show", {"0", "2"}, 1);
 }
 
+// What a terminal would take for a command, a reader for another text or a listing for another
+// line.
+TEST(InspectionOfHostileTexts, NothingButPrintableCharactersIsShown) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "ca\u001bb", "folders": [
+      {"number": 1, "name": "f\u007fg", "mails": [
+        {"kind": 20, "title": "a\u001b[2Jb\nc\td\r", "columns": {"OriginatorName": "x\u0007y",
+         "OriginatorID": "ID", "TextData": "1\t2\r\n3\u001b]0;x\u0007\r4"}},
+        {"kind": 34, "columns": {}, "mime": {"file": "1.MIM", "text":
+         "Subject: =?utf-8?B?44GCIMKbMm3igK5md3DigKzigag=?=\r\nContent-Type: text/plain\r\n\r\nx\r\n"}},
+        {"kind": 34, "title": null, "columns": {}, "mime": {"file": "GO\u001bNE.MIM"}}]}]}]})");
+  const std::string target = (store.directory().path() / "out").string();
+  const struct {
+    std::vector<std::string> command;
+    const char* wanted;
+  } cases[] = {
+      {store.Command("tree"), "ca␛b\n    0  f␡g"},
+      {store.Command("list"), "x␇y ID  ->  -  |  a␛[2Jb␊c␉d"},
+      {store.Command("show", {"0", "0"}), "\n1\t2\n3␛]0;x␇␍4\n"},
+      {store.Command("show", {"0", "0", "--json"}), "3\\u001b]0;x\\u0007"},
+      {store.Command("check", {"--deep"}), "ca␛b/f␡g"},
+      {store.Command("export", {"--to", target}), "ca␛b/f␡g"},
+  };
+  for (const auto& c : cases) {
+    const ToolResult result = RunProgram(c.command);
+    EXPECT_THAT(result.out, HasSubstr(c.wanted));
+    for (const char character : result.out + result.err) {
+      const bool isHarmless =
+          (character >= ' ' || static_cast<signed char>(character) < 0) && character != '\x7F';
+      EXPECT_TRUE(isHarmless || character == '\n' || character == '\t') << result.out;
+    }
+  }
+}
+
+// A file that grows too large, a disk without room and a reader that goes away.
+TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
+  const auto run = [&](const std::string& before, const std::vector<std::string>& command,
+                       const std::string& after) {
+    std::string line = before;
+    for (const std::string& word : command)
+      line += " '" + word + '\'';
+    return RunProgram({"bash", "-c", line + after});
+  };
+  const std::string target = (store_.directory().path() / "out").string();
+  const TestStore large(R"({"template": {"mails": 40, "cabinets": 1, "folders": 1,
+                                         "text": {"minBytes": 9000, "maxBytes": 9000}}})");
+  const ToolResult limited = run("ulimit -f 8;", large.Command("export", {"--to", target}), "");
+  EXPECT_EQ(limited.exitCode, 2);
+  EXPECT_THAT(limited.err, HasSubstr("cannot write " + target));
+  const ToolResult full = run("", store_.Command("list"), " >/dev/full");
+  EXPECT_EQ(full.exitCode, 2);
+  EXPECT_THAT(full.err, HasSubstr("cannot be written"));
+  const ToolResult gone = run("", store_.Command("list"), " | true; echo ${PIPESTATUS[0]}");
+  EXPECT_THAT(gone.err, testing::Not(HasSubstr("nimport: the answer")));
+}
+
 TEST_F(Inspection, CheckCountsAndSaysWhatIsMissing) {
   json answer = Ask("check");
   EXPECT_EQ(answer["mail"]["mails"], 3);

@@ -1,9 +1,12 @@
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <random>
+#include <span>
 #include <string>
 #include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -97,6 +100,150 @@ TEST_P(InterruptedExport, EndsAsIfItHadNeverBeenKilled) {
     fs::remove_all(Target("out"));
   }
   EXPECT_EQ(ReadTree(store_.store().root), store);
+}
+
+// What a loss of power leaves where a file system knows a file's name before its contents.
+struct Damage {
+  const char* name;
+  void (*damage)(std::string& contents);
+};
+
+void CutTo(std::string& contents, std::size_t size) {
+  contents.resize(size);
+}
+
+// Of a file with one mail.
+constexpr Damage DAMAGES_OF_MAILS[] = {
+    {"empty", [](std::string& contents) { contents.clear(); }},
+    {"cut short", [](std::string& contents) { CutTo(contents, contents.size() / 2); }},
+    {"without its last byte", [](std::string& contents) { contents.pop_back(); }},
+    {"NUL bytes", [](std::string& contents) { contents.assign(contents.size(), '\0'); }},
+    {"the beginning of it as NUL bytes", [](std::string& contents) { contents.assign(9, '\0'); }},
+};
+
+std::size_t BeginOfLastMail(const std::string& mbox) {
+  return mbox.rfind("\n\nFrom ") + 2;
+}
+
+// Of a file with many.
+constexpr Damage DAMAGES_OF_MBOXES[] = {
+    {"empty", [](std::string& contents) { contents.clear(); }},
+    {"half the first word", [](std::string& contents) { CutTo(contents, 2); }},
+    {"half the first line", [](std::string& contents) { CutTo(contents, 20); }},
+    {"NUL bytes", [](std::string& contents) { contents.assign(contents.size(), '\0'); }},
+    {"without its last mail", [](std::string& c) { CutTo(c, BeginOfLastMail(c)); }},
+    {"half a separator", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 3); }},
+    {"half a key", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 9); }},
+    {"half a separator, after the key", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 40); }},
+    {"half a header", [](std::string& c) { CutTo(c, c.find("\r\n\r\n", BeginOfLastMail(c)) - 3); }},
+    {"a header alone",
+     [](std::string& c) { CutTo(c, c.find("\r\n\r\n", BeginOfLastMail(c)) + 4); }},
+    {"without its final line end", [](std::string& contents) { contents.pop_back(); }},
+    {"without its final lines", [](std::string& c) { CutTo(c, c.size() - 2); }},
+    {"NUL bytes for half the last mail",
+     [](std::string& c) {
+       const std::size_t half = (BeginOfLastMail(c) + c.size()) / 2;
+       c.replace(half, c.npos, std::string(c.size() - half, '\0'));
+     }},
+    {"NUL bytes after it", [](std::string& contents) { contents.append(512, '\0'); }},
+};
+
+TEST_P(InterruptedExport, WritesTornMailsAgain) {
+  ASSERT_EQ(RunProgram(Command("out")).exitCode, 0);
+  const auto whole = AllFiles(Target("out"));
+  const bool isMbox = std::string(GetParam()) == "mbox";
+  for (const Damage& damage : isMbox ? std::span<const Damage>(DAMAGES_OF_MBOXES)
+                                     : std::span<const Damage>(DAMAGES_OF_MAILS)) {
+    auto mail = std::next(whole.begin(), isMbox ? 0 : static_cast<long>(whole.size() / 2));
+    if (mail->first == "contacts.vcf") ++mail;
+    std::string contents = mail->second;
+    damage.damage(contents);
+    std::ofstream(Target("out") / mail->first, std::ios::binary) << contents;
+    EXPECT_EQ(RunProgram(Command("out")).exitCode, 0);
+    EXPECT_TRUE(AllFiles(Target("out")) == whole) << mail->first << ", " << damage.name;
+  }
+}
+
+TEST_P(InterruptedExport, LeavesMailsAloneThatSomebodyChanged) {
+  ASSERT_EQ(RunProgram(Command("out")).exitCode, 0);
+  auto changed = AllFiles(Target("out"));
+  for (auto& [name, contents] : changed) {
+    if (name == "contacts.vcf") continue;
+    contents.insert(contents.size() - 4, "X");
+    std::ofstream(Target("out") / name, std::ios::binary) << contents;
+  }
+  EXPECT_EQ(RunProgram(Command("out")).exitCode, 0);
+  EXPECT_EQ(AllFiles(Target("out")), changed);
+}
+
+// Where the first mail is missing as well, that is found before the end is looked at.
+TEST(TornMbox, LosesAndDoublesNothing) {
+  const TestStore store(R"({"template": {"mails": 20, "cabinets": 1, "folders": 1}})");
+  const fs::path target = store.directory().path() / "out";
+  const auto command = store.Command("export", {"--to", target.string(), "--format", "mbox"});
+  ASSERT_EQ(RunProgram(command).exitCode, 0);
+  const std::string name = ReadTree(target).rbegin()->first;
+  const std::string whole = ReadTree(target).at(name);
+  const std::size_t second = whole.find("\n\nFrom ") + 2;
+  std::ofstream(target / name, std::ios::binary)
+      << whole.substr(second, BeginOfLastMail(whole) + 50 - second);
+  ASSERT_EQ(RunProgram(command).exitCode, 0);
+  const std::size_t last = BeginOfLastMail(whole);
+  EXPECT_EQ(ReadTree(target).at(name),
+            whole.substr(second, last - second) + whole.substr(0, second) + whole.substr(last));
+}
+
+// A store with a query that takes far longer than anybody waits.
+constexpr const char* SLOW_STORE = R"({
+  "template": {"mails": 1000, "cabinets": 1, "folders": 5, "kinds": {"20": 1}, "mimePercent": 0},
+  "queries": {
+    "EmRcvTextｸｴﾘｰ": {
+      "columns": ["DataTBL.DataNo", "DataTBL.DataTitle", "DataTBL.DataTime", "EmRcvText.OriginatorID",
+                  "EmRcvText.OriginatorName", "EmRcvText.EmailMode", "EmRcvText.TextData",
+                  "EmRcvText.DataSize", "EmRcvText.FileLink"],
+      "from": ["DataTBL", "EmRcvText", "Slow"],
+      "joins": [
+        {"kind": "inner", "left": "DataTBL", "right": "EmRcvText", "on": "DataTBL.DataNo = EmRcvText.DataNo"},
+        {"kind": "inner", "left": "EmRcvText", "right": "Slow", "on": "EmRcvText.DataNo = Slow.DataNo"}]},
+    "Slow": {
+      "database": "Cabdata.mdb", "columns": ["A.DataNo"],
+      "from": [{"table": "DataTBL", "as": "A"}, {"table": "DataTBL", "as": "B"}, {"table": "DataTBL", "as": "C"}],
+      "where": "A.DataNo + B.DataNo + C.DataNo < 0"}}})";
+
+TEST(Interruption, EndsEverySubcommandWithinASecond) {
+  const TestStore store(SLOW_STORE);
+  const fs::path temporary = store.directory().path() / "tmp";
+  const fs::path target = store.directory().path() / "out";
+  fs::create_directory(temporary);
+  const struct {
+    std::vector<std::string> arguments;
+    int signal;
+    const char* wanted;  // a part of the output
+  } cases[] = {
+      {{"list"}, SIGTERM, ""},
+      {{"show", "0", "0"}, SIGINT, ""},
+      {{"check", "--deep"}, SIGINT, "interrupted: not everything was looked at"},
+      {{"check", "--deep", "--json"}, SIGTERM, "\"interrupted\": true"},
+      {{"export", "--to", target.string()}, SIGINT, "interrupted: run the same command again"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> command = {ToolPath().string(), "--registry",
+                                        store.store().registryFile.string(), "--drive",
+                                        store.store().DrivesVariable()};
+    command.insert(command.end(), c.arguments.begin(), c.arguments.end());
+    const std::string out = store.directory().path() / "printed";
+    const pid_t process = Start(command, {{"TMPDIR", temporary.string()}}, out);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    const auto begin = std::chrono::steady_clock::now();
+    kill(process, c.signal);
+    EXPECT_EQ(Wait(process), 1) << c.arguments[0];
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
+    // The rest is for machines that are busy.
+    EXPECT_LT(duration.count(), 1.6) << c.arguments[0];
+    EXPECT_THAT(ReadTree(store.directory().path()).at("printed"), testing::HasSubstr(c.wanted));
+    EXPECT_TRUE(fs::is_empty(temporary)) << c.arguments[0];
+  }
+  EXPECT_EQ(nlohmann::json::parse(ReadTree(target).at("account.json"))["interrupted"], true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, InterruptedExport, testing::Values("maildir", "mbox", "eml"),

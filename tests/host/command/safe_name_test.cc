@@ -21,6 +21,7 @@ TEST(SafeName, NeverLeavesItsDirectory) {
       {"end. ", "end"},
       {std::string("a\0b\nc\x7F", 6), "a_b_c_"},
       {"\xC2\x85x", "_x"},
+      {"\u202Elme.exe\u2069", "_lme.exe_"},
   };
   for (const auto& c : cases)
     EXPECT_EQ(ToSafeName(c.text), c.name);

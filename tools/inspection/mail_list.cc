@@ -1,0 +1,122 @@
+#include "inspection/mail_list.h"
+
+#include <stdexcept>
+#include <unordered_map>
+
+#include "common/failure.h"
+#include "interface/discovery.h"
+#include "jet/database.h"
+#include "mailstore/folder_list.h"
+#include "mailstore/known_objects.h"
+#include "mailstore/mail_kinds.h"
+#include "mailstore/mail_store.h"
+#include "platform/columns.h"
+#include "platform/platform.h"
+
+namespace nimport::inspection {
+namespace {
+
+// The plug-in reports the same damage.
+class IgnoreDamage final : public jet::DamageListener {
+ public:
+  void OnDamage(const jet::DatabaseError& /*damage*/) override {}
+};
+
+class ListReader {
+ public:
+  explicit ListReader(jet::Database& database) : database_(database) {}
+
+  MailList Read() {
+    try {
+      ReadFolders();
+      ReadMails();
+    } catch (const jet::DatabaseError& error) {
+      list_.failure = error.what();
+    }
+    return std::move(list_);
+  }
+
+ private:
+  void ReadFolders() {
+    mailstore::FolderList folders;
+    folders.Salvage(database_, [](const jet::DatabaseError&) {});
+    for (std::int32_t i = 0; const auto cabinet = folders.FindChild(-1, i); ++i) {
+      for (std::int32_t k = 0; const auto folder = folders.FindChild(*cabinet, k); ++k)
+        list_.folders.push_back({.number = folders.At(*folder).number, .mailCount = 0});
+    }
+    const auto table = database_.OpenTable("FolderTBL");
+    const auto rows = table->OpenRecordset();
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      cabinetOfFolder_.emplace(platform::ReadNumber(*rows, "FolderNo"),
+                               platform::ReadNumber(*rows, "CabinetNo"));
+    }
+  }
+
+  void ReadMails() {
+    std::unordered_map<std::int32_t, std::uint64_t> mailCounts;
+    for (const ListedFolder& folder : list_.folders)
+      mailCounts.emplace(folder.number, 0);
+    const auto table = database_.OpenTable("DataTBL");
+    const auto rows = table->OpenRecordset();
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      const std::int32_t kind = platform::ReadNumber(*rows, "DataType");
+      ++list_.rowsByKind[kind];
+      if (!mailstore::IsListedMailKind(kind)) {
+        list_.otherKinds[kind].push_back(platform::ReadNumber(*rows, "DataNo"));
+        continue;
+      }
+      const std::int32_t number = platform::ReadNumber(*rows, "FolderNo");
+      const auto folder = mailCounts.find(number);
+      if (folder != mailCounts.end()) {
+        ++folder->second;
+      } else {
+        AddStray(number, platform::ReadNumber(*rows, "DataNo"));
+      }
+    }
+    for (ListedFolder& folder : list_.folders)
+      folder.mailCount = mailCounts.at(folder.number);
+  }
+
+  void AddStray(std::int32_t folderNumber, std::int32_t dataNo) {
+    StrayMails& mails = list_.strayMails[folderNumber];
+    mails.dataNos.push_back(dataNo);
+    const auto cabinet = cabinetOfFolder_.find(folderNumber);
+    if (cabinet != cabinetOfFolder_.end()) mails.cabinetNumber = cabinet->second;
+  }
+
+  jet::Database& database_;
+  std::unordered_map<std::int32_t, std::int32_t> cabinetOfFolder_;
+  MailList list_;
+};
+
+std::string FindMailDatabase(platform::Platform& platform) {
+  try {
+    return FindDatabaseDirectory(platform).str() + mailstore::MAIL_DATABASE_FILE;
+  } catch (const Failure& failure) {
+    throw std::runtime_error(failure.what());
+  }
+}
+
+}  // namespace
+
+MailList ReadMailList() {
+  platform::Platform& platform = platform::SystemPlatform();
+  const std::string path = FindMailDatabase(platform);
+  IgnoreDamage listener;
+  jet::OpenOptions options;
+  options.damageListener = &listener;
+  options.known = mailstore::KnownMailObjects();
+  MailList list;
+  try {
+    const auto database =
+        jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);
+    list = ListReader(*database).Read();
+  } catch (const FileError& error) {
+    list.failure = error.what();
+  } catch (const jet::DatabaseError& error) {
+    list.failure = error.what();
+  }
+  return list;
+}
+
+}  // namespace nimport::inspection
