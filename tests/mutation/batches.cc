@@ -113,12 +113,14 @@ class Worker {
  private:
   [[noreturn]] static void Work(Laboratory& laboratory, const BatchOptions& options,
                                 std::uint64_t first, std::uint64_t last, int output) {
-    laboratory.MeasureSound();
+    laboratory.MeasureSound(options.isQuick);
     SendLine(output, "ready");
     for (std::uint64_t number = first; number < last; ++number) {
-      const Mutant mutant = MakeMutant(laboratory.stores(), options.seed, number);
+      const Mutant mutant = options.makeMutant(number);
       std::cerr << "mutant " << number << ": " << mutant.description << '\n';
-      SendLine(output, laboratory.Try(mutant).ToJson().dump());
+      const Result result =
+          options.isQuick ? laboratory.TryQuickly(mutant) : laboratory.Try(mutant);
+      SendLine(output, result.ToJson().dump());
     }
     const bool hasLeaked = HasLeaked();
     if (hasLeaked) SendLine(output, LEAK_LINE);

@@ -27,7 +27,8 @@ struct Finding {
 inline constexpr double HANG_SECONDS = 5;
 
 struct BatchOptions {
-  std::uint64_t seed = 1;
+  std::function<Mutant(std::uint64_t number)> makeMutant;
+  bool isQuick = false;                 // Laboratory::TryQuickly
   std::uint64_t batch = 100;            // trials in one process
   std::filesystem::path logs;           // what the processes say; one file for each that failed
   std::filesystem::path workDirectory;  // of the laboratory

@@ -71,6 +71,23 @@ std::string DescribePage(std::string_view database, std::size_t page) {
   }
 }
 
+// The bytes of a page that mean something: two ranges, each from its first byte to behind its last.
+std::vector<std::pair<std::size_t, std::size_t>> UsedRanges(std::string_view database,
+                                                            std::size_t page) {
+  const std::size_t pageBytes = PageBytes(database);
+  const std::string_view bytes = database.substr(page * pageBytes, pageBytes);
+  if (bytes[0] == 2) {
+    // The definitions of these stores have one page each.
+    return {{0, std::min<std::size_t>(Number32(bytes, 8), pageBytes)}};
+  }
+  if (bytes[0] != 1) return {{0, pageBytes}};
+  const bool isJet3 = pageBytes == 2048;
+  const std::size_t slots = Number32(bytes, isJet3 ? 8 : 12) & 0xFFFF;
+  const std::size_t tableEnd = (isJet3 ? 10 : 14) + 2 * slots;
+  const std::size_t freeBytes = Number32(bytes, 2) & 0xFFFF;
+  return {{0, tableEnd}, {tableEnd + freeBytes, pageBytes}};
+}
+
 std::string DescribeFile(const std::string& name) {
   const auto has = [&](std::string_view part) { return name.find(part) != std::string::npos; };
   if (has("/Mime/")) return "MIME file";
@@ -267,6 +284,47 @@ const char* NameOf(Damage damage) {
 
 Mutant MakeMutant(const std::vector<SoundStore>& stores, std::uint64_t seed, std::uint64_t number) {
   return Mutator(stores, seed, number).Make();
+}
+
+std::vector<Flip> ListFlips(const std::vector<SoundStore>& stores,
+                            const std::vector<std::string>& kinds) {
+  std::vector<Flip> flips;
+  const auto addPage = [&](const Flip& first, std::string_view bytes, std::size_t page) {
+    for (const auto& [begin, end] : UsedRanges(bytes, page)) {
+      for (std::size_t bit = begin * 8; bit < end * 8; ++bit) {
+        Flip& flip = flips.emplace_back(first);
+        flip.offset = page * PageBytes(bytes) + bit / 8;
+        flip.bit = static_cast<unsigned>(bit % 8);
+      }
+    }
+  };
+  for (std::size_t store = 0; store < stores.size(); ++store) {
+    for (const auto& [name, bytes] : stores[store].files) {
+      if (!IsDatabase(name)) continue;
+      for (std::size_t page = 0; page < bytes.size() / PageBytes(bytes); ++page) {
+        if (std::ranges::find(kinds, DescribePage(bytes, page)) == kinds.end()) continue;
+        addPage({.store = store, .file = name, .offset = 0, .bit = 0}, bytes, page);
+      }
+    }
+  }
+  return flips;
+}
+
+Mutant MakeMutant(const std::vector<SoundStore>& stores, const Flip& flip, std::uint64_t number) {
+  Mutant mutant;
+  mutant.number = number;
+  mutant.store = flip.store;
+  mutant.damage = Damage::BitFlips;
+  mutant.file = flip.file;
+  mutant.bytes = stores[flip.store].files.at(flip.file);
+  const std::size_t page = flip.offset / PageBytes(*mutant.bytes);
+  mutant.place = DescribePage(*mutant.bytes, page);
+  mutant.description = "page " + std::to_string(page) + " byte " +
+                       std::to_string(flip.offset % PageBytes(*mutant.bytes)) + " bit " +
+                       std::to_string(flip.bit);
+  char& byte = (*mutant.bytes)[flip.offset];
+  byte = static_cast<char>(byte ^ (1 << flip.bit));
+  return mutant;
 }
 
 }  // namespace nimport::mutation

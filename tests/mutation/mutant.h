@@ -48,6 +48,23 @@ struct Mutant {
 [[nodiscard]] Mutant MakeMutant(const std::vector<SoundStore>& stores, std::uint64_t seed,
                                 std::uint64_t number);
 
+// One bit of a database.
+struct Flip {
+  std::size_t store = 0;
+  std::string file;
+  std::size_t offset = 0;
+  unsigned bit = 0;
+};
+
+// Every bit of the pages of those kinds (the names in Mutant::place) in all databases of all
+// stores, but for bytes that belong to nothing: behind a definition's end, and between the slots
+// and the rows of a page.
+[[nodiscard]] std::vector<Flip> ListFlips(const std::vector<SoundStore>& stores,
+                                          const std::vector<std::string>& kinds);
+
+[[nodiscard]] Mutant MakeMutant(const std::vector<SoundStore>& stores, const Flip& flip,
+                                std::uint64_t number);
+
 }  // namespace nimport::mutation
 
 #endif  // NIMPORT_TESTS_MUTATION_MUTANT_H_
