@@ -1,8 +1,13 @@
-// The C programs of the documentation do what the pages say, as they stand there.
+// The programs of the documentation compile as they stand there and print what the pages say; the
+// public header compiles in every language that it promises.
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -14,93 +19,105 @@
 namespace nimport::tests {
 namespace {
 
-// One mail of each source of text, and groups in groups.
-constexpr const char* DESCRIPTION = R"({
-  "cabinets": [{"number": 1, "name": "受信", "folders": [
-    {"number": 10, "name": "新着/1", "mails": [
-      {"kind": 20, "title": "例会①", "date": "1998-09-21T20:15:42",
-       "columns": {"OriginatorName": "佐倉", "OriginatorID": "QZB04567", "TextData": "来週です。"}},
-      {"kind": 34, "columns": {}, "mime": {"file": "1.MIM", "text":
-       "Date: Thu, 3 Jun 1999 12:15:42 GMT\r\nFrom: a@example.jp\r\nSubject: two\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n--b\r\nContent-Type: text/plain\r\n\r\nbody\r\n--b\r\nContent-Type: image/gif\r\nContent-Disposition: attachment; filename=\"x.gif\"\r\n\r\nGIF\r\n--b--\r\n"}},
-      {"kind": 34, "columns": {}, "mime": {"file": "GONE.MIM"}}]},
-    {"number": 11, "name": "空"}]}],
-  "addressBook": [
-    {"name": "友だち", "members": [
-      {"name": "白石 千夏", "userId": "QZH02214", "comment": "一行目\r\n二行目"},
-      {"name": "写真部", "members": [{"name": null, "userId": "m@example.com"}]}]},
-    {"name": "仕事"}]})";
-
-std::string ReadWhole(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
+std::string ReadWhole(const std::string& file) {
+  std::ifstream stream(NIMPORT_SOURCE_DIR "/" + file);
+  return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// The one block of C in a page.
-std::string ProgramIn(const std::string& page) {
-  const std::string text = ReadWhole(NIMPORT_SOURCE_DIR "/" + page);
-  const std::string fence = "```c\n";
-  const std::size_t begin = text.find(fence);
+// Block number `index` of a page that is marked with `language`.
+std::string BlockIn(const std::string& page, const std::string& language, int index = 0) {
+  const std::string text = ReadWhole(page);
+  const std::string fence = "\n```" + language + "\n";
+  std::size_t begin = text.find(fence);
+  for (; index > 0 && begin != std::string::npos; --index)
+    begin = text.find(fence, begin + 1);
   if (begin == std::string::npos) return {};
-  const std::size_t end = text.find("\n```\n", begin);
-  return text.substr(begin + fence.size(), end + 1 - begin - fence.size());
+  begin += fence.size();
+  return text.substr(begin, text.find("\n```\n", begin) + 1 - begin);
 }
 
 class CPrograms : public testing::Test {
  protected:
-  // What the program prints about the store.
-  std::string OutputOf(const std::string& page) {
-    const std::string source = directory_.Write("program.c", ProgramIn(page));
-    const std::string program = directory_.path() / "program";
-    const std::string library = NIMPORT_BINARY_DIR "/lib";
-    std::vector<std::string> command = {NIMPORT_C_COMPILER,
-                                        "-std=c99",
+  // Compiles a text, as C or C++ by its standard, and tells what the compiler said against it.
+  std::string Compile(const std::string& text, const std::string& compiler,
+                      const std::string& standard, const std::vector<std::string>& more) {
+    const bool isC = standard.starts_with("-std=c") && !standard.starts_with("-std=c++");
+    std::vector<std::string> command = {compiler,
+                                        standard,
                                         "-Wall",
                                         "-Wextra",
-                                        "-Wpedantic",
+                                        "-pedantic-errors",
                                         "-Werror",
                                         "-I" NIMPORT_SOURCE_DIR "/include",
-                                        source,
-                                        "-o",
-                                        program,
-                                        "-L" + library,
-                                        "-lnimport",
+                                        directory_.Write(isC ? "p.c" : "p.cc", text)};
+    command.insert(command.end(), more.begin(), more.end());
+    const ToolResult compiled = RunProgram(command);
+    return compiled.exitCode == 0 ? "" : compiler + " " + standard + ": " + compiled.err;
+  }
+
+  // What a program prints about a store when the shell runs `commandLine`, in which $P is its path.
+  std::string OutputOf(const std::string& text, const std::string& compiler,
+                       const std::string& standard, const mkstore::Store& store,
+                       const std::string& commandLine) {
+    const std::string program = directory_.path() / "program";
+    const std::string library = NIMPORT_BINARY_DIR "/lib";
+    std::vector<std::string> options = {"-o", program, "-L" + library, "-lnimport",
                                         "-Wl,-rpath," + library};
     const std::string sanitizers = NIMPORT_SANITIZE;
-    if (!sanitizers.empty()) command.push_back("-fsanitize=" + sanitizers);
-    const ToolResult compiled = RunProgram(command);
-    EXPECT_EQ(compiled.exitCode, 0) << compiled.err;
+    if (!sanitizers.empty()) options.push_back("-fsanitize=" + sanitizers);
+    EXPECT_EQ(Compile(text, compiler, standard, options), "");
     const ToolResult result =
-        RunProgram({program}, {{"NIMPORT_REGISTRY", store_.RegistryVariable()},
-                               {"NIMPORT_DRIVES", store_.DrivesVariable()}});
+        RunProgram({"/bin/sh", "-c", commandLine}, {{"NIMPORT_REGISTRY", store.RegistryVariable()},
+                                                    {"NIMPORT_DRIVES", store.DrivesVariable()},
+                                                    {"P", program}});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     return result.out;
   }
 
+  mkstore::Store StoreOf(const std::string& description) {
+    return mkstore::MakeStore(nlohmann::json::parse(description), directory_.path() / "disk");
+  }
+
   TestDirectory directory_;
-  mkstore::Store store_ =
-      mkstore::MakeStore(nlohmann::json::parse(DESCRIPTION), directory_.path() / "disk");
 };
 
 TEST_F(CPrograms, HostAuthorsPageWalksThroughBothSides) {
-  EXPECT_EQ(OutputOf("docs/host-authors.md"),
-            "受信\n"
-            "  新着%2f1\n"
-            "    0 例会① | 佐倉 QZB04567 | 1998-09-21 | body of 11 bytes\n"
-            "    1 two | a@example.jp | 1999-06-03 | body of 4 bytes | 1 attached\n"
-            "    2 (failed: -3) | (failed: -3)\n"
-            "  空\n"
-            "2 addresses\n"
-            "友だち\n"
-            "  - 白石 千夏 | QZH02214 | 一行目  二行目\n"
-            "  写真部\n"
-            "    -  | m@example.com | \n"
-            "仕事\n");
-  const std::string program = ProgramIn("docs/host-authors.md");
+  const std::string page = "docs/host-authors.md";
+  const mkstore::Store store = StoreOf(BlockIn(page, "json"));
+  const std::string program = BlockIn(page, "c");
+  EXPECT_EQ(OutputOf(program, NIMPORT_C_COMPILER, "-std=c99", store, "$P"), BlockIn(page, "text"));
   EXPECT_LT(std::count(program.begin(), program.end(), '\n'), 150);
 }
 
+TEST_F(CPrograms, HostAuthorsPageSavesAttachedFiles) {
+  const std::string page = "docs/host-authors.md";
+  const mkstore::Store store = StoreOf(BlockIn(page, "json"));
+  const auto saved = directory_.path() / "saved";
+  std::filesystem::create_directory(saved);
+  EXPECT_EQ(OutputOf(BlockIn(page, "cpp"), NIMPORT_CXX_COMPILER, "-std=c++11", store,
+                     "$P " + saved.string()),
+            BlockIn(page, "text", 1));
+  const std::map<std::string, std::string> files = {{"1.gif", "GIF"}, {"2.LZH", "LZH!"}};
+  EXPECT_EQ(ReadTree(saved), files);
+}
+
 TEST_F(CPrograms, ReadmeListsTheCabinets) {
-  EXPECT_EQ(OutputOf("README.md"), "\x8E\xF3\x90\x4D\n") << "in code page 932";
+  const mkstore::Store store = StoreOf(ReadWhole("samples/demo-ja.json"));
+  EXPECT_EQ(OutputOf(BlockIn("README.md", "c"), NIMPORT_C_COMPILER, "-std=c99", store,
+                     "$P | iconv -f CP932 -t UTF-8"),
+            BlockIn("README.md", "text"));
+}
+
+TEST_F(CPrograms, HeaderCompilesInEveryLanguageThatItPromises) {
+  const std::string program =
+      "#include <nimport/nimport.h>\n"
+      "int main(void) { HandleNode* s; return ML_Initialize(&s) == RESULT_OK ? 0 : 1; }\n";
+  std::stringstream compilers(NIMPORT_ALL_COMPILERS);
+  for (std::string compiler; std::getline(compilers, compiler, ':');) {
+    if (compiler.ends_with("-NOTFOUND")) continue;
+    for (const char* standard : {"-std=c99", "-std=c11", "-std=c17", "-std=c++11", "-std=c++20"})
+      EXPECT_EQ(Compile(program, compiler, standard, {"-fsyntax-only"}), "");
+  }
 }
 
 }  // namespace
