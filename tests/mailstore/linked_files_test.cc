@@ -37,7 +37,9 @@ class RowsInMemory final : public jet::Recordset {
   }
   [[nodiscard]] jet::Value GetFieldValue(std::size_t) const override { return {}; }
   [[nodiscard]] jet::Bookmark GetBookmark() const override { return {at_}; }
-  void SetBookmark(jet::Bookmark bookmark) override { at_ = static_cast<std::size_t>(bookmark.position); }
+  void SetBookmark(jet::Bookmark bookmark) override {
+    at_ = static_cast<std::size_t>(bookmark.position);
+  }
   bool FindFirst(std::string_view, std::int32_t) override { return false; }
   bool FindNext() override { return false; }
 
