@@ -109,8 +109,10 @@ void StoreSettings::SetRegistry(const StoreLocation& location, const std::string
   if (!databaseDrive.empty() || !location.memberId.empty()) {
     const fs::path file = PrivateFile("settings.reg");
     const std::string& memberId = location.memberId;
-    std::ofstream(file, std::ios::binary)
-        << RegistryText(databaseDrive, memberId.empty() ? DEFAULT_MEMBER_ID : memberId);
+    std::ofstream stream(file, std::ios::binary);
+    stream << RegistryText(databaseDrive, memberId.empty() ? DEFAULT_MEMBER_ID : memberId);
+    stream.close();
+    if (!stream) throw FileError(file.string() + ": cannot be written");
     files = file.string();
   }
   for (const fs::path& file : location.registryFiles) {

@@ -146,6 +146,12 @@ TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
   const ToolResult limited = run("ulimit -f 8;", large.Command("export", {"--to", target}), "");
   EXPECT_EQ(limited.exitCode, 2);
   EXPECT_THAT(limited.err, HasSubstr("cannot write " + target));
+  // Not a byte may be written, so that what is said goes through a pipe.
+  const std::string databases = store_.store().databaseDirectory.string();
+  const ToolResult none = run("(ulimit -f 0;", {ToolPath().string(), "tree", "--from", databases},
+                              ") 2>&1 | cat; exit ${PIPESTATUS[0]}");
+  EXPECT_EQ(none.exitCode, 2);
+  EXPECT_THAT(none.out, HasSubstr("settings.reg: cannot be written"));
   const ToolResult full = run("", store_.Command("list"), " >/dev/full");
   EXPECT_EQ(full.exitCode, 2);
   EXPECT_THAT(full.err, HasSubstr("cannot be written"));
