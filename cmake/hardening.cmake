@@ -1,0 +1,51 @@
+# What makes a fault in our code harder to use: options for all that is compiled and linked here.
+# tests/docs/hardening_test.cc reads most of them from the built files, scripts/test-windows those of
+# Windows. docs/attackers.md says what each costs.
+#
+# Sanitizers replace the same functions of the C library and find more: nothing of this goes with them.
+
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+include(CheckPIESupported)
+
+# `nimport_leave_unoptimized(TARGET)`: for programs that run once. The checked functions of the C
+# library exist only where the compiler optimises; without that its headers warn.
+function(nimport_leave_unoptimized target)
+  target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE)
+endfunction()
+
+check_pie_supported(LANGUAGES C CXX)
+if(NIMPORT_SANITIZE)
+  return()
+endif()
+
+add_compile_options(-fstack-protector-strong)
+# Some compilers define it themselves, with another number.
+add_compile_options("$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+
+if(WIN32)
+  # Programs and libraries lie at another address at each start, in 64-bit Windows anywhere in the
+  # whole address space, and data is never code. 32-bit programs may use more than 2 GiB.
+  add_link_options(-Wl,--dynamicbase -Wl,--nxcompat)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    add_link_options(-Wl,--high-entropy-va)
+  else()
+    add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-Wl,--large-address-aware>)
+  endif()
+  return()
+endif()
+
+# What the dynamic linker fills in is read-only before the first line of ours runs.
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+# Intel's and AMD's check of jumps and returns, where the processor is one of theirs.
+check_cxx_compiler_flag(-fcf-protection=full NIMPORT_HAS_CF_PROTECTION)
+if(NIMPORT_HAS_CF_PROTECTION)
+  add_compile_options(-fcf-protection=full)
+  # Debian's start files lack the mark, without which the linker drops it from what it makes. A shadow
+  # stack asks nothing of them. The mark for jumps (-z ibt) would be untrue: their _init has no target.
+  check_linker_flag(CXX -Wl,-z,shstk NIMPORT_HAS_SHADOW_STACK_MARK)
+  if(NIMPORT_HAS_SHADOW_STACK_MARK)
+    add_link_options(-Wl,-z,shstk)
+  endif()
+endif()
