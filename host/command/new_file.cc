@@ -68,8 +68,17 @@ void Directory::FlushFileSystem() const {
 
 NewFile::NewFile(const Directory& directory, std::string temporaryName)
     : directory_(directory), temporaryName_(std::move(temporaryName)) {
-  constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
-  descriptor_ = openat(directory_.descriptor(), temporaryName_.c_str(), FLAGS, 0600);
+  // What has the name already may be a pipe, or a file that somebody else reads: it is never
+  // opened.
+  constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+  const auto create = [&] {
+    descriptor_ = openat(directory_.descriptor(), temporaryName_.c_str(), FLAGS, 0600);
+  };
+  create();
+  if (descriptor_ < 0 && errno == EEXIST) {
+    directory_.Remove(temporaryName_);
+    create();
+  }
   if (descriptor_ < 0) Fail("cannot create", TemporaryPath());
 }
 

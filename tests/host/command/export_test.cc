@@ -1,8 +1,12 @@
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <set>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "host/store.h"
 #include "host/tool.h"
@@ -217,6 +221,35 @@ TEST_F(Export, SecondRunAddsNothing) {
     auto elsewhere = ReadTree(Target(format + "-again"));
     elsewhere.erase("account.json");
     EXPECT_EQ(first, elsewhere) << "the same store gives the same bytes";
+  }
+}
+
+// In a directory that others may write to.
+TEST_F(Export, WhatStandsUnderATemporaryNameIsNotWrittenTo) {
+  const fs::path others = store_.directory().path() / "others";
+  std::ofstream(others) << "theirs";
+  static_cast<void>(ExportAs("eml", "whole"));
+  auto whole = ReadTree(Target("whole"));
+  whole.erase("account.json");
+  const std::function<void(const fs::path&)> ways[] = {
+      [&](const fs::path& name) { fs::create_symlink(others, name); },
+      [&](const fs::path& name) { fs::create_hard_link(others, name); },
+      // Waits for a reader when it is opened.
+      [&](const fs::path& name) { ASSERT_EQ(mkfifo(name.c_str(), 0666), 0); },
+  };
+  for (const auto& plant : ways) {
+    fs::remove_all(Target());
+    const fs::path folder = Target() / "受信%2f1/新着";
+    fs::create_directories(folder);
+    plant(Target() / ".account.json.tmp");
+    plant(folder / ".00000.tmp");
+    static_cast<void>(ExportAs("eml"));
+    auto files = ReadTree(Target());
+    EXPECT_EQ(json::parse(files["account.json"])["written"], 7);
+    files.erase("account.json");
+    EXPECT_EQ(files, whole);
+    EXPECT_EQ(fs::file_size(others), 6U);
+    EXPECT_EQ(fs::hard_link_count(others), 1U);
   }
 }
 
