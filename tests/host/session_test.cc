@@ -96,6 +96,7 @@ TEST_F(Sessions, FoldersCloseWithTheirObjects) {
 TEST_F(Sessions, SettingsForARunGoAlsoWhenItWasKilled) {
   const tests::TestDirectory temporary;
   const ScopedVariable place("TMPDIR", temporary.str().c_str());
+  const ScopedVariable confinement("NIMPORT_CONFINE", nullptr);  // the settings turn it on
   StoreLocation location;
   location.databaseDirectory = store_.store().databaseDirectory;
   const auto settings = [&] {
