@@ -33,7 +33,6 @@ if(NIMPORT_BUILD_TESTS)
   # Debian's package googletest has the sources.
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
   foreach(library gtest gtest_main gmock gmock_main)
-    target_compile_options(${library} PRIVATE -w)
-    nimport_leave_unoptimized(${library})
+    target_compile_options(${library} PRIVATE -w -O0)
   endforeach()
 endif()
