@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "jet/ascii_case.h"
-#include "jet/jet_catalog.h"
-#include "jet/name_text.h"
-#include "jet/query.h"
-#include "jet/table_recordset.h"
+#include "jet/catalog/jet_catalog.h"
+#include "jet/catalog/table_recordset.h"
+#include "jet/format/name_text.h"
+#include "jet/query/query.h"
 
 namespace nimport::jet {
 namespace {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "jet/byte_reader.h"
-#include "jet/jet_catalog.h"
-#include "jet/jet_layout.h"
-#include "jet/name_text.h"
-#include "jet/query.h"
+#include "jet/catalog/jet_catalog.h"
+#include "jet/format/byte_reader.h"
+#include "jet/format/jet_layout.h"
+#include "jet/format/name_text.h"
+#include "jet/query/query.h"
 
 namespace nimport::jet {
 namespace {

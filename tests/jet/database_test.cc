@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "jet/jet_layout.h"
+#include "jet/format/jet_layout.h"
 #include "tests/jet/generated_database.h"
 #include "tests/jet/iconv_converter.h"
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "jet/ascii_case.h"
-#include "jet/catalog.h"
-#include "jet/query.h"
+#include "jet/catalog/catalog.h"
+#include "jet/query/query.h"
 #include "tests/jet/iconv_converter.h"
 
 namespace nimport::jet {

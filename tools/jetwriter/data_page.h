@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "jet/jet_layout.h"
+#include "jet/format/jet_layout.h"
 
 namespace nimport::jetwriter {
 

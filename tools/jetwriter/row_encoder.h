@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "jet/jet_layout.h"
+#include "jet/format/jet_layout.h"
 #include "jetwriter/schema.h"
 
 namespace nimport::jetwriter {

@@ -1,6 +1,6 @@
 #include "jetwriter/schema.h"
 
-#include "jet/jet_layout.h"
+#include "jet/format/jet_layout.h"
 
 namespace nimport::jetwriter {
 namespace {

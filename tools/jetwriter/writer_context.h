@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "jet/jet_layout.h"
+#include "jet/format/jet_layout.h"
 #include "jetwriter/page_file.h"
 #include "jetwriter/text_encoder.h"
 

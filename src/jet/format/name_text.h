@@ -1,0 +1,19 @@
+#ifndef NIMPORT_JET_FORMAT_NAME_TEXT_H_
+#define NIMPORT_JET_FORMAT_NAME_TEXT_H_
+
+#include <string>
+#include <string_view>
+
+#include "common/text_converter.h"
+
+namespace nimport::jet {
+
+// Names between UTF-8, in which the engine keeps them, and the code page of a database's texts.
+[[nodiscard]] std::string ToUtf8(std::string_view name, unsigned codePage,
+                                 const TextConverter& converter);
+[[nodiscard]] std::string FromUtf8(std::string_view name, unsigned codePage,
+                                   const TextConverter& converter);
+
+}  // namespace nimport::jet
+
+#endif  // NIMPORT_JET_FORMAT_NAME_TEXT_H_
