@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {

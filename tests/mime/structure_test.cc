@@ -7,7 +7,7 @@
 #include <gmime/gmime.h>
 #include <gtest/gtest.h>
 
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {

@@ -10,7 +10,7 @@
 #include <gmime/gmime.h>
 
 #include "mime/buffer.h"
-#include "mime/session_table.h"
+#include "wexmail/session_table.h"
 #include "platform/mime_entry_points.h"
 
 #if defined(_WIN32)

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {

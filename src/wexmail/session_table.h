@@ -1,5 +1,5 @@
-#ifndef NIMPORT_MIME_SESSION_TABLE_H_
-#define NIMPORT_MIME_SESSION_TABLE_H_
+#ifndef NIMPORT_WEXMAIL_SESSION_TABLE_H_
+#define NIMPORT_WEXMAIL_SESSION_TABLE_H_
 
 #include <cstdint>
 #include <memory>
@@ -40,4 +40,4 @@ class SessionTable {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_SESSION_TABLE_H_
+#endif  // NIMPORT_WEXMAIL_SESSION_TABLE_H_

@@ -1,4 +1,4 @@
-#include "mime/session_table.h"
+#include "wexmail/session_table.h"
 
 #include <limits>
 

@@ -1,4 +1,4 @@
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>

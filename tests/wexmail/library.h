@@ -1,6 +1,6 @@
 // The MIME library as its callers see it, with owned answers.
-#ifndef NIMPORT_TESTS_MIME_LIBRARY_H_
-#define NIMPORT_TESTS_MIME_LIBRARY_H_
+#ifndef NIMPORT_TESTS_WEXMAIL_LIBRARY_H_
+#define NIMPORT_TESTS_WEXMAIL_LIBRARY_H_
 
 #include <cstdint>
 #include <optional>
@@ -78,4 +78,4 @@ std::string Cp932(std::string_view utf8);
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_TESTS_MIME_LIBRARY_H_
+#endif  // NIMPORT_TESTS_WEXMAIL_LIBRARY_H_

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mime/library.h"
+#include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {
