@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "addressbook/address_list.h"
-#include "common/fixed_text.h"
+#include "text/fixed_text.h"
 
 namespace nimport::addressbook {
 

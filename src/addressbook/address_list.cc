@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "common/code_page_932.h"
-#include "common/fixed_text.h"
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
 
 namespace nimport::addressbook {
 namespace {

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "addressbook/address_list.h"
-#include "common/fixed_text.h"
 #include "jet/database.h"
+#include "text/fixed_text.h"
 
 namespace nimport::addressbook {
 

@@ -4,10 +4,10 @@
 #include <functional>
 #include <string>
 
-#include "common/code_page_932.h"
 #include "common/failure.h"
-#include "common/fixed_text.h"
-#include "common/text_lines.h"
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
+#include "text/text_lines.h"
 
 namespace nimport {
 namespace {

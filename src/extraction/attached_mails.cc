@@ -4,7 +4,6 @@
 #include <string_view>
 #include <utility>
 
-#include "common/code_page_932.h"
 #include "common/failure.h"
 #include "extraction/smime_types.h"
 #include "mailstore/mail_row.h"
@@ -12,6 +11,7 @@
 #include "mailstore/mime_file.h"
 #include "platform/columns.h"
 #include "platform/windows_path.h"
+#include "text/code_page_932.h"
 
 namespace nimport::extraction {
 namespace {

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <unordered_map>
 
-#include "common/code_page_932.h"
 #include "common/failure.h"
-#include "common/fixed_text.h"
 #include "common/related_structure.h"
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
 
 namespace nimport::extraction {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "common/code_page_932.h"
 #include "common/failure.h"
-#include "common/fixed_text.h"
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
 
 namespace nimport::extraction {
 namespace {

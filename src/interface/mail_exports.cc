@@ -2,7 +2,6 @@
 #include <optional>
 #include <string>
 
-#include "common/composition.h"
 #include "extraction/attached_mails.h"
 #include "extraction/mail_bodies.h"
 #include "interface/mail_handles.h"
@@ -12,6 +11,7 @@
 #include "mailstore/mail_time.h"
 #include "nimport/nimport.h"
 #include "source/mail_source.h"
+#include "text/composition.h"
 
 namespace nimport {
 namespace {

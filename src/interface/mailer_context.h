@@ -7,12 +7,12 @@
 #include <optional>
 
 #include "addressbook/address_book.h"
-#include "common/fixed_text.h"
 #include "extraction/temporary_files.h"
 #include "mailstore/mail_store.h"
 #include "platform/database.h"
 #include "platform/mime_session.h"
 #include "platform/platform.h"
+#include "text/fixed_text.h"
 
 namespace nimport {
 

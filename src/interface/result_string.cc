@@ -6,8 +6,8 @@
 #include <new>
 #include <string>
 
-#include "common/code_page_932.h"
 #include "common/failure.h"
+#include "text/code_page_932.h"
 
 namespace nimport {
 namespace {

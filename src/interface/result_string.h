@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "common/text_converter.h"
 #include "nimport/nimport.h"
+#include "text/text_converter.h"
 
 namespace nimport {
 

@@ -3,11 +3,11 @@
 #include <unordered_map>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/catalog/jet_catalog.h"
 #include "jet/catalog/table_recordset.h"
 #include "jet/format/name_text.h"
 #include "jet/query/query.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

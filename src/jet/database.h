@@ -20,11 +20,11 @@
 #include <vector>
 
 #include "common/random_access_file.h"
-#include "common/text_converter.h"
 #include "jet/database_error.h"
 #include "jet/known_objects.h"
 #include "jet/recordset.h"
 #include "jet/value.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "common/random_access_file.h"
-#include "common/text_converter.h"
 #include "jet/database.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

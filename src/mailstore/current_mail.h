@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/fixed_text.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "common/fixed_text.h"
 #include "jet/database.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-#include "common/code_page_932.h"
-#include "common/fixed_text.h"
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "common/fixed_text.h"
 #include "mailstore/field_selector.h"
 #include "mailstore/mail_store.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

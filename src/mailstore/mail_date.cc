@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <span>
 
-#include "common/code_page_932.h"
+#include "text/code_page_932.h"
 
 namespace nimport::mailstore {
 namespace {

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "common/fixed_text.h"
 #include "jet/database.h"
 #include "mailstore/current_mail.h"
 #include "mailstore/folder_list.h"
@@ -19,6 +18,7 @@
 #include "mailstore/remembered_mime_file.h"
 #include "platform/mime_session.h"
 #include "platform/platform.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

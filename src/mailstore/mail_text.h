@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "common/text_lines.h"
 #include "mailstore/field_selector.h"
+#include "text/text_lines.h"
 
 namespace nimport::mailstore {
 

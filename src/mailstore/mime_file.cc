@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "common/fixed_text.h"
 #include "mailstore/mail_text.h"
 #include "platform/columns.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 namespace {

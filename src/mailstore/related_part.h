@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "common/fixed_text.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "common/fixed_text.h"
 #include "platform/mime_session.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 

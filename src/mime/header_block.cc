@@ -1,6 +1,6 @@
 #include "mime/header_block.h"
 
-#include "mime/ascii.h"
+#include "text/ascii.h"
 
 namespace nimport::mime {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <optional>
 
-#include "mime/ascii.h"
-#include "mime/charset.h"
 #include "mime/transfer_encoding.h"
+#include "text/ascii.h"
+#include "text/charset.h"
 
 namespace nimport::mime {
 namespace {

@@ -1,12 +1,12 @@
 #include "mime/mail.h"
 
-#include "common/code_page_932.h"
 #include "common/related_structure.h"
-#include "mime/ascii.h"
-#include "mime/charset.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
 #include "mime/structure.h"
+#include "text/ascii.h"
+#include "text/charset.h"
+#include "text/code_page_932.h"
 
 namespace nimport::mime {
 namespace {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <charconv>
 
-#include "common/code_page_932.h"
-#include "mime/ascii.h"
-#include "mime/charset.h"
 #include "mime/header_text.h"
+#include "text/ascii.h"
+#include "text/charset.h"
+#include "text/code_page_932.h"
 
 namespace nimport::mime {
 namespace {

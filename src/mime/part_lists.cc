@@ -4,7 +4,7 @@
 
 #include "common/failure.h"
 #include "common/related_structure.h"
-#include "mime/ascii.h"
+#include "text/ascii.h"
 
 namespace nimport::mime {
 namespace {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "mime/ascii.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
 #include "mime/parameterized_value.h"
+#include "text/ascii.h"
 
 namespace nimport::mime {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <gmime/gmime.h>
 
-#include "mime/ascii.h"
+#include "text/ascii.h"
 
 namespace nimport::mime {
 namespace {

@@ -3,8 +3,8 @@
 #include <utility>
 #include <variant>
 
-#include "common/code_page_932.h"
 #include "jet/value.h"
+#include "text/code_page_932.h"
 
 namespace nimport::platform {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/letter_case.h"
+#include "text/letter_case.h"
 
 namespace nimport::platform {
 namespace {

@@ -7,12 +7,12 @@
 #include <memory>
 #include <optional>
 
-#include "common/text_converter.h"
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/file_system.h"
 #include "platform/modules.h"
 #include "platform/registry.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 

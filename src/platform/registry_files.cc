@@ -2,9 +2,9 @@
 
 #include "common/file_error.h"
 #include "platform/file_system.h"
-#include "platform/letter_case.h"
 #include "platform/native_file.h"
 #include "platform/registry_text.h"
+#include "text/letter_case.h"
 
 namespace nimport::platform {
 namespace {

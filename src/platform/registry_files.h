@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/text_converter.h"
 #include "platform/registry.h"
 #include "platform/settings.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 

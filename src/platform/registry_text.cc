@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/code_page_932.h"
-#include "platform/letter_case.h"
+#include "text/code_page_932.h"
+#include "text/letter_case.h"
 
 namespace nimport::platform {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "common/text_converter.h"
 #include "platform/registry.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 

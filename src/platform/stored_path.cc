@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "common/file_error.h"
-#include "platform/letter_case.h"
+#include "text/letter_case.h"
 
 namespace nimport::platform {
 namespace {

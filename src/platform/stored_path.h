@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "common/text_converter.h"
 #include "platform/windows_path.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "common/code_page_932.h"
 #include "common/file_error.h"
+#include "text/code_page_932.h"
 
 namespace nimport::platform {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "common/code_page_932.h"
+#include "text/code_page_932.h"
 
 namespace nimport::platform {
 namespace {

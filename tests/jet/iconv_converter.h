@@ -8,12 +8,12 @@
 #include <string_view>
 
 #if defined(_WIN32)
-#include "platform/system_text.h"
+#include "text/system_text.h"
 #else
 #include <iconv.h>
 #endif
 
-#include "common/text_converter.h"
+#include "text/text_converter.h"
 
 namespace nimport {
 

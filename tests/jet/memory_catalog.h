@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include "jet/ascii_case.h"
 #include "jet/catalog/catalog.h"
 #include "jet/query/query.h"
 #include "tests/jet/iconv_converter.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 

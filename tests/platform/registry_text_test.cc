@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/system_text.h"
+#include "text/system_text.h"
 
 namespace nimport::platform {
 namespace {

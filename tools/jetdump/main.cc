@@ -4,11 +4,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "common/text_converter.h"
 #include "jet/database.h"
 #include "jetdump/json_dump.h"
 #include "platform/native_file.h"
 #include "platform/platform.h"
+#include "text/text_converter.h"
 
 namespace {
 

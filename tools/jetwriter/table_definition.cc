@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "common/text_converter.h"
 #include "jetwriter/byte_writer.h"
 #include "jetwriter/value_encoder.h"
 #include "jetwriter/write_error.h"
+#include "text/text_converter.h"
 
 namespace nimport::jetwriter {
 namespace {

@@ -6,9 +6,9 @@
 #include <map>
 #include <memory>
 
-#include "common/code_page_932.h"
 #include "jetwriter/iconv_converter.h"
 #include "jetwriter/write_error.h"
+#include "text/code_page_932.h"
 
 namespace nimport::mkstore {
 namespace {

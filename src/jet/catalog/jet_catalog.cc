@@ -5,13 +5,13 @@
 #include <unordered_set>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/format/jet_layout.h"
 #include "jet/format/name_text.h"
 #include "jet/salvage/definition_check.h"
 #include "jet/salvage/query_substitute.h"
 #include "jet/salvage/system_tables.h"
 #include "jet/storage/usage_map.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

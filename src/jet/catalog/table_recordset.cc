@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/format/name_text.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/text_converter.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

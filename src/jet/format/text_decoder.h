@@ -5,8 +5,8 @@
 #include <span>
 #include <string>
 
-#include "common/text_converter.h"
 #include "jet/format/jet_layout.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "jet/ascii_case.h"
 #include "jet/database_error.h"
 #include "jet/query/expression/sql_text.h"
 #include "jet/query/query_join.h"
 #include "jet/query/query_reader.h"
 #include "jet/query/query_scope.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -3,8 +3,8 @@
 #include <charconv>
 #include <system_error>
 
-#include "jet/ascii_case.h"
 #include "jet/query/expression/sql_text.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/ascii_case.h"
 #include "jet/catalog/catalog.h"
 #include "jet/query/query.h"
 #include "jet/query/query_cursor.h"
@@ -20,6 +19,7 @@
 #include "jet/query/query_plan.h"
 #include "jet/query/query_rows.h"
 #include "jet/recordset.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "jet/ascii_case.h"
 #include "jet/query/expression/expression.h"
 #include "jet/query/expression/expression_evaluator.h"
 #include "jet/query/expression/expression_text.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 

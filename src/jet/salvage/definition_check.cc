@@ -5,10 +5,10 @@
 #include <memory>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/database_error.h"
 #include "jet/format/jet_layout.h"
 #include "jet/storage/value_decoder.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/storage/stored_row.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -8,7 +8,7 @@
 #include <dirent.h>
 #include <time.h>
 
-#include "platform/letter_case.h"
+#include "text/letter_case.h"
 
 namespace nimport::platform::posix {
 namespace {

@@ -11,7 +11,7 @@
 
 #include <sys/stat.h>
 
-#include "common/text_converter.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::posix {
 

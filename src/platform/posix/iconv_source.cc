@@ -3,7 +3,7 @@
 
 #include <iconv.h>
 
-#include "platform/code_page_table.h"
+#include "text/code_page_table.h"
 
 namespace nimport::platform {
 namespace {

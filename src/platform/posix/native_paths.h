@@ -6,11 +6,11 @@
 #include <string_view>
 #include <vector>
 
-#include "common/text_converter.h"
 #include "platform/posix/directory_index.h"
 #include "platform/settings.h"
 #include "platform/stored_path.h"
 #include "platform/windows_path.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::posix {
 

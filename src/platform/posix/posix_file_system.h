@@ -1,11 +1,11 @@
 #ifndef NIMPORT_PLATFORM_POSIX_POSIX_FILE_SYSTEM_H_
 #define NIMPORT_PLATFORM_POSIX_POSIX_FILE_SYSTEM_H_
 
-#include "common/text_converter.h"
 #include "platform/file_system.h"
 #include "platform/posix/native_paths.h"
 #include "platform/settings.h"
 #include "platform/temporary_directories.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::posix {
 

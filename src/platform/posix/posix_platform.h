@@ -11,7 +11,7 @@
 #include "platform/posix/posix_modules.h"
 #include "platform/registry_files.h"
 #include "platform/settings.h"
-#include "platform/system_text.h"
+#include "text/system_text.h"
 
 namespace nimport::platform::posix {
 

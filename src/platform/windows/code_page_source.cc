@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "platform/code_page_table.h"
+#include "text/code_page_table.h"
 
 namespace nimport::platform {
 namespace {

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "common/text_converter.h"
 #include "platform/settings.h"
 #include "platform/stored_path.h"
 #include "platform/windows_path.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::windows {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/code_page_table.h"
+#include "text/code_page_table.h"
 
 namespace nimport::platform::windows {
 

@@ -1,11 +1,11 @@
 #ifndef NIMPORT_PLATFORM_WINDOWS_WINDOWS_FILE_SYSTEM_H_
 #define NIMPORT_PLATFORM_WINDOWS_WINDOWS_FILE_SYSTEM_H_
 
-#include "common/text_converter.h"
 #include "platform/file_system.h"
 #include "platform/settings.h"
 #include "platform/temporary_directories.h"
 #include "platform/windows/native_paths.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::windows {
 

@@ -3,12 +3,12 @@
 
 #include "platform/platform.h"
 #include "platform/settings.h"
-#include "platform/system_text.h"
 #include "platform/windows/diagnostics_file.h"
 #include "platform/windows/windows_clock.h"
 #include "platform/windows/windows_file_system.h"
 #include "platform/windows/windows_modules.h"
 #include "platform/windows/windows_registry.h"
+#include "text/system_text.h"
 
 namespace nimport::platform::windows {
 

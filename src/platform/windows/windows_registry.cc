@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
-#include "common/code_page_932.h"
 #include "platform/windows/wide_text.h"
+#include "text/code_page_932.h"
 
 namespace nimport::platform::windows {
 namespace {

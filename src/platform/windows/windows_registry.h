@@ -3,10 +3,10 @@
 
 #include <utility>
 
-#include "common/text_converter.h"
 #include "platform/registry.h"
 #include "platform/registry_files.h"
 #include "platform/settings.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform::windows {
 

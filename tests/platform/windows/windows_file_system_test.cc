@@ -11,8 +11,8 @@
 
 #include "common/test_directory.h"
 #include "mkstore/executable.h"
-#include "platform/system_text.h"
 #include "platform/windows/wide_text.h"
+#include "text/system_text.h"
 
 namespace nimport::platform::windows {
 namespace {

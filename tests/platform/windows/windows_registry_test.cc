@@ -7,8 +7,8 @@
 #include <windows.h>
 
 #include "common/test_directory.h"
-#include "platform/system_text.h"
 #include "platform/windows/wide_text.h"
+#include "text/system_text.h"
 
 namespace nimport::platform::windows {
 namespace {

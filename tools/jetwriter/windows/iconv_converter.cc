@@ -5,8 +5,8 @@
 
 #include <windows.h>
 
-#include "common/code_page_932.h"
 #include "jetwriter/write_error.h"
+#include "text/code_page_932.h"
 
 namespace nimport::jetwriter {
 namespace {

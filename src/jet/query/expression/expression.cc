@@ -5,10 +5,10 @@
 #include <optional>
 #include <utility>
 
-#include "jet/ascii_case.h"
 #include "jet/query/expression/expression_literal.h"
 #include "jet/query/expression/sql_lexer.h"
 #include "jet/query/expression/sql_text.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "jet/ascii_case.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

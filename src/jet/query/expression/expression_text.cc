@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "jet/ascii_case.h"
 #include "jet/format/name_text.h"
+#include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {

@@ -1,6 +1,6 @@
 // Facts about code page 932 that texts are cut, scanned and escaped by.
-#ifndef NIMPORT_COMMON_CODE_PAGE_932_H_
-#define NIMPORT_COMMON_CODE_PAGE_932_H_
+#ifndef NIMPORT_TEXT_CODE_PAGE_932_H_
+#define NIMPORT_TEXT_CODE_PAGE_932_H_
 
 #include <cstddef>
 #include <string_view>
@@ -25,4 +25,4 @@ namespace nimport {
 
 }  // namespace nimport
 
-#endif  // NIMPORT_COMMON_CODE_PAGE_932_H_
+#endif  // NIMPORT_TEXT_CODE_PAGE_932_H_

@@ -2,8 +2,8 @@
 // arithmetic. The system's converters know the standards' own rows only; mails hold what
 // Microsoft's and NEC's programs wrote under the same names: row 13 (circled digits), NEC's and
 // IBM's extension rows, user-defined rows, single-byte katakana.
-#ifndef NIMPORT_MIME_JAPANESE_H_
-#define NIMPORT_MIME_JAPANESE_H_
+#ifndef NIMPORT_TEXT_JAPANESE_H_
+#define NIMPORT_TEXT_JAPANESE_H_
 
 #include <string>
 #include <string_view>
@@ -25,4 +25,4 @@ namespace nimport::mime {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_JAPANESE_H_
+#endif  // NIMPORT_TEXT_JAPANESE_H_

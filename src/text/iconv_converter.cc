@@ -1,4 +1,4 @@
-#include "mime/iconv_converter.h"
+#include "text/iconv_converter.h"
 
 #include <array>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "common/code_page_932.h"
+#include "text/code_page_932.h"
 
 namespace nimport {
 namespace {

@@ -1,11 +1,11 @@
-#include "platform/code_page_table.h"
+#include "text/code_page_table.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <utility>
 
-#include "common/text_converter.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 namespace {

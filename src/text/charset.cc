@@ -1,13 +1,13 @@
-#include "mime/charset.h"
+#include "text/charset.h"
 
 #include <algorithm>
 
 #include <gmime/gmime.h>
 
-#include "mime/ascii.h"
-#include "mime/iconv_converter.h"
-#include "mime/japanese.h"
-#include "mime/utf8.h"
+#include "text/ascii.h"
+#include "text/iconv_converter.h"
+#include "text/japanese.h"
+#include "text/utf8.h"
 
 namespace nimport::mime {
 namespace {

@@ -1,7 +1,7 @@
-#ifndef NIMPORT_PLATFORM_SYSTEM_TEXT_H_
-#define NIMPORT_PLATFORM_SYSTEM_TEXT_H_
+#ifndef NIMPORT_TEXT_SYSTEM_TEXT_H_
+#define NIMPORT_TEXT_SYSTEM_TEXT_H_
 
-#include "common/text_converter.h"
+#include "text/text_converter.h"
 
 namespace nimport::platform {
 
@@ -17,4 +17,4 @@ class SystemText final : public TextConverter {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_SYSTEM_TEXT_H_
+#endif  // NIMPORT_TEXT_SYSTEM_TEXT_H_

@@ -1,9 +1,9 @@
-#include "mime/code_page_932_table.h"
+#include "text/code_page_932_table.h"
 
 #include <optional>
 #include <utility>
 
-#include "mime/iconv_converter.h"
+#include "text/iconv_converter.h"
 
 namespace nimport::mime {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/letter_case.h"
+#include "text/letter_case.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_MIME_ICONV_CONVERTER_H_
-#define NIMPORT_MIME_ICONV_CONVERTER_H_
+#ifndef NIMPORT_TEXT_ICONV_CONVERTER_H_
+#define NIMPORT_TEXT_ICONV_CONVERTER_H_
 
 #include <optional>
 #include <string>
@@ -36,4 +36,4 @@ class IconvConverter {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_ICONV_CONVERTER_H_
+#endif  // NIMPORT_TEXT_ICONV_CONVERTER_H_

@@ -1,6 +1,6 @@
 // Letters and blanks as the mail standards mean them: ASCII's, whatever the locale.
-#ifndef NIMPORT_MIME_ASCII_H_
-#define NIMPORT_MIME_ASCII_H_
+#ifndef NIMPORT_TEXT_ASCII_H_
+#define NIMPORT_TEXT_ASCII_H_
 
 #include <algorithm>
 #include <string_view>
@@ -50,4 +50,4 @@ namespace nimport::mime {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_ASCII_H_
+#endif  // NIMPORT_TEXT_ASCII_H_

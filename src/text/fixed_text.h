@@ -1,6 +1,6 @@
 // Texts whose size in bytes is limited where they are defined.
-#ifndef NIMPORT_COMMON_FIXED_TEXT_H_
-#define NIMPORT_COMMON_FIXED_TEXT_H_
+#ifndef NIMPORT_TEXT_FIXED_TEXT_H_
+#define NIMPORT_TEXT_FIXED_TEXT_H_
 
 #include <cstddef>
 #include <optional>
@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "common/code_page_932.h"
+#include "text/code_page_932.h"
 
 namespace nimport {
 
@@ -66,4 +66,4 @@ using ValueText = FixedText<4096>;   // header values and lines
 
 }  // namespace nimport
 
-#endif  // NIMPORT_COMMON_FIXED_TEXT_H_
+#endif  // NIMPORT_TEXT_FIXED_TEXT_H_

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_COMMON_COMPOSITION_H_
-#define NIMPORT_COMMON_COMPOSITION_H_
+#ifndef NIMPORT_TEXT_COMPOSITION_H_
+#define NIMPORT_TEXT_COMPOSITION_H_
 
 #include <string>
 #include <string_view>
@@ -16,4 +16,4 @@ namespace nimport {
 
 }  // namespace nimport
 
-#endif  // NIMPORT_COMMON_COMPOSITION_H_
+#endif  // NIMPORT_TEXT_COMPOSITION_H_

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_COMMON_TEXT_CONVERTER_H_
-#define NIMPORT_COMMON_TEXT_CONVERTER_H_
+#ifndef NIMPORT_TEXT_TEXT_CONVERTER_H_
+#define NIMPORT_TEXT_TEXT_CONVERTER_H_
 
 #include <optional>
 #include <string>
@@ -34,4 +34,4 @@ class TextConverter {
 
 }  // namespace nimport
 
-#endif  // NIMPORT_COMMON_TEXT_CONVERTER_H_
+#endif  // NIMPORT_TEXT_TEXT_CONVERTER_H_

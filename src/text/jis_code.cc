@@ -1,11 +1,11 @@
-#include "mime/jis_code.h"
+#include "text/jis_code.h"
 
 #include <array>
 #include <optional>
 #include <string>
 
-#include "mime/iconv_converter.h"
-#include "mime/utf8.h"
+#include "text/iconv_converter.h"
+#include "text/utf8.h"
 
 namespace nimport::mime {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_MIME_UTF8_H_
-#define NIMPORT_MIME_UTF8_H_
+#ifndef NIMPORT_TEXT_UTF8_H_
+#define NIMPORT_TEXT_UTF8_H_
 
 #include <cstddef>
 #include <string>
@@ -24,4 +24,4 @@ inline constexpr char32_t DAMAGED_UTF8 = 0xFFFFFFFF;
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_UTF8_H_
+#endif  // NIMPORT_TEXT_UTF8_H_

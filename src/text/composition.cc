@@ -1,4 +1,4 @@
-#include "common/composition.h"
+#include "text/composition.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,8 +1,8 @@
-#include "common/text_lines.h"
+#include "text/text_lines.h"
 
 #include <algorithm>
 
-#include "common/code_page_932.h"
+#include "text/code_page_932.h"
 
 namespace nimport {
 namespace {

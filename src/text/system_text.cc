@@ -1,11 +1,11 @@
-#include "platform/system_text.h"
+#include "text/system_text.h"
 
 #include <algorithm>
 #include <map>
 #include <mutex>
 
 #include "common/library_lifetime.h"
-#include "platform/code_page_table.h"
+#include "text/code_page_table.h"
 
 namespace nimport::platform {
 namespace {

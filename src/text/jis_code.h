@@ -1,7 +1,7 @@
-#ifndef NIMPORT_MIME_JIS_CODE_H_
-#define NIMPORT_MIME_JIS_CODE_H_
+#ifndef NIMPORT_TEXT_JIS_CODE_H_
+#define NIMPORT_TEXT_JIS_CODE_H_
 
-#include "mime/code_page_932_table.h"
+#include "text/code_page_932_table.h"
 
 namespace nimport::mime {
 
@@ -22,4 +22,4 @@ inline constexpr unsigned LAST_JIS_CELL = 94;
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_JIS_CODE_H_
+#endif  // NIMPORT_TEXT_JIS_CODE_H_

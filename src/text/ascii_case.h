@@ -1,5 +1,5 @@
-#ifndef NIMPORT_JET_ASCII_CASE_H_
-#define NIMPORT_JET_ASCII_CASE_H_
+#ifndef NIMPORT_TEXT_ASCII_CASE_H_
+#define NIMPORT_TEXT_ASCII_CASE_H_
 
 #include <algorithm>
 #include <cstddef>
@@ -52,4 +52,4 @@ using NameMap = std::unordered_map<std::string, Mapped, AsciiCaseHash, AsciiCase
 
 }  // namespace nimport::jet
 
-#endif  // NIMPORT_JET_ASCII_CASE_H_
+#endif  // NIMPORT_TEXT_ASCII_CASE_H_

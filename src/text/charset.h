@@ -1,6 +1,6 @@
 // Text of any charset to code page 932.
-#ifndef NIMPORT_MIME_CHARSET_H_
-#define NIMPORT_MIME_CHARSET_H_
+#ifndef NIMPORT_TEXT_CHARSET_H_
+#define NIMPORT_TEXT_CHARSET_H_
 
 #include <string>
 #include <string_view>
@@ -19,4 +19,4 @@ namespace nimport::mime {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_CHARSET_H_
+#endif  // NIMPORT_TEXT_CHARSET_H_

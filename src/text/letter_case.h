@@ -1,5 +1,5 @@
-#ifndef NIMPORT_PLATFORM_LETTER_CASE_H_
-#define NIMPORT_PLATFORM_LETTER_CASE_H_
+#ifndef NIMPORT_TEXT_LETTER_CASE_H_
+#define NIMPORT_TEXT_LETTER_CASE_H_
 
 #include <string>
 #include <string_view>
@@ -12,4 +12,4 @@ namespace nimport::platform {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_LETTER_CASE_H_
+#endif  // NIMPORT_TEXT_LETTER_CASE_H_

@@ -1,4 +1,4 @@
-#include "platform/system_text.h"
+#include "text/system_text.h"
 
 #include <iterator>
 #include <string>

@@ -1,12 +1,12 @@
 // Lines of mail texts. A mail text may come from anywhere and be anything.
-#ifndef NIMPORT_COMMON_TEXT_LINES_H_
-#define NIMPORT_COMMON_TEXT_LINES_H_
+#ifndef NIMPORT_TEXT_TEXT_LINES_H_
+#define NIMPORT_TEXT_TEXT_LINES_H_
 
 #include <cstddef>
 #include <optional>
 #include <string_view>
 
-#include "common/fixed_text.h"
+#include "text/fixed_text.h"
 
 namespace nimport {
 
@@ -29,4 +29,4 @@ inline constexpr std::size_t MAX_LINE_BYTES = ValueText::MAX_BYTES;
 
 }  // namespace nimport
 
-#endif  // NIMPORT_COMMON_TEXT_LINES_H_
+#endif  // NIMPORT_TEXT_TEXT_LINES_H_

@@ -1,7 +1,7 @@
 // A code page as tables, so that a conversion is a look-up. The tables are filled from the system's
 // knowledge of the code page; what damage is, and what becomes of it, is settled here.
-#ifndef NIMPORT_PLATFORM_CODE_PAGE_TABLE_H_
-#define NIMPORT_PLATFORM_CODE_PAGE_TABLE_H_
+#ifndef NIMPORT_TEXT_CODE_PAGE_TABLE_H_
+#define NIMPORT_TEXT_CODE_PAGE_TABLE_H_
 
 #include <array>
 #include <cstdint>
@@ -98,4 +98,4 @@ class CodePageTable {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_CODE_PAGE_TABLE_H_
+#endif  // NIMPORT_TEXT_CODE_PAGE_TABLE_H_

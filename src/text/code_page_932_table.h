@@ -1,6 +1,6 @@
 // Code page 932 as Microsoft maps it, in both directions.
-#ifndef NIMPORT_MIME_CODE_PAGE_932_TABLE_H_
-#define NIMPORT_MIME_CODE_PAGE_932_TABLE_H_
+#ifndef NIMPORT_TEXT_CODE_PAGE_932_TABLE_H_
+#define NIMPORT_TEXT_CODE_PAGE_932_TABLE_H_
 
 #include <cstdint>
 #include <string_view>
@@ -38,4 +38,4 @@ class CodePage932Table {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_CODE_PAGE_932_TABLE_H_
+#endif  // NIMPORT_TEXT_CODE_PAGE_932_TABLE_H_

@@ -1,9 +1,9 @@
-#include "mime/japanese.h"
+#include "text/japanese.h"
 
 #include <array>
 
-#include "common/code_page_932.h"
-#include "mime/jis_code.h"
+#include "text/code_page_932.h"
+#include "text/jis_code.h"
 
 namespace nimport::mime {
 namespace {

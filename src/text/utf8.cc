@@ -1,7 +1,7 @@
-#include "mime/utf8.h"
+#include "text/utf8.h"
 
-#include "common/composition.h"
-#include "mime/code_page_932_table.h"
+#include "text/code_page_932_table.h"
+#include "text/composition.h"
 
 namespace nimport::mime {
 namespace {
