@@ -67,7 +67,7 @@ std::string DecodeQ(std::string_view data) {
 
 std::string DecodeWordData(const EncodedWord& word) {
   if (!word.isBase64) return DecodeQ(word.data);
-  return std::string(DecodeTransfer(TransferEncoding::Base64, word.data).view());
+  return DecodeTransfer(TransferEncoding::Base64, word.data);
 }
 
 // Puts a text together from plain pieces and encoded words.

@@ -35,6 +35,18 @@ std::vector<bool> FindHandedOut(std::string_view text, const std::vector<Part>& 
   return isHandedOut;
 }
 
+Buffer Decode(const Part& part, std::string_view text) {
+  const std::string_view encoded = part.contents.In(text);
+  if (part.encoding == TransferEncoding::Identity) return Buffer(encoded);
+  TransferDecoder decoder(part.encoding, encoded);
+  Buffer decoded(decoder.MaxSize() + TransferDecoder::MIN_ROOM);
+  std::size_t size = 0;
+  while (const std::size_t read = decoder.Read({decoded.data() + size, decoded.size() - size}))
+    size += read;
+  decoded.Shorten(size);
+  return decoded;
+}
+
 // `text` with '_' for what no file name may have.
 std::string ToFileName(std::string_view text) {
   constexpr std::string_view FORBIDDEN = "\\/:*?\"<>|";
@@ -84,7 +96,7 @@ std::string Mail::SavedName(std::size_t partIndex) const {
 const Buffer& Mail::Bytes(std::size_t partIndex) {
   Buffer& bytes = bytes_[partIndex];
   const Part& part = parts_[partIndex];
-  if (bytes.IsNull()) bytes = DecodeTransfer(part.encoding, part.contents.In(text_));
+  if (bytes.IsNull()) bytes = Decode(part, text_);
   return bytes;
 }
 
@@ -93,10 +105,9 @@ const Buffer& Mail::ShownContents(std::size_t partIndex) {
   if (part.kind != PartKind::Leaf || !HasType(part, "text/")) return Bytes(partIndex);
   Buffer& shown = shown_[partIndex];
   if (shown.IsNull()) {
-    const std::string_view encoded = part.contents.In(text_);
     const bool isEncoded = part.encoding != TransferEncoding::Identity;
-    const Buffer decoded = isEncoded ? DecodeTransfer(part.encoding, encoded) : Buffer();
-    const std::string_view bytes = isEncoded ? decoded.view() : encoded;
+    const Buffer decoded = isEncoded ? Decode(part, text_) : Buffer();
+    const std::string_view bytes = isEncoded ? decoded.view() : part.contents.In(text_);
     shown = Buffer(ToCodePage932(bytes, part.charset));
   }
   return shown;
