@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <gmime/gmime.h>
-
 #include "text/ascii.h"
 #include "text/iconv_converter.h"
 #include "text/japanese.h"
@@ -83,11 +81,17 @@ constexpr CharsetName CHARSET_NAMES[] = {
 // The longest name that is still looked up; it only bounds what a mail can make us do.
 constexpr std::size_t MAX_CHARSET_NAME = 64;
 
-CharsetKind FindKind(std::string_view charset) {
+// `charset` as the tables here have it.
+std::string LettersAndDigits(std::string_view charset) {
   std::string name;
   for (const char character : charset) {
     if (IsAsciiLetterOrDigit(character)) name += AsciiLower(character);
   }
+  return name;
+}
+
+CharsetKind FindKind(std::string_view charset) {
+  const std::string name = LettersAndDigits(charset);
   if (name.starts_with("iso2022jp")) return CharsetKind::Iso2022Jp;
   const auto* found = std::ranges::find(CHARSET_NAMES, name, &CharsetName::name);
   return found == std::end(CHARSET_NAMES) ? CharsetKind::Other : found->kind;
@@ -101,17 +105,73 @@ bool IsPlainName(std::string_view charset) {
          });
 }
 
+struct SystemName {
+  std::string_view name;  // lower case, letters and digits only
+  const char* systemName;
+};
+
+// Names in mails that systems do not know, or by which they mean less than mails do.
+constexpr SystemName SYSTEM_NAMES[] = {
+    {"5601", "EUC-KR"},
+    {"ksc5601", "EUC-KR"},
+    {"ksc56011987", "EUC-KR"},
+    {"ksc58611992", "EUC-KR"},
+    {"euccn", "GBK"},
+    {"gb2312", "GBK"},
+    {"gb231280", "GBK"},
+    {"big50", "BIG5"},
+    {"big5eten0", "BIG5"},
+    {"big5hkscs0", "BIG5-HKSCS"},
+    {"iso10646", "UCS-2BE"},
+    {"iso106461", "UCS-2BE"},
+    {"iso10646ucs2", "UCS-2BE"},
+    {"iso2022kr", "ISO-2022-KR"},
+    {"unicode11utf7", "UTF-7"},
+};
+
+std::string_view LeadingDigits(std::string_view text) {
+  return {text.begin(), std::ranges::find_if_not(text, IsAsciiDigit)};
+}
+
+// The name of a part of ISO 8859, whatever follows its number ("iso-8859-8-i"); empty for another
+// charset.
+std::string FindIso8859Name(std::string_view charset) {
+  constexpr std::string_view NUMBER = "8859";
+  const std::size_t at = charset.find(NUMBER);
+  if (!StartsWithIgnoringCase(charset, "iso") || at == std::string_view::npos) return {};
+  std::string_view rest = charset.substr(at + NUMBER.size());
+  if (rest.starts_with('-') || rest.starts_with('_')) rest.remove_prefix(1);
+  const std::string_view part = LeadingDigits(rest);
+  if (part.empty()) return {};
+  // What calls itself Latin-1 in mails has Microsoft's quotation marks and dashes in it.
+  return part == "1" ? "CP1252" : "ISO-8859-" + std::string(part);
+}
+
+// The name of a code page of Windows ("windows-949", "microsoft-cp1251"); empty for another
+// charset. `name` has letters and digits only.
+std::string FindWindowsName(std::string_view name) {
+  for (const std::string_view maker : {"windows", "microsoft"}) {
+    if (!name.starts_with(maker)) continue;
+    name.remove_prefix(maker.size());
+    if (name.starts_with("cp")) name.remove_prefix(2);
+    const bool isNumber = !name.empty() && LeadingDigits(name).size() == name.size();
+    return isNumber ? "CP" + std::string(name) : std::string();
+  }
+  return {};
+}
+
 // The system's name for `charset`, or empty when it does not know it.
 std::string FindSystemName(std::string_view charset) {
   if (!IsPlainName(charset)) return {};
-  std::string given(charset);
-  // What calls itself Latin-1 in mails has Microsoft's quotation marks and dashes in it.
-  std::string canonical = g_mime_charset_iconv_name(given.c_str());
-  if (EqualsIgnoringCase(canonical, "iso-8859-1")) return "CP1252";
-  if (EqualsIgnoringCase(canonical, "unicode-1-1-utf-7")) return "UTF-7";
-  if (IconvConverter::Exists("UTF-8", canonical.c_str())) return canonical;
-  const bool isPrivateName = given.size() > 2 && EqualsIgnoringCase(given.substr(0, 2), "x-");
-  return isPrivateName ? FindSystemName(std::string_view(given).substr(2)) : std::string();
+  const std::string name = LettersAndDigits(charset);
+  const auto* const found = std::ranges::find(SYSTEM_NAMES, name, &SystemName::name);
+  const std::string listed = found == std::end(SYSTEM_NAMES) ? "" : found->systemName;
+  for (const std::string& candidate :
+       {listed, FindIso8859Name(charset), FindWindowsName(name), std::string(charset)}) {
+    if (!candidate.empty() && IconvConverter::Exists("UTF-8", candidate.c_str())) return candidate;
+  }
+  const bool isPrivateName = charset.size() > 2 && StartsWithIgnoringCase(charset, "x-");
+  return isPrivateName ? FindSystemName(charset.substr(2)) : std::string();
 }
 
 bool IsSevenBit(std::string_view bytes) {

@@ -4,15 +4,15 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include <glib.h>
+#include <iconv.h>
 
 namespace nimport::mime {
 namespace {
 
 constexpr std::size_t STEP_BYTES = 16384;
 
-GIConv Handle(void* handle) {
-  return static_cast<GIConv>(handle);
+iconv_t Handle(void* handle) {
+  return static_cast<iconv_t>(handle);
 }
 
 bool IsOpen(void* handle) {
@@ -22,39 +22,39 @@ bool IsOpen(void* handle) {
 }  // namespace
 
 IconvConverter::IconvConverter(const char* toCharset, const char* fromCharset)
-    : handle_(g_iconv_open(toCharset, fromCharset)) {
+    : handle_(iconv_open(toCharset, fromCharset)) {
   if (!IsOpen(handle_)) {
     throw std::runtime_error(std::string("no conversion from ") + fromCharset + " to " + toCharset);
   }
 }
 
 IconvConverter::~IconvConverter() {
-  g_iconv_close(Handle(handle_));
+  iconv_close(Handle(handle_));
 }
 
 bool IconvConverter::Exists(const char* toCharset, const char* fromCharset) {
-  void* handle = g_iconv_open(toCharset, fromCharset);
+  void* handle = iconv_open(toCharset, fromCharset);
   if (!IsOpen(handle)) return false;
-  g_iconv_close(Handle(handle));
+  iconv_close(Handle(handle));
   return true;
 }
 
 void IconvConverter::Reset() {
-  g_iconv(Handle(handle_), nullptr, nullptr, nullptr, nullptr);
+  iconv(Handle(handle_), nullptr, nullptr, nullptr, nullptr);
 }
 
 bool IconvConverter::ConvertSome(std::string_view& bytes, std::string& result) {
   std::array<char, STEP_BYTES> step;
   // iconv reads through a pointer that it could write through, but does not.
   char* in = const_cast<char*>(bytes.data());
-  gsize inLeft = bytes.size();
+  std::size_t inLeft = bytes.size();
   bool more = true;
   while (more && inLeft > 0) {
     char* out = step.data();
-    gsize outLeft = step.size();
-    const gsize outcome = g_iconv(Handle(handle_), &in, &inLeft, &out, &outLeft);
+    std::size_t outLeft = step.size();
+    const std::size_t outcome = iconv(Handle(handle_), &in, &inLeft, &out, &outLeft);
     result.append(step.data(), step.size() - outLeft);
-    more = outcome != static_cast<gsize>(-1) || errno == E2BIG;
+    more = outcome != static_cast<std::size_t>(-1) || errno == E2BIG;
   }
   bytes.remove_prefix(bytes.size() - inLeft);
   return bytes.empty();
