@@ -1,11 +1,7 @@
 // The parts of a mail.
 //
-// The structure is read here and not by GMime's parser, which builds objects for every header
-// field, address and part before anyone can stop it: measured with GMime 3.2.13, a To field of
-// nested groups ends the process by overflowing the stack, a mail of nothing but boundary lines
-// takes 200 times its size in memory, and a text without header or with a boundary that never comes
-// is lost. Here memory is bounded and nothing gets lost: what cannot be understood stays plain
-// contents.
+// Memory is bounded whatever a mail holds, and nothing gets lost: what cannot be understood, such as
+// a text without header or a boundary that never comes, stays plain contents.
 #ifndef NIMPORT_MIME_STRUCTURE_H_
 #define NIMPORT_MIME_STRUCTURE_H_
 

@@ -7,11 +7,10 @@
 #include <type_traits>
 #include <vector>
 
-#include <gmime/gmime.h>
-
+#include "common/library_lifetime.h"
 #include "mime/buffer.h"
-#include "wexmail/session_table.h"
 #include "platform/mime_entry_points.h"
+#include "wexmail/session_table.h"
 
 #if defined(_WIN32)
 #define WEXMAIL_EXPORT extern "C" __declspec(dllexport)
@@ -23,9 +22,9 @@ namespace nimport::mime {
 namespace {
 
 SessionTable& Sessions() {
-  // Never destroyed: a caller's exit handlers may still come here.
-  static auto* const sessions = new SessionTable;
-  return *sessions;
+  // A caller's exit handlers may still come here.
+  static SessionTable& sessions = MakeForLibrary<SessionTable>();
+  return sessions;
 }
 
 // Runs `ask` on the session's mail under its lock; 0 for an unknown session or one without a mail,
@@ -120,10 +119,6 @@ std::int32_t Count(const std::vector<std::size_t>& partIndexes) {
 
 WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_Init() {
   try {
-    // Never shut down again: what GMime registers with GLib cannot be registered twice, so this
-    // library stays in memory, too (see the link options).
-    static std::once_flag isStarted;
-    std::call_once(isStarted, g_mime_init);
     return Sessions().Add();
   } catch (...) {
     return 0;
