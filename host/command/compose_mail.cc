@@ -8,11 +8,11 @@
 
 #include <gmime/gmime.h>
 
-#include "host/command/encoding.h"
 #include "host/command/mail_date.h"
 #include "host/command/mailboxes.h"
 #include "host/command/safe_name.h"
 #include "host/text.h"
+#include "mime/header_encoding.h"
 
 namespace nimport::command {
 

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <optional>
 
-#include "host/command/encoding.h"
+#include "mime/header_encoding.h"
 
 namespace nimport::command {
 

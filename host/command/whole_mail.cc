@@ -7,10 +7,10 @@
 #include <gmime/gmime.h>
 
 #include "host/command/compose_mail.h"
-#include "host/command/encoding.h"
 #include "host/command/header_lines.h"
 #include "host/command/mailboxes.h"
 #include "host/text.h"
+#include "mime/header_encoding.h"
 
 namespace nimport::command {
 

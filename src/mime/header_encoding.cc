@@ -1,4 +1,4 @@
-#include "host/command/encoding.h"
+#include "mime/header_encoding.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 // Text in the forms that mail allows. Input is UTF-8; lines end with CR LF.
-#ifndef NIMPORT_HOST_COMMAND_ENCODING_H_
-#define NIMPORT_HOST_COMMAND_ENCODING_H_
+#ifndef NIMPORT_MIME_HEADER_ENCODING_H_
+#define NIMPORT_MIME_HEADER_ENCODING_H_
 
 #include <cstddef>
 #include <string>
@@ -40,4 +40,4 @@ struct EncodedText {
 
 }  // namespace nimport::command
 
-#endif  // NIMPORT_HOST_COMMAND_ENCODING_H_
+#endif  // NIMPORT_MIME_HEADER_ENCODING_H_
