@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string>
 
-#include <gmime/gmime.h>
 #include <nlohmann/json.hpp>
 
 #include "host/command/account.h"
@@ -164,7 +163,6 @@ void PrintRemarks(const char* title, const ordered_json& remarks) {
 }  // namespace
 
 void CheckDeep(const host::Library& library, ordered_json& json) {
-  g_mime_init();
   json = {{"sound", nullptr}};
   inspection::StoreState state;
   inspection::MailList list;

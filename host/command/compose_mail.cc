@@ -2,52 +2,32 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
-#include <memory>
 #include <utility>
 
-#include <gmime/gmime.h>
-
+#include "host/command/digest.h"
 #include "host/command/mail_date.h"
 #include "host/command/mailboxes.h"
 #include "host/command/safe_name.h"
 #include "host/text.h"
 #include "mime/header_encoding.h"
+#include "mime/text_part.h"
+#include "mime/transfer_encoding.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
 namespace {
 
-struct Free {
-  void operator()(gpointer memory) const { g_free(memory); }
-};
-
-// 32 hexadecimal digits that differ whenever one of `texts` differs. Two mails that were made to
-// agree are told apart by their order, as two that are the same.
-std::string DigestOf(std::initializer_list<std::string_view> texts) {
-  GChecksum* const checksum = g_checksum_new(G_CHECKSUM_MD5);
-  for (const std::string_view text : texts) {
-    const std::string length = std::to_string(text.size()) + ':';
-    for (const std::string_view part : {std::string_view(length), text}) {
-      g_checksum_update(checksum, reinterpret_cast<const guchar*>(part.data()),
-                        static_cast<gssize>(part.size()));
-    }
-  }
-  std::string digest = g_checksum_get_string(checksum);
-  g_checksum_free(checksum);
-  return digest;
-}
-
 std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
   std::string date;
   if (headers.date) date = std::to_string(*headers.date);
-  if (contents.HasOwnHeader()) return DigestOf({date, contents.bytes});
+  if (contents.HasOwnHeader()) return ToHex(DigestOf({date, contents.bytes}));
   const auto textOf = [](const std::optional<std::string>& text) {
     return text ? std::string_view(*text) : std::string_view();
   };
   const bool isFile = contents.kind == ContentsKind::StoredFile;
-  return DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
-                   isFile ? std::string_view("file") : std::string_view(contents.bytes)});
+  return ToHex(DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
+                         isFile ? std::string_view("file") : std::string_view(contents.bytes)}));
 }
 
 void AppendField(std::string& mail, std::string_view name, std::string_view value) {
@@ -55,7 +35,7 @@ void AppendField(std::string& mail, std::string_view name, std::string_view valu
 }
 
 std::string EncodeTextOf(std::string_view name, std::string_view text) {
-  return EncodeHeaderText(text, name.size() + 2);
+  return mime::EncodeHeaderText(text, name.size() + 2);
 }
 
 // An address header, and beside it the original text wherever addresses had to be made up.
@@ -82,7 +62,7 @@ void AppendSender(std::string& mail, const MailHeaders& headers, std::string_vie
 std::string MessageIdOf(const std::string& key, const MailContents& contents) {
   const bool isFile = contents.kind == ContentsKind::StoredFile;
   const std::string digest =
-      isFile ? DigestOf({key, contents.fileName, contents.bytes}) : std::string(key);
+      isFile ? ToHex(DigestOf({key, contents.fileName, contents.bytes})) : key;
   return '<' + digest + '@' + std::string(MEMBER_DOMAIN) + '>';
 }
 
@@ -100,7 +80,7 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
 }
 
 void AppendText(std::string& mail, std::string_view codePage932) {
-  const EncodedText text = EncodeTextPart(host::CodePage932ToUtf8(codePage932));
+  const mime::EncodedText text = mime::EncodeTextPart(host::CodePage932ToUtf8(codePage932));
   AppendField(mail, "Content-Type", text.contentType);
   AppendField(mail, "Content-Transfer-Encoding", text.transferEncoding);
   mail.append("\r\n").append(text.contents);
@@ -139,9 +119,9 @@ std::string ContentTypeOf(std::string_view extension) {
       {".xls", "application/vnd.ms-excel"},
       {".zip", "application/zip"},
   }};
-  std::unique_ptr<gchar, Free> small(
-      g_ascii_strdown(extension.data(), static_cast<gssize>(extension.size())));
-  const auto isMeant = [&](const Entry& entry) { return entry.extension == small.get(); };
+  const auto isMeant = [&](const Entry& entry) {
+    return mime::EqualsIgnoringCase(entry.extension, extension);
+  };
   const auto found = std::find_if(ENTRIES.begin(), ENTRIES.end(), isMeant);
   return found == ENTRIES.end() ? "application/octet-stream" : found->contentType;
 }
@@ -151,9 +131,10 @@ std::string FileNameOf(const MailHeaders& headers, const MailContents& contents)
   if (!contents.fileName.empty()) return ToSafeName(contents.fileName);
   const std::string_view extension = contents.extension;
   std::string name = ToSafeName(headers.subject.value_or("file"), MAX_NAME_BYTES / 2);
-  const bool isNamedAlready = name.size() > extension.size() &&
-                              g_ascii_strncasecmp(name.data() + name.size() - extension.size(),
-                                                  extension.data(), extension.size()) == 0;
+  const bool isNamedAlready =
+      name.size() > extension.size() &&
+      mime::EqualsIgnoringCase(std::string_view(name).substr(name.size() - extension.size()),
+                               extension);
   if (!isNamedAlready) name += ToSafeName("x" + std::string(extension), 64).substr(1);
   return name;
 }
@@ -166,35 +147,47 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
   const std::string name = FileNameOf(headers, contents);
   // Both ways in which readers look for names beyond ASCII.
   AppendField(mail, "Content-Type",
-              ContentTypeOf(contents.extension) + EncodeWordParameter("name", name));
-  AppendField(mail, "Content-Disposition", "attachment" + EncodeParameter("filename", name));
+              ContentTypeOf(contents.extension) + mime::EncodeWordParameter("name", name));
+  AppendField(mail, "Content-Disposition", "attachment" + mime::EncodeParameter("filename", name));
   AppendField(mail, "Content-Transfer-Encoding", "base64");
-  mail.append("\r\n").append(EncodeBase64(contents.bytes));
+  mail.append("\r\n").append(mime::EncodeBase64Lines(contents.bytes));
   mail.append("\r\n--" + boundary + "--\r\n");
 }
 
 }  // namespace
 
-FinishedMail ComposeMail(const MailHeaders& headers, const MailContents& contents,
+std::optional<std::int64_t> InstantOf(const MailHeaders& headers, const MailContents& contents) {
+  switch (contents.kind) {
+    case ContentsKind::MimeMail:
+      return InstantOfMail(headers.date, contents.bytes);
+    case ContentsKind::WholeMail:
+      if (headers.date) return *headers.date;
+      return InstantOfHeader(contents.bytes);
+    case ContentsKind::Text:
+    case ContentsKind::StoredFile:
+      break;
+  }
+  if (!headers.date) return std::nullopt;
+  return InstantOfColumnDate(*headers.date);
+}
+
+FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                          std::string_view memberId) {
   FinishedMail mail;
   mail.key = KeyOf(headers, contents);
   mail.isComplete = contents.missing.empty();
+  mail.instant = InstantOf(headers, contents);
   switch (contents.kind) {
     case ContentsKind::MimeMail:
-      mail.instant = InstantOfMail(headers.date, contents.bytes);
-      mail.bytes = contents.bytes;
+      mail.bytes = std::move(contents.bytes);
       return mail;
     case ContentsKind::WholeMail:
-      mail.instant = headers.date ? std::optional<std::int64_t>(*headers.date)
-                                  : InstantOfHeader(contents.bytes);
-      mail.bytes = ConvertWholeMail(contents.bytes);
+      mail.bytes = ConvertWholeMail(std::move(contents.bytes));
       return mail;
     case ContentsKind::Text:
     case ContentsKind::StoredFile:
       break;
   }
-  if (headers.date) mail.instant = InstantOfColumnDate(*headers.date);
   mail.bytes = HeaderLines(headers, contents, mail, memberId);
   if (contents.kind == ContentsKind::StoredFile && mail.isComplete) {
     AppendFile(mail.bytes, headers, contents, mail.key);

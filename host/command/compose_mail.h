@@ -22,13 +22,18 @@ struct FinishedMail {
 };
 
 // The same answers always give the same mail. `memberId` is the owner of the store, who counts as
-// the sender of mails without one.
-[[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, const MailContents& contents,
+// the sender of mails without one. Big mails are not copied: the bytes of `contents` are moved
+// away.
+[[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                                        std::string_view memberId);
+
+// When the mail was sent, as far as the store tells.
+[[nodiscard]] std::optional<std::int64_t> InstantOf(const MailHeaders& headers,
+                                                    const MailContents& contents);
 
 // A whole mail in code page 932 as correct MIME. Mail in pure ASCII is given back as it is; header
 // text becomes encoded words, and a text without a charset of its own becomes UTF-8.
-[[nodiscard]] std::string ConvertWholeMail(std::string_view mail);
+[[nodiscard]] std::string ConvertWholeMail(std::string mail);
 
 }  // namespace nimport::command
 

@@ -1,12 +1,7 @@
 #include "host/command/contact.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <initializer_list>
 #include <utility>
-
-#include <glib.h>
 
 #include "host/command/mailboxes.h"
 
@@ -14,34 +9,13 @@ namespace nimport::command {
 
 namespace {
 
-// SHA-256 of the texts; where one of them ends makes a difference.
-std::string DigestOf(std::initializer_list<std::string_view> texts) {
-  GChecksum* const checksum = g_checksum_new(G_CHECKSUM_SHA256);
-  for (const std::string_view text : texts) {
-    const std::string length = std::to_string(text.size()) + ':';
-    for (const std::string_view part : {std::string_view(length), text}) {
-      g_checksum_update(checksum, reinterpret_cast<const guchar*>(part.data()),
-                        static_cast<gssize>(part.size()));
-    }
-  }
-  std::array<guint8, 32> digest{};
-  gsize size = digest.size();
-  g_checksum_get_digest(checksum, digest.data(), &size);
-  g_checksum_free(checksum);
-  return {digest.begin(), digest.end()};
-}
-
-// The first half of a digest as a UUID of version 8, whose bits are the maker's choice (RFC 9562).
-std::string ToUuid(std::string digest) {
-  digest[6] = static_cast<char>((digest[6] & 0x0F) | 0x80);
-  digest[8] = static_cast<char>((digest[8] & 0x3F) | 0x80);
-  std::string uuid;
-  for (std::size_t i = 0; i < 16; ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) uuid += '-';
-    std::array<char, 3> hex{};
-    std::snprintf(hex.data(), hex.size(), "%02x", static_cast<unsigned char>(digest[i]));
-    uuid += hex.data();
-  }
+// A digest as a UUID of version 8, whose bits are the maker's choice (RFC 9562).
+std::string ToUuid(Digest digest) {
+  digest[6] = static_cast<std::uint8_t>((digest[6] & 0x0F) | 0x80);
+  digest[8] = static_cast<std::uint8_t>((digest[8] & 0x3F) | 0x80);
+  std::string uuid = ToHex(digest);
+  for (const std::size_t place : {20, 16, 12, 8})
+    uuid.insert(place, 1, '-');
   return uuid;
 }
 
@@ -79,17 +53,17 @@ std::string Contact::DisplayName() const {
 }
 
 GroupKey KeyOfGroup(const GroupKey& parent, std::string_view name) {
-  return DigestOf({parent, name});
+  return DigestOf({BytesOf(parent), name});
 }
 
 Contact ContactMaker::Make(host::Address address, std::span<const std::string> groups,
                            const GroupKey& group) {
   Contact contact;
-  std::string digest = DigestOf({group, address.name, address.userId, address.comment});
+  Digest digest = DigestOf({BytesOf(group), address.name, address.userId, address.comment});
   if (const int seen = digests_[digest]++; seen > 0) {
-    digest = DigestOf({digest, std::to_string(seen)});
+    digest = DigestOf({BytesOf(digest), std::to_string(seen)});
   }
-  contact.uid = ToUuid(std::move(digest));
+  contact.uid = ToUuid(digest);
   contact.id = address.id;
   contact.emails = EmailsIn(address.userId);
   contact.name = std::move(address.name);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/address_book.h"
+#include "host/command/digest.h"
 
 namespace nimport::command {
 
@@ -34,8 +35,8 @@ struct Contact {
 // deep as it has rows. Nobody files friends deeper.
 inline constexpr std::size_t MAX_CATEGORIES = 64;
 
-// Stands for a group and all groups above it: 32 bytes that differ wherever one of the names does.
-using GroupKey = std::string;
+// Stands for a group and all groups above it: differs wherever one of the names does.
+using GroupKey = Digest;
 [[nodiscard]] GroupKey KeyOfGroup(const GroupKey& parent, std::string_view name);
 
 // Makes contacts and keeps apart those in which the store holds the very same.
@@ -46,7 +47,7 @@ class ContactMaker {
                              const GroupKey& group);
 
  private:
-  std::map<std::string, int> digests_;  // how often each was seen
+  std::map<Digest, int> digests_;  // how often each was seen
 };
 
 }  // namespace nimport::command

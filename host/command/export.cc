@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <gmime/gmime.h>
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
 #include <unistd.h>
@@ -100,7 +99,6 @@ void PutAccount(const Account& account, const Options& options) {
 }  // namespace
 
 int RunExport(const host::Library& library, const Options& options) {
-  g_mime_init();
   RequireOutsideStore(options);
   Exporter exporter(library, options.format);
   const TargetDirectory lock(options.targetDirectory);

@@ -171,7 +171,7 @@ void Exporter::ExportMail(const MailReader::OpenFolder& open, std::int32_t posit
   };
   MailHeaders headers;
   try {
-    const MailContents contents = open.Contents(position, askHeaders);
+    MailContents contents = open.Contents(position, askHeaders);
     if (contents.HasOwnHeader()) {
       headers = FewHeaders(open.MailAt(position), contents);
     } else {
@@ -204,8 +204,8 @@ MailHeaders Exporter::FewHeaders(const host::Mail& mail, const MailContents& con
   return headers;
 }
 
-void Exporter::WriteMail(const MailHeaders& headers, const MailContents& contents,
-                         std::int32_t position, FolderWriter& writer, FolderAccount& folder) const {
+void Exporter::WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
+                         FolderWriter& writer, FolderAccount& folder) const {
   const FinishedMail mail = ComposeMail(headers, contents, reader_->session().accountName());
   const auto outcome = writer.Write(mail, position, headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;

@@ -52,7 +52,7 @@ class Exporter {
                   FolderAccount& folder);
   // What is needed beside the header of a mail that has one of its own.
   [[nodiscard]] MailHeaders FewHeaders(const host::Mail& mail, const MailContents& contents) const;
-  void WriteMail(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
+  void WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
                  FolderWriter& writer, FolderAccount& folder) const;
   // Mails with a header of their own keep it whatever the plug-in makes of it.
   void AddNotes(const MailHeaders& headers, const MailContents& contents, std::int32_t position,

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/command/digest.h"
 #include "host/command/mail_date.h"
 #include "host/command/mailboxes.h"
 #include "host/command/new_file.h"
@@ -135,11 +136,9 @@ const fs::path& Made(const fs::path& directory) {
   return directory;
 }
 
-// FNV-1a, never 0.
-std::uint64_t DigestOf(const std::string& key) {
-  std::uint64_t digest = 0xCBF2'9CE4'8422'2325;
-  for (const char c : key)
-    digest = (digest ^ static_cast<unsigned char>(c)) * 0x100'0000'01B3;
+// Never 0.
+std::uint64_t SlotDigestOf(std::string_view key) {
+  const std::uint64_t digest = ShortDigestOf(key);
   return digest == 0 ? 1 : digest;
 }
 
@@ -417,7 +416,7 @@ class MboxWriter final : public FolderWriter {
 }  // namespace
 
 std::string MailKeys::Take(const std::string& key) {
-  const std::uint64_t digest = DigestOf(key);
+  const std::uint64_t digest = SlotDigestOf(key);
   if (Insert(digest)) return key;
   const int count = ++counts_.try_emplace(digest, 1).first->second;
   return key + '-' + std::to_string(count);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <glib.h>
+#include "mime/transfer_encoding.h"
 
 namespace nimport::command {
 
@@ -22,17 +22,9 @@ bool IsSafe(std::string_view text) {
          std::ranges::all_of(text, isSafe);
 }
 
-std::string ToBase64(std::string_view bytes) {
-  gchar* const encoded =
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size());
-  std::string out(encoded);
-  g_free(encoded);
-  return out;
-}
-
 void AppendLine(std::string& entry, std::string_view attribute, std::string_view value) {
   std::string line(attribute);
-  line += IsSafe(value) ? ": " + std::string(value) : ":: " + ToBase64(value);
+  line += IsSafe(value) ? ": " + std::string(value) : ":: " + mime::EncodeBase64Line(value);
   // The line is plain ASCII by now.
   std::string_view rest = line;
   for (std::size_t room = MAX_LINE; rest.size() > room; room = MAX_LINE - 1) {

@@ -2,7 +2,6 @@
 #include <iomanip>
 #include <iostream>
 
-#include <gmime/gmime.h>
 #include <nlohmann/json.hpp>
 
 #include "host/command/commands.h"
@@ -20,20 +19,6 @@ namespace nimport::command {
 namespace {
 
 using nlohmann::ordered_json;
-
-std::optional<std::int64_t> InstantOf(const MailHeaders& headers, const MailContents& contents) {
-  switch (contents.kind) {
-    case ContentsKind::MimeMail:
-      return InstantOfMail(headers.date, contents.bytes);
-    case ContentsKind::WholeMail:
-      return headers.date;
-    case ContentsKind::Text:
-    case ContentsKind::StoredFile:
-      break;
-  }
-  if (!headers.date) return std::nullopt;
-  return InstantOfColumnDate(*headers.date);
-}
 
 ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t position,
                           int& exitCode) {
@@ -78,7 +63,6 @@ void PrintMail(const ordered_json& mail) {
 }  // namespace
 
 int RunList(const host::Library& library, const Options& options) {
-  g_mime_init();
   const MailReader reader(library);
   int exitCode = EXIT_ALL_DONE;
   ordered_json folders = ordered_json::array();

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <gmime/gmime.h>
 #include <time.h>
 
 #include "host/command/header_lines.h"
+#include "mime/date.h"
 
 namespace nimport::command {
 
@@ -53,17 +53,7 @@ std::int64_t InstantOfColumnDate(std::int32_t date) {
 }
 
 std::optional<std::int64_t> InstantOfHeader(std::string_view mail) {
-  std::string text = FindHeaderValue(mail, "Date");
-  // The one zone name that matters here and that general parsers do not know.
-  if (const std::size_t zone = text.find("JST"); zone != std::string::npos) {
-    text.replace(zone, 3, "+0900");
-  }
-  if (text.empty()) return std::nullopt;
-  GDateTime* const parsed = g_mime_utils_header_decode_date(text.c_str());
-  if (parsed == nullptr) return std::nullopt;
-  const std::int64_t instant = g_date_time_to_unix(parsed);
-  g_date_time_unref(parsed);
-  return instant;
+  return mime::ParseDate(FindHeaderValue(mail, "Date"));
 }
 
 std::optional<std::int64_t> InstantOfMail(std::optional<std::int32_t> date, std::string_view mail) {

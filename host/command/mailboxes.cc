@@ -159,7 +159,7 @@ std::string EncodeMailboxes(const std::vector<Mailbox>& mailboxes, std::size_t c
       out += mailbox.address;
       continue;
     }
-    const std::string phrase = EncodePhrase(mailbox.name, column);
+    const std::string phrase = mime::EncodePhrase(mailbox.name, column);
     const std::size_t lastLine = phrase.rfind('\n');
     const std::size_t end =
         lastLine == std::string::npos ? column + phrase.size() : phrase.size() - lastLine - 1;

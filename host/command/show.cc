@@ -2,7 +2,6 @@
 #include <iostream>
 #include <stdexcept>
 
-#include <gmime/gmime.h>
 #include <nlohmann/json.hpp>
 
 #include "host/command/commands.h"
@@ -103,7 +102,7 @@ ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t posit
   ordered_json error = Try(
       [&] {
         contents = open.Contents(position);
-        instant = ComposeMail(headers, *contents, {}).instant;
+        instant = InstantOf(headers, *contents);
         return ordered_json();
       },
       exitCode);
@@ -166,7 +165,6 @@ void Print(const ordered_json& mail) {
 }  // namespace
 
 int RunShow(const host::Library& library, const Options& options) {
-  g_mime_init();
   const MailReader reader(library);
   const FolderPlace place = FindFolders(reader.session(), options.folder).front();
   const MailReader::OpenFolder open(reader, place);
@@ -175,7 +173,7 @@ int RunShow(const host::Library& library, const Options& options) {
   }
   if (options.isSource) {
     const MailHeaders headers = open.Headers(options.mail);
-    const MailContents contents = open.Contents(options.mail);
+    MailContents contents = open.Contents(options.mail);
     const std::string& member = reader.session().accountName();
     std::cout << ForStandardOutput(ComposeMail(headers, contents, member).bytes);
     return PrintLosses(library) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;

@@ -1,27 +1,21 @@
 // Whole mails that the store keeps as text in code page 932.
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <memory>
-
-#include <gmime/gmime.h>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "host/command/compose_mail.h"
 #include "host/command/header_lines.h"
 #include "host/command/mailboxes.h"
 #include "host/text.h"
 #include "mime/header_encoding.h"
+#include "mime/parameterized_value.h"
+#include "mime/text_part.h"
 
 namespace nimport::command {
 
 namespace {
-
-struct Unref {
-  void operator()(gpointer object) const { g_object_unref(object); }
-};
-struct Free {
-  void operator()(gpointer memory) const { g_free(memory); }
-};
 
 template <std::size_t COUNT>
 bool IsOneOf(std::string_view name, const std::array<std::string_view, COUNT>& names) {
@@ -36,16 +30,19 @@ bool IsAddressField(std::string_view name) {
   return IsOneOf(name, NAMES);
 }
 
-// The value of a field with parameters, its 8-bit parameters encoded.
-template <typename Parse, typename EncodeValue>
-std::string EncodeParameters(const std::string& value, Parse parse, EncodeValue encode) {
-  GMimeFormatOptions* const format = g_mime_format_options_new();
-  g_mime_format_options_set_newline_format(format, GMIME_NEWLINE_FORMAT_DOS);
-  const std::unique_ptr<std::remove_pointer_t<decltype(parse(nullptr, ""))>, Unref> parsed(
-      parse(nullptr, value.c_str()));
-  const std::unique_ptr<gchar, Free> text(encode(parsed.get(), format));
-  g_mime_format_options_free(format);
-  return text.get();
+constexpr std::string_view PLAIN_TEXT = "text/plain";
+
+// A field as "NAME: WORD; PARAMETERS" with its line end; the parameters are code page 932.
+std::string WithParameters(const std::string& name, std::string_view word,
+                           std::vector<mime::Parameter> parameters) {
+  for (mime::Parameter& parameter : parameters)
+    parameter.value = host::CodePage932ToUtf8(parameter.value);
+  return name + ": " + mime::EncodeParameters(word, parameters, name.size() + 2) + "\r\n";
+}
+
+std::string MediaTypeOf(const mime::ParameterizedValue& value) {
+  std::string type = mime::ToMediaType(value.word());
+  return type.empty() ? std::string(PLAIN_TEXT) : type;
 }
 
 std::string ConvertField(const HeaderField& field) {
@@ -55,17 +52,16 @@ std::string ConvertField(const HeaderField& field) {
   const std::size_t column = name.size() + 2;
   if (IsAddressField(name))
     return name + ": " + EncodeMailboxes(ToMailboxes(value), column) + "\r\n";
-  // These two come with their first blank and their line end.
   if (IsSameName(name, "Content-Type")) {
-    return name + ":" +
-           EncodeParameters(value, g_mime_content_type_parse, g_mime_content_type_encode);
+    const auto type = mime::ParameterizedValue::Parse(field.Value());
+    return WithParameters(name, MediaTypeOf(type), type.All());
   }
   if (IsSameName(name, "Content-Disposition")) {
-    return name + ":" +
-           EncodeParameters(value, g_mime_content_disposition_parse,
-                            g_mime_content_disposition_encode);
+    const auto disposition = mime::ParameterizedValue::Parse(field.Value());
+    const bool isInline = IsSameName(disposition.word(), "inline");
+    return WithParameters(name, isInline ? "inline" : "attachment", disposition.All());
   }
-  return name + ": " + EncodeHeaderText(value, column) + "\r\n";
+  return name + ": " + mime::EncodeHeaderText(value, column) + "\r\n";
 }
 
 std::string ValueOf(const HeaderBlock& header, std::string_view name) {
@@ -84,27 +80,24 @@ bool LacksCharset(const HeaderBlock& header) {
   }
   const std::string value = ValueOf(header, "Content-Type");
   if (value.empty()) return true;
-  const std::unique_ptr<GMimeContentType, Unref> type(
-      g_mime_content_type_parse(nullptr, value.c_str()));
-  if (!g_mime_content_type_is_type(type.get(), "text", "*")) return false;
-  const char* const charset = g_mime_content_type_get_parameter(type.get(), "charset");
-  if (charset == nullptr) return true;
+  const auto type = mime::ParameterizedValue::Parse(value);
+  if (!IsSameName(MediaTypeOf(type).substr(0, 5), "text/")) return false;
+  const std::optional<std::string> charset = type.Find("charset");
+  if (!charset) return true;
   // 7-bit charsets: the mail client has converted the text and left the header as it was.
   static constexpr std::array<std::string_view, 5> SEVEN_BIT = {
       "us-ascii", "iso-2022-jp", "iso-2022-jp-1", "iso-2022-jp-2", "iso-2022-jp-3"};
-  return IsOneOf(charset, SEVEN_BIT);
+  return IsOneOf(*charset, SEVEN_BIT);
 }
 
-// "text/plain" with charset UTF-8 and whatever other parameters the mail gives.
+// The field for a body in UTF-8, with whatever other parameters the mail gives.
 std::string Utf8ContentType(const std::string& value) {
-  const std::unique_ptr<GMimeContentType, Unref> type(
-      g_mime_content_type_parse(nullptr, value.empty() ? "text/plain" : value.c_str()));
-  g_mime_content_type_set_parameter(type.get(), "charset", "utf-8");
-  GMimeFormatOptions* const format = g_mime_format_options_new();
-  g_mime_format_options_set_newline_format(format, GMIME_NEWLINE_FORMAT_DOS);
-  const std::unique_ptr<gchar, Free> text(g_mime_content_type_encode(type.get(), format));
-  g_mime_format_options_free(format);
-  return text.get();
+  const auto type = mime::ParameterizedValue::Parse(value);
+  std::vector<mime::Parameter> parameters = {{"charset", "utf-8"}};
+  for (mime::Parameter& parameter : type.All()) {
+    if (!IsSameName(parameter.name, "charset")) parameters.push_back(std::move(parameter));
+  }
+  return WithParameters("Content-Type", MediaTypeOf(type), std::move(parameters));
 }
 
 std::string WithUtf8Body(const HeaderBlock& header) {
@@ -114,22 +107,21 @@ std::string WithUtf8Body(const HeaderBlock& header) {
   for (const HeaderField& field : header.fields) {
     if (!IsOneOf(field.name, REPLACED)) out += ConvertField(field);
   }
-  const EncodedText text = EncodeTextPart(host::CodePage932ToUtf8(header.body));
+  const mime::EncodedText text = mime::EncodeTextPart(host::CodePage932ToUtf8(header.body));
   out += "MIME-Version: 1.0\r\n";
-  out +=
-      "Content-Type:" + Utf8ContentType(host::CodePage932ToUtf8(ValueOf(header, "Content-Type")));
+  out += Utf8ContentType(ValueOf(header, "Content-Type"));
   out += "Content-Transfer-Encoding: " + text.transferEncoding + "\r\n\r\n";
   return out + text.contents;
 }
 
 }  // namespace
 
-std::string ConvertWholeMail(std::string_view mail) {
+std::string ConvertWholeMail(std::string mail) {
   const HeaderBlock header = SplitHeader(mail);
   const bool isLawful =
       header.isWellFormed && std::all_of(header.fields.begin(), header.fields.end(),
                                          [](const HeaderField& field) { return field.IsLawful(); });
-  if (isLawful && host::IsAscii(mail)) return std::string(mail);
+  if (isLawful && host::IsAscii(mail)) return mail;
   if (LacksCharset(header)) return WithUtf8Body(header);
   std::string out;
   for (const HeaderField& field : header.fields)

@@ -1,13 +1,11 @@
 #include "mime/header_encoding.h"
 
 #include <algorithm>
-#include <cctype>
 
-#include <gmime/gmime.h>
+#include "mime/transfer_encoding.h"
+#include "text/ascii.h"
 
-#include "host/text.h"
-
-namespace nimport::command {
+namespace nimport::mime {
 
 namespace {
 
@@ -29,22 +27,28 @@ std::string WithoutControls(std::string_view text) {
   return out;
 }
 
-std::string Base64WithoutLines(std::string_view bytes) {
-  gchar* const encoded =
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size());
-  std::string out(encoded);
-  g_free(encoded);
-  return out;
+bool IsAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// The longest beginning of `text` that has at most `maxBytes` bytes and ends with a whole
+// character.
+std::string_view CutUtf8(std::string_view text, std::size_t maxBytes) {
+  if (text.size() <= maxBytes) return text;
+  const auto isWithin = [&](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
+  while (maxBytes > 0 && isWithin(maxBytes))
+    --maxBytes;
+  return text.substr(0, maxBytes);
 }
 
 // The longest beginning of `text` for one encoded word of at most `maxBytes` bytes: whole
-// characters and, where it can be had, no padding. Some readers, GMime among them, join the words
-// before they decode them and stop at padding in the middle.
+// characters and, where it can be had, no padding. Some readers join the words before they decode
+// them and stop at padding in the middle.
 std::string_view CutForWord(std::string_view text, std::size_t maxBytes) {
-  const std::string_view longest = host::CutUtf8(text, maxBytes);
+  const std::string_view longest = CutUtf8(text, maxBytes);
   if (longest.size() == text.size()) return longest;
   for (std::size_t size = longest.size() / 3 * 3; size > 0; size -= 3) {
-    if (host::CutUtf8(text, size).size() == size) return text.substr(0, size);
+    if (CutUtf8(text, size).size() == size) return text.substr(0, size);
   }
   return longest;
 }
@@ -57,7 +61,7 @@ std::string EncodeWords(std::string_view text, std::size_t column) {
     const std::size_t room = used < MAX_ENCODED_LINE ? (MAX_ENCODED_LINE - used) / 4 * 3 : 0;
     const std::string_view piece = CutForWord(text, room);
     if (!piece.empty()) {
-      out.append(WORD_BEGIN).append(Base64WithoutLines(piece)).append(WORD_END);
+      out.append(WORD_BEGIN).append(EncodeBase64Line(piece)).append(WORD_END);
       text.remove_prefix(piece.size());
     }
     if (!text.empty()) out.append(FOLD);
@@ -67,7 +71,7 @@ std::string EncodeWords(std::string_view text, std::size_t column) {
 }
 
 bool IsPlain(std::string_view text) {
-  return host::IsAscii(text) && text.find("=?") == std::string_view::npos;
+  return IsAscii(text) && text.find("=?") == std::string_view::npos;
 }
 
 // Breaks ASCII text before blanks, so that unfolding gives it back unchanged. Empty when a word is
@@ -105,7 +109,7 @@ std::string PercentEncoded(std::string_view text) {
   std::string out;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
-    const bool isPlain = byte < 0x80 && (std::isalnum(byte) != 0 || character == '.' ||
+    const bool isPlain = byte < 0x80 && (IsAsciiLetterOrDigit(character) || character == '.' ||
                                          character == '-' || character == '_');
     if (isPlain) {
       out += character;
@@ -116,61 +120,15 @@ std::string PercentEncoded(std::string_view text) {
   return out;
 }
 
+bool IsToken(std::string_view text) {
+  return !text.empty() && std::ranges::all_of(text, IsTokenCharacter);
+}
+
 bool IsAtomsAndBlanks(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return std::isalnum(byte) != 0 ||
+    return IsAsciiLetterOrDigit(character) ||
            std::string_view(" !#$%&'*+-/=?^_`{|}~").find(character) != std::string_view::npos;
   });
-}
-
-std::string Encode(std::string_view bytes, GMimeContentEncoding encoding) {
-  GMimeEncoding state;
-  g_mime_encoding_init_encode(&state, encoding);
-  std::string out(g_mime_encoding_outlen(&state, bytes.size()), '\0');
-  out.resize(g_mime_encoding_flush(&state, bytes.data(), bytes.size(), out.data()));
-  return out;
-}
-
-std::string ToCrLf(std::string_view text) {
-  std::string out;
-  out.reserve(text.size() + text.size() / 32);
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    out.append(text.substr(0, end));
-    if (end < text.size()) out.append("\r\n");
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return out;
-}
-
-std::string ToLf(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool isPair = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
-    if (!isPair) out += text[i];
-  }
-  return out;
-}
-
-// Whether `text` may travel as it is: lines of lawful length and no CR by itself.
-bool HasLawfulLines(std::string_view text) {
-  std::size_t lineBegin = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool isLineEnd = text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
-    if (text[i] == '\0' || (text[i] == '\r' && !isLineEnd)) return false;
-    const bool isInLine = text[i] != '\r' && text[i] != '\n';
-    if (isInLine && i - lineBegin >= MAX_LINE) return false;
-    if (text[i] == '\n') lineBegin = i + 1;
-  }
-  return true;
-}
-
-bool IsMostlyAscii(std::string_view text) {
-  const auto isAscii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
-  const auto asciiCount = std::count_if(text.begin(), text.end(), isAscii);
-  return static_cast<std::size_t>(asciiCount) * 6 >= text.size() * 5;
 }
 
 }  // namespace
@@ -221,22 +179,25 @@ std::string EncodeWordParameter(std::string_view name, std::string_view value) {
   return label + (IsPlain(clean) ? Quoted(clean) : '"' + EncodeWords(clean, label.size()) + '"');
 }
 
-std::string EncodeBase64(std::string_view bytes) {
-  return ToCrLf(Encode(bytes, GMIME_CONTENT_ENCODING_BASE64));
-}
-
-std::string EncodeQuotedPrintable(std::string_view text) {
-  return ToCrLf(Encode(ToLf(text), GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE));
-}
-
-EncodedText EncodeTextPart(std::string_view text) {
-  if (host::IsAscii(text) && HasLawfulLines(text)) {
-    return {"text/plain; charset=us-ascii", "7bit", std::string(text)};
+std::string EncodeParameters(std::string_view word, const std::vector<Parameter>& parameters,
+                             std::size_t column) {
+  std::string out(word);
+  column += word.size();
+  for (const Parameter& parameter : parameters) {
+    std::string name = parameter.name;
+    // What marks the forms of RFC 2231 belongs to no name.
+    std::erase_if(name, [](char c) { return !IsTokenCharacter(c) || c == '*' || c == '%'; });
+    if (name.empty()) continue;
+    const std::string onSameLine = "; " + name + '=' + parameter.value;
+    if (IsToken(parameter.value) && column + onSameLine.size() < GOOD_LINE) {
+      out += onSameLine;
+      column += onSameLine.size();
+    } else {
+      out += EncodeParameter(name, parameter.value);
+      column = out.size() - out.rfind('\n') - 1;
+    }
   }
-  if (IsMostlyAscii(text)) {
-    return {"text/plain; charset=utf-8", "quoted-printable", EncodeQuotedPrintable(text)};
-  }
-  return {"text/plain; charset=utf-8", "base64", EncodeBase64(text)};
+  return out;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::mime

@@ -1,12 +1,15 @@
-// Text in the forms that mail allows. Input is UTF-8; lines end with CR LF.
+// Text in the forms that header fields allow. Input is UTF-8; lines end with CR LF.
 #ifndef NIMPORT_MIME_HEADER_ENCODING_H_
 #define NIMPORT_MIME_HEADER_ENCODING_H_
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
-namespace nimport::command {
+#include "mime/parameterized_value.h"
+
+namespace nimport::mime {
 
 // `text` as the value of an unstructured header field, folded; encoded words where it is not plain
 // ASCII. Control characters become blanks. `column` is where the value begins on its first line.
@@ -21,23 +24,14 @@ namespace nimport::command {
 [[nodiscard]] std::string EncodeParameter(std::string_view name, std::string_view value);
 [[nodiscard]] std::string EncodeWordParameter(std::string_view name, std::string_view value);
 
-// Lines of 76 characters.
-[[nodiscard]] std::string EncodeBase64(std::string_view bytes);
+// A word with its parameters as the value of Content-Type or Content-Disposition. A parameter that
+// is a token stands on the line of the word as long as there is room, as in
+// "text/plain; charset=utf-8"; others as EncodeParameter has them. `column` as above. What no name
+// can have is left out of names.
+[[nodiscard]] std::string EncodeParameters(std::string_view word,
+                                           const std::vector<Parameter>& parameters,
+                                           std::size_t column);
 
-// `text` with CR LF line ends.
-[[nodiscard]] std::string EncodeQuotedPrintable(std::string_view text);
-
-// A text part's header lines and contents.
-struct EncodedText {
-  std::string contentType;       // value of Content-Type
-  std::string transferEncoding;  // value of Content-Transfer-Encoding
-  std::string contents;
-};
-
-// `text` as text/plain, as it stands where it is ASCII in lines of lawful length. Decoding gives
-// back the very same text, but for a line end after the last line.
-[[nodiscard]] EncodedText EncodeTextPart(std::string_view text);
-
-}  // namespace nimport::command
+}  // namespace nimport::mime
 
 #endif  // NIMPORT_MIME_HEADER_ENCODING_H_

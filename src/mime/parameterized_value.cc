@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
+#include <map>
 
 #include "mime/header_text.h"
 #include "text/ascii.h"
@@ -98,7 +100,26 @@ std::string_view TakeCharset(std::string_view& value) {
   return charset;
 }
 
+// The token at the front of `text`.
+std::string_view LeadingToken(std::string_view text) {
+  return {text.begin(), std::ranges::find_if_not(text, IsTokenCharacter)};
+}
+
 }  // namespace
+
+bool IsTokenCharacter(char character) {
+  constexpr std::string_view SPECIALS = "()<>@,;:\\\"/[]?=";
+  return character > ' ' && character < '\x7F' &&
+         SPECIALS.find(character) == std::string_view::npos;
+}
+
+std::string ToMediaType(std::string_view word) {
+  const std::string_view type = LeadingToken(word);
+  std::string_view rest = Trim(word.substr(type.size()));
+  if (type.empty() || !rest.starts_with('/')) return {};
+  const std::string_view subtype = LeadingToken(Trim(rest.substr(1)));
+  return subtype.empty() ? std::string() : std::string(type) + '/' + std::string(subtype);
+}
 
 ParameterizedValue ParameterizedValue::Parse(std::string_view rawValue) {
   const std::string text = UnfoldHeaderValue(rawValue);
@@ -135,22 +156,37 @@ ParameterizedValue::Piece ParameterizedValue::MakePiece(std::string_view name, s
 }
 
 std::optional<std::string> ParameterizedValue::Find(std::string_view name) const {
-  std::vector<const Piece*> extended;
-  const Piece* plain = nullptr;
+  std::vector<const Piece*> found;
   for (const Piece& piece : pieces_) {
-    if (!EqualsIgnoringCase(piece.name, name)) continue;
-    if (piece.isRfc2231) {
-      extended.push_back(&piece);
-    } else if (plain == nullptr) {
-      plain = &piece;
-    }
+    if (EqualsIgnoringCase(piece.name, name)) found.push_back(&piece);
   }
-  if (!extended.empty()) {
-    std::ranges::stable_sort(extended, {}, &Piece::number);
-    return JoinPieces(extended);
+  if (found.empty()) return std::nullopt;
+  return Decode(found);
+}
+
+std::vector<Parameter> ParameterizedValue::All() const {
+  std::vector<std::vector<const Piece*>> groups;
+  std::map<std::string, std::size_t> placeOf;  // by name in lower case
+  for (const Piece& piece : pieces_) {
+    std::string name = piece.name;
+    std::ranges::transform(name, name.begin(), AsciiLower);
+    const std::size_t place = placeOf.try_emplace(std::move(name), groups.size()).first->second;
+    if (place == groups.size()) groups.emplace_back();
+    groups[place].push_back(&piece);
   }
-  if (plain == nullptr) return std::nullopt;
-  return DecodeEncodedWords(plain->value);
+  std::vector<Parameter> parameters;
+  for (const std::vector<const Piece*>& pieces : groups)
+    parameters.push_back({pieces.front()->name, Decode(pieces)});
+  return parameters;
+}
+
+// `pieces` is all that one parameter consists of.
+std::string ParameterizedValue::Decode(const std::vector<const Piece*>& pieces) {
+  std::vector<const Piece*> extended;
+  std::ranges::copy_if(pieces, std::back_inserter(extended), &Piece::isRfc2231);
+  if (extended.empty()) return DecodeEncodedWords(pieces.front()->value);
+  std::ranges::stable_sort(extended, {}, &Piece::number);
+  return JoinPieces(extended);
 }
 
 std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& pieces) {

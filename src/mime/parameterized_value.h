@@ -8,6 +8,10 @@
 
 namespace nimport::mime {
 
+struct Parameter {
+  std::string name, value;
+};
+
 // The value of a Content-Type or Content-Disposition field: a word and its parameters. All texts
 // are code page 932.
 class ParameterizedValue {
@@ -24,6 +28,9 @@ class ParameterizedValue {
   // eight-bit text. Empty when the parameter is absent.
   [[nodiscard]] std::optional<std::string> Find(std::string_view name) const;
 
+  // All parameters, decoded as Find does it, in the order in which their names come first.
+  [[nodiscard]] std::vector<Parameter> All() const;
+
  private:
   // One "name=value", or one piece of a parameter that was cut into several.
   struct Piece {
@@ -35,11 +42,18 @@ class ParameterizedValue {
   };
 
   static Piece MakePiece(std::string_view name, std::string value);
+  static std::string Decode(const std::vector<const Piece*>& pieces);
   static std::string JoinPieces(const std::vector<const Piece*>& pieces);
 
   std::string word_;
   std::vector<Piece> pieces_;
 };
+
+// Whether a token of MIME may have it: visible ASCII without the special characters.
+[[nodiscard]] bool IsTokenCharacter(char character);
+
+// `word` as "type/subtype", without blanks and anything after it; empty when it is no such thing.
+[[nodiscard]] std::string ToMediaType(std::string_view word);
 
 }  // namespace nimport::mime
 

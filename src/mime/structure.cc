@@ -16,26 +16,6 @@ constexpr std::string_view PLAIN_TEXT = "text/plain";
 constexpr std::string_view ANY_BYTES = "application/octet-stream";
 constexpr std::string_view ENCLOSED_MESSAGE = "message/rfc822";
 
-bool IsTokenCharacter(char character) {
-  constexpr std::string_view SPECIALS = "()<>@,;:\\\"/[]?=";
-  return character > ' ' && character < '\x7F' &&
-         SPECIALS.find(character) == std::string_view::npos;
-}
-
-// The token at the front of `text`.
-std::string_view LeadingToken(std::string_view text) {
-  return {text.begin(), std::ranges::find_if_not(text, IsTokenCharacter)};
-}
-
-// `word` as "type/subtype", without blanks and anything behind it; empty when it is no such thing.
-std::string ToMediaType(std::string_view word) {
-  const std::string_view type = LeadingToken(word);
-  std::string_view rest = Trim(word.substr(type.size()));
-  if (type.empty() || !rest.starts_with('/')) return {};
-  const std::string_view subtype = LeadingToken(Trim(rest.substr(1)));
-  return subtype.empty() ? std::string() : std::string(type) + '/' + std::string(subtype);
-}
-
 std::string WithoutAngleBrackets(std::string_view contentId) {
   contentId = Trim(contentId);
   if (contentId.starts_with('<')) contentId.remove_prefix(1);

@@ -1,7 +1,7 @@
 // The parts of a mail.
 //
-// Memory is bounded whatever a mail holds, and nothing gets lost: what cannot be understood, such as
-// a text without header or a boundary that never comes, stays plain contents.
+// Memory is bounded whatever a mail holds, and nothing gets lost: what cannot be understood, such
+// as a text without header or a boundary that never comes, stays plain contents.
 #ifndef NIMPORT_MIME_STRUCTURE_H_
 #define NIMPORT_MIME_STRUCTURE_H_
 

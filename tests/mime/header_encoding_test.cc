@@ -5,7 +5,9 @@
 #include <gmime/gmime.h>
 #include <gtest/gtest.h>
 
-namespace nimport::command {
+#include "mime/text_part.h"
+
+namespace nimport::mime {
 namespace {
 
 std::string Repeat(const std::string& text, int times) {
@@ -128,4 +130,4 @@ TEST(EncodeTextPart, FormFitsTheText) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::mime

@@ -16,7 +16,6 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <gmime/gmime.h>
 #include <unistd.h>
 
 #include "mutation/batches.h"

@@ -1,6 +1,5 @@
 #include <string>
 
-#include <gmime/gmime.h>
 #include <gtest/gtest.h>
 
 #include "host/command/compose_mail.h"
@@ -12,7 +11,6 @@ namespace {
 
 // Code page 932: 件 is 8C 8F, 本 is 96 7B.
 TEST(ConvertWholeMail, BecomesCorrectMime) {
-  g_mime_init();
   const struct {
     const char* mail;
     const char* wanted;
