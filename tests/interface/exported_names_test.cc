@@ -26,16 +26,24 @@ std::set<std::string> NamesInHeader() {
   return names;
 }
 
+// What a command prints.
+std::string OutputOf(const std::string& command) {
+  const auto close = [](std::FILE* pipe) { pclose(pipe); };
+  const std::unique_ptr<std::FILE, decltype(close)> pipe(popen(command.c_str(), "r"), close);
+  std::string output;
+  std::array<char, 1024> piece{};
+  while (std::fgets(piece.data(), piece.size(), pipe.get()) != nullptr)
+    output += piece.data();
+  return output;
+}
+
 // Names of dynamic symbols of a library, as nm tells them with such an option.
 std::set<std::string> NamesInLibrary(const std::string& library, const std::string& option) {
-  const auto close = [](std::FILE* pipe) { pclose(pipe); };
-  const std::unique_ptr<std::FILE, decltype(close)> pipe(
-      popen(("nm -D -f posix " + option + " " NIMPORT_BINARY_DIR "/lib/" + library).c_str(), "r"),
-      close);
+  std::istringstream lines(
+      OutputOf("nm -D -f posix " + option + " " NIMPORT_BINARY_DIR "/lib/" + library));
   std::set<std::string> names;
-  std::array<char, 1024> line{};
-  while (std::fgets(line.data(), line.size(), pipe.get()) != nullptr) {
-    std::istringstream words{std::string(line.data())};
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
     std::string name;
     words >> name;
     names.insert(name.substr(0, name.find('@')));
@@ -55,6 +63,25 @@ TEST(ExportedNames, NothingIsDestroyedBeforeTheProcessEnds) {
     const std::set<std::string> used = NamesInLibrary(library, "--undefined-only");
     EXPECT_GT(used.size(), 10u) << library;
     EXPECT_FALSE(used.contains("__cxa_atexit") || used.contains("__cxa_thread_atexit")) << library;
+  }
+}
+
+TEST(BuiltFiles, NeedTheLibrariesOfCAndCppAlone) {
+  const std::regex entry(R"(\(NEEDED\).*\[(lib\w+).*\])");
+  // Of the last three, only builds with sanitizers have any.
+  const std::set<std::string> known = {"libc",    "libm",     "libstdc", "libgcc_s",
+                                       "libasan", "libubsan", "libtsan"};
+  for (const char* file :
+       {"lib/libnimport.so", "lib/libwexmail.so", "bin/nimport", "bin/mkstore", "bin/jetdump"}) {
+    const std::string needed = OutputOf(std::string("readelf -d " NIMPORT_BINARY_DIR "/") + file);
+    std::set<std::string> names;
+    for (std::sregex_iterator match(needed.begin(), needed.end(), entry), end; match != end;
+         ++match) {
+      names.insert((*match)[1]);
+    }
+    EXPECT_TRUE(names.contains("libc")) << file;
+    for (const std::string& name : names)
+      EXPECT_TRUE(known.contains(name)) << file << " needs " << name;
   }
 }
 

@@ -8,13 +8,12 @@
 
 #include "jetwriter/iconv_converter.h"
 #include "jetwriter/write_error.h"
+#include "mime/transfer_encoding.h"
 #include "text/code_page_932.h"
 
 namespace nimport::mkstore {
 namespace {
 
-constexpr std::string_view BASE64_DIGITS =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
 
 // Characters of an encoded word's text; 75 with the marks around it in every charset of use.
@@ -123,19 +122,12 @@ std::string EncodeQ(std::string_view bytes) {
 }  // namespace
 
 std::optional<std::string> DecodeBase64(std::string_view text) {
-  std::string bytes;
-  std::uint32_t bits = 0;
-  unsigned count = 0;
-  for (const char c : text) {
-    if (c == '=' || std::isspace(static_cast<unsigned char>(c)) != 0) continue;
-    const std::size_t digit = BASE64_DIGITS.find(c);
-    if (digit == std::string_view::npos) return std::nullopt;
-    bits = bits << 6 | static_cast<std::uint32_t>(digit);
-    if (++count % 4 != 1) {
-      bytes.push_back(static_cast<char>(bits >> (6 - 2 * ((count - 1) % 4))));
-    }
-  }
-  return bytes;
+  const auto isLawful = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '/' || c == '=' ||
+           std::isspace(static_cast<unsigned char>(c)) != 0;
+  };
+  if (!std::all_of(text.begin(), text.end(), isLawful)) return std::nullopt;
+  return mime::DecodeTransfer(mime::TransferEncoding::Base64, text);
 }
 
 std::optional<std::string> DecodeHex(std::string_view digits) {
@@ -152,20 +144,6 @@ std::optional<std::string> DecodeHex(std::string_view digits) {
     bytes.push_back(static_cast<char>(high << 4 | low));
   }
   return bytes;
-}
-
-std::string EncodeBase64(std::string_view bytes) {
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-    std::uint32_t bits = 0;
-    for (std::size_t k = 0; k < 3; ++k)
-      bits = bits << 8 | (k < count ? ByteAt(bytes, i + k) : 0);
-    for (std::size_t k = 0; k < 4; ++k) {
-      text += k <= count ? BASE64_DIGITS[(bits >> (18 - 6 * k)) & 0x3F] : '=';
-    }
-  }
-  return text;
 }
 
 std::string EncodeQuotedPrintable(std::string_view bytes) {
@@ -210,7 +188,7 @@ std::string ToEncodedWords(std::string_view utf8, std::string_view charset, char
     const std::string bytes = ToCharset(piece, charset);
     words += words.empty() ? "" : "\r\n ";
     words += "=?" + std::string(charset) + "?" + encoding + "?";
-    words += encoding == 'B' ? EncodeBase64(bytes) : EncodeQ(bytes);
+    words += encoding == 'B' ? mime::EncodeBase64Line(bytes) : EncodeQ(bytes);
     words += "?=";
   }
   return words;

@@ -12,9 +12,6 @@ namespace nimport::mkstore {
 [[nodiscard]] std::optional<std::string> DecodeBase64(std::string_view text);
 [[nodiscard]] std::optional<std::string> DecodeHex(std::string_view digits);
 
-// Without line ends.
-[[nodiscard]] std::string EncodeBase64(std::string_view bytes);
-
 // The encoding of mail bodies; lines end with CR LF and have at most 76 characters.
 [[nodiscard]] std::string EncodeQuotedPrintable(std::string_view bytes);
 

@@ -1,6 +1,7 @@
 #include "mkstore/mime_file.h"
 
 #include "jetwriter/write_error.h"
+#include "mime/transfer_encoding.h"
 #include "mkstore/encodings.h"
 
 namespace nimport::mkstore {
@@ -14,7 +15,7 @@ std::string EncodeContents(const Node& node, const std::string& defaultCharset) 
 }
 
 std::string WrapBase64(std::string_view bytes, const std::string& eol) {
-  const std::string text = EncodeBase64(bytes);
+  const std::string text = mime::EncodeBase64Line(bytes);
   std::string lines;
   for (std::size_t at = 0; at < text.size(); at += BASE64_LINE_CHARACTERS) {
     if (at != 0) lines += eol;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "mkstore/encodings.h"
+#include "mime/transfer_encoding.h"
 
 namespace nimport::mkstore {
 namespace {
@@ -289,7 +289,7 @@ class MailGenerator {
               "Content-Transfer-Encoding: base64",
               "Content-Disposition: attachment; filename=\"data.bin\"",
               "",
-              {{"body", {{"base64", EncodeBase64(MakeBytes(settings_.attachmentBytes))}}},
+              {{"body", {{"base64", mime::EncodeBase64Line(MakeBytes(settings_.attachmentBytes))}}},
                {"encoding", "base64"}},
               "",
               "--=_" + id + "--"}}};

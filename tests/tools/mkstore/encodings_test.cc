@@ -30,8 +30,6 @@ TEST(ToCharset, AsMailSoftwareOfTheTimeMeansThem) {
 }
 
 TEST(Encodings, OfMailBodies) {
-  EXPECT_EQ(EncodeBase64(std::string("\x00\xFF\x10", 3)), "AP8Q");
-  EXPECT_EQ(EncodeBase64("ab"), "YWI=");
   EXPECT_EQ(DecodeBase64("YW\r\nI="), "ab");
   EXPECT_EQ(DecodeBase64("Y!"), std::nullopt);
   EXPECT_EQ(DecodeHex("00fF"), std::string("\x00\xFF", 2));
