@@ -98,7 +98,7 @@ class DateReader {
     return TakeNumber();
   }
 
-  // Whether "+0900", "+09:00", "+9:00" or "+09" stands here; "-98" may be a year.
+  // Whether "+0900", "+900", "+09:00", "+9:00" or "+09" stands here; "-98" may be a year.
   [[nodiscard]] bool IsOffset() const {
     if (!rest_.starts_with('+') && !rest_.starts_with('-')) return false;
     std::size_t digits = 0;
@@ -106,7 +106,8 @@ class DateReader {
       ++digits;
     const bool hasColon = rest_.substr(1 + digits).starts_with(':');
     const bool isShort = digits == 1 || digits == 2;
-    return digits == 4 || (isShort && (hasColon || (rest_.starts_with('+') && digits == 2)));
+    return digits == 3 || digits == 4 ||
+           (isShort && (hasColon || (rest_.starts_with('+') && digits == 2)));
   }
 
   bool TakeOffset() {

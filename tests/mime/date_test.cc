@@ -22,6 +22,7 @@ TEST(ParseDate, ReadsWhatMailProgramsWrote) {
       {"13-January-1998 10:00:00 +09:00", TEN_IN_TOKYO, "a month in full, a colon in the zone"},
       {"Tue Jan 13 10:00:00 JST 1998", TEN_IN_TOKYO, "the form of Unix"},
       {"1998-01-13T10:00:00.5+09:00", TEN_IN_TOKYO, "ISO 8601"},
+      {"13 Jan 1998 10:00 +900", TEN_IN_TOKYO, "a zone of three digits"},
       {"98/01/13 10:00 +9:00", TEN_IN_TOKYO, "the year first"},
       {"01/13/98 01:00 GMT", TEN_IN_TOKYO, "the month first"},
       {"13/1/1998 1:00", TEN_IN_TOKYO, "the day first, where it can be nothing else"},
