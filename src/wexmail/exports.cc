@@ -7,7 +7,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "common/library_lifetime.h"
 #include "mime/buffer.h"
 #include "platform/mime_entry_points.h"
 #include "wexmail/session_table.h"
@@ -22,9 +21,9 @@ namespace nimport::mime {
 namespace {
 
 SessionTable& Sessions() {
-  // A caller's exit handlers may still come here.
-  static SessionTable& sessions = MakeForLibrary<SessionTable>();
-  return sessions;
+  // Never destroyed: a caller's exit handlers may still come here.
+  static auto* const sessions = new SessionTable;
+  return *sessions;
 }
 
 // Runs `ask` on the session's mail under its lock; 0 for an unknown session or one without a mail,
