@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/buffer.h"
 #include "mime/part.h"
-#include "mime/part_lists.h"
 #include "mime/part_roles.h"
+#include "wexmail/buffer.h"
+#include "wexmail/part_lists.h"
 
 namespace nimport::mime {
 

@@ -1,7 +1,7 @@
 // Memory that the library hands out. A caller holds plain pointers and releases each with one call,
 // whatever it is: so every block carries its own account in front of the bytes that a caller sees.
-#ifndef NIMPORT_MIME_BUFFER_H_
-#define NIMPORT_MIME_BUFFER_H_
+#ifndef NIMPORT_WEXMAIL_BUFFER_H_
+#define NIMPORT_WEXMAIL_BUFFER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -54,4 +54,4 @@ class Buffer {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_BUFFER_H_
+#endif  // NIMPORT_WEXMAIL_BUFFER_H_

@@ -1,4 +1,4 @@
-#include "mime/buffer.h"
+#include "wexmail/buffer.h"
 
 #include <atomic>
 #include <cstdlib>

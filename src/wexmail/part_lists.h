@@ -1,5 +1,5 @@
-#ifndef NIMPORT_MIME_PART_LISTS_H_
-#define NIMPORT_MIME_PART_LISTS_H_
+#ifndef NIMPORT_WEXMAIL_PART_LISTS_H_
+#define NIMPORT_WEXMAIL_PART_LISTS_H_
 
 #include <cstddef>
 #include <span>
@@ -45,4 +45,4 @@ class PartLists {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_MIME_PART_LISTS_H_
+#endif  // NIMPORT_WEXMAIL_PART_LISTS_H_

@@ -1,4 +1,4 @@
-#include "mime/part_lists.h"
+#include "wexmail/part_lists.h"
 
 #include <algorithm>
 
