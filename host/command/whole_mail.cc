@@ -53,11 +53,12 @@ std::string ConvertField(const HeaderField& field) {
   if (IsAddressField(name))
     return name + ": " + EncodeMailboxes(ToMailboxes(value), column) + "\r\n";
   if (IsSameName(name, "Content-Type")) {
-    const auto type = mime::ParameterizedValue::Parse(field.Value());
+    const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, field.Value());
     return WithParameters(name, MediaTypeOf(type), type.All());
   }
   if (IsSameName(name, "Content-Disposition")) {
-    const auto disposition = mime::ParameterizedValue::Parse(field.Value());
+    const auto disposition =
+        mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, field.Value());
     const bool isInline = IsSameName(disposition.word(), "inline");
     return WithParameters(name, isInline ? "inline" : "attachment", disposition.All());
   }
@@ -80,7 +81,7 @@ bool LacksCharset(const HeaderBlock& header) {
   }
   const std::string value = ValueOf(header, "Content-Type");
   if (value.empty()) return true;
-  const auto type = mime::ParameterizedValue::Parse(value);
+  const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, value);
   if (!IsSameName(MediaTypeOf(type).substr(0, 5), "text/")) return false;
   const std::optional<std::string> charset = type.Find("charset");
   if (!charset) return true;
@@ -92,7 +93,7 @@ bool LacksCharset(const HeaderBlock& header) {
 
 // The field for a body in UTF-8, with whatever other parameters the mail gives.
 std::string Utf8ContentType(const std::string& value) {
-  const auto type = mime::ParameterizedValue::Parse(value);
+  const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, value);
   std::vector<mime::Parameter> parameters = {{"charset", "utf-8"}};
   for (mime::Parameter& parameter : type.All()) {
     if (!IsSameName(parameter.name, "charset")) parameters.push_back(std::move(parameter));

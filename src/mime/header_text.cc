@@ -73,6 +73,8 @@ std::string DecodeWordData(const EncodedWord& word) {
 // Puts a text together from plain pieces and encoded words.
 class WordJoiner {
  public:
+  explicit WordJoiner(TextForm form) : form_(form) {}
+
   void AddPlain(std::string_view text) {
     // Blanks between two words belong to neither; wait for what comes.
     if (hasWord_ && std::ranges::all_of(text, IsBlank)) {
@@ -98,13 +100,14 @@ class WordJoiner {
 
  private:
   void Flush() {
-    if (hasWord_) result_ += ToCodePage932(bytes_, charset_);
+    if (hasWord_) result_ += ToForm(form_, bytes_, charset_);
     result_ += blanks_;
     blanks_.clear();
     bytes_.clear();
     hasWord_ = false;
   }
 
+  TextForm form_;
   bool hasWord_ = false;
   std::string_view charset_;
   std::string bytes_;
@@ -134,12 +137,12 @@ std::string Unfold(std::string_view text) {
 
 }  // namespace
 
-std::string UnfoldHeaderValue(std::string_view rawValue) {
-  return GuessToCodePage932(Unfold(rawValue));
+std::string UnfoldHeaderValue(TextForm form, std::string_view rawValue) {
+  return GuessToForm(form, Unfold(rawValue));
 }
 
-std::string DecodeEncodedWords(std::string_view text) {
-  WordJoiner joiner;
+std::string DecodeEncodedWords(TextForm form, std::string_view text) {
+  WordJoiner joiner(form);
   std::size_t plainStart = 0;
   std::size_t start = text.find(WORD_START);
   while (start != std::string_view::npos) {
@@ -155,8 +158,8 @@ std::string DecodeEncodedWords(std::string_view text) {
   return joiner.Finish();
 }
 
-std::string DecodeHeaderValue(std::string_view rawValue) {
-  std::string text = DecodeEncodedWords(UnfoldHeaderValue(rawValue));
+std::string DecodeHeaderValue(TextForm form, std::string_view rawValue) {
+  std::string text = DecodeEncodedWords(form, UnfoldHeaderValue(form, rawValue));
   std::ranges::replace_if(
       text, [](char c) { return c == '\r' || c == '\n'; }, ' ');
   return std::string(Trim(text));

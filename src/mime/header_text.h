@@ -1,23 +1,25 @@
-// The text of header fields. All results are code page 932.
+// The text of header fields, decoded to either form.
 #ifndef NIMPORT_MIME_HEADER_TEXT_H_
 #define NIMPORT_MIME_HEADER_TEXT_H_
 
 #include <string>
 #include <string_view>
 
+#include "mime/text_form.h"
+
 namespace nimport::mime {
 
 // A field's value with its folds undone (each becomes one blank) and raw eight-bit or ISO-2022-JP
 // text converted; encoded words stay as they are.
-[[nodiscard]] std::string UnfoldHeaderValue(std::string_view rawValue);
+[[nodiscard]] std::string UnfoldHeaderValue(TextForm form, std::string_view rawValue);
 
-// `text`, which is code page 932, with its encoded words decoded wherever they stand: within words,
+// `text`, which has this form, with its encoded words decoded wherever they stand: within words,
 // quotes and comments, too. Adjacent words of one charset are joined before they are converted, for
 // many a program splits them within a character. What is no whole encoded word stays as it is.
-[[nodiscard]] std::string DecodeEncodedWords(std::string_view text);
+[[nodiscard]] std::string DecodeEncodedWords(TextForm form, std::string_view text);
 
 // A field's value as a reader sees it: unfolded, decoded, without line ends and surrounding blanks.
-[[nodiscard]] std::string DecodeHeaderValue(std::string_view rawValue);
+[[nodiscard]] std::string DecodeHeaderValue(TextForm form, std::string_view rawValue);
 
 }  // namespace nimport::mime
 

@@ -1,5 +1,7 @@
 #include "mime/mail.h"
 
+#include <utility>
+
 #include "common/related_structure.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
@@ -18,9 +20,10 @@ std::string_view HeaderIn(std::string_view text, const Part& part) {
   return part.header.In(text);
 }
 
-std::string FindHeaderText(std::string_view headerLines, std::string_view fieldName) {
+std::string FindHeaderText(TextForm form, std::string_view headerLines,
+                           std::string_view fieldName) {
   const HeaderBlock header = HeaderBlock::Read(headerLines, HeaderPlace::Part);
-  return DecodeHeaderValue(header.Find(fieldName).value_or(""));
+  return DecodeHeaderValue(form, header.Find(fieldName).value_or(""));
 }
 
 // By part, whether the plug-in hands it out as a related part.
@@ -35,27 +38,14 @@ std::vector<bool> FindHandedOut(std::string_view text, const std::vector<Part>& 
   return isHandedOut;
 }
 
-Buffer Decode(const Part& part, std::string_view text) {
-  const std::string_view encoded = part.contents.In(text);
-  if (part.encoding == TransferEncoding::Identity) return Buffer(encoded);
-  TransferDecoder decoder(part.encoding, encoded);
-  Buffer decoded(decoder.MaxSize() + TransferDecoder::MIN_ROOM);
-  std::size_t size = 0;
-  while (const std::size_t read = decoder.Read({decoded.data() + size, decoded.size() - size}))
-    size += read;
-  decoded.Shorten(size);
-  return decoded;
-}
-
 // `text` with '_' for what no file name may have.
-std::string ToFileName(std::string_view text) {
+std::string ToFileName(TextForm form, std::string_view text) {
   constexpr std::string_view FORBIDDEN = "\\/:*?\"<>|";
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char character = text[i];
-    const bool isPair = IsLeadByte(static_cast<unsigned char>(character)) && i + 1 < text.size();
     const bool isControl = character >= '\0' && character < ' ';
-    if (isPair) {
+    if (BeginsWithPair(form, text.substr(i))) {
       result += text.substr(i++, 2);
     } else {
       result += isControl || FORBIDDEN.find(character) != std::string_view::npos ? '_' : character;
@@ -66,16 +56,15 @@ std::string ToFileName(std::string_view text) {
 
 }  // namespace
 
-Mail::Mail(std::string_view text)
-    : text_(text),
-      parts_(ReadStructure(text_)),
-      recorded_(FindRecordedParts(text_, parts_)),
-      roles_(FindRoles(parts_, FindHandedOut(text_, parts_, recorded_))),
-      bytes_(parts_.size()),
-      shown_(parts_.size()) {}
+Mail::Mail(std::string text, TextForm form)
+    : text_(std::move(text)),
+      form_(form),
+      parts_(ReadStructure(form_, text_)),
+      recordedParts_(FindRecordedParts(text_, parts_)),
+      roles_(FindRoles(parts_, FindHandedOut(text_, parts_, recordedParts_))) {}
 
 std::string Mail::HeaderText(std::string_view fieldName) const {
-  return FindHeaderText(HeaderIn(text_, parts_.front()), fieldName);
+  return FindHeaderText(form_, HeaderIn(text_, parts_.front()), fieldName);
 }
 
 std::string Mail::SavedName(std::size_t partIndex) const {
@@ -88,34 +77,27 @@ std::string Mail::SavedName(std::size_t partIndex) const {
   if (!HasType(part, "message/rfc822")) return {};
   const bool isRead = part.kind == PartKind::Message && partIndex + 1 < parts_.size();
   const std::string subject =
-      isRead ? FindHeaderText(HeaderIn(text_, parts_[partIndex + 1]), "Subject") : std::string();
-  const std::string name = ToFileName(CutAtWholeCharacter(subject, MAX_SUBJECT_IN_NAME));
+      isRead ? FindHeaderText(form_, HeaderIn(text_, parts_[partIndex + 1]), "Subject")
+             : std::string();
+  const std::string name = ToFileName(form_, CutAtCharacter(form_, subject, MAX_SUBJECT_IN_NAME));
   return (name.empty() ? "message" : name) + ".eml";
 }
 
-const Buffer& Mail::Bytes(std::size_t partIndex) {
-  Buffer& bytes = bytes_[partIndex];
+bool Mail::IsText(std::size_t partIndex) const {
   const Part& part = parts_[partIndex];
-  if (bytes.IsNull()) bytes = Decode(part, text_);
-  return bytes;
+  return part.kind == PartKind::Leaf && HasType(part, "text/");
 }
 
-const Buffer& Mail::ShownContents(std::size_t partIndex) {
+std::string Mail::Text(std::size_t partIndex) const {
   const Part& part = parts_[partIndex];
-  if (part.kind != PartKind::Leaf || !HasType(part, "text/")) return Bytes(partIndex);
-  Buffer& shown = shown_[partIndex];
-  if (shown.IsNull()) {
-    const bool isEncoded = part.encoding != TransferEncoding::Identity;
-    const Buffer decoded = isEncoded ? Decode(part, text_) : Buffer();
-    const std::string_view bytes = isEncoded ? decoded.view() : part.contents.In(text_);
-    shown = Buffer(ToCodePage932(bytes, part.charset));
-  }
-  return shown;
+  const std::string_view encoded = part.contents.In(text_);
+  if (part.encoding == TransferEncoding::Identity) return ToForm(form_, encoded, part.charset);
+  return ToForm(form_, DecodeTransfer(part.encoding, encoded), part.charset);
 }
 
-const std::vector<std::size_t>& Mail::FindParts(std::string_view contentType) {
-  if (!lists_) lists_.emplace(parts_, recorded_);
-  return lists_->Find(contentType);
+TransferDecoder Mail::Contents(std::size_t partIndex) const {
+  const Part& part = parts_[partIndex];
+  return {part.encoding, part.contents.In(text_)};
 }
 
 }  // namespace nimport::mime

@@ -2,56 +2,55 @@
 #define NIMPORT_MIME_MAIL_H_
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "mime/part.h"
 #include "mime/part_roles.h"
-#include "wexmail/buffer.h"
-#include "wexmail/part_lists.h"
+#include "mime/recorded_parts.h"
+#include "mime/text_form.h"
+#include "mime/transfer_encoding.h"
 
 namespace nimport::mime {
 
-// One parsed mail with the answers to what is asked about it. It keeps the contents that it handed
-// out, so that asking again decodes nothing. For one thread at a time.
+// A mail with its parts and what they are to a reader. It keeps the mail's bytes as they are, and
+// decodes what it is asked for: memory is that of the bytes, some 300 bytes a part, and the answer.
 class Mail {
  public:
-  // Copies `text`; whatever it holds, it makes a mail.
-  explicit Mail(std::string_view text);
-  Mail(const Mail&) = delete;
-  Mail& operator=(const Mail&) = delete;
+  // Takes the bytes over; whatever they are, they make a mail. Decoded texts have `form`.
+  explicit Mail(std::string text, TextForm form = TextForm::Utf8);
 
   [[nodiscard]] const std::string& text() const { return text_; }
 
   // The decoded value of a field of the mail's header; empty when there is none.
   [[nodiscard]] std::string HeaderText(std::string_view fieldName) const;
 
+  // The mail itself first, then the parts in the order in which they begin.
   [[nodiscard]] const std::vector<Part>& parts() const { return parts_; }
   [[nodiscard]] const PartRoles& roles() const { return roles_; }
+  [[nodiscard]] const std::vector<RecordedPart>& recordedParts() const { return recordedParts_; }
 
   // The part's name when it is saved: its file name, or one made up for an enclosed message or a
   // signature; else empty.
   [[nodiscard]] std::string SavedName(std::size_t partIndex) const;
 
-  // The part's bytes without their transfer encoding; an enclosed message as it stands in the mail.
-  [[nodiscard]] const Buffer& Bytes(std::size_t partIndex);
+  // Whether the part's contents are shown as text.
+  [[nodiscard]] bool IsText(std::size_t partIndex) const;
 
-  // The part's contents as they are shown: text in code page 932, else its bytes.
-  [[nodiscard]] const Buffer& ShownContents(std::size_t partIndex);
+  // The contents of a text part, decoded. Damage becomes what charset.h says.
+  [[nodiscard]] std::string Text(std::size_t partIndex) const;
 
-  // As PartLists::Find.
-  [[nodiscard]] const std::vector<std::size_t>& FindParts(std::string_view contentType);
+  // Reads the part's bytes without their transfer encoding, piece by piece; an enclosed message as
+  // it stands in the mail, which outlives the decoder.
+  [[nodiscard]] TransferDecoder Contents(std::size_t partIndex) const;
 
  private:
   std::string text_;
+  TextForm form_;
   std::vector<Part> parts_;
-  std::vector<RecordedPart> recorded_;
+  std::vector<RecordedPart> recordedParts_;
   PartRoles roles_;
-  std::optional<PartLists> lists_;  // made when they are asked for
-  std::vector<Buffer> bytes_;       // by part; null until asked for
-  std::vector<Buffer> shown_;
 };
 
 }  // namespace nimport::mime

@@ -13,11 +13,11 @@
 namespace nimport::mime {
 namespace {
 
-// Walks over a value in code page 932, in which the second byte of a character may look like a
-// backslash, but is none.
+// Walks over a value. In code page 932 the second byte of a character may look like a backslash,
+// but is none.
 class Scanner {
  public:
-  explicit Scanner(std::string_view text) : text_(text) {}
+  Scanner(TextForm form, std::string_view text) : form_(form), text_(text) {}
 
   [[nodiscard]] bool AtEnd() const { return position_ >= text_.size(); }
 
@@ -60,8 +60,8 @@ class Scanner {
 
  private:
   void TakeCharacter(std::string& result) {
-    const bool isPair = IsLeadByte(static_cast<unsigned char>(text_[position_])) &&
-                        position_ + 1 < text_.size() && text_[position_ + 1] != '"';
+    const bool isPair =
+        BeginsWithPair(form_, text_.substr(position_)) && text_[position_ + 1] != '"';
     result += text_.substr(position_, isPair ? 2 : 1);
     position_ += isPair ? 2 : 1;
   }
@@ -75,6 +75,7 @@ class Scanner {
     } while (depth > 0 && !AtEnd());
   }
 
+  TextForm form_;
   std::string_view text_;
   std::size_t position_ = 0;
 };
@@ -121,10 +122,11 @@ std::string ToMediaType(std::string_view word) {
   return subtype.empty() ? std::string() : std::string(type) + '/' + std::string(subtype);
 }
 
-ParameterizedValue ParameterizedValue::Parse(std::string_view rawValue) {
-  const std::string text = UnfoldHeaderValue(rawValue);
-  Scanner scanner(text);
+ParameterizedValue ParameterizedValue::Parse(TextForm form, std::string_view rawValue) {
+  const std::string text = UnfoldHeaderValue(form, rawValue);
+  Scanner scanner(form, text);
   ParameterizedValue result;
+  result.form_ = form;
   scanner.SkipBlanksAndComments();
   result.word_ = Trim(scanner.TakeUntil(";("));
   (void)scanner.TakeUntil(";");
@@ -181,15 +183,15 @@ std::vector<Parameter> ParameterizedValue::All() const {
 }
 
 // `pieces` is all that one parameter consists of.
-std::string ParameterizedValue::Decode(const std::vector<const Piece*>& pieces) {
+std::string ParameterizedValue::Decode(const std::vector<const Piece*>& pieces) const {
   std::vector<const Piece*> extended;
   std::ranges::copy_if(pieces, std::back_inserter(extended), &Piece::isRfc2231);
-  if (extended.empty()) return DecodeEncodedWords(pieces.front()->value);
+  if (extended.empty()) return DecodeEncodedWords(form_, pieces.front()->value);
   std::ranges::stable_sort(extended, {}, &Piece::number);
   return JoinPieces(extended);
 }
 
-std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& pieces) {
+std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& pieces) const {
   std::string result;
   std::string bytes;  // encoded pieces in a row: a character may lie in two of them
   std::string_view charset;
@@ -201,13 +203,13 @@ std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& piec
       bytes += DecodePercent(value);
       hasEncoded = true;
     } else {
-      result += ToCodePage932(bytes, charset);
+      result += ToForm(form_, bytes, charset);
       bytes.clear();
       result += value;
     }
   }
-  result += ToCodePage932(bytes, charset);
-  return hasEncoded ? result : DecodeEncodedWords(result);
+  result += ToForm(form_, bytes, charset);
+  return hasEncoded ? result : DecodeEncodedWords(form_, result);
 }
 
 }  // namespace nimport::mime

@@ -6,19 +6,21 @@
 #include <string_view>
 #include <vector>
 
+#include "mime/text_form.h"
+
 namespace nimport::mime {
 
 struct Parameter {
   std::string name, value;
 };
 
-// The value of a Content-Type or Content-Disposition field: a word and its parameters. All texts
-// are code page 932.
+// The value of a Content-Type or Content-Disposition field: a word and its parameters,
+// decoded.
 class ParameterizedValue {
  public:
   // Reads a field's value as it stands in the mail. Never fails; what makes no sense is passed
   // over.
-  [[nodiscard]] static ParameterizedValue Parse(std::string_view rawValue);
+  [[nodiscard]] static ParameterizedValue Parse(TextForm form, std::string_view rawValue);
 
   // What stands before the first parameter, trimmed, without comments.
   [[nodiscard]] const std::string& word() const { return word_; }
@@ -42,9 +44,10 @@ class ParameterizedValue {
   };
 
   static Piece MakePiece(std::string_view name, std::string value);
-  static std::string Decode(const std::vector<const Piece*>& pieces);
-  static std::string JoinPieces(const std::vector<const Piece*>& pieces);
+  [[nodiscard]] std::string Decode(const std::vector<const Piece*>& pieces) const;
+  [[nodiscard]] std::string JoinPieces(const std::vector<const Piece*>& pieces) const;
 
+  TextForm form_ = TextForm::Utf8;
   std::string word_;
   std::vector<Piece> pieces_;
 };

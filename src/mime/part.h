@@ -28,8 +28,8 @@ struct TextRange {
 
 inline constexpr std::size_t NO_PART = static_cast<std::size_t>(-1);
 
-// One part of a mail, or the mail itself: where it lies and what its header says. Texts are code
-// page 932.
+// One part of a mail, or the mail itself: where it lies and what its header says. Texts have the
+// form that the mail was read in.
 struct Part {
   PartKind kind = PartKind::Leaf;
   std::size_t parent = NO_PART;  // index of the part that this one lies in

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "mime/header_block.h"
-#include "mime/header_text.h"
 #include "mime/parameterized_value.h"
 #include "text/ascii.h"
 
@@ -48,7 +47,7 @@ std::vector<std::size_t> FindDashLines(std::string_view text) {
 
 class StructureReader {
  public:
-  explicit StructureReader(std::string_view mail) : mail_(mail) {}
+  StructureReader(TextForm form, std::string_view mail) : form_(form), mail_(mail) {}
 
   std::vector<Part> Read() {
     ReadEntity({0, mail_.size()}, {.place = HeaderPlace::Mail, .defaultType = PLAIN_TEXT});
@@ -72,7 +71,7 @@ class StructureReader {
     part.header = RangeOf(header.lines());
     part.contents = {range.begin + header.contentStart(), range.end};
     const ParameterizedValue type =
-        ParameterizedValue::Parse(header.Find("Content-Type").value_or(""));
+        ParameterizedValue::Parse(form_, header.Find("Content-Type").value_or(""));
     ReadHeader(header, type, context.defaultType, part);
     std::string boundary = type.Find("boundary").value_or("");
     // Decoding may bring up a line end, with which a comparison would run over many lines.
@@ -92,10 +91,10 @@ class StructureReader {
     return {begin, begin + piece.size()};
   }
 
-  static void ReadHeader(const HeaderBlock& header, const ParameterizedValue& type,
-                         std::string_view defaultType, Part& part) {
+  void ReadHeader(const HeaderBlock& header, const ParameterizedValue& type,
+                  std::string_view defaultType, Part& part) const {
     const ParameterizedValue disposition =
-        ParameterizedValue::Parse(header.Find("Content-Disposition").value_or(""));
+        ParameterizedValue::Parse(form_, header.Find("Content-Disposition").value_or(""));
     part.disposition = ToDisposition(disposition.word());
     part.encoding = FindTransferEncoding(header.Find("Content-Transfer-Encoding").value_or(""));
     part.contentId = WithoutAngleBrackets(header.Find("Content-ID").value_or(""));
@@ -172,6 +171,7 @@ class StructureReader {
     return range.begin + text.size();
   }
 
+  TextForm form_;
   std::string_view mail_;
   std::vector<Part> parts_;
   std::optional<std::vector<std::size_t>> dashLines_;  // found once, for all depths
@@ -184,8 +184,8 @@ bool HasType(const Part& part, std::string_view type) {
   return EqualsIgnoringCase(type.ends_with('/') ? own.substr(0, type.size()) : own, type);
 }
 
-std::vector<Part> ReadStructure(std::string_view mail) {
-  return StructureReader(mail).Read();
+std::vector<Part> ReadStructure(TextForm form, std::string_view mail) {
+  return StructureReader(form, mail).Read();
 }
 
 }  // namespace nimport::mime

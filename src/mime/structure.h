@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "mime/part.h"
+#include "mime/text_form.h"
 
 namespace nimport::mime {
 
@@ -21,8 +22,8 @@ inline constexpr int MAX_DEPTH = 64;
 inline constexpr std::size_t MAX_PARTS = 100000;
 
 // The parts of `mail` in the order in which they begin: the mail itself first, each multipart or
-// enclosed message before what lies in it. Never empty.
-[[nodiscard]] std::vector<Part> ReadStructure(std::string_view mail);
+// enclosed message before what lies in it. Never empty. `form` is that of their texts.
+[[nodiscard]] std::vector<Part> ReadStructure(TextForm form, std::string_view mail);
 
 }  // namespace nimport::mime
 

@@ -183,42 +183,112 @@ bool ReadsEscapesItself(std::string_view charset) {
   return StartsWithIgnoringCase(charset, "iso-2022-") || StartsWithIgnoringCase(charset, "utf-");
 }
 
-std::string ConvertOther(std::string_view bytes, std::string_view charset) {
-  const std::string systemName = FindSystemName(charset);
-  if (systemName.empty()) return GuessToCodePage932(bytes);
-  return CodePage932FromUtf8(IconvConverter("UTF-8", systemName.c_str()).Convert(bytes));
+// How bytes are to be read.
+enum class Reading { CodePage932, EucJp, Iso2022Jp, Utf8, BySystem };
+
+Reading GuessReading(std::string_view bytes) {
+  if (LooksLikeIso2022Jp(bytes)) return Reading::Iso2022Jp;
+  return IsSevenBit(bytes) || !IsUtf8(bytes) ? Reading::CodePage932 : Reading::Utf8;
+}
+
+// `charset` is only the name. `systemName` is set where the system is to read.
+Reading FindReading(std::string_view bytes, std::string_view charset, std::string& systemName) {
+  const CharsetKind kind = FindKind(charset);
+  if (kind == CharsetKind::Unknown) return GuessReading(bytes);
+  if (kind == CharsetKind::Iso2022Jp) {
+    const bool isMeant = LooksLikeIso2022Jp(bytes) || IsSevenBit(bytes);
+    return isMeant ? Reading::Iso2022Jp : GuessReading(bytes);
+  }
+  const bool isContradicted =
+      !ReadsEscapesItself(charset) && LooksLikeIso2022Jp(bytes) && IsSevenBit(bytes);
+  if (isContradicted) return Reading::Iso2022Jp;
+  switch (kind) {
+    case CharsetKind::CodePage932:
+      return Reading::CodePage932;
+    case CharsetKind::EucJp:
+      return Reading::EucJp;
+    case CharsetKind::Utf8:
+      return Reading::Utf8;
+    default:
+      systemName = FindSystemName(charset);
+      return systemName.empty() ? GuessReading(bytes) : Reading::BySystem;
+  }
+}
+
+// A language may follow the name: iso-2022-jp*ja.
+std::string_view NameAlone(std::string_view charset) {
+  return Trim(charset.substr(0, charset.find('*')));
+}
+
+std::string ReadAsCodePage932(Reading reading, std::string_view bytes,
+                              const std::string& systemName) {
+  switch (reading) {
+    case Reading::EucJp:
+      return CodePage932FromEucJp(bytes);
+    case Reading::Iso2022Jp:
+      return CodePage932FromIso2022Jp(bytes);
+    case Reading::Utf8:
+      return CodePage932FromUtf8(bytes);
+    case Reading::BySystem:
+      return CodePage932FromUtf8(IconvConverter("UTF-8", systemName.c_str()).Convert(bytes));
+    default:
+      return std::string(bytes);
+  }
+}
+
+// `text` without a byte order mark, each run of damage as U+FFFD.
+std::string WholeUtf8(std::string_view text) {
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+  constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
+  if (text.starts_with(BYTE_ORDER_MARK)) text.remove_prefix(BYTE_ORDER_MARK.size());
+  std::string whole;
+  whole.reserve(text.size());
+  bool isInDamage = false;
+  while (!text.empty()) {
+    std::string_view rest = text;
+    const bool isDamage = TakeUtf8Character(rest) == DAMAGED_UTF8;
+    if (!isDamage) whole += text.substr(0, text.size() - rest.size());
+    if (isDamage && !isInDamage) whole += REPLACEMENT;
+    isInDamage = isDamage;
+    text = rest;
+  }
+  return whole;
+}
+
+std::string ReadAsUtf8(Reading reading, std::string_view bytes, const std::string& systemName) {
+  switch (reading) {
+    case Reading::Utf8:
+      return WholeUtf8(bytes);
+    case Reading::BySystem:
+      return IconvConverter("UTF-8", systemName.c_str()).Convert(bytes);
+    default:
+      break;
+  }
+  const std::string codePage932 = ReadAsCodePage932(reading, bytes, systemName);
+  if (IsSevenBit(codePage932)) return codePage932;
+  return IconvConverter("UTF-8", "CP932").Convert(codePage932);
 }
 
 }  // namespace
 
 std::string ToCodePage932(std::string_view bytes, std::string_view charset) {
-  // A language may follow the name: iso-2022-jp*ja.
-  charset = Trim(charset.substr(0, charset.find('*')));
-  const CharsetKind kind = FindKind(charset);
-  if (kind == CharsetKind::Unknown) return GuessToCodePage932(bytes);
-  if (kind == CharsetKind::Iso2022Jp) {
-    return LooksLikeIso2022Jp(bytes) || IsSevenBit(bytes) ? CodePage932FromIso2022Jp(bytes)
-                                                          : GuessToCodePage932(bytes);
-  }
-  const bool isContradicted =
-      !ReadsEscapesItself(charset) && LooksLikeIso2022Jp(bytes) && IsSevenBit(bytes);
-  if (isContradicted) return CodePage932FromIso2022Jp(bytes);
-  switch (kind) {
-    case CharsetKind::CodePage932:
-      return std::string(bytes);
-    case CharsetKind::EucJp:
-      return CodePage932FromEucJp(bytes);
-    case CharsetKind::Utf8:
-      return CodePage932FromUtf8(bytes);
-    default:
-      return ConvertOther(bytes, charset);
-  }
+  std::string systemName;
+  const Reading reading = FindReading(bytes, NameAlone(charset), systemName);
+  return ReadAsCodePage932(reading, bytes, systemName);
 }
 
 std::string GuessToCodePage932(std::string_view bytes) {
-  if (LooksLikeIso2022Jp(bytes)) return CodePage932FromIso2022Jp(bytes);
-  if (IsSevenBit(bytes) || !IsUtf8(bytes)) return std::string(bytes);
-  return CodePage932FromUtf8(bytes);
+  return ReadAsCodePage932(GuessReading(bytes), bytes, {});
+}
+
+std::string ToUtf8(std::string_view bytes, std::string_view charset) {
+  std::string systemName;
+  const Reading reading = FindReading(bytes, NameAlone(charset), systemName);
+  return ReadAsUtf8(reading, bytes, systemName);
+}
+
+std::string GuessToUtf8(std::string_view bytes) {
+  return ReadAsUtf8(GuessReading(bytes), bytes, {});
 }
 
 }  // namespace nimport::mime

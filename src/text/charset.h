@@ -1,4 +1,4 @@
-// Text of any charset to code page 932.
+// Text of any charset to code page 932 and to UTF-8.
 #ifndef NIMPORT_TEXT_CHARSET_H_
 #define NIMPORT_TEXT_CHARSET_H_
 
@@ -16,6 +16,11 @@ namespace nimport::mime {
 // The same for text that nobody labelled: ISO-2022-JP by its escape sequences, else UTF-8 when it
 // is valid, else code page 932.
 [[nodiscard]] std::string GuessToCodePage932(std::string_view bytes);
+
+// The same to UTF-8. What the charset cannot explain becomes U+FFFD, or '?' where a converter of
+// the system or a table of code page 932 stands between.
+[[nodiscard]] std::string ToUtf8(std::string_view bytes, std::string_view charset);
+[[nodiscard]] std::string GuessToUtf8(std::string_view bytes);
 
 }  // namespace nimport::mime
 

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 namespace {
 
 // In front of the bytes, which so keep the alignment that malloc gives.
@@ -110,4 +110,4 @@ void Buffer::Release(void* data) noexcept {
   std::free(account);
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail

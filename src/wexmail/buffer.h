@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 
 // A share in one block of memory; the block goes when its last share goes. Handing a block to a
 // caller hands over a share, so that the contents of a part can be kept for the next question
@@ -52,6 +52,6 @@ class Buffer {
   char* data_ = nullptr;
 };
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail
 
 #endif  // NIMPORT_WEXMAIL_BUFFER_H_

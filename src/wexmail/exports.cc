@@ -17,7 +17,7 @@
 #define WEXMAIL_EXPORT extern "C" __attribute__((visibility("default")))
 #endif
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 namespace {
 
 SessionTable& Sessions() {
@@ -56,8 +56,8 @@ std::int32_t GetHeaderText(std::int32_t session, const char* fieldName, char** t
                            std::int32_t* length) noexcept {
   Put(text, nullptr);
   Put(length, 0);
-  return WithMail(session, [&](Mail& mail) {
-    const Buffer value{mail.HeaderText(fieldName)};
+  return WithMail(session, [&](KeptMail& mail) {
+    const Buffer value{mail.mail().HeaderText(fieldName)};
     PutText(text, length, value, value.Size32());
     return 1;
   });
@@ -181,7 +181,8 @@ WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetSendDateD(std::int32_t sessi
 
 // A position is a main part's place in the list, from 1.
 WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetMainHeadPosition(std::int32_t session) {
-  return WithMail(session, [](Mail& mail) { return mail.roles().mains.empty() ? 0 : 1; });
+  return WithMail(session,
+                  [](KeptMail& mail) { return mail.mail().roles().mains.empty() ? 0 : 1; });
 }
 
 WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetMainNext(
@@ -196,12 +197,12 @@ WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetMainNext(
   Put(contentTypeLength, 0);
   Put(contents, nullptr);
   Put(contentsLength, 0);
-  return WithMail(session, [&](Mail& mail) {
-    const std::vector<std::size_t>& mains = mail.roles().mains;
+  return WithMail(session, [&](KeptMail& mail) {
+    const std::vector<std::size_t>& mains = mail.mail().roles().mains;
     if (position == nullptr || *position < 1 || *position > Count(mains)) return 0;
     const std::size_t partIndex = mains[static_cast<std::size_t>(*position) - 1];
     const bool wantsContents = contents != nullptr || contentsLength != nullptr;
-    const Buffer type{mail.parts()[partIndex].type};
+    const Buffer type{mail.mail().parts()[partIndex].type};
     const Buffer shown = wantsContents ? mail.ShownContents(partIndex) : Buffer();
     const std::int32_t typeSize = type.Size32();
     const std::int32_t shownSize = shown.Size32();
@@ -213,7 +214,7 @@ WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetMainNext(
 }
 
 WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetAttachCount(std::int32_t session) {
-  return WithMail(session, [](Mail& mail) { return Count(mail.roles().attachments); });
+  return WithMail(session, [](KeptMail& mail) { return Count(mail.mail().roles().attachments); });
 }
 
 WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetAttach(
@@ -227,14 +228,16 @@ WEXMAIL_EXPORT std::int32_t NIMPORT_MIME_CALL MT_GetAttach(
   for (const ItemsOut& out : {typesOut, namesOut, contentsOut, emptyOuts[0], emptyOuts[1]}) {
     out.Clear();
   }
-  return WithMail(session, [&](Mail& mail) {
-    const std::vector<std::size_t>& attachments = mail.roles().attachments;
+  return WithMail(session, [&](KeptMail& mail) {
+    const std::vector<std::size_t>& attachments = mail.mail().roles().attachments;
     if (attachments.empty()) return 0;
     Answers answers;
-    answers.Add(typesOut, MakeItems(attachments,
-                                    [&](std::size_t i) { return Buffer{mail.parts()[i].type}; }));
-    answers.Add(namesOut,
-                MakeItems(attachments, [&](std::size_t i) { return Buffer{mail.SavedName(i)}; }));
+    answers.Add(typesOut, MakeItems(attachments, [&](std::size_t i) {
+                  return Buffer{mail.mail().parts()[i].type};
+                }));
+    answers.Add(namesOut, MakeItems(attachments, [&](std::size_t i) {
+                  return Buffer{mail.mail().SavedName(i)};
+                }));
     answers.Add(contentsOut, MakeItems(attachments, [&](std::size_t i) { return mail.Bytes(i); }));
     const std::vector<Buffer> nothing(attachments.size(), Buffer{std::string_view()});
     for (const ItemsOut& out : emptyOuts)
@@ -256,11 +259,11 @@ MT_GetPartD(std::int32_t session, const char* contentType, std::int32_t* count, 
   headersOut.Clear();
   bodiesOut.Clear();
   if (contentType == nullptr) return 0;
-  return WithMail(session, [&](Mail& mail) {
+  return WithMail(session, [&](KeptMail& mail) {
     const std::vector<std::size_t> found = mail.FindParts(contentType);
     Answers answers;
     answers.Add(headersOut, MakeItems(found, [&](std::size_t i) {
-                  return Buffer{mail.parts()[i].header.In(mail.text())};
+                  return Buffer{mail.mail().parts()[i].header.In(mail.mail().text())};
                 }));
     answers.Add(bodiesOut, MakeItems(found, [&](std::size_t i) { return mail.ShownContents(i); }));
     answers.HandOver();
@@ -270,19 +273,20 @@ MT_GetPartD(std::int32_t session, const char* contentType, std::int32_t* count, 
 }
 
 // The callers' declarations and these functions must agree to the letter.
-static_assert(std::is_same_v<decltype(MT_Init), MT_InitFunction>);
-static_assert(std::is_same_v<decltype(MT_Term), MT_TermFunction>);
-static_assert(std::is_same_v<decltype(MT_Free), MT_FreeFunction>);
-static_assert(std::is_same_v<decltype(MT_ParseMailText), MT_ParseMailTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetSubjectD), MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetFromD), MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetToD), MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetMessageIDD), MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetSendDateD), MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetMainHeadPosition), MT_GetMainHeadPositionFunction>);
-static_assert(std::is_same_v<decltype(MT_GetMainNext), MT_GetMainNextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetAttachCount), MT_GetAttachCountFunction>);
-static_assert(std::is_same_v<decltype(MT_GetAttach), MT_GetAttachFunction>);
-static_assert(std::is_same_v<decltype(MT_GetPartD), MT_GetPartDFunction>);
+static_assert(std::is_same_v<decltype(MT_Init), mime::MT_InitFunction>);
+static_assert(std::is_same_v<decltype(MT_Term), mime::MT_TermFunction>);
+static_assert(std::is_same_v<decltype(MT_Free), mime::MT_FreeFunction>);
+static_assert(std::is_same_v<decltype(MT_ParseMailText), mime::MT_ParseMailTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetSubjectD), mime::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetFromD), mime::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetToD), mime::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetMessageIDD), mime::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetSendDateD), mime::MT_GetHeaderTextFunction>);
+static_assert(
+    std::is_same_v<decltype(MT_GetMainHeadPosition), mime::MT_GetMainHeadPositionFunction>);
+static_assert(std::is_same_v<decltype(MT_GetMainNext), mime::MT_GetMainNextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetAttachCount), mime::MT_GetAttachCountFunction>);
+static_assert(std::is_same_v<decltype(MT_GetAttach), mime::MT_GetAttachFunction>);
+static_assert(std::is_same_v<decltype(MT_GetPartD), mime::MT_GetPartDFunction>);
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail

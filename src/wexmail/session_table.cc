@@ -2,13 +2,13 @@
 
 #include <limits>
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 
 void Session::Parse(std::string_view text) {
-  if (mail != nullptr && mail->text() == text) return;
+  if (mail != nullptr && mail->mail().text() == text) return;
   // The old mail goes first, so that there are never two in memory.
   mail.reset();
-  mail = std::make_unique<Mail>(text);
+  mail = std::make_unique<KeptMail>(text);
 }
 
 std::int32_t SessionTable::Add() {
@@ -32,4 +32,4 @@ bool SessionTable::Remove(std::int32_t number) {
   return sessions_.erase(number) == 1;
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail

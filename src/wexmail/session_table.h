@@ -7,14 +7,14 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "mime/mail.h"
+#include "wexmail/kept_mail.h"
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 
 // What one MT_Init began: holds one mail. Whoever uses it locks `mutex` meanwhile.
 struct Session {
   std::mutex mutex;
-  std::unique_ptr<Mail> mail;  // null before the first parse
+  std::unique_ptr<KeptMail> mail;  // null before the first parse
 
   // Makes `text` the session's mail. The very same text as before leaves the mail as it is.
   void Parse(std::string_view text);
@@ -38,6 +38,6 @@ class SessionTable {
   std::int32_t lastNumber_ = 0;
 };
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail
 
 #endif  // NIMPORT_WEXMAIL_SESSION_TABLE_H_

@@ -50,7 +50,7 @@ std::vector<std::string> LeavesByGMime(const std::string& mail) {
 
 std::vector<std::string> Leaves(const std::string& mail) {
   std::vector<std::string> leaves;
-  for (const Part& part : ReadStructure(mail)) {
+  for (const Part& part : ReadStructure(TextForm::Utf8, mail)) {
     if (part.kind != PartKind::Leaf) continue;
     leaves.push_back(Describe(part.type, part.contents.begin, part.contents.end));
   }

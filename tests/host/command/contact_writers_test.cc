@@ -23,8 +23,8 @@ const std::vector<std::string> NO_GROUPS;
 Contact MakeContact(const std::string& name, const std::string& userId, const std::string& comment,
                     const std::vector<std::string>& groups = NO_GROUPS) {
   ContactMaker maker;
-  Contact contact =
-      maker.Make({.id = 0, .name = name, .userId = userId, .comment = comment}, groups, "group");
+  Contact contact = maker.Make({.id = 0, .name = name, .userId = userId, .comment = comment},
+                               groups, KeyOfGroup({}, "group"));
   contact.uid = "UID";
   return contact;
 }
