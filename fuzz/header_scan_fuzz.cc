@@ -1,6 +1,6 @@
 // Lines, header lines and line ends of mail texts.
 #include "fuzz_input.h"
-#include "mailstore/mail_text.h"
+#include "store/mail_text.h"
 
 using namespace nimport::mailstore;
 using nimport::fuzz::Check;

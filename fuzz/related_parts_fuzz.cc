@@ -1,7 +1,7 @@
 // Multipart/related structures and the extensions of their parts.
 #include "common/failure.h"
-#include "extraction/related_parts.h"
 #include "fuzz_input.h"
+#include "plugin/contents/related_parts.h"
 
 using nimport::fuzz::Check;
 using nimport::fuzz::ToText;

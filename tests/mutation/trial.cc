@@ -7,13 +7,13 @@
 
 #include <sys/stat.h>
 
+#include "archive/contacts/vcard.h"
+#include "archive/exporter.h"
+#include "archive/mail_reader.h"
+#include "archive/store_folders.h"
+#include "command/commands.h"
+#include "command/contacts.h"
 #include "host/address_book.h"
-#include "host/command/commands.h"
-#include "host/command/contacts.h"
-#include "host/command/exporter.h"
-#include "host/command/mail_reader.h"
-#include "host/command/store_folders.h"
-#include "host/command/vcard.h"
 #include "host/result_error.h"
 #include "host/store_location.h"
 

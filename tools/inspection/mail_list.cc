@@ -4,14 +4,14 @@
 #include <unordered_map>
 
 #include "common/failure.h"
-#include "interface/discovery.h"
 #include "jet/database.h"
-#include "mailstore/folder_list.h"
-#include "mailstore/known_objects.h"
-#include "mailstore/mail_kinds.h"
-#include "mailstore/mail_store.h"
 #include "platform/columns.h"
 #include "platform/platform.h"
+#include "plugin/discovery.h"
+#include "store/folder_list.h"
+#include "store/known_objects.h"
+#include "store/mail_kinds.h"
+#include "store/mail_store.h"
 
 namespace nimport::inspection {
 namespace {

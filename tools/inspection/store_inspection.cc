@@ -5,13 +5,13 @@
 #include <stdexcept>
 #include <utility>
 
-#include "addressbook/address_table.h"
 #include "common/failure.h"
-#include "interface/discovery.h"
 #include "jet/inspection.h"
-#include "mailstore/known_objects.h"
-#include "mailstore/mail_store.h"
 #include "platform/platform.h"
+#include "plugin/discovery.h"
+#include "store/addressbook/address_table.h"
+#include "store/known_objects.h"
+#include "store/mail_store.h"
 
 namespace nimport::inspection {
 namespace {

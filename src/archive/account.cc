@@ -1,0 +1,122 @@
+#include "archive/account.h"
+
+#include <ostream>
+
+#include <nlohmann/json.hpp>
+
+#include "command/contacts.h"
+#include "command/visible.h"
+
+namespace nimport::command {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+void AddCounts(ordered_json& json, const MailCounts& counts) {
+  json["found"] = counts.found;
+  json["written"] = counts.written;
+  json["alreadyThere"] = counts.alreadyThere;
+  json["skipped"] = counts.skipped;
+  json["failed"] = counts.failed;
+}
+
+ordered_json ToJson(const Remark& remark) {
+  ordered_json json = {{"folder", remark.folder}};
+  if (remark.position) json["position"] = *remark.position;
+  const auto add = [&](const char* name, const std::string& text) {
+    if (!text.empty()) json[name] = text;
+  };
+  add("subject", remark.subject);
+  add("from", remark.from);
+  add("to", remark.to);
+  add("date", remark.date);
+  json["reason"] = remark.reason;
+  return json;
+}
+
+ordered_json ToJson(const std::vector<Remark>& remarks) {
+  ordered_json json = ordered_json::array();
+  for (const Remark& remark : remarks)
+    json.push_back(ToJson(remark));
+  return json;
+}
+
+void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark>& remarks) {
+  if (remarks.empty()) return;
+  out << title << ":\n";
+  for (const Remark& remark : remarks) {
+    out << "  " << Visible(remark.folder);
+    if (remark.position) out << ", " << *remark.position;
+    if (!remark.subject.empty()) out << " \"" << Visible(remark.subject) << '"';
+    out << ": " << Visible(remark.reason) << '\n';
+  }
+}
+
+}  // namespace
+
+void Account::AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records) {
+  for (const host::DiagnosticRecord& record : records) {
+    std::string reason = record.Describe();
+    if (!knownLosses_.insert(reason).second) continue;
+    losses_.push_back(place);
+    losses_.back().reason = std::move(reason);
+  }
+}
+
+MailCounts Account::Total() const {
+  MailCounts total;
+  for (const FolderAccount& folder : folders) {
+    total.found += folder.counts.found;
+    total.written += folder.counts.written;
+    total.alreadyThere += folder.counts.alreadyThere;
+    total.skipped += folder.counts.skipped;
+    total.failed += folder.counts.failed;
+  }
+  return total;
+}
+
+bool Account::HasLosses() const {
+  return !failures.empty() || !incomplete.empty() || !unlisted.empty() || !losses_.empty() ||
+         !abortReason.empty();
+}
+
+ordered_json Account::ToJson() const {
+  ordered_json json;
+  AddCounts(json, Total());
+  if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
+  json["interrupted"] = isInterrupted;
+  if (!abortReason.empty()) json["error"] = abortReason;
+  json["folders"] = ordered_json::array();
+  for (const FolderAccount& folder : folders) {
+    ordered_json entry = {{"folder", folder.name}, {"path", folder.path}};
+    AddCounts(entry, folder.counts);
+    json["folders"].push_back(std::move(entry));
+  }
+  json["failures"] = command::ToJson(failures);
+  json["incomplete"] = command::ToJson(incomplete);
+  json["skippedMails"] = command::ToJson(skipped);
+  json["notes"] = command::ToJson(notes);
+  json["unlisted"] = command::ToJson(unlisted);
+  json["leftOut"] = command::ToJson(leftOut);
+  json["losses"] = command::ToJson(losses_);
+  return json;
+}
+
+void Account::Print(std::ostream& out) const {
+  PrintRemarks(out, "failed", failures);
+  PrintRemarks(out, "exported without their file", incomplete);
+  PrintRemarks(out, "skipped", skipped);
+  PrintRemarks(out, "exported without a header", notes);
+  PrintRemarks(out, "in no folder, not exported", unlisted);
+  PrintRemarks(out, "left out", leftOut);
+  PrintRemarks(out, "damage in the store that was stepped over", losses_);
+  if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';
+  const MailCounts total = Total();
+  out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
+      << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+  if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
+  if (isInterrupted) out << "interrupted: run the same command again to go on\n";
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,76 @@
+// The account of an export: what was found and what became of it.
+#ifndef NIMPORT_ARCHIVE_ACCOUNT_H_
+#define NIMPORT_ARCHIVE_ACCOUNT_H_
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "host/diagnostics.h"
+
+namespace nimport::command {
+
+// Numbers of mails. found is the sum of the others, except after an interruption.
+struct MailCounts {
+  std::int64_t found = 0;
+  std::int64_t written = 0;
+  std::int64_t alreadyThere = 0;
+  std::int64_t skipped = 0;
+  std::int64_t failed = 0;
+};
+
+struct FolderAccount {
+  std::string name;  // "Cabinet/Folder", as shown
+  std::string path;  // beneath the target directory
+  MailCounts counts;
+};
+
+// Something to say about a mail or, without a position, about a whole folder. Texts are UTF-8;
+// headers that are not known are empty.
+struct Remark {
+  std::string folder;
+  std::optional<std::int32_t> position;
+  std::string subject;
+  std::string from;
+  std::string to;
+  std::string date;
+  std::string reason;
+};
+
+class Account {
+ public:
+  std::vector<FolderAccount> folders;
+  std::vector<Remark> failures;    // could not be exported
+  std::vector<Remark> incomplete;  // were exported without a file that is missing
+  std::vector<Remark> skipped;     // hold nothing to export
+  std::vector<Remark> notes;       // were exported, but a header could not be read
+  std::vector<Remark> unlisted;    // mails that stand in no folder, and so in no export
+  std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
+  std::int64_t contacts = 0;       // written
+  bool isInterrupted = false;
+  std::string abortReason;  // why the run ended early; empty otherwise
+
+  // Damage that the plug-in stepped over while what `place` names was read; each place counts once.
+  void AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records);
+
+  [[nodiscard]] MailCounts Total() const;
+  // Whether anything failed or was lost; an interruption is neither.
+  [[nodiscard]] bool HasLosses() const;
+  [[nodiscard]] bool IsAllDone() const { return !HasLosses() && !isInterrupted; }
+
+  [[nodiscard]] nlohmann::ordered_json ToJson() const;
+  void Print(std::ostream& out) const;
+
+ private:
+  std::vector<Remark> losses_;
+  std::set<std::string> knownLosses_;
+};
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_ARCHIVE_ACCOUNT_H_

@@ -1,0 +1,90 @@
+#include "archive/balance.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace nimport::command {
+
+namespace {
+
+// Stands for a folder's name in the account.
+constexpr const char* MAIL_LIST = "(list of mails)";
+
+// Of a kind that is not handled, which may have very many rows.
+constexpr std::size_t MAX_RANGES_OF_A_KIND = 20;
+
+Remark RemarkOn(const std::string& folder, std::string reason) {
+  Remark remark;
+  remark.folder = folder;
+  remark.reason = std::move(reason);
+  return remark;
+}
+
+// "DataNo 3, 7-9, 12", and how many ranges more there are behind the first `maxRanges`.
+std::string DescribeNumbers(std::vector<std::int32_t> numbers, std::size_t maxRanges) {
+  std::ranges::sort(numbers);
+  std::string text = "DataNo ";
+  std::size_t ranges = 0;
+  for (std::size_t begin = 0, end = 0; begin < numbers.size(); begin = end) {
+    for (end = begin + 1;
+         end < numbers.size() && std::int64_t{numbers[end]} - numbers[end - 1] <= 1;)
+      ++end;
+    if (++ranges > maxRanges) continue;
+    if (begin > 0) text += ", ";
+    text += std::to_string(numbers[begin]);
+    if (numbers[end - 1] != numbers[begin]) text += '-' + std::to_string(numbers[end - 1]);
+  }
+  if (ranges > maxRanges) text += " and " + std::to_string(ranges - maxRanges) + " ranges more";
+  return text;
+}
+
+std::string DescribeStrays(std::int32_t folderNumber, const inspection::StrayMails& mails) {
+  const std::string folder = "folder " + std::to_string(folderNumber);
+  const std::string where = mails.cabinetNumber
+                                ? folder + " stands in cabinet " +
+                                      std::to_string(*mails.cabinetNumber) + ", which is not listed"
+                                : folder + " is not listed";
+  return where + "; mails in it: " + std::to_string(mails.dataNos.size()) + " (" +
+         DescribeNumbers(mails.dataNos, mails.dataNos.size()) + ")";
+}
+
+void CompareFolders(const inspection::MailList& list, const std::vector<FoundFolder>& found,
+                    Balance& balance) {
+  if (list.folders.size() != found.size()) {
+    balance.missing.push_back(RemarkOn(
+        MAIL_LIST, "the database has " + std::to_string(list.folders.size()) +
+                       " folders, of which " + std::to_string(found.size()) + " were found"));
+    return;
+  }
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const auto counted = static_cast<std::int64_t>(list.folders[i].mailCount);
+    if (!found[i].mailCount || *found[i].mailCount == counted) continue;
+    balance.missing.push_back(
+        RemarkOn(found[i].name, "the list of mails has " + std::to_string(counted) +
+                                    " mails in this folder, of which " +
+                                    std::to_string(*found[i].mailCount) + " were found"));
+  }
+}
+
+}  // namespace
+
+Balance MakeBalance(const inspection::MailList& list, const std::vector<FoundFolder>& found) {
+  Balance balance;
+  if (!list.failure.empty()) {
+    balance.missing.push_back(RemarkOn(MAIL_LIST, list.failure));
+    return balance;
+  }
+  CompareFolders(list, found, balance);
+  for (const auto& [folderNumber, mails] : list.strayMails)
+    balance.unlisted.push_back(RemarkOn(MAIL_LIST, DescribeStrays(folderNumber, mails)));
+  for (const auto& [kind, dataNos] : list.otherKinds) {
+    balance.leftOut.push_back(
+        RemarkOn(MAIL_LIST, "rows of kind " + std::to_string(kind) +
+                                ", which is not handled: " + std::to_string(dataNos.size()) + " (" +
+                                DescribeNumbers(dataNos, MAX_RANGES_OF_A_KIND) + ")"));
+  }
+  return balance;
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,200 @@
+#include "archive/compose_mail.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "archive/digest.h"
+#include "archive/mail_date.h"
+#include "archive/mailboxes.h"
+#include "archive/safe_name.h"
+#include "host/text.h"
+#include "mime/header_encoding.h"
+#include "mime/text_part.h"
+#include "mime/transfer_encoding.h"
+#include "text/ascii.h"
+
+namespace nimport::command {
+
+namespace {
+
+std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
+  std::string date;
+  if (headers.date) date = std::to_string(*headers.date);
+  if (contents.HasOwnHeader()) return ToHex(DigestOf({date, contents.bytes}));
+  const auto textOf = [](const std::optional<std::string>& text) {
+    return text ? std::string_view(*text) : std::string_view();
+  };
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  return ToHex(DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
+                         isFile ? std::string_view("file") : std::string_view(contents.bytes)}));
+}
+
+void AppendField(std::string& mail, std::string_view name, std::string_view value) {
+  mail.append(name).append(": ").append(value).append("\r\n");
+}
+
+std::string EncodeTextOf(std::string_view name, std::string_view text) {
+  return mime::EncodeHeaderText(text, name.size() + 2);
+}
+
+// An address header, and beside it the original text wherever addresses had to be made up.
+void AppendAddresses(std::string& mail, const std::string& name, const std::string& text) {
+  const std::vector<Mailbox> mailboxes = ToMailboxes(text);
+  if (mailboxes.empty()) return;
+  AppendField(mail, name, EncodeMailboxes(mailboxes, name.size() + 2));
+  const auto isInternet = [](const Mailbox& mailbox) { return mailbox.isInternet; };
+  if (std::all_of(mailboxes.begin(), mailboxes.end(), isInternet)) return;
+  const std::string originalName = "X-Nimport-" + name;
+  AppendField(mail, originalName, EncodeTextOf(originalName, text));
+}
+
+void AppendSender(std::string& mail, const MailHeaders& headers, std::string_view memberId) {
+  if (headers.from) {
+    AppendAddresses(mail, "From", *headers.from);
+    return;
+  }
+  // Only mails that the owner sent have a recipient and no sender.
+  AppendField(mail, "From", MemberAddress(headers.to ? memberId : std::string_view()));
+}
+
+// Mails with the same headers have each a Message-ID of their own where their files differ.
+std::string MessageIdOf(const std::string& key, const MailContents& contents) {
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  const std::string digest =
+      isFile ? ToHex(DigestOf({key, contents.fileName, contents.bytes})) : key;
+  return '<' + digest + '@' + std::string(MEMBER_DOMAIN) + '>';
+}
+
+std::string HeaderLines(const MailHeaders& headers, const MailContents& contents,
+                        const FinishedMail& mail, std::string_view memberId) {
+  std::string lines;
+  if (mail.instant) AppendField(lines, "Date", ToMailDate(*mail.instant));
+  AppendSender(lines, headers, memberId);
+  if (headers.to) AppendAddresses(lines, "To", *headers.to);
+  if (headers.subject) AppendField(lines, "Subject", EncodeTextOf("Subject", *headers.subject));
+  AppendField(lines, "Message-ID", MessageIdOf(mail.key, contents));
+  if (!mail.isComplete) AppendField(lines, "X-Nimport-Missing", "attached file");
+  AppendField(lines, "MIME-Version", "1.0");
+  return lines;
+}
+
+void AppendText(std::string& mail, std::string_view codePage932) {
+  const mime::EncodedText text = mime::EncodeTextPart(host::CodePage932ToUtf8(codePage932));
+  AppendField(mail, "Content-Type", text.contentType);
+  AppendField(mail, "Content-Transfer-Encoding", text.transferEncoding);
+  mail.append("\r\n").append(text.contents);
+}
+
+std::string ContentTypeOf(std::string_view extension) {
+  struct Entry {
+    std::string_view extension;
+    const char* contentType;
+  };
+  static constexpr std::array<Entry, 26> ENTRIES = {{
+      {".bmp", "image/bmp"},
+      {".cab", "application/vnd.ms-cab-compressed"},
+      {".csv", "text/csv"},
+      {".doc", "application/msword"},
+      {".gif", "image/gif"},
+      {".gz", "application/gzip"},
+      {".htm", "text/html"},
+      {".html", "text/html"},
+      {".jpeg", "image/jpeg"},
+      {".jpg", "image/jpeg"},
+      {".lzh", "application/x-lzh-compressed"},
+      {".mid", "audio/midi"},
+      {".mp3", "audio/mpeg"},
+      {".mpg", "video/mpeg"},
+      {".pdf", "application/pdf"},
+      {".png", "image/png"},
+      {".ppt", "application/vnd.ms-powerpoint"},
+      {".ps", "application/postscript"},
+      {".rtf", "application/rtf"},
+      {".tar", "application/x-tar"},
+      {".tif", "image/tiff"},
+      {".tiff", "image/tiff"},
+      {".txt", "text/plain"},
+      {".wav", "audio/x-wav"},
+      {".xls", "application/vnd.ms-excel"},
+      {".zip", "application/zip"},
+  }};
+  const auto isMeant = [&](const Entry& entry) {
+    return mime::EqualsIgnoringCase(entry.extension, extension);
+  };
+  const auto found = std::find_if(ENTRIES.begin(), ENTRIES.end(), isMeant);
+  return found == ENTRIES.end() ? "application/octet-stream" : found->contentType;
+}
+
+// A file whose name in the store is not known is called after the mail's subject.
+std::string FileNameOf(const MailHeaders& headers, const MailContents& contents) {
+  if (!contents.fileName.empty()) return ToSafeName(contents.fileName);
+  const std::string_view extension = contents.extension;
+  std::string name = ToSafeName(headers.subject.value_or("file"), MAX_NAME_BYTES / 2);
+  const bool isNamedAlready =
+      name.size() > extension.size() &&
+      mime::EqualsIgnoringCase(std::string_view(name).substr(name.size() - extension.size()),
+                               extension);
+  if (!isNamedAlready) name += ToSafeName("x" + std::string(extension), 64).substr(1);
+  return name;
+}
+
+void AppendFile(std::string& mail, const MailHeaders& headers, const MailContents& contents,
+                const std::string& key) {
+  const std::string boundary = "=_" + key;
+  AppendField(mail, "Content-Type", "multipart/mixed; boundary=\"" + boundary + "\"");
+  mail.append("\r\n--" + boundary + "\r\n");
+  const std::string name = FileNameOf(headers, contents);
+  // Both ways in which readers look for names beyond ASCII.
+  AppendField(mail, "Content-Type",
+              ContentTypeOf(contents.extension) + mime::EncodeWordParameter("name", name));
+  AppendField(mail, "Content-Disposition", "attachment" + mime::EncodeParameter("filename", name));
+  AppendField(mail, "Content-Transfer-Encoding", "base64");
+  mail.append("\r\n").append(mime::EncodeBase64Lines(contents.bytes));
+  mail.append("\r\n--" + boundary + "--\r\n");
+}
+
+}  // namespace
+
+std::optional<std::int64_t> InstantOf(const MailHeaders& headers, const MailContents& contents) {
+  switch (contents.kind) {
+    case ContentsKind::MimeMail:
+      return InstantOfMail(headers.date, contents.bytes);
+    case ContentsKind::WholeMail:
+      if (headers.date) return *headers.date;
+      return InstantOfHeader(contents.bytes);
+    case ContentsKind::Text:
+    case ContentsKind::StoredFile:
+      break;
+  }
+  if (!headers.date) return std::nullopt;
+  return InstantOfColumnDate(*headers.date);
+}
+
+FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
+                         std::string_view memberId) {
+  FinishedMail mail;
+  mail.key = KeyOf(headers, contents);
+  mail.isComplete = contents.missing.empty();
+  mail.instant = InstantOf(headers, contents);
+  switch (contents.kind) {
+    case ContentsKind::MimeMail:
+      mail.bytes = std::move(contents.bytes);
+      return mail;
+    case ContentsKind::WholeMail:
+      mail.bytes = ConvertWholeMail(std::move(contents.bytes));
+      return mail;
+    case ContentsKind::Text:
+    case ContentsKind::StoredFile:
+      break;
+  }
+  mail.bytes = HeaderLines(headers, contents, mail, memberId);
+  if (contents.kind == ContentsKind::StoredFile && mail.isComplete) {
+    AppendFile(mail.bytes, headers, contents, mail.key);
+  } else {
+    AppendText(mail.bytes, contents.bytes);
+  }
+  return mail;
+}
+
+}  // namespace nimport::command

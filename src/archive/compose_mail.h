@@ -1,0 +1,40 @@
+#ifndef NIMPORT_ARCHIVE_COMPOSE_MAIL_H_
+#define NIMPORT_ARCHIVE_COMPOSE_MAIL_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "archive/mail_contents.h"
+#include "archive/mail_reader.h"
+
+namespace nimport::command {
+
+// A mail as today's programs read it.
+struct FinishedMail {
+  std::string bytes;                    // RFC 5322, lines end with CR LF
+  std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
+  // 32 hexadecimal digits of what the store holds, but for a stored file: a mail is the same one
+  // with its file and without it.
+  std::string key;
+  bool isComplete = true;  // nothing of it is missing
+};
+
+// The same answers always give the same mail. `memberId` is the owner of the store, who counts as
+// the sender of mails without one. Big mails are not copied: the bytes of `contents` are moved
+// away.
+[[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
+                                       std::string_view memberId);
+
+// When the mail was sent, as far as the store tells.
+[[nodiscard]] std::optional<std::int64_t> InstantOf(const MailHeaders& headers,
+                                                    const MailContents& contents);
+
+// A whole mail in code page 932 as correct MIME. Mail in pure ASCII is given back as it is; header
+// text becomes encoded words, and a text without a charset of its own becomes UTF-8.
+[[nodiscard]] std::string ConvertWholeMail(std::string mail);
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_ARCHIVE_COMPOSE_MAIL_H_

@@ -1,0 +1,20 @@
+#ifndef NIMPORT_ARCHIVE_CONTACTS_CSV_H_
+#define NIMPORT_ARCHIVE_CONTACTS_CSV_H_
+
+#include "archive/contacts/contact_writer.h"
+
+namespace nimport::command {
+
+// Comma-separated values, RFC 4180, in UTF-8, with a line of column names at the top. Texts are as
+// stored; a cell that holds several has "; " between them.
+class CsvWriter final : public ContactWriter {
+ public:
+  // With a byte order mark, Excel takes the text for UTF-8.
+  CsvWriter(TextSink sink, bool hasByteOrderMark);
+
+  void Write(const Contact& contact) override;
+};
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_ARCHIVE_CONTACTS_CSV_H_

@@ -1,0 +1,71 @@
+#ifndef NIMPORT_ARCHIVE_FOLDER_WRITER_H_
+#define NIMPORT_ARCHIVE_FOLDER_WRITER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "archive/compose_mail.h"
+#include "command/options.h"
+
+namespace nimport::command {
+
+// Writes the mails of one folder. A mail appears under its final name only when it is whole and
+// outlasts a loss of power. Mails that an earlier run wrote are recognised, also after a mail
+// reader has moved or flagged them; one that was written without its file is replaced when the file
+// has come. One that is torn, since a file system kept its name but not all of its bytes, counts as
+// not written. Failures of the system are std::system_error.
+class FolderWriter {
+ public:
+  enum class Outcome { Written, AlreadyThere };
+
+  virtual ~FolderWriter() = default;
+
+  // Mails come in the order of their positions. `subject` is UTF-8 and may be empty.
+  virtual Outcome Write(const FinishedMail& mail, std::int32_t position,
+                        const std::string& subject) = 0;
+
+  // Puts everything that was written in its place.
+  virtual void Finish() {}
+
+  // Instead of Finish after a failure: keeps what can be kept of what was written.
+  virtual void GiveUp() noexcept {}
+
+  // How many mails were written but are not in their place yet.
+  [[nodiscard]] virtual std::int64_t waiting() const { return 0; }
+};
+
+// A writer for the folder that goes to `path` (without the format's ending). Makes the directories
+// that it needs.
+[[nodiscard]] std::unique_ptr<FolderWriter> OpenFolderWriter(ExportFormat format,
+                                                             const std::filesystem::path& path);
+
+// What is appended to a folder's name.
+[[nodiscard]] const char* FolderEnding(ExportFormat format);
+
+// Tells apart mails of one folder in which the store holds the very same. Takes 16 to 32 bytes a
+// mail.
+class MailKeys {
+ public:
+  // `key`, or "key-2" and so on when that was given before.
+  [[nodiscard]] std::string Take(const std::string& key);
+
+ private:
+  // Whether the digest is new.
+  bool Insert(std::uint64_t digest);
+  void Grow();
+
+  // Digests, each in the first free slot from its own on; 0 is a free one. Two keys with one digest
+  // count as the same, which gives the second of them a needless number.
+  std::vector<std::uint64_t> slots_;
+  std::size_t used_ = 0;
+  std::map<std::uint64_t, int> counts_;  // of those that came more than once
+};
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_ARCHIVE_FOLDER_WRITER_H_

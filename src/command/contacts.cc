@@ -1,0 +1,124 @@
+// nimport contacts: the address book in forms that today's programs open.
+#include "command/contacts.h"
+
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "archive/contacts/contacts_json.h"
+#include "archive/contacts/csv.h"
+#include "archive/contacts/ldif.h"
+#include "archive/contacts/vcard.h"
+#include "archive/new_file.h"
+#include "command/commands.h"
+#include "command/interruption.h"
+#include "command/losses.h"
+#include "command/visible.h"
+#include "host/result_error.h"
+
+namespace nimport::command {
+
+namespace {
+
+// The groups that stand open while the book is walked.
+class GroupPath {
+ public:
+  explicit GroupPath(ContactWriter& writer) : writer_(writer) {}
+
+  // Leaves groups until the one at `place` of the list is the innermost; -1 leaves all.
+  void ReturnTo(std::int32_t place) {
+    while (!places_.empty() && places_.back() != place) {
+      writer_.EndGroup();
+      places_.pop_back();
+      names_.pop_back();
+      keys_.pop_back();
+    }
+  }
+
+  void Enter(std::int32_t place, const std::string& name) {
+    writer_.BeginGroup(name);
+    keys_.push_back(KeyOfGroup(keys_.empty() ? GroupKey() : keys_.back(), name));
+    places_.push_back(place);
+    names_.push_back(name);
+  }
+
+  [[nodiscard]] std::span<const std::string> names() const { return names_; }
+  [[nodiscard]] const GroupKey& key() const { return keys_.back(); }
+
+ private:
+  ContactWriter& writer_;
+  std::vector<std::int32_t> places_;
+  std::vector<std::string> names_;
+  std::vector<GroupKey> keys_;
+};
+
+std::unique_ptr<ContactWriter> MakeWriter(const Options& options, TextSink sink) {
+  if (options.isJson) return std::make_unique<JsonContactWriter>(std::move(sink));
+  switch (options.contactForm) {
+    case ContactForm::VCard3:
+      return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V3_0);
+    case ContactForm::VCard4:
+      break;
+    case ContactForm::Csv:
+      return std::make_unique<CsvWriter>(std::move(sink), options.isForExcel);
+    case ContactForm::Ldif:
+      return std::make_unique<LdifWriter>(std::move(sink));
+  }
+  return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V4_0);
+}
+
+int PrintContacts(const host::Library& library, const Options& options) {
+  const host::AddressBook book(library);
+  const std::unique_ptr<ContactWriter> writer =
+      MakeWriter(options, [](std::string_view text) { std::cout << ForStandardOutput(text); });
+  WriteContacts(book, *writer);
+  PrintNotes(library);
+  const bool isComplete = !PrintLosses(library) && !Interruption::IsRequested();
+  return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+}
+
+}  // namespace
+
+std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer) {
+  const std::vector<host::AddressGroup> groups = book.Groups();
+  GroupPath path(writer);
+  ContactMaker maker;
+  std::int64_t written = 0;
+  for (std::size_t i = 0; i < groups.size() && !Interruption::IsRequested(); ++i) {
+    path.ReturnTo(groups[i].parent);
+    path.Enter(static_cast<std::int32_t>(i), groups[i].name);
+    for (host::Address& address : book.AddressesOf(groups[i])) {
+      writer.Write(maker.Make(std::move(address), path.names(), path.key()));
+      ++written;
+    }
+  }
+  path.ReturnTo(-1);
+  writer.Finish();
+  return written;
+}
+
+std::int64_t WriteContactsFile(const host::Library& library, const std::filesystem::path& path) {
+  const host::AddressBook book(library);
+  if (book.AddressCount() == 0) return 0;
+  const Directory directory(path);
+  NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
+  VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
+  const std::int64_t written = WriteContacts(book, writer);
+  if (Interruption::IsRequested()) return 0;
+  file.PutInPlace(directory, CONTACTS_FILE_NAME);
+  return written;
+}
+
+int RunContacts(const host::Library& library, const Options& options) {
+  try {
+    return PrintContacts(library, options);
+  } catch (const host::ResultError&) {
+    // Damage that was stepped over before may be why the call failed.
+    PrintLosses(library);
+    throw;
+  }
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,116 @@
+// nimport export: all mails of the store in a form for today's programs.
+#include <cerrno>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "archive/account.h"
+#include "archive/exporter.h"
+#include "archive/folder_writer.h"
+#include "archive/new_file.h"
+#include "command/commands.h"
+#include "command/contacts.h"
+#include "command/interruption.h"
+#include "command/json_text.h"
+#include "command/visible.h"
+
+namespace nimport::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* ACCOUNT_NAME = "account.json";
+
+// The directory that is written to, for this process alone.
+class TargetDirectory {
+ public:
+  // Throws std::runtime_error, also when another export is writing there.
+  explicit TargetDirectory(const fs::path& path) {
+    fs::create_directories(path);
+    descriptor_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), path.string());
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+      close(descriptor_);
+      throw std::runtime_error(path.string() + ": another export is writing there");
+    }
+  }
+  ~TargetDirectory() { close(descriptor_); }
+  TargetDirectory(const TargetDirectory&) = delete;
+  TargetDirectory& operator=(const TargetDirectory&) = delete;
+
+ private:
+  int descriptor_ = -1;
+};
+
+void RequireOutsideStore(const Options& options) {
+  if (options.location.databaseDirectory.empty()) return;
+  const fs::path store = fs::weakly_canonical(options.location.databaseDirectory);
+  for (fs::path path = fs::weakly_canonical(fs::absolute(options.targetDirectory));;
+       path = path.parent_path()) {
+    if (path == store) throw std::runtime_error("the target lies within the store");
+    if (path == path.parent_path()) return;
+  }
+}
+
+// Files beneath a directory.
+class DirectoryTarget final : public ExportTarget {
+ public:
+  DirectoryTarget(const fs::path& directory, ExportFormat format)
+      : directory_(directory), format_(format) {}
+
+  void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
+  [[nodiscard]] std::unique_ptr<FolderWriter> OpenFolder(const fs::path& path) override {
+    return OpenFolderWriter(format_, directory_ / path);
+  }
+  std::int64_t WriteContacts(const host::Library& library) override {
+    return WriteContactsFile(library, directory_);
+  }
+
+ private:
+  fs::path directory_;
+  ExportFormat format_;
+};
+
+// Prints the account and leaves it beside the mails.
+void PutAccount(const Account& account, const Options& options) {
+  const std::string json = ToText(account.ToJson());
+  if (options.isJson) {
+    std::cout << json;
+  } else {
+    account.Print(std::cout);
+  }
+  if (!account.abortReason.empty())
+    std::cerr << "nimport: " << Visible(account.abortReason) << '\n';
+  const Directory directory(options.targetDirectory);
+  // Directories and names that were made before are on the disk when the account is.
+  directory.FlushFileSystem();
+  NewFile file(directory, std::string(".") + ACCOUNT_NAME + ".tmp");
+  file.Write(json);
+  file.PutInPlace(directory, ACCOUNT_NAME);
+}
+
+}  // namespace
+
+int RunExport(const host::Library& library, const Options& options) {
+  RequireOutsideStore(options);
+  Exporter exporter(library, options.format);
+  const TargetDirectory lock(options.targetDirectory);
+  DirectoryTarget target(options.targetDirectory, options.format);
+  const Account* account = nullptr;
+  {
+    const Interruption::Report report([&] { PutAccount(exporter.InterruptedAccount(), options); });
+    account = &exporter.Run(target);
+  }
+  PutAccount(*account, options);
+  if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
+  return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,152 @@
+#include "command/interruption.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "command/options.h"
+#include "command/visible.h"
+
+namespace nimport::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::atomic<bool> isRequested = false;
+std::atomic<bool> isEnding = false;
+
+// See Interruption::workLock. The reports are changed by the working thread and read under the
+// lock.
+std::mutex work;
+thread_local bool isWorker = false;
+std::vector<std::function<void()>> reports;
+
+constexpr std::chrono::milliseconds TIME_TO_STOP{400};
+constexpr std::chrono::milliseconds TIME_TO_REPORT{350};
+
+// Each temporary directory of this process holds this file, which is open.
+constexpr std::string_view LOCK_NAME = ".nimport-lock";
+
+timespec ToTimespec(std::chrono::milliseconds time) {
+  return {.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(time).count()};
+}
+
+// A report may wait forever for somebody to read it.
+void EndWithoutReport(int) {
+  _exit(EXIT_SOME_FAILED);
+}
+
+void LimitTimeToReport() {
+  std::signal(SIGALRM, EndWithoutReport);
+  itimerval timer = {};
+  timer.it_value.tv_usec = std::chrono::microseconds(TIME_TO_REPORT).count();
+  setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+// The sessions that would remove theirs are in use.
+void RemoveTemporaryDirectories() {
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd", error)) {
+    const fs::path file = fs::read_symlink(entry.path(), error);
+    if (file.filename() == LOCK_NAME) fs::remove_all(file.parent_path(), error);
+  }
+}
+
+bool IsAtRest() {
+  for (int tries = 0; tries < 20; ++tries) {
+    if (work.try_lock()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
+}
+
+[[noreturn]] void EndNow() {
+  LimitTimeToReport();
+  // Not unlocked: the working thread stays where it is.
+  const bool isAtRest = IsAtRest();
+  RemoveTemporaryDirectories();
+  if (isAtRest) {
+    try {
+      while (!reports.empty()) {
+        reports.back()();
+        reports.pop_back();
+      }
+    } catch (const std::exception& error) {
+      std::cerr << "nimport: " << Visible(error.what()) << '\n';
+    }
+    std::cout.flush();
+  }
+  std::cerr << "nimport: interrupted\n";
+  _exit(EXIT_SOME_FAILED);
+}
+
+}  // namespace
+
+Interruption::Interruption() {
+  sigemptyset(&signals_);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    sigaddset(&signals_, signal);
+  // Threads that are made from here on inherit this: the signals come to the watcher alone.
+  pthread_sigmask(SIG_BLOCK, &signals_, &formerMask_);
+  work.lock();
+  isWorker = true;
+  watcher_ = std::thread([this] { Watch(); });
+}
+
+Interruption::~Interruption() {
+  isEnding = true;
+  pthread_kill(watcher_.native_handle(), SIGTERM);
+  {
+    const Pause pause;
+    watcher_.join();
+  }
+  isWorker = false;
+  work.unlock();
+  pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
+}
+
+void Interruption::Watch() const {
+  int signal = 0;
+  sigwait(&signals_, &signal);
+  if (isEnding) return;
+  isRequested = true;
+  const timespec time = ToTimespec(TIME_TO_STOP);
+  sigtimedwait(&signals_, nullptr, &time);
+  if (!isEnding) EndNow();
+}
+
+bool Interruption::IsRequested() {
+  return isRequested;
+}
+
+std::mutex& Interruption::workLock() {
+  return work;
+}
+
+Interruption::Pause::Pause() {
+  if (isWorker) work.unlock();
+}
+
+Interruption::Pause::~Pause() {
+  if (isWorker) work.lock();
+}
+
+Interruption::Report::Report(std::function<void()> print) {
+  reports.push_back(std::move(print));
+}
+
+Interruption::Report::~Report() {
+  reports.pop_back();
+}
+
+}  // namespace nimport::command

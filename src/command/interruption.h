@@ -1,0 +1,61 @@
+// Ctrl-C and its like. The plug-in cannot be interrupted, and a call can take long, so that a
+// thread of its own waits for signals and ends the program where the work does not end by itself.
+#ifndef NIMPORT_COMMAND_INTERRUPTION_H_
+#define NIMPORT_COMMAND_INTERRUPTION_H_
+
+#include <csignal>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace nimport::command {
+
+// While an object lives, SIGINT, SIGTERM and SIGHUP do not end the program but are noted, so that
+// the work can stop at a good place. Where it has not stopped after half a second, or at a second
+// signal, the program ends: it says what it knows by then, removes its temporary directories and
+// exits with EXIT_SOME_FAILED, a second after the signal at the latest. One object per process,
+// made before other threads are.
+class Interruption {
+ public:
+  Interruption();
+  ~Interruption();
+  Interruption(const Interruption&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+
+  [[nodiscard]] static bool IsRequested();
+
+  // Held by the thread that made the object, but for the times when it waits for somebody else:
+  // whoever can lock it finds everything that this thread works on at rest. For host::Library.
+  [[nodiscard]] std::mutex& workLock();
+
+  // While an object lives, the thread that made the Interruption waits for something that can take
+  // long, and touches nothing that a Report reads. Does nothing in other threads.
+  class Pause {
+   public:
+    Pause();
+    ~Pause();
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+  };
+
+  // While an object lives, a program that ends early calls `print`, in another thread, while the
+  // working one waits; not at all where that does not wait. The youngest object comes first.
+  class Report {
+   public:
+    explicit Report(std::function<void()> print);
+    ~Report();
+    Report(const Report&) = delete;
+    Report& operator=(const Report&) = delete;
+  };
+
+ private:
+  void Watch() const;
+
+  sigset_t signals_ = {};
+  sigset_t formerMask_ = {};
+  std::thread watcher_;
+};
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_COMMAND_INTERRUPTION_H_

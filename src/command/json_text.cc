@@ -1,0 +1,13 @@
+#include "command/json_text.h"
+
+#include <nlohmann/json.hpp>
+
+#include "command/visible.h"
+
+namespace nimport::command {
+
+std::string ToText(const nlohmann::ordered_json& json) {
+  return VisibleJson(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + '\n';
+}
+
+}  // namespace nimport::command

@@ -1,0 +1,222 @@
+#include "command/options.h"
+
+#include <cctype>
+#include <iostream>
+#include <map>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace nimport::command {
+
+namespace {
+
+constexpr const char* DESCRIPTION =
+    "Reads the mail and the address book that the mail client NIFTY Manager left on a disk.\n"
+    "The store is only ever read. Positions count from 0.";
+
+constexpr const char* MAIN_FOOTER =
+    "Where the store is: --from names the directory that holds Cabdata.mdb. Instead, --registry "
+    "and\n"
+    "--drive let the plug-in find everything as the mail client itself would, stored files "
+    "included.\n"
+    "With neither, the registry and the drives of the Wine prefix are used.\n"
+    "\n"
+    "Exit codes: 0 all done, 1 some mails failed, 2 cannot run.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport check --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk\n"
+    "  nimport tree --registry user.reg --registry system.reg --drive C=/mnt/disk\n"
+    "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail";
+
+constexpr const char* CHECK_FOOTER =
+    "Says what is missing and where it was looked for. Exit code 1 when something cannot be\n"
+    "read, 2 when neither database can.\n"
+    "\n"
+    "With --deep every page of both databases and every mail is read.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport check --from /mnt/disk/NIFTY/Data\n"
+    "  nimport check --deep --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk";
+
+constexpr const char* TREE_FOOTER =
+    "Example:\n"
+    "  nimport tree --from /mnt/disk/NIFTY/Data --json";
+
+constexpr const char* LIST_FOOTER =
+    "Examples:\n"
+    "  nimport list 2 --from /mnt/disk/NIFTY/Data\n"
+    "  nimport list '受信キャビネット/新着メール' --from /mnt/disk/NIFTY/Data";
+
+constexpr const char* SHOW_FOOTER =
+    "Examples:\n"
+    "  nimport show 2 14 --from /mnt/disk/NIFTY/Data\n"
+    "  nimport show 2 14 --from /mnt/disk/NIFTY/Data --source > mail.eml";
+
+constexpr const char* EXPORT_FOOTER =
+    "Formats:\n"
+    "  maildir  DIR/Cabinet/Folder/{cur,new,tmp}, one file per mail\n"
+    "  mbox     DIR/Cabinet/Folder.mbox (mboxrd)\n"
+    "  eml      DIR/Cabinet/Folder/NNNNN subject.eml, one file per mail\n"
+    "\n"
+    "Mails that are there already are skipped, so that an interrupted export can be run again. "
+    "The\n"
+    "account of the run goes to DIR/account.json too. Dates without a zone are taken in the "
+    "machine's\n"
+    "time zone: set TZ=Asia/Tokyo where it is another one.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail\n"
+    "  nimport export --registry user.reg --drive C=/mnt/disk --to ~/old-mail --format mbox";
+
+constexpr const char* CONTACTS_FOOTER =
+    "Groups become categories; with --json they are nested. A member ID of the mail client's own\n"
+    "service is no internet address and stands as a note and as X-NIMPORT-USER-ID.\n"
+    "\n"
+    "Examples:\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data > contacts.vcf\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data --vcard 3.0 > contacts.vcf\n"
+    "  nimport contacts --from /mnt/disk/NIFTY/Data --excel > contacts.csv";
+
+void AddDrive(const std::string& text, host::DriveMap& drives) {
+  const std::size_t equals = text.find('=');
+  const bool hasLetter = equals == 1 || (equals == 2 && text[1] == ':');
+  const bool isSound = hasLetter && std::isalpha(static_cast<unsigned char>(text[0])) != 0;
+  if (!isSound || equals + 1 == text.size()) {
+    throw CLI::ValidationError("--drive", text + ": not of the form C=PATH");
+  }
+  const char letter = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+  drives.insert_or_assign(letter, text.substr(equals + 1));
+}
+
+void AddCommonOptions(CLI::App& app, Options& options) {
+  const std::string group = "Common options";
+  app.add_option("--from", options.location.databaseDirectory,
+                 "Directory that holds Cabdata.mdb and Abook.mdb")
+      ->type_name("DIR")
+      ->group(group);
+  app.add_option("--registry", options.location.registryFiles,
+                 "Registry file (.reg export or Wine's); may be repeated")
+      ->type_name("FILE")
+      ->allow_extra_args(false)
+      ->group(group);
+  app.add_option_function<std::vector<std::string>>(
+         "--drive",
+         [&options](const std::vector<std::string>& texts) {
+           for (const std::string& text : texts)
+             AddDrive(text, options.location.drives);
+         },
+         "Directory that stands for a drive of the old machine; may be repeated")
+      ->type_name("C=PATH")
+      ->allow_extra_args(false)
+      ->group(group);
+  app.add_option("--member", options.location.memberId, "Member ID, instead of the registry's")
+      ->type_name("ID")
+      ->group(group);
+  app.add_option("--library", options.library, "The plug-in to load")
+      ->type_name("PATH")
+      ->group(group);
+  app.add_flag("--json", options.isJson, "Answer as JSON")->group(group);
+}
+
+CLI::App& AddSubcommand(CLI::App& app, Options& options, Subcommand subcommand,
+                        const std::string& name, const std::string& description,
+                        const std::string& footer) {
+  CLI::App* const added = app.add_subcommand(name, description);
+  added->footer(footer);
+  added->callback([&options, subcommand] { options.subcommand = subcommand; });
+  AddCommonOptions(*added, options);
+  return *added;
+}
+
+void AddContacts(CLI::App& app, Options& options) {
+  CLI::App& contacts =
+      AddSubcommand(app, options, Subcommand::Contacts, "contacts",
+                    "Write the address book in a form for today's programs", CONTACTS_FOOTER);
+  const std::map<std::string, ContactForm> versions = {{"3.0", ContactForm::VCard3},
+                                                       {"4.0", ContactForm::VCard4}};
+  CLI::Option* const vcard =
+      contacts
+          .add_option("--vcard", options.contactForm, "vCard 4.0 (without any of these) or 3.0")
+          ->transform(CLI::CheckedTransformer(versions))
+          ->type_name("VERSION")
+          ->option_text("VERSION");
+  CLI::Option* const csv = contacts.add_flag_callback(
+      "--csv", [&options] { options.contactForm = ContactForm::Csv; }, "CSV in UTF-8");
+  CLI::Option* const excel = contacts.add_flag_callback(
+      "--excel",
+      [&options] {
+        options.contactForm = ContactForm::Csv;
+        options.isForExcel = true;
+      },
+      "CSV with a byte order mark, as Excel needs it");
+  CLI::Option* const ldif = contacts.add_flag_callback(
+      "--ldif", [&options] { options.contactForm = ContactForm::Ldif; }, "LDIF");
+  vcard->excludes(csv)->excludes(excel)->excludes(ldif);
+  ldif->excludes(csv)->excludes(excel);
+}
+
+// JSON is a form of its own.
+void RequireOneForm(const CLI::App& app, const Options& options) {
+  if (options.subcommand != Subcommand::Contacts || !options.isJson) return;
+  const CLI::App* const contacts = app.get_subcommand("contacts");
+  for (const char* form : {"--vcard", "--csv", "--excel", "--ldif"}) {
+    if (contacts->count(form) > 0) throw CLI::ExcludesError("--json", form);
+  }
+}
+
+void AddSubcommands(CLI::App& app, Options& options) {
+  CLI::App& check = AddSubcommand(app, options, Subcommand::Check, "check",
+                                  "Can the store be read?", CHECK_FOOTER);
+  check.add_flag("--deep", options.isDeep, "Read every page and every mail");
+  AddSubcommand(app, options, Subcommand::Tree, "tree", "Show the cabinets and folders",
+                TREE_FOOTER);
+
+  const std::string folderHelp = "\"Cabinet/Folder\" or the folder's index, as `tree` shows them";
+  CLI::App& list = AddSubcommand(app, options, Subcommand::List, "list",
+                                 "List the mails of a folder, or of all", LIST_FOOTER);
+  list.add_option("FOLDER", options.folder, folderHelp);
+
+  CLI::App& show =
+      AddSubcommand(app, options, Subcommand::Show, "show", "Show one mail", SHOW_FOOTER);
+  show.add_option("FOLDER", options.folder, folderHelp)->required();
+  show.add_option("NUMBER", options.mail, "The mail's position in the folder")->required();
+  show.add_flag("--source", options.isSource, "Print the mail as `export` would write it");
+
+  CLI::App& exporting =
+      AddSubcommand(app, options, Subcommand::Export, "export",
+                    "Write all mails in a form for today's programs", EXPORT_FOOTER);
+  exporting.add_option("--to", options.targetDirectory, "Directory to write to; made if missing")
+      ->type_name("DIR")
+      ->required();
+  const std::map<std::string, ExportFormat> formats = {
+      {"maildir", ExportFormat::Maildir}, {"mbox", ExportFormat::Mbox}, {"eml", ExportFormat::Eml}};
+  exporting.add_option("--format", options.format, "maildir (the default), mbox or eml")
+      ->transform(CLI::CheckedTransformer(formats))
+      ->type_name("FORMAT")
+      ->option_text("FORMAT");
+
+  AddContacts(app, options);
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, const char* const* argv, int& exitCode) {
+  Options options;
+  CLI::App app(DESCRIPTION, "nimport");
+  app.footer(MAIN_FOOTER);
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "nimport " NIMPORT_VERSION);
+  AddCommonOptions(app, options);
+  AddSubcommands(app, options);
+  try {
+    app.parse(argc, argv);
+    RequireOneForm(app, options);
+  } catch (const CLI::ParseError& error) {
+    exitCode = app.exit(error, std::cout, std::cerr) == 0 ? EXIT_ALL_DONE : EXIT_CANNOT_RUN;
+    return std::nullopt;
+  }
+  return options;
+}
+
+}  // namespace nimport::command

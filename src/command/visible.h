@@ -1,0 +1,30 @@
+// Texts of a store as they may be shown. Whoever wrote a mail chose its characters: those that move
+// the cursor, change a terminal's settings or turn the direction of writing would have it show
+// something else than there is.
+#ifndef NIMPORT_COMMAND_VISIBLE_H_
+#define NIMPORT_COMMAND_VISIBLE_H_
+
+#include <string>
+#include <string_view>
+
+namespace nimport::command {
+
+// `text`, on one line and harmless on a terminal: control characters below U+0020 and U+007F become
+// their pictures (U+2400 and the following), those from U+0080 to U+009F, line separators and
+// characters that turn the direction of writing (U+2028 to U+202E, U+2066 to U+2069) become
+// "<U+202E>". Bytes that are no UTF-8 become U+FFFD.
+[[nodiscard]] std::string Visible(std::string_view text);
+
+// The same for texts of several lines: line ends (CR LF becomes LF) and tabs stay.
+[[nodiscard]] std::string VisibleLines(std::string_view text);
+
+// The same characters, in JSON text, as escapes of JSON. What is no UTF-8 stays.
+[[nodiscard]] std::string VisibleJson(std::string_view json);
+
+// Something for other programs, such as a mail's source or vCards: as it is, but made visible where
+// standard output is a terminal.
+[[nodiscard]] std::string ForStandardOutput(std::string_view text);
+
+}  // namespace nimport::command
+
+#endif  // NIMPORT_COMMAND_VISIBLE_H_

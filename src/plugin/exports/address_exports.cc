@@ -1,0 +1,279 @@
+// The address book: opening, groups and addresses, fields and values.
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "nimport/nimport.h"
+#include "platform/diagnostics.h"
+#include "plugin/exports/export_guard.h"
+#include "plugin/exports/result_string.h"
+#include "plugin/handle_node.h"
+#include "plugin/mailer_context.h"
+#include "store/addressbook/address_book.h"
+#include "store/addressbook/address_book_loader.h"
+#include "store/addressbook/address_fields.h"
+
+namespace nimport {
+namespace {
+
+using addressbook::AddressBook;
+using addressbook::AddressEntry;
+using addressbook::AddressField;
+
+// アドレス帳
+constexpr std::string_view BOOK_NAME = "\x83\x41\x83\x68\x83\x8C\x83\x58\x92\xA0";
+
+constexpr std::int32_t NO_SUCH_FIELD = -1;
+
+const AddressBook& RequireBookData(const MailerContext& context) {
+  if (!context.addressBookData) FailInvalid("no address book is open (AD_OpenAddressBook)");
+  return *context.addressBookData;
+}
+
+// Runs `work(context, bookData)` in a session with an open address book.
+template <typename Work>
+ResultCode RunOnBook(const char* function, HandleNode* session, Work&& work) noexcept {
+  return RunExport(function, [&](ExportCall& call) {
+    MailerContext& context = call.RequireSession(session);
+    if (session->openCount == 0) FailInvalid("no address book is open (AD_OpenAddressBook)");
+    work(context, RequireBookData(context));
+  });
+}
+
+HandleNode& RequireBook(HandleNode* node) {
+  HandleNode& book = RequireHandle(node);
+  if (book.kind != NodeKind::AddressBook) FailInvalid("not an address book handle");
+  return book;
+}
+
+// The `id` of either stands for the group in all that is asked of the book.
+HandleNode& RequireBookOrGroup(HandleNode* node) {
+  HandleNode& parent = RequireHandle(node);
+  if (parent.kind != NodeKind::AddressBook && parent.kind != NodeKind::Group) {
+    FailInvalid("not an address book or group handle");
+  }
+  return parent;
+}
+
+HandleNode& RequireAddress(HandleNode* node) {
+  HandleNode& address = RequireHandle(node);
+  if (address.kind != NodeKind::Address) FailInvalid("not an address handle");
+  return address;
+}
+
+AddressEntry ResolveAddress(const AddressBook& bookData, const HandleNode& address) {
+  return bookData.ResolveAddress(address.detail, address.id);
+}
+
+platform::FailureRecord RecordOn(const MailerContext& context, std::string reason) {
+  platform::FailureRecord record;
+  record.reason = std::move(reason);
+  record.file = context.database->fileName();
+  record.table = "AddressBookTBL";
+  return record;
+}
+
+std::string Describe(const addressbook::RowsLeftOut& rows) {
+  const std::string others = std::to_string(rows.others) + " rows of other kinds";
+  if (rows.groups + rows.addresses == 0) {
+    return others + " than groups and addresses are left out";
+  }
+  return std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
+         " groups are in no group of the address book and are left out, and so are " + others;
+}
+
+void TellOfRowsLeftOut(ExportCall& call, const MailerContext& context,
+                       const addressbook::RowsLeftOut& rows) {
+  if (rows.groups + rows.addresses + rows.others == 0) return;
+  platform::FailureRecord note = RecordOn(context, Describe(rows));
+  note.isNote = true;
+  call.Tell(std::move(note));
+}
+
+addressbook::RowsLeftOut ReadBook(ExportCall& call, MailerContext& context) {
+  jet::Database& database = context.database->get();
+  if (!context.platform.IsSalvaging()) {
+    return addressbook::LoadAddressBook(database, context.addressBookData);
+  }
+  return addressbook::SalvageAddressBook(
+      database, context.addressBookData,
+      [&](const std::string& reason) { call.Tell(RecordOn(context, reason)); });
+}
+
+void LoadBook(ExportCall& call, MailerContext& context) {
+  TellOfRowsLeftOut(call, context, ReadBook(call, context));
+}
+
+HandleNode* OpenBook(ExportCall& call, MailerContext& context, HandleNode& session) {
+  if (session.openCount == 0) LoadBook(call, context);
+  HandleNode* book = AppendChild(
+      session, std::make_unique<HandleNode>(NodeKind::AddressBook, AddressBook::WHOLE_BOOK));
+  ++session.openCount;
+  return book;
+}
+
+void CloseBook(MailerContext& context, HandleNode& session, const HandleNode& book) {
+  if (book.parent != &session) FailInvalid("an address book of another session");
+  RemoveChild(session, book);
+  if (--session.openCount == 0) addressbook::ReleaseAddressBook(context.addressBookData);
+}
+
+std::string_view NameOf(const MailerContext& context, const HandleNode& node) {
+  switch (node.kind) {
+    case NodeKind::AddressBook:
+      return BOOK_NAME;
+    case NodeKind::Group:
+      return RequireBookData(context).At(node.id).name.str();
+    case NodeKind::Address:
+      return ResolveAddress(RequireBookData(context), node).name;
+    default:
+      FailInvalid("a handle of this kind has no name in an address book");
+  }
+}
+
+// The address's position in the whole book. A position that is no address's is counted like others.
+std::int32_t IdOf(const AddressBook& bookData, const HandleNode& address) {
+  if (address.detail == AddressBook::WHOLE_BOOK) return address.id;
+  const std::int64_t id = std::int64_t{bookData.FirstAddress(address.detail)} + address.id;
+  return static_cast<std::int32_t>(id);
+}
+
+// Writes a text of a field, which is the same in every book.
+ResultCode GetFieldText(const char* function, HandleNode* session, HandleNode* book,
+                        std::int32_t field, std::string_view AddressField::*fieldText,
+                        ResultString* text) {
+  return RunOnBook(function, session, [&](MailerContext& context, const AddressBook&) {
+    static_cast<void>(RequireBook(book));
+    WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
+                      context.platform.text());
+  });
+}
+
+}  // namespace
+}  // namespace nimport
+
+using nimport::ExportCall;
+using nimport::MailerContext;
+using nimport::NodeKind;
+using nimport::RequireOut;
+using nimport::RunExport;
+using nimport::RunOnBook;
+using nimport::addressbook::AddressBook;
+using nimport::addressbook::AddressField;
+
+ResultCode NIMPORT_CALL AD_OpenAddressBook(HandleNode* session, HandleNode*, HandleNode*,
+                                           HandleNode** book) {
+  return RunExport("AD_OpenAddressBook", [&](ExportCall& call) {
+    MailerContext& context = call.RequireSession(session);
+    HandleNode*& out = RequireOut(book);
+    out = nimport::OpenBook(call, context, *session);
+  });
+}
+
+ResultCode NIMPORT_CALL AD_CloseAddressBook(HandleNode* session, HandleNode*, HandleNode*,
+                                            HandleNode* book) {
+  return RunExport("AD_CloseAddressBook", [&](ExportCall& call) {
+    MailerContext& context = call.RequireSession(session);
+    static_cast<void>(nimport::RequireHandle(book));
+    // When no book is open, the handle may be one that was closed already: it is not looked at.
+    if (session->openCount == 0) return;
+    nimport::CloseBook(context, *session, nimport::RequireBook(book));
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetChildGroupCount(HandleNode* session, HandleNode* parent,
+                                              std::int32_t* count) {
+  return RunOnBook("AD_GetChildGroupCount", session,
+                   [&](MailerContext&, const AddressBook& bookData) {
+                     const HandleNode& node = nimport::RequireBookOrGroup(parent);
+                     RequireOut(count) = bookData.ChildCount(node.id);
+                   });
+}
+
+ResultCode NIMPORT_CALL AD_GetChildGroup(HandleNode* session, HandleNode* parent,
+                                         std::int32_t index, HandleNode** group) {
+  return RunOnBook("AD_GetChildGroup", session, [&](MailerContext&, const AddressBook& bookData) {
+    HandleNode& node = nimport::RequireBookOrGroup(parent);
+    HandleNode*& out = RequireOut(group);
+    const std::optional<std::int32_t> child = bookData.FindChild(node.id, index);
+    if (!child) nimport::FailInvalid("no group at position " + std::to_string(index));
+    out = nimport::AppendChild(node, std::make_unique<HandleNode>(NodeKind::Group, *child));
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetAddressCount(HandleNode* session, HandleNode* parent,
+                                           std::int32_t* count) {
+  return RunOnBook("AD_GetAddressCount", session, [&](MailerContext&, const AddressBook& bookData) {
+    const HandleNode& node = nimport::RequireBookOrGroup(parent);
+    RequireOut(count) = bookData.AddressCount(node.id);
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetAddress(HandleNode* session, HandleNode* parent, std::int32_t index,
+                                      HandleNode** address) {
+  return RunOnBook("AD_GetAddress", session, [&](MailerContext&, const AddressBook&) {
+    HandleNode& node = nimport::RequireBookOrGroup(parent);
+    HandleNode*& out = RequireOut(address);
+    out =
+        nimport::AppendChild(node, std::make_unique<HandleNode>(NodeKind::Address, index, node.id));
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
+  return RunExport("AD_GetName", [&](ExportCall& call) {
+    const MailerContext& context = call.RequireSession(session);
+    const std::string_view name = node == nullptr ? "" : nimport::NameOf(context, *node);
+    WriteResultString(text, name, context.platform.text());
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetId(HandleNode* session, HandleNode* address, std::int32_t* id) {
+  return RunOnBook("AD_GetId", session, [&](MailerContext&, const AddressBook& bookData) {
+    const HandleNode& node = nimport::RequireAddress(address);
+    RequireOut(id) = nimport::IdOf(bookData, node);
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetFieldCount(HandleNode* session, HandleNode* book,
+                                         std::int32_t* count) {
+  return RunOnBook("AD_GetFieldCount", session, [&](MailerContext&, const AddressBook&) {
+    static_cast<void>(nimport::RequireBook(book));
+    RequireOut(count) = nimport::addressbook::ADDRESS_FIELD_COUNT;
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetFieldName(HandleNode* session, HandleNode* book, std::int32_t field,
+                                        ResultString* text) {
+  return nimport::GetFieldText("AD_GetFieldName", session, book, field, &AddressField::name, text);
+}
+
+ResultCode NIMPORT_CALL AD_GetFieldLabel(HandleNode* session, HandleNode* book, std::int32_t field,
+                                         ResultString* text) {
+  return nimport::GetFieldText("AD_GetFieldLabel", session, book, field, &AddressField::label,
+                               text);
+}
+
+ResultCode NIMPORT_CALL AD_GetFieldIndex(HandleNode* session, HandleNode* book,
+                                         const NimportChar16* name, std::int32_t* index) {
+  return RunOnBook("AD_GetFieldIndex", session, [&](MailerContext&, const AddressBook&) {
+    static_cast<void>(nimport::RequireBook(book));
+    std::int32_t& out = RequireOut(index);
+    if (name == nullptr) nimport::FailInvalid("no name of a field");
+    out = nimport::addressbook::FindAddressField(nimport::CopyText(name))
+              .value_or(nimport::NO_SUCH_FIELD);
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetValue(HandleNode* session, HandleNode* address, std::int32_t field,
+                                    ResultString* text) {
+  return RunOnBook("AD_GetValue", session,
+                   [&](MailerContext& context, const AddressBook& bookData) {
+                     const HandleNode& node = nimport::RequireAddress(address);
+                     const AddressField& asked = nimport::addressbook::GetAddressField(field);
+                     WriteResultString(text, nimport::ResolveAddress(bookData, node).*asked.value,
+                                       context.platform.text());
+                   });
+}

@@ -1,0 +1,185 @@
+// One mail: header fields, dates, source, bodies and attached files.
+#include <optional>
+#include <string>
+
+#include "nimport/nimport.h"
+#include "plugin/contents/attached_mails.h"
+#include "plugin/contents/mail_bodies.h"
+#include "plugin/contents/mail_source.h"
+#include "plugin/exports/result_string.h"
+#include "plugin/mail_handles.h"
+#include "plugin/session.h"
+#include "store/header_summary.h"
+#include "store/mail_time.h"
+#include "text/composition.h"
+
+namespace nimport {
+namespace {
+
+using mailstore::FieldSelector;
+using mailstore::MailStore;
+
+// Which mail an export was asked for.
+struct MailArguments {
+  HandleNode* session;
+  HandleNode* folder;
+  std::int32_t mail;
+};
+
+// Runs `work(context, store, folder)` on the mail's open folder.
+template <typename Work>
+ResultCode RunOnMail(const char* function, const MailArguments& arguments, Work&& work) noexcept {
+  return RunExport(function, [&](ExportCall& call) {
+    MailerContext& context = call.RequireSession(arguments.session);
+    const HandleNode& folder = RequireOpenMailFolder(arguments.folder);
+    call.ConcernsMail(folder.id, arguments.mail);
+    work(context, RequireMailStore(context), folder.id);
+  });
+}
+
+ResultCode GetField(const char* function, const MailArguments& arguments, FieldSelector selector,
+                    std::int32_t body, ResultString* text) {
+  return RunOnMail(
+      function, arguments, [&](MailerContext& context, MailStore& store, std::int32_t folder) {
+        const ValueText value = GetMailField(store, folder, arguments.mail, selector, body);
+        WriteResultString(text, value.str(), context.platform.text());
+      });
+}
+
+ResultCode GetTime(const char* function, const MailArguments& arguments, std::int32_t* date) {
+  return RunOnMail(function, arguments, [&](MailerContext&, MailStore& store, std::int32_t folder) {
+    GetMailTime(store, folder, arguments.mail, RequireOut(date));
+  });
+}
+
+extraction::Extraction MakeExtraction(MailerContext& context, MailStore& store) {
+  return {store, GetTemporaryNames(context)};
+}
+
+// The paths of a cabinet are asked for like those of a folder, and nothing is answered.
+bool IsOpenCabinet(const HandleNode* session, const HandleNode* folder) {
+  return session != nullptr && session->kind == NodeKind::Session && folder != nullptr &&
+         folder->kind == NodeKind::Cabinet && folder->openCount != 0;
+}
+
+using PathWriter = std::string (*)(extraction::Extraction&, std::int32_t, std::int32_t,
+                                   std::int32_t);
+
+ResultCode GetPath(const char* function, const MailArguments& arguments, std::int32_t index,
+                   ResultString* path, PathWriter write) {
+  if (IsOpenCabinet(arguments.session, arguments.folder)) return RESULT_OK;
+  return RunOnMail(function, arguments,
+                   [&](MailerContext& context, MailStore& store, std::int32_t folder) {
+                     extraction::Extraction extraction = MakeExtraction(context, store);
+                     WriteResultString(path, write(extraction, folder, arguments.mail, index),
+                                       context.platform.text());
+                   });
+}
+
+}  // namespace
+}  // namespace nimport
+
+using nimport::MailerContext;
+using nimport::RequireOut;
+using nimport::mailstore::FieldSelector;
+using nimport::mailstore::MailStore;
+
+ResultCode NIMPORT_CALL ML_GetMailSubject(HandleNode* session, HandleNode* folder,
+                                          std::int32_t mail, ResultString* text) {
+  return nimport::GetField("ML_GetMailSubject", {session, folder, mail}, FieldSelector::Subject, 0,
+                           text);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailFrom(HandleNode* session, HandleNode* folder, std::int32_t mail,
+                                       ResultString* text) {
+  return nimport::GetField("ML_GetMailFrom", {session, folder, mail}, FieldSelector::From, 0, text);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailTo(HandleNode* session, HandleNode* folder, std::int32_t mail,
+                                     ResultString* text) {
+  return nimport::GetField("ML_GetMailTo", {session, folder, mail}, FieldSelector::To, 0, text);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailMessageID(HandleNode* session, HandleNode* folder,
+                                            std::int32_t mail, ResultString* text) {
+  return nimport::GetField("ML_GetMailMessageID", {session, folder, mail}, FieldSelector::MessageId,
+                           0, text);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailContentType(HandleNode* session, HandleNode* folder,
+                                              std::int32_t mail, std::int32_t body,
+                                              ResultString* text) {
+  return nimport::GetField("ML_GetMailContentType", {session, folder, mail},
+                           FieldSelector::ContentType, body, text);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailDate(HandleNode* session, HandleNode* folder, std::int32_t mail,
+                                       std::int32_t* date) {
+  return nimport::GetTime("ML_GetMailDate", {session, folder, mail}, date);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailTimeStamp(HandleNode* session, HandleNode* folder,
+                                            std::int32_t mail, std::int32_t* date) {
+  return nimport::GetTime("ML_GetMailTimeStamp", {session, folder, mail}, date);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder, std::int32_t mail,
+                                         ResultString* text) {
+  return nimport::RunOnMail(
+      "ML_GetMailSource", {session, folder, mail},
+      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
+        // A NUL ends a source, unless everything that there is is wanted.
+        const auto end = context.platform.IsSalvaging() ? nimport::TextEnd::AtItsLength
+                                                        : nimport::TextEnd::AtFirstNul;
+        WriteResultString(text, nimport::source::ComposeMailSource(store, folderIndex, mail),
+                          context.platform.text(), end);
+      });
+}
+
+ResultCode NIMPORT_CALL ML_SetTempFileName(HandleNode* session, const NimportChar16* name) {
+  return nimport::RunExport("ML_SetTempFileName", [&](nimport::ExportCall& call) {
+    MailerContext& context = call.RequireSession(session);
+    if (name == nullptr) nimport::FailInvalid("no name for the temporary file");
+    // Some systems write a letter and its mark apart, which code page 932 cannot.
+    nimport::GetTemporaryNames(context).SetPendingName(context.platform.text().FromUtf16(
+        nimport::ComposeForCodePage932(nimport::CopyText(name)), nimport::CODE_PAGE_JAPANESE));
+  });
+}
+
+ResultCode NIMPORT_CALL ML_GetMailBodyCount(HandleNode* session, HandleNode* folder,
+                                            std::int32_t mail, std::int32_t* count) {
+  return nimport::RunOnMail(
+      "ML_GetMailBodyCount", {session, folder, mail},
+      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
+        std::int32_t& out = RequireOut(count);
+        nimport::extraction::Extraction extraction = nimport::MakeExtraction(context, store);
+        out = CountMailBodies(extraction, folderIndex, mail);
+      });
+}
+
+ResultCode NIMPORT_CALL ML_GetMailBodyPath(HandleNode* session, HandleNode* folder,
+                                           std::int32_t mail, std::int32_t body,
+                                           ResultString* path) {
+  return nimport::GetPath("ML_GetMailBodyPath", {session, folder, mail}, body, path,
+                          nimport::extraction::WriteMailBody);
+}
+
+ResultCode NIMPORT_CALL ML_GetAttachedMailCount(HandleNode* session, HandleNode* folder,
+                                                std::int32_t mail, std::int32_t* count) {
+  return nimport::RunOnMail(
+      "ML_GetAttachedMailCount", {session, folder, mail},
+      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
+        std::int32_t& out = RequireOut(count);
+        nimport::extraction::Extraction extraction = nimport::MakeExtraction(context, store);
+        const std::optional<std::int32_t> attached =
+            CountAttachedMails(extraction, folderIndex, mail);
+        if (attached) out = *attached;
+      });
+}
+
+ResultCode NIMPORT_CALL ML_GetAttachedMailPath(HandleNode* session, HandleNode* folder,
+                                               std::int32_t mail, std::int32_t attached,
+                                               ResultString* path) {
+  return nimport::GetPath("ML_GetAttachedMailPath", {session, folder, mail}, attached, path,
+                          nimport::extraction::WriteAttachedMail);
+}

@@ -1,0 +1,95 @@
+// Version, discovery, sessions.
+#include <memory>
+#include <utility>
+
+#include "plugin/discovery.h"
+#include "plugin/exports/export_guard.h"
+#include "plugin/exports/result_string.h"
+#include "plugin/handle_node.h"
+#include "plugin/session.h"
+
+namespace nimport {
+namespace {
+
+constexpr std::int32_t INTERFACE_VERSION = 4;
+
+ResultCode Initialize(const char* function, SessionMode mode, HandleNode** session) {
+  if (session != nullptr) *session = nullptr;
+  return RunExport(function, [&](ExportCall&) {
+    HandleNode*& out = RequireOut(session);
+    auto context = OpenSession(mode);
+    auto root = std::make_unique<HandleNode>(NodeKind::Session, 0);
+    root->context = std::move(context);
+    out = root.release();
+  });
+}
+
+ResultCode Terminate(const char* function, HandleNode* session) {
+  return RunExport(function, [&](ExportCall&) {
+    if (session == nullptr || session->kind != NodeKind::Session) {
+      FailInvalid("not a session handle");
+    }
+    // The context is released first: handles know nothing of it.
+    const std::unique_ptr<HandleNode> root(session);
+    root->context.reset();
+  });
+}
+
+// Whether the mail client is there; what keeps it from being found goes to diagnostics alone.
+ResultCode IsExistMailer(const char* function, std::int32_t* exists) {
+  if (exists == nullptr) {
+    return RunExport(function, [&](ExportCall&) { RequireOut(exists); });
+  }
+  const ResultCode found = RunExport(
+      function, [](ExportCall&) { CheckInstallation(platform::PlatformForNewSessions()); });
+  if (found == RESULT_OK) *exists = 1;
+  return RESULT_OK;
+}
+
+ResultCode GetMailerName(const char* function, HandleNode* session, ResultString* text) {
+  return RunExport(function, [&](ExportCall& call) {
+    const MailerContext& context = call.RequireSession(session);
+    WriteResultString(text, MAILER_NAME, context.platform.text());
+  });
+}
+
+}  // namespace
+}  // namespace nimport
+
+using nimport::SessionMode;
+
+std::int32_t NIMPORT_CALL QV_GetVersion(void) {
+  return nimport::INTERFACE_VERSION;
+}
+
+ResultCode NIMPORT_CALL ML_IsExistMailer(std::int32_t* exists) {
+  return nimport::IsExistMailer("ML_IsExistMailer", exists);
+}
+
+ResultCode NIMPORT_CALL AD_IsExistMailer(const void*, std::int32_t* exists) {
+  return nimport::IsExistMailer("AD_IsExistMailer", exists);
+}
+
+ResultCode NIMPORT_CALL ML_Initialize(HandleNode** session) {
+  return nimport::Initialize("ML_Initialize", SessionMode::Mail, session);
+}
+
+ResultCode NIMPORT_CALL AD_Initialize(HandleNode** session) {
+  return nimport::Initialize("AD_Initialize", SessionMode::AddressBook, session);
+}
+
+ResultCode NIMPORT_CALL ML_Terminate(HandleNode* session) {
+  return nimport::Terminate("ML_Terminate", session);
+}
+
+ResultCode NIMPORT_CALL AD_Terminate(HandleNode* session) {
+  return nimport::Terminate("AD_Terminate", session);
+}
+
+ResultCode NIMPORT_CALL ML_GetMailerName(HandleNode* session, ResultString* text) {
+  return nimport::GetMailerName("ML_GetMailerName", session, text);
+}
+
+ResultCode NIMPORT_CALL AD_GetMailerName(HandleNode* session, ResultString* text) {
+  return nimport::GetMailerName("AD_GetMailerName", session, text);
+}

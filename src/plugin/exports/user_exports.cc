@@ -1,0 +1,100 @@
+// Users and accounts.
+#include <memory>
+
+#include "nimport/nimport.h"
+#include "plugin/exports/export_guard.h"
+#include "plugin/handle_node.h"
+#include "plugin/mailer_context.h"
+
+namespace nimport {
+namespace {
+
+// What the address side answers for the levels that it does not have.
+constexpr std::int32_t NO_SUCH_LEVEL = -1;
+constexpr std::int32_t COUNT_NOT_KNOWN = -1;
+
+// Indices up to and including these are taken for the one user and the one account.
+constexpr std::int32_t LAST_USER_INDEX = 1;
+constexpr std::int32_t LAST_ACCOUNT_INDEX = 0;
+
+void RequireNoUser(const HandleNode* user) {
+  if (user != nullptr) FailInvalid("an address book has no users");
+}
+
+}  // namespace
+}  // namespace nimport
+
+using nimport::ExportCall;
+using nimport::NodeKind;
+using nimport::RequireHandle;
+using nimport::RequireOut;
+using nimport::RunExport;
+
+ResultCode NIMPORT_CALL ML_GetUserCount(HandleNode* session, std::int32_t* count) {
+  return RunExport("ML_GetUserCount", [&](ExportCall& call) {
+    nimport::MailerContext& context = call.RequireSession(session);
+    std::int32_t& out = RequireOut(count);
+    // An address-book session has no mail store, and so no folders to load.
+    if (context.mailStore != nullptr) context.mailStore->LoadFolderList();
+    out = 1;
+  });
+}
+
+ResultCode NIMPORT_CALL ML_GetUser(HandleNode* session, std::int32_t index, HandleNode** user) {
+  return RunExport("ML_GetUser", [&](ExportCall&) {
+    HandleNode& parent = RequireHandle(session);
+    HandleNode*& out = RequireOut(user);
+    if (index > nimport::LAST_USER_INDEX) nimport::FailInvalid("there is one user");
+    out = nimport::AppendChild(parent, std::make_unique<HandleNode>(NodeKind::User));
+  });
+}
+
+ResultCode NIMPORT_CALL ML_GetAccountCount(HandleNode* session, HandleNode*, std::int32_t* count) {
+  return RunExport("ML_GetAccountCount", [&](ExportCall& call) {
+    static_cast<void>(call.RequireSession(session));
+    RequireOut(count) = nimport::COUNT_NOT_KNOWN;
+  });
+}
+
+ResultCode NIMPORT_CALL ML_GetAccount(HandleNode* session, HandleNode* user, std::int32_t index,
+                                      HandleNode** account) {
+  return RunExport("ML_GetAccount", [&](ExportCall&) {
+    HandleNode& parent = user != nullptr ? *user : RequireHandle(session);
+    static_cast<void>(RequireHandle(session));
+    HandleNode*& out = RequireOut(account);
+    if (index > nimport::LAST_ACCOUNT_INDEX) nimport::FailInvalid("there is one account");
+    out = nimport::AppendChild(parent, std::make_unique<HandleNode>(NodeKind::Account));
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetUserCount(HandleNode* session, std::int32_t* count) {
+  return RunExport("AD_GetUserCount", [&](ExportCall& call) {
+    static_cast<void>(call.RequireSession(session));
+    RequireOut(count) = nimport::NO_SUCH_LEVEL;
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetUser(HandleNode* session, std::int32_t, HandleNode** user) {
+  return RunExport("AD_GetUser", [&](ExportCall& call) {
+    static_cast<void>(call.RequireSession(session));
+    RequireOut(user) = nullptr;
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetAccountCount(HandleNode* session, HandleNode* user,
+                                           std::int32_t* count) {
+  return RunExport("AD_GetAccountCount", [&](ExportCall& call) {
+    nimport::RequireNoUser(user);
+    static_cast<void>(call.RequireSession(session));
+    RequireOut(count) = nimport::NO_SUCH_LEVEL;
+  });
+}
+
+ResultCode NIMPORT_CALL AD_GetAccount(HandleNode* session, HandleNode* user, std::int32_t,
+                                      HandleNode** account) {
+  return RunExport("AD_GetAccount", [&](ExportCall& call) {
+    nimport::RequireNoUser(user);
+    static_cast<void>(call.RequireSession(session));
+    RequireOut(account) = nullptr;
+  });
+}

@@ -1,0 +1,25 @@
+// The checks that the exports of the mail side make on their handles.
+#ifndef NIMPORT_PLUGIN_MAIL_HANDLES_H_
+#define NIMPORT_PLUGIN_MAIL_HANDLES_H_
+
+#include "plugin/exports/export_guard.h"
+#include "plugin/handle_node.h"
+#include "plugin/mailer_context.h"
+
+namespace nimport {
+
+// The session's mail store. Throws Failure (-3) for anything but a mail session.
+[[nodiscard]] mailstore::MailStore& RequireMailStore(MailerContext& context);
+
+// A handle of a cabinet or folder. Throws Failure (-3).
+HandleNode& RequireFolderHandle(HandleNode* node);
+
+// The same, opened. Throws Failure: -2 when it is not open.
+HandleNode& RequireOpenFolderHandle(HandleNode* node);
+
+// An opened folder. Throws Failure: -2 also for a cabinet.
+HandleNode& RequireOpenMailFolder(HandleNode* node);
+
+}  // namespace nimport
+
+#endif  // NIMPORT_PLUGIN_MAIL_HANDLES_H_

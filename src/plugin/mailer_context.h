@@ -1,0 +1,48 @@
+// Everything that belongs to one session.
+#ifndef NIMPORT_PLUGIN_MAILER_CONTEXT_H_
+#define NIMPORT_PLUGIN_MAILER_CONTEXT_H_
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "platform/database.h"
+#include "platform/mime_session.h"
+#include "platform/platform.h"
+#include "plugin/contents/temporary_files.h"
+#include "store/addressbook/address_book.h"
+#include "store/mail_store.h"
+#include "text/fixed_text.h"
+
+namespace nimport {
+
+// Which database a session works on. Fixed by the export that opens the session.
+enum class SessionMode { Mail, AddressBook };
+
+// A session from Initialize to Terminate. What is declared later is released earlier.
+struct MailerContext {
+  explicit MailerContext(platform::Platform& sessionPlatform)
+      : platform(sessionPlatform),
+        process(sessionPlatform.ProcessId()),
+        temporaryNames(extraction::MakeTemporaryNames(sessionPlatform.files())) {}
+  ~MailerContext();
+  MailerContext(const MailerContext&) = delete;
+  MailerContext& operator=(const MailerContext&) = delete;
+
+  platform::Platform& platform;
+  std::unique_ptr<mime::MimeSession> mimeSession;
+  PathText databaseDir;
+  AccountText accountId;
+  // The process that the temporary names are of, by which GetTemporaryNames notices a fork.
+  std::int64_t process;
+  extraction::TemporaryNames temporaryNames;
+  std::unique_ptr<platform::SessionDatabase> database;
+  // Works on the database and the MIME session above; of a mail session only.
+  std::unique_ptr<mailstore::MailStore> mailStore;
+  // The address book while it is open, and from a failed first open to the session's end.
+  std::optional<addressbook::AddressBook> addressBookData;
+};
+
+}  // namespace nimport
+
+#endif  // NIMPORT_PLUGIN_MAILER_CONTEXT_H_

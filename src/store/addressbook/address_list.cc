@@ -1,0 +1,62 @@
+#include "store/addressbook/address_list.h"
+
+#include <algorithm>
+
+#include "text/code_page_932.h"
+#include "text/fixed_text.h"
+
+namespace nimport::addressbook {
+namespace {
+
+static_assert(2 * NameText::MAX_BYTES + ValueText::MAX_BYTES <= AddressTexts::PIECE_BYTES);
+
+template <typename Limit>
+std::string_view Cut(std::string_view text) {
+  return CutAtWholeCharacter(UpToNul(text), Limit::MAX_BYTES);
+}
+
+std::uint16_t BytesOf(std::string_view text) {
+  return static_cast<std::uint16_t>(text.size());
+}
+
+}  // namespace
+
+char* AddressTexts::Take(std::size_t bytes) {
+  if (bytes > PIECE_BYTES - used_) {
+    pieces_.push_back(std::make_unique_for_overwrite<char[]>(PIECE_BYTES));
+    used_ = 0;
+  }
+  char* const room = pieces_.back().get() + used_;
+  used_ += bytes;
+  return room;
+}
+
+void AddressList::Append(const AddressEntry& entry) {
+  const std::string_view name = Cut<NameText>(entry.name);
+  const std::string_view comment = Cut<ValueText>(entry.comment);
+  const std::string_view userId = Cut<NameText>(entry.userId);
+  const std::size_t bytes = name.size() + comment.size() + userId.size();
+  char* end = bytes == 0 ? nullptr : texts_->Take(bytes);
+  places_.push_back({.begin = end,
+                     .nameBytes = BytesOf(name),
+                     .commentBytes = BytesOf(comment),
+                     .userIdBytes = BytesOf(userId)});
+  for (const std::string_view text : {name, comment, userId})
+    end = std::ranges::copy(text, end).out;
+}
+
+AddressEntry AddressList::At(std::size_t index) const {
+  const Place& place = places_[index];
+  const char* begin = place.begin;
+  const auto take = [&begin](std::size_t bytes) {
+    const std::string_view text(begin, bytes);
+    begin += bytes;
+    return text;
+  };
+  // In the order of the texts.
+  const std::string_view name = take(place.nameBytes);
+  const std::string_view comment = take(place.commentBytes);
+  return {.name = name, .comment = comment, .userId = take(place.userIdBytes)};
+}
+
+}  // namespace nimport::addressbook

@@ -1,0 +1,25 @@
+#ifndef NIMPORT_STORE_CURRENT_MAIL_H_
+#define NIMPORT_STORE_CURRENT_MAIL_H_
+
+#include <cstdint>
+#include <string>
+
+#include "text/fixed_text.h"
+
+namespace nimport::mailstore {
+
+// The header values last read from columns in the open folder, each perhaps of another mail: a
+// mail's source is composed from them.
+struct CurrentMail {
+  ValueText subject;
+  ValueText from;
+  ValueText to;
+  ValueText messageId;
+  std::int32_t date = 0;  // seconds since 1970-01-01 00:00:00; 0 is none
+  ValueText contentType;
+  std::string composedHeader;  // the header block that was composed last
+};
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_CURRENT_MAIL_H_

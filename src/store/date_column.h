@@ -1,0 +1,18 @@
+#ifndef NIMPORT_STORE_DATE_COLUMN_H_
+#define NIMPORT_STORE_DATE_COLUMN_H_
+
+#include <optional>
+
+#include "jet/value.h"
+#include "platform/clock.h"
+
+namespace nimport::mailstore {
+
+// The calendar fields of a date column: a date, or a text of the form "yyyy/mm/dd hh:mm:ss" or
+// "yyyy-mm-dd hh:mm:ss", with or without the time. Milliseconds are dropped. Empty for null, for
+// everything else and for years outside 1970 to 2029.
+[[nodiscard]] std::optional<platform::LocalTime> ReadDateColumn(const jet::Value& value);
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_DATE_COLUMN_H_

@@ -1,0 +1,157 @@
+#include "store/header_summary.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "common/failure.h"
+#include "platform/columns.h"
+#include "store/mail_date.h"
+#include "store/mail_row.h"
+#include "store/mail_text.h"
+#include "store/mail_time.h"
+#include "store/mime_file.h"
+
+namespace nimport::mailstore {
+namespace {
+
+std::string_view ColumnFor(const MailKindColumns& columns, FieldSelector selector) {
+  switch (selector) {
+    case FieldSelector::Subject:
+      return columns.titleColumn;
+    case FieldSelector::From:
+      return columns.originatorIdColumn;
+    case FieldSelector::To:
+      return columns.recipientColumn;
+    case FieldSelector::MessageId:
+      return columns.messageIdColumn;
+    case FieldSelector::ContentType:
+      return columns.contentTypeColumn;
+    case FieldSelector::Date:
+      break;
+  }
+  FailInvalid("this header field is not kept as text");
+}
+
+// Empty where the kind has no column for the field or the column is null.
+ValueText ReadColumnField(const MailRow& row, FieldSelector selector) {
+  const std::string_view column = ColumnFor(row.columns, selector);
+  if (column.empty()) return {};
+  std::optional<std::string> text = platform::ReadText(*row.recordset, column);
+  if (!text) return {};
+  const std::string_view nameColumn = row.columns.originatorNameColumn;
+  if (selector == FieldSelector::From && !nameColumn.empty()) {
+    *text += ' ' + platform::ReadText(*row.recordset, nameColumn).value_or("");
+  }
+  if (text->find_first_not_of(' ') == std::string::npos) FailInvalid("the header field is blank");
+  return ValueText::Cut(*text);
+}
+
+// Only values read from columns are remembered: a source is composed for mails kept in columns
+// alone.
+void StoreCurrentField(MailStore& store, FieldSelector selector, const ValueText& value) {
+  if (!store.currentMail) FailInvalid("no current mail to remember the header field in");
+  switch (selector) {
+    case FieldSelector::Subject:
+      store.currentMail->subject = value;
+      return;
+    case FieldSelector::From:
+      store.currentMail->from = value;
+      return;
+    case FieldSelector::To:
+      store.currentMail->to = value;
+      return;
+    case FieldSelector::MessageId:
+      store.currentMail->messageId = value;
+      return;
+    case FieldSelector::ContentType:
+      store.currentMail->contentType = value;
+      return;
+    case FieldSelector::Date:
+      FailInvalid("this header field is not kept as text");
+  }
+}
+
+// From the header of a whole mail that stands in a column.
+ValueText ReadStoredTextField(const MailRow& row, FieldSelector selector) {
+  const std::optional<std::string> text = platform::ReadText(*row.recordset, "TextData");
+  if (!text) FailInvalid("the mail has no text");
+  return ValueText::Cut(GetHeaderLine(*text, selector));
+}
+
+// The content type of a main part of the library's current mail.
+std::string ReadMainPartType(MailStore& store, std::int32_t bodyIndex) {
+  std::int32_t position = store.mime.MainHeadPosition();
+  std::string contentType;
+  for (std::int32_t i = 0; i <= bodyIndex; ++i) {
+    if (position == 0) FailInvalid("the MIME file has fewer parts than were counted");
+    contentType = store.mime.MainNext(position, mime::MainPartWanted::ContentType).contentType;
+  }
+  return contentType;
+}
+
+std::string ReadBodyType(MailStore& store, std::int32_t bodyIndex) {
+  if (bodyIndex < 0) FailInvalid("negative body number");
+  if (bodyIndex < store.currentPartCount) return ReadMainPartType(store, bodyIndex);
+  const auto related = static_cast<std::size_t>(bodyIndex - store.currentPartCount);
+  if (!store.currentParts || related >= store.currentParts->size()) {
+    FailInvalid("the mail whose bodies were counted last has no body " + std::to_string(bodyIndex));
+  }
+  return (*store.currentParts)[related].contentType.str();
+}
+
+std::optional<std::string> GetMimeHeaderText(mime::MimeSession& session, FieldSelector selector) {
+  switch (selector) {
+    case FieldSelector::Subject:
+      return session.GetSubject();
+    case FieldSelector::From:
+      return session.GetFrom();
+    case FieldSelector::To:
+      return session.GetTo();
+    case FieldSelector::MessageId:
+      return session.GetMessageId();
+    case FieldSelector::Date:
+    case FieldSelector::ContentType:
+      break;
+  }
+  return std::nullopt;
+}
+
+ValueText ReadMimeFileField(MailStore& store, const MailRow& row, FieldSelector selector,
+                            std::int32_t bodyIndex) {
+  MimeFile(store, row).RequireParsed();
+  if (selector == FieldSelector::ContentType) return ValueText::Cut(ReadBodyType(store, bodyIndex));
+  const std::optional<std::string> text = GetMimeHeaderText(store.mime, selector);
+  if (!text) FailInvalid("the MIME library gives no text for the header field");
+  return ValueText::Cut(*text);
+}
+
+ValueText ReadFieldSource(MailStore& store, const MailRow& row, FieldSelector selector,
+                          std::int32_t bodyIndex) {
+  const MailContent content = ContentOf(row);
+  if (content == MailContent::MimeFile) return ReadMimeFileField(store, row, selector, bodyIndex);
+  if (content == MailContent::WholeMail) return ReadStoredTextField(row, selector);
+  ValueText value = ReadColumnField(row, selector);
+  StoreCurrentField(store, selector, value);
+  return value;
+}
+
+}  // namespace
+
+ValueText GetMailField(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex,
+                       FieldSelector selector, std::int32_t bodyIndex) {
+  ValueText value;
+  {
+    MailRow row = FindMailRow(store, folderIndex, mailIndex);
+    RefreshMailSize(row);
+    value = ReadFieldSource(store, row, selector, bodyIndex);
+  }
+  if (!value.empty()) return value;
+  if (selector != FieldSelector::MessageId) return ValueText::Cut(EMPTY_FIELD_TEXT);
+  std::int32_t seconds = 0;
+  GetMailTime(store, folderIndex, mailIndex, seconds);
+  return ValueText::Cut(MakeFallbackMessageId(seconds, store.platform.clock()));
+}
+
+}  // namespace nimport::mailstore

@@ -1,0 +1,28 @@
+#ifndef NIMPORT_STORE_HEADER_SUMMARY_H_
+#define NIMPORT_STORE_HEADER_SUMMARY_H_
+
+#include <cstdint>
+
+#include "store/field_selector.h"
+#include "store/mail_store.h"
+#include "text/fixed_text.h"
+
+namespace nimport::mailstore {
+
+// What an empty header field reads as.
+inline constexpr char EMPTY_FIELD_TEXT[] = "DEFAULT";
+
+// The subject, sender, recipient, message ID or content type of a mail, from wherever its kind
+// keeps it; never empty. `bodyIndex` counts for the content type of MIME mails only. A value read
+// from columns is remembered in the store's current mail.
+//
+// Throws Failure: as FindMailRow; -3 when the value is blank, cannot be found in the mail's text,
+// or the MIME file is missing or cannot be parsed; -2 when a stored text is empty or a file cannot
+// be read.
+[[nodiscard]] ValueText GetMailField(MailStore& store, std::int32_t folderIndex,
+                                     std::int32_t mailIndex, FieldSelector selector,
+                                     std::int32_t bodyIndex);
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_HEADER_SUMMARY_H_

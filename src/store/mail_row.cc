@@ -1,0 +1,41 @@
+#include "store/mail_row.h"
+
+#include <string>
+#include <utility>
+
+#include "common/failure.h"
+#include "platform/columns.h"
+
+namespace nimport::mailstore {
+MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
+  static_cast<void>(store.RequireFolderList().At(folderIndex));
+  MailEntry* entry = store.FindMail(folderIndex, mailIndex);
+  if (entry == nullptr) {
+    FailDatabase("the folder has no mail at position " + std::to_string(mailIndex));
+  }
+  return *entry;
+}
+
+MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
+  MailEntry& entry = FindMailEntry(store, folderIndex, mailIndex);
+  const MailKindColumns& columns = LookupMailKind(entry.dataType);
+  auto recordset = store.OpenRowsOf(columns.queryName);
+  if (!recordset->FindFirst("DataNo", entry.dataNo)) {
+    FailInvalid("the stored query of kind " + std::to_string(entry.dataType) +
+                " has no row with DataNo " + std::to_string(entry.dataNo));
+  }
+  return {entry, columns, std::move(recordset)};
+}
+
+void RefreshMailSize(MailRow& row) {
+  const std::string_view column = row.columns.sizeColumn;
+  row.entry.size = column.empty() ? 0 : platform::ReadNumber(*row.recordset, column);
+}
+
+MailContent ContentOf(const MailRow& row) {
+  const std::int32_t dataType = row.entry.dataType;
+  const bool hasMode = HasEmailMode(dataType);
+  return GetMailContent(dataType, hasMode ? platform::ReadNumber(*row.recordset, "EmailMode") : 0);
+}
+
+}  // namespace nimport::mailstore

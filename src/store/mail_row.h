@@ -1,0 +1,40 @@
+// The row that the store keeps of one mail.
+#ifndef NIMPORT_STORE_MAIL_ROW_H_
+#define NIMPORT_STORE_MAIL_ROW_H_
+
+#include <cstdint>
+#include <memory>
+
+#include "jet/database.h"
+#include "store/mail_kinds.h"
+#include "store/mail_store.h"
+
+namespace nimport::mailstore {
+
+// A mail of an open folder with its kind and its row in the kind's stored query. Lives for one
+// call; the recordset stands on the mail's row.
+struct MailRow {
+  MailEntry& entry;
+  const MailKindColumns& columns;
+  std::unique_ptr<jet::Recordset> recordset;
+};
+
+// Throws Failure: -2 when the folder has no mail at `mailIndex`; -3 when the folders are not
+// loaded, the kind is unknown or no row of the kind's query belongs to the mail. Throws
+// jet::DatabaseError.
+[[nodiscard]] MailRow FindMailRow(MailStore& store, std::int32_t folderIndex,
+                                  std::int32_t mailIndex);
+
+// The mail's entry. Fails as FindMailRow does for the folder list and the index.
+[[nodiscard]] MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex,
+                                       std::int32_t mailIndex);
+
+// Sets the entry's size to what the store records, 0 where the kind records none.
+void RefreshMailSize(MailRow& row);
+
+// Where the mail's contents are kept.
+[[nodiscard]] MailContent ContentOf(const MailRow& row);
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_MAIL_ROW_H_

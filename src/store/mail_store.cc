@@ -1,0 +1,123 @@
+#include "store/mail_store.h"
+
+#include <string>
+#include <utility>
+
+#include "common/failure.h"
+#include "platform/columns.h"
+#include "platform/database.h"
+#include "store/mail_kinds.h"
+
+namespace nimport::mailstore {
+namespace {
+
+constexpr char MAIL_TABLE[] = "DataTBL";
+constexpr char FOLDER_COLUMN[] = "FolderNo";
+
+// The current row of the list of mails, where its kind is a listed one.
+void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
+  const std::int32_t dataType = platform::ReadNumber(row, "DataType");
+  if (!IsListedMailKind(dataType)) return;
+  mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(row, "DataNo")});
+}
+
+}  // namespace
+
+MailStore::MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
+                     jet::Database& mailDatabase, const PathText& directory)
+    : platform(sessionPlatform),
+      mime(mimeSession),
+      database(mailDatabase),
+      databaseDir(directory) {}
+
+void MailStore::LoadFolderList() {
+  if (folderList_) return;
+  folderList_.emplace();
+  if (!platform.IsSalvaging()) {
+    folderList_->Load(database);
+    return;
+  }
+  folderList_->Salvage(database, [this](const jet::DatabaseError& error) {
+    if (platform.diagnostics().IsOn()) {
+      platform.diagnostics().Report(platform::ToFailureRecord(error));
+    }
+  });
+}
+
+FolderList& MailStore::RequireFolderList() {
+  if (!folderList_) FailInvalid("the folders are not loaded (ML_GetUserCount)");
+  return *folderList_;
+}
+
+void MailStore::OpenMailList(std::int32_t folderIndex) {
+  const FolderRecord folder = RequireFolderList().At(folderIndex);
+  if (IsLoaded(folderIndex)) return;
+  if (currentMail || loadedFolder_) FailInvalid("another folder is open");
+  std::vector<MailEntry> mails = LoadMails(folder.number);
+  currentMail.emplace();
+  currentParts.emplace();
+  currentPartCount = 0;
+  loadedFolder_ = {.index = folderIndex, .mails = std::move(mails)};
+}
+
+std::vector<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
+  if (folderNumber == 0) return LoadUnnumberedMails();
+  const auto table = database.OpenTable(MAIL_TABLE);
+  const auto rows = table->OpenRecordset();
+  std::vector<MailEntry> mails;
+  if (rows->IsEof()) return mails;
+  for (bool found = rows->FindFirst(FOLDER_COLUMN, folderNumber); found; found = rows->FindNext())
+    AppendListed(*rows, mails);
+  return mails;
+}
+
+std::vector<MailEntry> MailStore::LoadUnnumberedMails() {
+  const std::optional<std::uint64_t> stamp = FindDatabaseStamp();
+  if (stamp && unnumberedMails_ && unnumberedMails_->databaseStamp == *stamp) {
+    return unnumberedMails_->mails;
+  }
+  unnumberedMails_.reset();
+  const auto table = database.OpenTable(MAIL_TABLE);
+  const auto rows = table->OpenRecordset();
+  std::vector<MailEntry> mails;
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    if (platform::ReadNumber(*rows, FOLDER_COLUMN) == 0) AppendListed(*rows, mails);
+  }
+  if (stamp) unnumberedMails_ = {.databaseStamp = *stamp, .mails = mails};
+  return mails;
+}
+
+void MailStore::CloseMailList(std::int32_t folderIndex) {
+  static_cast<void>(RequireFolderList().At(folderIndex));
+  ReleaseCurrentMail();
+  if (IsLoaded(folderIndex)) loadedFolder_.reset();
+}
+
+std::int32_t MailStore::MailCount(std::int32_t folderIndex) const {
+  return IsLoaded(folderIndex) ? static_cast<std::int32_t>(loadedFolder_->mails.size()) : 0;
+}
+
+MailEntry* MailStore::FindMail(std::int32_t folderIndex, std::int32_t mailIndex) {
+  if (mailIndex < 0 || mailIndex >= MailCount(folderIndex)) return nullptr;
+  return &loadedFolder_->mails[static_cast<std::size_t>(mailIndex)];
+}
+
+std::unique_ptr<jet::Recordset> MailStore::OpenRowsOf(std::string_view queryName) {
+  std::unique_ptr<jet::QueryDefinition>& query = queries_[queryName];
+  if (!query) query = database.OpenQuery(queryName);
+  return query->OpenRecordset();
+}
+
+void MailStore::ReleaseCurrentMail() {
+  currentMail.reset();
+  currentParts.reset();
+  currentPartCount = 0;
+  mimeFile.text.reset();
+  mimeFile.answers = {};
+}
+
+std::optional<std::uint64_t> MailStore::FindDatabaseStamp() const {
+  return platform.files().FindChangeStamp(databaseDir.str() + MAIL_DATABASE_FILE);
+}
+
+}  // namespace nimport::mailstore

@@ -1,0 +1,35 @@
+// Reading mail texts: lines, header lines, line ends. Texts are bytes in code page 932; a mail text
+// may come from anywhere and be anything.
+#ifndef NIMPORT_STORE_MAIL_TEXT_H_
+#define NIMPORT_STORE_MAIL_TEXT_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "store/field_selector.h"
+#include "text/text_lines.h"
+
+namespace nimport::mailstore {
+
+using nimport::MAX_LINE_BYTES;
+using nimport::ReadTextLine;
+
+// The value of the first line of `text` that is a header line of the field `selector`: everything
+// after the colon as it stands, the blank before the value included; a view into `text`. Letter
+// case does not count in the field's name, blanks around it do. All lines are searched, those after
+// the header too; continuation lines are not joined. Empty when no line matches.
+[[nodiscard]] std::optional<std::string_view> FindHeaderLine(std::string_view text,
+                                                             FieldSelector selector);
+
+// As FindHeaderLine, but throws Failure: RESULT_DATABASE when `text` is empty, RESULT_INVALID when
+// no line matches.
+[[nodiscard]] std::string_view GetHeaderLine(std::string_view text, FieldSelector selector);
+
+// `text` with a CR written before every LF that does not follow a CR; all other bytes as they are.
+// A text that needs none is returned without being copied.
+[[nodiscard]] std::string NormalizeLineEnds(std::string text);
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_MAIL_TEXT_H_

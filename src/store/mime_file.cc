@@ -1,0 +1,100 @@
+#include "store/mime_file.h"
+
+#include <new>
+#include <utility>
+
+#include "common/failure.h"
+#include "platform/columns.h"
+#include "store/mail_text.h"
+#include "text/fixed_text.h"
+
+namespace nimport::mailstore {
+namespace {
+
+constexpr char MIME_DIRECTORY[] = "\\Mime\\";
+
+// The path of the row's MIME file.
+platform::StoredPath MimePath(const MailStore& store, const MailRow& row) {
+  const std::optional<std::string> link = platform::ReadText(*row.recordset, "FileLink");
+  if (!link) FailInvalid("the mail names no MIME file");
+  if (!NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
+  const auto path = PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);
+  if (!path) FailInvalid("the path of the MIME file is too long");
+  return {.path = path->str(), .storeDirectory = store.databaseDir.str()};
+}
+
+std::optional<std::uint64_t> FindChangeStamp(const platform::FileSystem& files,
+                                             const platform::StoredPath& path) {
+  try {
+    return files.FindStoredChangeStamp(path);
+  } catch (const FileMissing& error) {
+    FailInvalid("no MIME file " + error.description());
+  }
+}
+
+}  // namespace
+
+MimeFile::MimeFile(MailStore& store, const MailRow& row)
+    : store_(store), path_(MimePath(store, row)) {
+  // Taken before the file is read: what changes meanwhile is noticed by the next call.
+  const std::optional<std::uint64_t> stamp = FindChangeStamp(store_.platform.files(), path_);
+  RememberedMimeFile& known = store_.mimeFile;
+  if (stamp && known.changeStamp == stamp && known.path == path_.path) return;
+  known = RememberedMimeFile();
+  known.path = path_.path;
+  known.changeStamp = stamp;
+}
+
+MimeFile::~MimeFile() {
+  ForgetLongText();
+}
+
+bool MimeFile::IsTooLongToRemember() const {
+  const std::optional<std::string>& text = store_.mimeFile.text;
+  return text && text->capacity() > MAX_REMEMBERED_TEXT;
+}
+
+void MimeFile::ForgetLongText() {
+  if (IsTooLongToRemember()) store_.mimeFile.text.reset();
+}
+
+std::string MimeFile::Read() const {
+  platform::FileSystem& files = store_.platform.files();
+  try {
+    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenStored(path_)));
+  } catch (const FileError& error) {
+    FailDatabase(error.what());
+  } catch (const std::bad_alloc&) {
+    FailDatabase("no memory for the MIME file " + files.NativeName(path_.path));
+  }
+}
+
+const std::string& MimeFile::Text() {
+  std::optional<std::string>& text = store_.mimeFile.text;
+  if (!text) text = Read();
+  return *text;
+}
+
+std::string MimeFile::TakeText() {
+  static_cast<void>(Text());
+  std::optional<std::string>& text = store_.mimeFile.text;
+  if (!IsTooLongToRemember()) return *text;
+  std::string taken = *std::move(text);
+  text.reset();
+  return taken;
+}
+
+std::int32_t MimeFile::Parse() {
+  RememberedMimeFile& known = store_.mimeFile;
+  if (known.isParsed) return mime::MIME_SUCCESS;
+  const std::int32_t result = store_.mime.Parse(Text());
+  known.isParsed = result == mime::MIME_SUCCESS;
+  return result;
+}
+
+void MimeFile::RequireParsed() {
+  if (Parse() != mime::MIME_SUCCESS) FailInvalid("the MIME library cannot parse the mail");
+  ForgetLongText();
+}
+
+}  // namespace nimport::mailstore

@@ -1,0 +1,19 @@
+#ifndef NIMPORT_STORE_RELATED_PART_H_
+#define NIMPORT_STORE_RELATED_PART_H_
+
+#include <cstdint>
+
+#include "text/fixed_text.h"
+
+namespace nimport::mailstore {
+
+// A part that the body of a mail refers to, such as a picture.
+struct RelatedPart {
+  // The number of earlier related parts of the same mail with the same content type.
+  std::int32_t occurrence = 0;
+  ValueText contentType;  // for example image/gif
+};
+
+}  // namespace nimport::mailstore
+
+#endif  // NIMPORT_STORE_RELATED_PART_H_

@@ -1,0 +1,63 @@
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "archive/compose_mail.h"
+#include "archive/header_lines.h"
+#include "archive/mail_contents.h"
+
+namespace nimport::command {
+namespace {
+
+// Code page 932: 件 is 8C 8F, 本 is 96 7B.
+TEST(ConvertWholeMail, BecomesCorrectMime) {
+  const struct {
+    const char* mail;
+    const char* wanted;
+    const char* why;
+  } cases[] = {
+      {"Subject: Hi\r\nDate: 1 Jan 98\r\n\r\nHello\r\n", nullptr, "ASCII stays as it is"},
+      {"subject: only a header", nullptr, "a header without a body stays too"},
+      {"Subject: \x8C\x8F\r\nX-A: b\r\n\r\nHello\r\n",
+       "Subject: =?UTF-8?B?5Lu2?=\r\nX-A: b\r\n\r\nHello\r\n", "only the subject is 8-bit"},
+      {"From: \x8C\x8F <a@example.jp>\r\n\r\n", "From: =?UTF-8?B?5Lu2?= <a@example.jp>\r\n\r\n",
+       "an address field"},
+      {"A: b\r\n\r\n\x96\x7B\r\n",
+       "A: b\r\nMIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\n"
+       "Content-Transfer-Encoding: base64\r\n\r\n5pysDQo=\r\n",
+       "no charset: UTF-8"},
+      {"Content-Type: text/plain; charset=iso-2022-jp\r\nContent-Transfer-Encoding: 7bit\r\n\r\n"
+       "\x96\x7B",
+       "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\n"
+       "Content-Transfer-Encoding: base64\r\n\r\n5pys\r\n",
+       "a 7-bit charset that cannot be true"},
+      {"Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B", nullptr,
+       "a charset that is true"},
+      {"Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\x96\x7B\r\n--b--\r\n", nullptr,
+       "parts say for themselves"},
+      {"A: b\r\nno header line\r\nC: d\r\n", "A: b\r\n\r\nno header line\r\nC: d\r\n",
+       "the empty line before the body is missing"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ConvertWholeMail(c.mail), c.wanted == nullptr ? c.mail : c.wanted) << c.why;
+  }
+  EXPECT_EQ(ConvertWholeMail("Subject : Hi\r\nA: b\r\n\r\nText : x\r\n"),
+            "Subject: Hi\r\nA: b\r\n\r\nText : x\r\n");
+  // Blanks before the colon are not lawful any more; a folded value is unfolded first.
+  EXPECT_EQ(ConvertWholeMail("Subject : \x8C\x8F\r\n x\r\n\r\n"),
+            "Subject: =?UTF-8?B?5Lu2IHg=?=\r\n\r\n");
+}
+
+TEST(SplitHeader, EdgesOfAHeader) {
+  EXPECT_EQ(FindHeaderValue("A: 1\r\nb:\r\n two\r\n three\r\n\r\nC: 3", "B"), "two three");
+  EXPECT_EQ(FindHeaderValue("A: 1\r\n\r\nC: 3", "C"), "") << "the body is no header";
+  EXPECT_EQ(FindHeaderValue(" A: 1", "A"), "") << "a continuation of nothing";
+  EXPECT_TRUE(SplitHeader("").isWellFormed);
+  EXPECT_TRUE(LooksLikeMail("Subject:x"));
+  EXPECT_FALSE(LooksLikeMail("\r\nSubject: x"));
+  EXPECT_FALSE(LooksLikeMail("two words: x"));
+  EXPECT_FALSE(LooksLikeMail(": x"));
+}
+
+}  // namespace
+}  // namespace nimport::command

@@ -1,0 +1,132 @@
+#include "store/mail_text.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "common/failure.h"
+
+namespace nimport::mailstore {
+namespace {
+
+std::vector<std::string> ReadAllLines(std::string_view text) {
+  std::vector<std::string> lines;
+  std::size_t position = 0;
+  while (const auto line = ReadTextLine(text, position))
+    lines.emplace_back(*line);
+  EXPECT_EQ(position, text.size());
+  return lines;
+}
+
+std::string Bytes(std::size_t count) {
+  return std::string(count, 'x');
+}
+
+TEST(ReadTextLine, SplitsTexts) {
+  using std::string_literals::operator""s;
+  struct Case {
+    std::string text;
+    std::vector<std::string> wanted;
+    const char* why;
+  };
+  const Case cases[] = {
+      {"", {}, "nothing to read"},
+      {"x\r\ny", {"x", "y"}, "the last line needs no end"},
+      {"x\ny\n", {"x", "y"}, "bare LF"},
+      {"\r\n\r\n", {"", ""}, "empty lines"},
+      {"x\ry\r\r\nz", {"x\ry\r", "z"}, "only the CR before the LF belongs to the end"},
+      {"x\r", {"x\r"}, "a CR without LF is part of the line"},
+      {"x\x1Ay", {"x", "y"}, "0x1A ends a line"},
+      {"x\r\x1Ay\x1A\n", {"x\r", "y", ""}, "0x1A takes no CR or LF with it"},
+      {"a\0b\nc"s, {"a", "c"}, "NUL hides the rest of its line"},
+      {Bytes(4094) + "\r\ny", {Bytes(4094), "y"}, "fits with its CR"},
+      {Bytes(4095) + "\ny", {Bytes(4095), "y"}, "just fits"},
+      {Bytes(4095), {Bytes(4095)}, "just fits, without an end"},
+      {Bytes(4096) + "\ny", {Bytes(4095), "x", "y"}, "one byte too long"},
+      {Bytes(5000), {Bytes(4095), Bytes(905)}, "cut, without an end"},
+      {Bytes(4095) + "\x1A" + "y", {Bytes(4095), "y"}, "just fits before 0x1A"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(ReadAllLines(c.text), c.wanted) << c.why;
+}
+
+TEST(ReadTextLine, HasNoLineBeyondTheText) {
+  std::size_t position = 7;
+  EXPECT_FALSE(ReadTextLine("abc", position).has_value());
+  EXPECT_EQ(position, 7U);
+}
+
+TEST(FindHeaderLine, FindsTheFirstLineOfTheField) {
+  struct Case {
+    FieldSelector selector;
+    std::string_view text;
+    std::optional<std::string_view> wanted;
+    const char* why;
+  };
+  const std::optional<std::string_view> none;
+  const Case cases[] = {
+      {FieldSelector::Subject, "subject: Hi", " Hi", "letter case, and the blank stays"},
+      {FieldSelector::Subject, "Subject : Hi\r\n", none, "blank before the colon"},
+      {FieldSelector::Subject, " Subject: Hi\r\n", none, "blank before the name"},
+      {FieldSelector::Subject, "X-Subject: Hi\r\n", none, "only the end of a name"},
+      {FieldSelector::Subject, "Subject\r\n: Hi\r\n", none, "no colon on the line"},
+      {FieldSelector::Subject, "Subject:", "", "nothing after the colon"},
+      {FieldSelector::Subject, "Subject: a\r\n b\r\nSubject: c\r\n", " a", "first one, unfolded"},
+      {FieldSelector::To, "From: y\r\n\r\nTo: x\r\n", " x", "body lines count"},
+      {FieldSelector::To, "From: y\x1ATo: x\x1A", " x", "0x1A ends lines"},
+      {FieldSelector::From, "Subject: From: x\nFROM:a:b\n", "a:b",
+       "only the first colon ends a name"},
+      {FieldSelector::MessageId, "Message-ID: <1@a>\n", " <1@a>", "letter case"},
+      {FieldSelector::Date, "date:x", "x", "date"},
+      {FieldSelector::ContentType, "Content-type: a/b; c\r\n", " a/b; c", "content type"},
+      {static_cast<FieldSelector>(5), ": x\nSubject: y\n", none, "no such field"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(FindHeaderLine(c.text, c.selector), c.wanted) << c.why;
+}
+
+TEST(FindHeaderLine, TakesTheRestOfACutLineForALine) {
+  const std::string text = "X-Filler: " + Bytes(MAX_LINE_BYTES - 10) + "To: hidden\r\n";
+  EXPECT_EQ(FindHeaderLine(text, FieldSelector::To), " hidden");
+}
+
+ResultCode CodeOfGetHeaderLine(std::string_view text) {
+  try {
+    (void)GetHeaderLine(text, FieldSelector::Subject);
+    return RESULT_OK;
+  } catch (const Failure& failure) {
+    return failure.code();
+  }
+}
+
+TEST(GetHeaderLine, TellsAnEmptyTextFromOneWithoutTheField) {
+  EXPECT_EQ(CodeOfGetHeaderLine(""), RESULT_DATABASE);
+  EXPECT_EQ(CodeOfGetHeaderLine("From: x\r\n"), RESULT_INVALID);
+  EXPECT_EQ(CodeOfGetHeaderLine("Subject: x\r\n"), RESULT_OK);
+}
+
+TEST(NormalizeLineEnds, WritesCrBeforeEachBareLf) {
+  using std::string_literals::operator""s;
+  struct Case {
+    std::string text;
+    std::string wanted;
+  };
+  const Case cases[] = {
+      {"", ""},
+      {"abc", "abc"},
+      {"\n", "\r\n"},
+      {"a\nb", "a\r\nb"},
+      {"a\r\nb\n", "a\r\nb\r\n"},
+      {"x\ny\r\nz", "x\r\ny\r\nz"},
+      {"\n\n\r\n\n", "\r\n\r\n\r\n\r\n"},
+      {"a\rb\r", "a\rb\r"},
+      {"a\r\r\n", "a\r\r\n"},
+      {"a\0\nb"s, "a\0\r\nb"s},
+      {"a\x1A\n", "a\x1A\r\n"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(NormalizeLineEnds(c.text), c.wanted) << c.wanted;
+}
+
+}  // namespace
+}  // namespace nimport::mailstore
