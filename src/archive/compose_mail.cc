@@ -18,6 +18,9 @@ namespace nimport::command {
 
 namespace {
 
+// More than what follows a file's lines.
+constexpr std::size_t MAX_CLOSING_BYTES = 256;
+
 std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
   std::string date;
   if (headers.date) date = std::to_string(*headers.date);
@@ -139,6 +142,15 @@ std::string FileNameOf(const MailHeaders& headers, const MailContents& contents)
   return name;
 }
 
+// Without a second copy of a big file's lines.
+void AppendBase64(std::string& mail, std::string_view bytes) {
+  mime::Base64Encoder encoder(bytes);
+  mail.reserve(mail.size() + encoder.Size() + MAX_CLOSING_BYTES);
+  std::array<char, 16384> piece;
+  while (const std::size_t size = encoder.Read(piece))
+    mail.append(piece.data(), size);
+}
+
 void AppendFile(std::string& mail, const MailHeaders& headers, const MailContents& contents,
                 const std::string& key) {
   const std::string boundary = "=_" + key;
@@ -150,7 +162,8 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
               ContentTypeOf(contents.extension) + mime::EncodeWordParameter("name", name));
   AppendField(mail, "Content-Disposition", "attachment" + mime::EncodeParameter("filename", name));
   AppendField(mail, "Content-Transfer-Encoding", "base64");
-  mail.append("\r\n").append(mime::EncodeBase64Lines(contents.bytes));
+  mail.append("\r\n");
+  AppendBase64(mail, contents.bytes);
   mail.append("\r\n--" + boundary + "--\r\n");
 }
 

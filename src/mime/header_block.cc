@@ -39,11 +39,11 @@ bool IsMboxSeparator(std::string_view line) {
 std::string_view SkipToFirstField(std::string_view text) {
   std::string_view rest = text;
   while (!rest.empty()) {
-    std::string_view behind = rest;
-    const std::string_view line = TakeLine(behind);
+    std::string_view after = rest;
+    const std::string_view line = TakeLine(after);
     if (ParseField(line)) return rest;
     if (!IsEmptyLine(line) && !IsMboxSeparator(line)) return text;
-    rest = behind;
+    rest = after;
   }
   return text;
 }

@@ -193,7 +193,10 @@ std::string EncodeParameters(std::string_view word, const std::vector<Parameter>
       out += onSameLine;
       column += onSameLine.size();
     } else {
-      out += EncodeParameter(name, parameter.value);
+      // A boundary is looked for as it stands, however long it is.
+      const bool isQuotable = IsPlain(parameter.value) && parameter.value.size() <= MAX_LINE / 2;
+      out += isQuotable ? ";\r\n " + name + '=' + Quoted(WithoutControls(parameter.value))
+                        : EncodeParameter(name, parameter.value);
       column = out.size() - out.rfind('\n') - 1;
     }
   }

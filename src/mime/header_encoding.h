@@ -26,8 +26,8 @@ namespace nimport::mime {
 
 // A word with its parameters as the value of Content-Type or Content-Disposition. A parameter that
 // is a token stands on the line of the word as long as there is room, as in
-// "text/plain; charset=utf-8"; others as EncodeParameter has them. `column` as above. What no name
-// can have is left out of names.
+// "text/plain; charset=utf-8"; another one stands on its own line, in quotes while it is ASCII,
+// else as EncodeParameter has it. `column` as above. What no name can have is left out of names.
 [[nodiscard]] std::string EncodeParameters(std::string_view word,
                                            const std::vector<Parameter>& parameters,
                                            std::size_t column);

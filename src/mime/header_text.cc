@@ -18,7 +18,7 @@ struct EncodedWord {
   std::string_view charset;
   bool isBase64;
   std::string_view data;
-  std::size_t end;  // in the text, behind the word
+  std::size_t end;  // in the text, after the word
 };
 
 // Where the data of a word ends that begins at `dataStart`; empty when another word begins before
@@ -111,7 +111,7 @@ class WordJoiner {
   bool hasWord_ = false;
   std::string_view charset_;
   std::string bytes_;
-  std::string blanks_;  // behind the word
+  std::string blanks_;  // after the word
   std::string result_;
 };
 

@@ -44,7 +44,7 @@ class Scanner {
     return text_.substr(start, position_ - start);
   }
 
-  // Behind an opening quote: the text up to the closing one, or to the end when there is none.
+  // After an opening quote: the text up to the closing one, or to the end when there is none.
   std::string TakeQuoted() {
     std::string result;
     while (!AtEnd() && text_[position_] != '"') {

@@ -144,7 +144,7 @@ class StructureReader {
 
   struct Delimiter {
     std::size_t begin;  // at the line end before it, which belongs to it
-    std::size_t end;    // behind its own line end
+    std::size_t end;    // after its own line end
     bool isClosing;
   };
 

@@ -14,6 +14,9 @@ namespace {
 constexpr std::string_view BASE64_DIGITS =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint8_t NO_DIGIT = 0xFF;
+// They fill a line of 76 characters.
+constexpr std::size_t BYTES_A_LINE = 57;
+constexpr std::string_view LINE_END = "\r\n";
 
 // The values of base64's characters by byte.
 constexpr std::array<std::uint8_t, 256> BASE64_VALUES = [] {
@@ -229,6 +232,7 @@ std::size_t TransferDecoder::ReadBase64(std::span<char> out) {
   const char* const end = at + out.size();
   while (!rest_.empty() && end - at >= 3) {
     at = TakeWholeGroups(rest_, at, static_cast<std::size_t>(end - at));
+    if (end - at < 3) break;
     // One group with something else before or between its digits, or cut short.
     std::uint32_t group = 0;
     std::size_t digits = 0;
@@ -292,16 +296,26 @@ std::string EncodeBase64Line(std::string_view bytes) {
   return out;
 }
 
-std::string EncodeBase64Lines(std::string_view bytes) {
-  constexpr std::size_t BYTES_A_LINE = 57;
-  constexpr std::string_view LINE_END = "\r\n";
-  const std::size_t lines = (bytes.size() + BYTES_A_LINE - 1) / BYTES_A_LINE;
-  std::string out((bytes.size() + 2) / 3 * 4 + LINE_END.size() * lines, '\0');
+std::size_t Base64Encoder::Size() const {
+  const std::size_t lines = (rest_.size() + BYTES_A_LINE - 1) / BYTES_A_LINE;
+  return (rest_.size() + 2) / 3 * 4 + LINE_END.size() * lines;
+}
+
+std::size_t Base64Encoder::Read(std::span<char> out) {
   char* at = out.data();
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), BYTES_A_LINE))) {
-    at = PutBase64(bytes.substr(0, BYTES_A_LINE), at);
+  const char* const end = at + out.size();
+  while (!rest_.empty() && static_cast<std::size_t>(end - at) >= MIN_ROOM) {
+    at = PutBase64(rest_.substr(0, BYTES_A_LINE), at);
     at = std::ranges::copy(LINE_END, at).out;
+    rest_.remove_prefix(std::min(rest_.size(), BYTES_A_LINE));
   }
+  return static_cast<std::size_t>(at - out.data());
+}
+
+std::string EncodeBase64Lines(std::string_view bytes) {
+  Base64Encoder encoder(bytes);
+  std::string out(encoder.Size() + Base64Encoder::MIN_ROOM, '\0');
+  out.resize(encoder.Read(out));
   return out;
 }
 
@@ -321,7 +335,7 @@ std::string EncodeQuotedPrintable(std::string_view text) {
         writer.PutEscape(line[i]);
       }
     }
-    if (hasLineEnd) writer.EndLine("\r\n");
+    if (hasLineEnd) writer.EndLine(LINE_END);
   }
   return writer.Finish();
 }

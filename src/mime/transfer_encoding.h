@@ -1,5 +1,6 @@
 // The transfer encodings of mail contents: base64, quoted-printable and uuencode. All of them take
-// time in proportion to what they are given; the decoder needs no memory but the caller's.
+// time in proportion to what they are given; what works piece by piece needs no memory but the
+// caller's.
 #ifndef NIMPORT_MIME_TRANSFER_ENCODING_H_
 #define NIMPORT_MIME_TRANSFER_ENCODING_H_
 
@@ -52,7 +53,27 @@ class TransferDecoder {
 // `bytes` as base64 in one line, padded.
 [[nodiscard]] std::string EncodeBase64Line(std::string_view bytes);
 
-// `bytes` as base64 in lines of 76 characters, each with a CR LF.
+// Encodes bytes as base64 in lines of 76 characters, each with a CR LF, piece by piece.
+class Base64Encoder {
+ public:
+  // What Read needs: a line.
+  static constexpr std::size_t MIN_ROOM = 78;
+
+  // `bytes` outlive the encoder.
+  explicit Base64Encoder(std::string_view bytes) : rest_(bytes) {}
+
+  // How many characters are still to be read.
+  [[nodiscard]] std::size_t Size() const;
+
+  // Puts whole lines to the start of `out`, which has room for MIN_ROOM characters at least, and
+  // returns how many characters stand there now. 0 at the end, and only there.
+  [[nodiscard]] std::size_t Read(std::span<char> out);
+
+ private:
+  std::string_view rest_;
+};
+
+// All of that at once.
 [[nodiscard]] std::string EncodeBase64Lines(std::string_view bytes);
 
 // `text` as quoted-printable, in lines of at most 76 characters. Its line ends, LF or CR LF, become

@@ -31,6 +31,16 @@ TEST(ConvertWholeMail, BecomesCorrectMime) {
        "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8\r\n"
        "Content-Transfer-Encoding: base64\r\n\r\n5pys\r\n",
        "a 7-bit charset that cannot be true"},
+      {"Content-Type: text/plain; format=flowed; charset=us-ascii; name=\"\x96\x7B.txt\"\r\n\r\n"
+       "\x96\x7B",
+       "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8; format=flowed;\r\n"
+       " name*=UTF-8''%E6%9C%AC.txt\r\nContent-Transfer-Encoding: base64\r\n\r\n5pys\r\n",
+       "other parameters stay"},
+      {"Content-Type: multipart/mixed; name=\x96\x7B; boundary=b\r\n"
+       "Content-Disposition: attachment; filename=\"\x96\x7B\"\r\n\r\nx\r\n",
+       "Content-Type: multipart/mixed;\r\n name*=UTF-8''%E6%9C%AC; boundary=b\r\n"
+       "Content-Disposition: attachment;\r\n filename*=UTF-8''%E6%9C%AC\r\n\r\nx\r\n",
+       "8-bit parameters"},
       {"Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B", nullptr,
        "a charset that is true"},
       {"Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\x96\x7B\r\n--b--\r\n", nullptr,

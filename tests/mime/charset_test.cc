@@ -96,7 +96,7 @@ TEST(Charset, EveryRowAgreesWithTheSystemsConverter) {
   EXPECT_GT(count, 6879);  // the characters of JIS X 0208
 }
 
-TEST(Charset, ConvertsBehindTheTransferEncoding) {
+TEST(Charset, ConvertsAfterTheTransferEncoding) {
   const Library library;
   ASSERT_EQ(1, library.Parse(Crlf("Content-Type: TEXT/Html; CHARSET=Shift_JIS (comment)\n"
                                   "Content-Transfer-Encoding: Quoted-Printable\n\n"

@@ -96,6 +96,23 @@ TEST(EncodeParameter, ReadersSeeTheVeryName) {
   }
 }
 
+TEST(EncodeParameters, GivesEachParameterItsForm) {
+  const std::string boundary = Repeat("=_x", 23);
+  EXPECT_EQ(
+      EncodeParameters("multipart/mixed",
+                       {{"charset", "utf-8"},
+                        {"boundary", boundary},
+                        {"na*me", "件"},
+                        {"**", "no name"},
+                        {"title", "a \"b\"\r\nX: c"},
+                        {"format", "flowed"},
+                        {"x", ""}},
+                       14),
+      "multipart/mixed; charset=utf-8;\r\n boundary=\"" + boundary +
+          "\";\r\n name*=UTF-8''%E4%BB%B6;\r\n title=\"a \\\"b\\\"  X: c\"; format=flowed;\r\n"
+          " x=\"\"");
+}
+
 TEST(EncodePhrase, QuotesWhatMustBeQuoted) {
   const struct {
     const char* text;

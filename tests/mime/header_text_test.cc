@@ -39,7 +39,7 @@ const Case CASES[] = {
     {"=?utf-8?X?abc?= =??B?YQ==?=", "=?utf-8?X?abc?= =??B?YQ==?=", "no encoded words"},
     {"=?utf-8?B?5pel5pys=?=", "日本", "a padding too many"},
     {"=?utf-8?B?YWI?=", "ab", "a padding too few"},
-    {"=?ISO-2022-JP*ja?B?GyRCRnxLXBsoQg==?=", "日本", "a language behind the charset"},
+    {"=?ISO-2022-JP*ja?B?GyRCRnxLXBsoQg==?=", "日本", "a language after the charset"},
     {"=?koi8-r*ru?B?wQ==?=", "а", "the same for another charset"},
     {"=?x-sjis?B?k/qWew==?=", "日本", "an odd name for code page 932"},
     {"=?cp932?B?h0D7/A==?=", "①髙", "vendor characters"},
@@ -94,8 +94,8 @@ TEST(HeaderText, IsFoundInDamagedHeaders) {
       {"From me@x Thu Jan  1 00:00:00 1998\nSubject: s\n\nb", "an mbox line"},
       {"\n\nSubject: s\n\nb", "empty lines first"},
       {"To: a\nno header line\nSubject: s\n\nb", "a line that is no field"},
-      {"Subject: s", "nothing behind it"},
-      {"Subject:s\nSubject: t\n", "no blank behind the colon"},
+      {"Subject: s", "nothing after it"},
+      {"Subject:s\nSubject: t\n", "no blank after the colon"},
   };
   for (const auto& [mail, why] : cases) {
     ASSERT_EQ(1, library.Parse(Crlf(mail)));

@@ -41,7 +41,7 @@ const Case CASES[] = {
      "one|three", "two|four|five"},
     {"the first text may have a name",
      MIXED "--m\nContent-Type: text/plain; name=a\n\none\n--m--\n", "one", ""},
-    {"a named text behind a file is a file",
+    {"a named text after a file is a file",
      MIXED "--m\nContent-Type: a/b\n\none\n--m\nContent-Type: text/plain; name=a\n\ntwo\n--m--\n",
      "", "one|two"},
     {"alternatives, named or not",

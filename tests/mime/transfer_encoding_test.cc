@@ -60,9 +60,14 @@ TEST(TransferDecoder, PiecesAreTheWhole) {
       TransferDecoder decoder(encoding, encoded);
       const std::size_t announced = decoder.MaxSize();
       std::string joined;
-      std::array<char, TransferDecoder::MIN_ROOM + 1> piece;
-      while (const std::size_t size = decoder.Read(piece))
+      // A room of any size, and a guard after it.
+      std::string piece(TransferDecoder::MIN_ROOM + random() % 8, '\0');
+      constexpr std::string_view GUARD = "guard";
+      const std::size_t room = piece.size();
+      piece += GUARD;
+      while (const std::size_t size = decoder.Read({piece.data(), room}))
         joined.append(piece.data(), size);
+      ASSERT_EQ(piece.substr(room), GUARD) << encoded;
       ASSERT_EQ(joined, DecodeTransfer(encoding, encoded)) << encoded;
       ASSERT_LE(joined.size(), announced) << encoded;
     }
@@ -98,6 +103,13 @@ TEST(EncodeTransfer, ReadersGetTheVeryBytes) {
     const std::string lines = EncodeBase64Lines(bytes);
     ASSERT_EQ(DecodeByGMime(GMIME_CONTENT_ENCODING_BASE64, lines), bytes);
     ASSERT_LE(LongestLine(lines), 77u) << lines;
+    Base64Encoder encoder(bytes);
+    ASSERT_EQ(encoder.Size(), lines.size());
+    std::string joined;
+    std::array<char, Base64Encoder::MIN_ROOM + 1> piece;
+    while (const std::size_t size = encoder.Read(piece))
+      joined.append(piece.data(), size);
+    ASSERT_EQ(joined, lines);
     const std::string quoted = EncodeQuotedPrintable(bytes);
     ASSERT_LE(LongestLine(quoted), 77u) << quoted;
     std::string text;
