@@ -11,8 +11,6 @@
 #ifndef NIMPORT_JET_DATABASE_H_
 #define NIMPORT_JET_DATABASE_H_
 
-#include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -21,51 +19,12 @@
 
 #include "common/random_access_file.h"
 #include "jet/database_error.h"
-#include "jet/known_objects.h"
+#include "jet/open_options.h"
 #include "jet/recordset.h"
 #include "jet/value.h"
 #include "text/text_converter.h"
 
 namespace nimport::jet {
-
-enum class ColumnType : std::uint8_t {
-  Boolean = 0x01,
-  Byte = 0x02,
-  Integer = 0x03,
-  Long = 0x04,
-  Currency = 0x05,
-  Single = 0x06,
-  Double = 0x07,
-  DateTime = 0x08,
-  Binary = 0x09,
-  Text = 0x0A,
-  Ole = 0x0B,
-  Memo = 0x0C,
-  Guid = 0x0F,
-  Numeric = 0x10,
-};
-
-struct OpenOptions {
-  // Code page of all text that goes in and out.
-  unsigned textCodePage = CODE_PAGE_JAPANESE;
-  // Memory for pages that have been read.
-  std::size_t cacheBytes = std::size_t{8} << 20;
-  // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise
-  // they throw. A damaged definition of a table throws in either case. Must outlive the database.
-  DamageListener* damageListener = nullptr;
-  // When set, whatever evaluates a stored query ends with Interrupted within milliseconds of its
-  // becoming true. Any thread or signal handler may set it. Must outlive the database.
-  const std::atomic<bool>* interruption = nullptr;
-  // Helps to tell a damaged definition from a sound one; with a listener, also where the list of
-  // objects or a stored query is damaged.
-  KnownObjects known{};
-};
-
-// A column of a table or of a query's result.
-struct ColumnInfo {
-  std::string name;
-  ColumnType type{};  // of a query's computed column: the type that fits its values best
-};
 
 // A table opened by name. Valid while its Database lives.
 class TableDefinition {

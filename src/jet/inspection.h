@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/random_access_file.h"
-#include "jet/database.h"
+#include "jet/open_options.h"
 #include "text/text_converter.h"
 
 namespace nimport::jet {

@@ -3,12 +3,19 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "jet/value.h"
 
 namespace nimport::jet {
+
+// A column of a table or of a query's result.
+struct ColumnInfo {
+  std::string name;
+  ColumnType type{};  // of a query's computed column: the type that fits its values best
+};
 
 // A place in a recordset. It holds for every recordset of the same table or query while the
 // database's file is unchanged.

@@ -1,4 +1,4 @@
-// The values that columns hold.
+// Columns' types and the values that they hold.
 #ifndef NIMPORT_JET_VALUE_H_
 #define NIMPORT_JET_VALUE_H_
 
@@ -12,6 +12,24 @@
 #include <vector>
 
 namespace nimport::jet {
+
+// The type of a column; the numbers are those of the file.
+enum class ColumnType : std::uint8_t {
+  Boolean = 0x01,
+  Byte = 0x02,
+  Integer = 0x03,
+  Long = 0x04,
+  Currency = 0x05,
+  Single = 0x06,
+  Double = 0x07,
+  DateTime = 0x08,
+  Binary = 0x09,
+  Text = 0x0A,
+  Ole = 0x0B,
+  Memo = 0x0C,
+  Guid = 0x0F,
+  Numeric = 0x10,
+};
 
 // Amount of money in ten-thousandths.
 struct Currency {

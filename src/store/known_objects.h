@@ -1,7 +1,7 @@
 #ifndef NIMPORT_STORE_KNOWN_OBJECTS_H_
 #define NIMPORT_STORE_KNOWN_OBJECTS_H_
 
-#include "jet/known_objects.h"
+#include "jet/open_options.h"
 
 namespace nimport::mailstore {
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <span>
 
+#include "jet/format/system_layout.h"
 #include "jetwriter/byte_writer.h"
 #include "jetwriter/table_definition.h"
 #include "jetwriter/usage_map_writer.h"

@@ -1,7 +1,5 @@
 #include "jetwriter/schema.h"
 
-#include "jet/format/jet_layout.h"
-
 namespace nimport::jetwriter {
 namespace {
 

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "jet/database.h"
+#include "jet/format/stored_query.h"
+#include "jet/value.h"
 
 namespace nimport::jetwriter {
 
@@ -43,7 +44,7 @@ struct QueryRowSpec {
 // A stored query of any kind.
 struct QuerySpec {
   std::string name;                // UTF-8
-  std::uint32_t kind = 0;          // QUERY_ constant of jet_layout.h
+  std::uint32_t kind = 0;          // QUERY_ constant of stored_query.h
   std::vector<QueryRowSpec> rows;  // counted per attribute in the order given
 };
 
@@ -57,7 +58,7 @@ struct QueryColumn {
   std::string alias = {};  // empty: none
 };
 
-enum class JoinKind : std::uint8_t { Inner = 1, Left = 2, Right = 3 };
+using jet::JoinKind;
 
 struct QueryJoin {
   JoinKind kind = JoinKind::Inner;

@@ -2,40 +2,17 @@
 #ifndef NIMPORT_JET_CATALOG_CATALOG_H_
 #define NIMPORT_JET_CATALOG_CATALOG_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "jet/query/expression/query_budget.h"
+#include "jet/catalog/query_limits.h"
+#include "jet/format/stored_query.h"
 #include "jet/storage/table.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
-
-// A row of MSysQueries. Texts are UTF-8 without trailing NULs; null reads as empty.
-struct QueryRow {
-  std::uint8_t attribute = 0;
-  std::string order;  // the stored bytes; rows come sorted by (attribute, order)
-  std::string name1;
-  std::string name2;
-  std::string expression;
-  std::optional<std::int16_t> flag;
-};
-
-// A stored query as the catalog holds it.
-struct StoredQuery {
-  std::string name;         // UTF-8
-  std::uint32_t flags = 0;  // of its object; bits 0xF0 tell its kind
-  std::vector<QueryRow> rows;
-};
-
-// What is read of one stored query. Jet's own limits are 255 columns, 32 tables and some 64,000
-// characters in all; these only bound what a damaged query can ask for.
-inline constexpr std::size_t MAX_QUERY_ROWS = 4096;
-inline constexpr std::size_t MAX_QUERY_TEXT_BYTES = std::size_t{4} << 20;
 
 // Gives the evaluation of queries what it needs of a database. Names are UTF-8 and compare without
 // regard to the case of ASCII letters. Throws DatabaseError.

@@ -7,6 +7,7 @@
 
 #include "jet/format/jet_layout.h"
 #include "jet/format/name_text.h"
+#include "jet/format/system_layout.h"
 #include "jet/salvage/definition_check.h"
 #include "jet/salvage/query_substitute.h"
 #include "jet/salvage/system_tables.h"

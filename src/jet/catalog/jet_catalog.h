@@ -12,7 +12,9 @@
 
 #include "jet/catalog/catalog.h"
 #include "jet/format/jet_layout.h"
+#include "jet/format/system_layout.h"
 #include "jet/format/text_decoder.h"
+#include "jet/open_options.h"
 #include "jet/storage/damage.h"
 #include "jet/storage/page_file.h"
 #include "jet/storage/page_survey.h"

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "jet/format/jet_layout.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

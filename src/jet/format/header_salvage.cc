@@ -5,6 +5,7 @@
 
 #include "jet/format/byte_reader.h"
 #include "jet/format/rc4.h"
+#include "jet/format/system_layout.h"
 
 namespace nimport::jet {
 namespace {

@@ -5,6 +5,11 @@
 //
 // Two kinds of pointers occur: a page number, u32; and a row pointer, u32, which is
 // page number << 8 | slot. Zero stands for none.
+//
+// Where the facts come from. Its makers have not described the format; what other readers of it
+// have found was measured again, unless a group of constants says otherwise, on 14 Jet 3 and 46 Jet
+// 4 files that Access 97 to 2003 wrote: the public test databases of such readers. What only the
+// writer uses was checked by three of them, which read the files that it makes.
 #ifndef NIMPORT_JET_FORMAT_JET_LAYOUT_H_
 #define NIMPORT_JET_FORMAT_JET_LAYOUT_H_
 
@@ -13,7 +18,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "jet/database.h"
+#include "jet/value.h"
 
 namespace nimport::jet {
 
@@ -58,9 +63,11 @@ inline constexpr std::size_t ROW_POINTER_BYTES = 4;
 
 // ---- Page 0 ---------------------------------------------------------------------------------
 
+// Encoded pages were seen in one file of each version. Nothing of a Jet 3 password was seen: its
+// bytes were zero in every file. The names of other engines are those that their files begin with.
+
 inline constexpr std::uint32_t FILE_SIGNATURE = 0x00000100;  // u32 at offset 0
 inline constexpr std::size_t ENGINE_NAME_OFFSET = 0x04;
-inline constexpr std::size_t ENGINE_NAME_BYTES = 16;  // with its NUL
 inline constexpr std::string_view ENGINE_NAME = "Standard Jet DB";
 inline constexpr std::string_view ENGINE_NAME_ACE = "Standard ACE DB";
 inline constexpr std::string_view ENGINE_NAME_MSISAM = "MSISAM Database";
@@ -84,6 +91,7 @@ inline constexpr std::string_view VERSION_TEXT_JET4 = "4.0";
 inline constexpr std::size_t COMMIT_TABLE_BYTES = 512;
 inline constexpr std::array<std::uint8_t, 2> COMMIT_IDLE = {0x00, 0x01};
 
+// The first bytes of the RC4 stream of the key C7 DA 39 6B, the same in every file.
 inline constexpr std::array<std::uint8_t, 128> HEADER_MASK = {
     0xB5, 0x6F, 0x03, 0x62, 0x61, 0x08, 0xC2, 0x55, 0xEB, 0xA9, 0x67, 0x72, 0x43, 0x3F, 0x00, 0x9C,
     0x7A, 0x9F, 0x90, 0xFF, 0x80, 0x9A, 0x31, 0xC5, 0x79, 0xBA, 0xED, 0x30, 0xBC, 0xDF, 0xCC, 0x9D,
@@ -102,6 +110,8 @@ enum class UsageMapForm : std::uint8_t {
   Inline = 0x00,     // u32 first page, then one bit for each page from there on
   Reference = 0x01,  // u32 page numbers of bitmap pages, 0 where a range has none
 };
+// Slot 0 of this page is the map of the free pages of the file.
+inline constexpr std::uint32_t GLOBAL_MAP_PAGE = 1;
 inline constexpr std::size_t INLINE_MAP_FIRST_PAGE_OFFSET = 1;
 inline constexpr std::size_t INLINE_MAP_BITS_OFFSET = 5;
 inline constexpr std::size_t REFERENCE_MAP_PAGES_OFFSET = 1;
@@ -109,8 +119,11 @@ inline constexpr std::size_t BITMAP_PAGE_BITS_OFFSET = 4;  // the rest of the pa
 
 // ---- Table definitions ----------------------------------------------------------------------
 
-// Each page of a definition begins so; the definition goes on behind it.
-inline constexpr std::size_t DEFINITION_FREE_BYTES_OFFSET = 0x02;  // u16; Jet 3: the letters VC
+// Measured on 590 definitions, those of the engine's own tables among them. What the numbers
+// called constants mean is not known: every file has them, and readers overlook them.
+
+// Each page of a definition begins so; the definition goes on after it. On the bytes in between
+// readers do not look: Jet 3 has the letters VC there, Jet 4 the number of free bytes.
 inline constexpr std::uint16_t DEFINITION_MARK_JET3 = 0x4356;
 inline constexpr std::size_t DEFINITION_NEXT_PAGE_OFFSET = 0x04;  // u32
 inline constexpr std::size_t DEFINITION_PAGE_HEADER_BYTES = 8;
@@ -121,8 +134,7 @@ inline constexpr std::size_t DEFINITION_LENGTH_OFFSET = 0x08;
 inline constexpr std::uint8_t TABLE_TYPE_USER = 0x4E;
 inline constexpr std::uint8_t TABLE_TYPE_SYSTEM = 0x53;
 inline constexpr std::uint32_t DEFINITION_CONSTANT_JET4 = 1625;  // in headers, columns, indexes
-inline constexpr std::uint32_t INDEX_CONSTANT_JET4 = 1923;       // in real-index blocks
-// Behind the last index name: one record for each memo and OLE column, u16 column id and two row
+// After the last index name: one record for each memo and OLE column, u16 column id and two row
 // pointers (owned pages, free space), then this id as the end.
 inline constexpr std::size_t LONG_VALUE_MAPS_BYTES = 10;
 inline constexpr std::uint16_t LONG_VALUE_MAPS_END = 0xFFFF;
@@ -188,6 +200,9 @@ struct ColumnRecordLayout {
 
 // ---- Rows -----------------------------------------------------------------------------------
 
+// Measured on 18,000 rows. A jump table with more than one jump has been seen only in rows that the
+// writer made, which other readers read.
+
 // A row: number of columns, fixed area, variable data, trailer, null mask. The trailer holds, in
 // this order, the end of the variable data, the offsets of the variable values with the last slot
 // first, in Jet 3 a jump table, and the number of variable slots; a row of a table that had no
@@ -197,7 +212,7 @@ struct ColumnRecordLayout {
 // How a version writes text.
 enum class TextForm : std::uint8_t {
   CodePage,  // bytes in the file's code page
-  Utf16Le,   // or, behind COMPRESSION_MARK, compressed
+  Utf16Le,   // or, after COMPRESSION_MARK, compressed
 };
 // The rest is one byte a character (U+0001 to U+00FF); a zero byte switches to two bytes a
 // character and back.
@@ -211,11 +226,13 @@ inline constexpr std::size_t GUID_BYTES = 16;
 
 // ---- Long values ----------------------------------------------------------------------------
 
+// All three forms were seen in files of both versions. That the engine refuses a chain whose stamps
+// differ is what others report.
+
 // What a row holds for a memo or OLE value: u32 length and form, row pointer, u32 stamp; then,
 // inline, the value itself. The stamp, which readers ignore, stands again on the first page of a
 // chain at JetLayout::chainStampOffset.
 inline constexpr std::size_t LONG_VALUE_POINTER_OFFSET = 4;
-inline constexpr std::size_t LONG_VALUE_STAMP_OFFSET = 8;
 inline constexpr std::size_t LONG_VALUE_DESCRIPTOR_BYTES = 12;
 inline constexpr std::uint32_t LONG_VALUE_LENGTH_MASK = 0x3FFFFFFF;
 inline constexpr std::uint32_t LONG_VALUE_INLINE = 0x80000000;
@@ -241,10 +258,11 @@ struct JetLayout {
   // Rows. Both the number of columns and all numbers of the trailer have this width, 1 or 2.
   std::size_t rowNumberBytes;
   bool hasJumpTable;  // offsets in the trailer are low bytes only
-  // A longer row is refused by the engine that made the format.
+  // A longer row is refused by the engine that made the format, others report; none was seen.
   std::size_t maxRowBytes;
 
-  // Sizes that a writer chooses.
+  // Sizes that a writer chooses. Of long values, Jet 3 files have 32 and 1731 bytes at most in the
+  // first two forms, Jet 4 files 52 and 3618; others report 64 and 3816 as the limits of Jet 4.
   std::size_t maxInlineLongValueBytes;
   std::size_t maxSingleLongValueBytes;
   std::size_t chainPartDataBytes;
@@ -389,151 +407,6 @@ inline constexpr std::size_t COLUMN_CODE_PAGE_OFFSET_JET3 = 11;       // u16 in 
   }
   return 0;
 }
-
-// ---- System tables --------------------------------------------------------------------------
-
-inline constexpr std::uint32_t GLOBAL_MAP_PAGE = 1;
-inline constexpr std::uint32_t OBJECTS_PAGE = 2;
-inline constexpr std::uint32_t PERMISSIONS_PAGE = 3;
-inline constexpr std::uint32_t QUERIES_PAGE = 4;
-inline constexpr std::uint32_t RELATIONSHIPS_PAGE = 5;
-
-inline constexpr std::string_view OBJECTS_TABLE = "MSysObjects";
-inline constexpr std::string_view PERMISSIONS_TABLE = "MSysACEs";
-inline constexpr std::string_view QUERIES_TABLE = "MSysQueries";
-inline constexpr std::string_view RELATIONSHIPS_TABLE = "MSysRelationships";
-
-// A column of a system table. Ids count from 0 in this order; fixed offsets and variable slots are
-// running sums over it.
-struct SystemColumn {
-  std::string_view name;
-  ColumnType type;
-  // Of texts and binaries, in characters and bytes of Jet 3; Jet 4 holds twice as many bytes.
-  std::uint16_t size = 0;
-  bool inJet3 = true;
-};
-
-inline constexpr std::array<SystemColumn, 17> OBJECTS_COLUMNS = {{
-    {"Id", ColumnType::Long},
-    {"ParentId", ColumnType::Long},
-    {"Name", ColumnType::Text, 255},
-    {"Type", ColumnType::Integer},
-    {"DateCreate", ColumnType::DateTime},
-    {"DateUpdate", ColumnType::DateTime},
-    {"Owner", ColumnType::Binary, 255},
-    {"Flags", ColumnType::Long},
-    {"Database", ColumnType::Memo},
-    {"Connect", ColumnType::Memo},
-    {"ForeignName", ColumnType::Text, 255},
-    {"RmtInfoShort", ColumnType::Binary, 255},
-    {"RmtInfoLong", ColumnType::Ole},
-    {"Lv", ColumnType::Ole},
-    {"LvProp", ColumnType::Ole},
-    {"LvModule", ColumnType::Ole},
-    {"LvExtra", ColumnType::Ole},
-}};
-
-inline constexpr std::array<SystemColumn, 4> PERMISSIONS_COLUMNS = {{
-    {"ObjectId", ColumnType::Long},
-    {"SID", ColumnType::Binary, 255},
-    {"ACM", ColumnType::Long},
-    {"FInheritable", ColumnType::Boolean},
-}};
-
-inline constexpr std::array<SystemColumn, 8> QUERIES_COLUMNS = {{
-    {"ObjectId", ColumnType::Long},
-    {"Attribute", ColumnType::Byte},
-    {"Order", ColumnType::Binary, 255},
-    {"Name1", ColumnType::Text, 255},
-    {"Name2", ColumnType::Text, 255},
-    {"Expression", ColumnType::Memo},
-    {"Flag", ColumnType::Integer},
-    {"LvExtra", ColumnType::Long, 0, false},
-}};
-
-inline constexpr std::array<SystemColumn, 8> RELATIONSHIPS_COLUMNS = {{
-    {"szRelationship", ColumnType::Text, 255},
-    {"grbit", ColumnType::Long},
-    {"ccolumn", ColumnType::Long},
-    {"icolumn", ColumnType::Long},
-    {"szObject", ColumnType::Text, 255},
-    {"szColumn", ColumnType::Text, 255},
-    {"szReferencedObject", ColumnType::Text, 255},
-    {"szReferencedColumn", ColumnType::Text, 255},
-}};
-
-// MSysObjects.Type.
-inline constexpr std::int32_t OBJECT_TABLE = 1;  // its Id is the page of its definition
-inline constexpr std::int32_t OBJECT_DATABASE = 2;
-inline constexpr std::int32_t OBJECT_CONTAINER = 3;
-inline constexpr std::int32_t OBJECT_QUERY = 5;
-
-// MSysObjects.Id and ParentId.
-inline constexpr std::int32_t ID_ROOT = 0x0F000000;
-inline constexpr std::int32_t ID_TABLES = 0x0F000001;  // parent of tables and stored queries
-inline constexpr std::int32_t ID_DATABASES = 0x0F000002;
-inline constexpr std::int32_t ID_RELATIONSHIPS = 0x0F000003;
-inline constexpr std::int32_t ID_DATABASE_PROPERTIES = 0x10000000;
-inline constexpr std::uint32_t ID_FIRST_OTHER = 0x80000000;  // every other object, ascending
-inline constexpr std::uint32_t ID_PAGE_MASK = 0x00FFFFFF;    // of a table
-
-// MSysObjects.Flags.
-inline constexpr std::uint32_t OBJECT_ENGINE_SYSTEM = 0x80000000;
-inline constexpr std::uint32_t OBJECT_SYSTEM = 0x00000002;
-inline constexpr std::uint32_t OBJECT_QUERY_KIND_MASK = 0x000000F0;
-
-// Kinds of stored queries: OBJECT_QUERY_KIND_MASK of MSysObjects.Flags.
-inline constexpr std::uint32_t QUERY_SELECT = 0x00;
-inline constexpr std::uint32_t QUERY_CROSSTAB = 0x10;
-inline constexpr std::uint32_t QUERY_DELETE = 0x20;
-inline constexpr std::uint32_t QUERY_UPDATE = 0x30;
-inline constexpr std::uint32_t QUERY_APPEND = 0x40;
-inline constexpr std::uint32_t QUERY_MAKE_TABLE = 0x50;
-inline constexpr std::uint32_t QUERY_DATA_DEFINITION = 0x60;
-inline constexpr std::uint32_t QUERY_PASS_THROUGH = 0x70;
-inline constexpr std::uint32_t QUERY_UNION = 0x80;
-
-// MSysQueries.Attribute: what a row says of its query. MSysQueries.Order is a big-endian u32 that
-// counts from 1 within a query's rows of one attribute.
-inline constexpr std::uint8_t ATTRIBUTE_START = 0;
-inline constexpr std::uint8_t ATTRIBUTE_KIND = 1;
-inline constexpr std::uint8_t ATTRIBUTE_PARAMETER = 2;
-inline constexpr std::uint8_t ATTRIBUTE_OPTIONS = 3;  // Flag: OPTION_ bits, Name1: TOP count
-inline constexpr std::uint8_t ATTRIBUTE_SOURCE_DATABASE = 4;
-inline constexpr std::uint8_t ATTRIBUTE_SOURCE = 5;  // Name1: table or query, Name2: alias
-inline constexpr std::uint8_t ATTRIBUTE_COLUMN = 6;  // Expression, Name1: alias
-inline constexpr std::uint8_t ATTRIBUTE_JOIN = 7;  // Flag: JOIN_, Name1, Name2: left, right source
-inline constexpr std::uint8_t ATTRIBUTE_WHERE = 8;
-inline constexpr std::uint8_t ATTRIBUTE_GROUP_BY = 9;
-inline constexpr std::uint8_t ATTRIBUTE_HAVING = 10;
-inline constexpr std::uint8_t ATTRIBUTE_ORDER_BY = 11;  // Name1: ORDER_DESCENDING or null
-inline constexpr std::uint8_t ATTRIBUTE_END = 255;
-
-// Flag of ATTRIBUTE_KIND.
-inline constexpr std::int16_t KIND_SELECT = 1;
-inline constexpr std::int16_t KIND_MAKE_TABLE = 2;
-inline constexpr std::int16_t KIND_APPEND = 3;
-inline constexpr std::int16_t KIND_UPDATE = 4;
-inline constexpr std::int16_t KIND_DELETE = 5;
-inline constexpr std::int16_t KIND_CROSSTAB = 6;
-inline constexpr std::int16_t KIND_DATA_DEFINITION = 7;
-inline constexpr std::int16_t KIND_PASS_THROUGH = 8;
-inline constexpr std::int16_t KIND_UNION = 9;
-
-// Bits of Flag of ATTRIBUTE_OPTIONS.
-inline constexpr std::int16_t OPTION_ALL_FIELDS = 0x01;
-inline constexpr std::int16_t OPTION_DISTINCT = 0x02;
-inline constexpr std::int16_t OPTION_OWNER_ACCESS = 0x04;
-inline constexpr std::int16_t OPTION_DISTINCTROW = 0x08;
-inline constexpr std::int16_t OPTION_TOP = 0x10;
-inline constexpr std::int16_t OPTION_PERCENT = 0x20;
-
-// Flag of ATTRIBUTE_JOIN.
-inline constexpr std::int16_t JOIN_INNER = 1;
-inline constexpr std::int16_t JOIN_LEFT = 2;
-inline constexpr std::int16_t JOIN_RIGHT = 3;
-
-inline constexpr std::string_view ORDER_DESCENDING = "D";
 
 }  // namespace nimport::jet
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "jet/catalog/catalog.h"
-#include "jet/database.h"
+#include "jet/recordset.h"
 
 namespace nimport::jet {
 

@@ -3,67 +3,39 @@
 #include <charconv>
 #include <system_error>
 
+#include "jet/format/system_layout.h"
 #include "jet/query/expression/sql_text.h"
 #include "text/ascii_case.h"
 
 namespace nimport::jet {
 namespace {
 
-// What the attribute of a row says that the row is.
-enum Attribute : std::uint8_t {
-  START = 0,
-  KIND = 1,
-  PARAMETER = 2,
-  OPTIONS = 3,
-  SOURCE_DATABASE = 4,
-  SOURCE = 5,
-  COLUMN = 6,
-  JOIN = 7,
-  WHERE = 8,
-  GROUP_BY = 9,
-  HAVING = 10,
-  ORDER_BY = 11,
-  END = 255,
-};
-
-// Bits of the options row.
-enum Option : std::uint16_t {
-  ALL_COLUMNS = 0x01,
-  DISTINCT = 0x02,
-  OWNER_ACCESS = 0x04,  // about rights to the file, which are not looked at
-  DISTINCT_ROW = 0x08,
-  TOP = 0x10,
-  PERCENT = 0x20,
-};
-constexpr unsigned KNOWN_OPTIONS =
-    ALL_COLUMNS | DISTINCT | OWNER_ACCESS | DISTINCT_ROW | TOP | PERCENT;
-
-constexpr std::int16_t SELECT_KIND = 1;
+constexpr unsigned KNOWN_OPTIONS = OPTION_ALL_FIELDS | OPTION_DISTINCT | OPTION_OWNER_ACCESS |
+                                   OPTION_DISTINCTROW | OPTION_TOP | OPTION_PERCENT;
 
 [[noreturn]] void FailKind(std::string_view kind) {
   throw SqlError("it is " + std::string(kind) + "; only select queries are evaluated");
 }
 
 void CheckKindOfObject(std::uint32_t flags) {
-  constexpr std::uint32_t KIND_BITS = 0xF0;
-  switch (flags & KIND_BITS) {
-    case 0x00:
+  switch (flags & OBJECT_QUERY_KIND_MASK) {
+    case QUERY_SELECT:
       return;
-    case 0x10:
+    case QUERY_CROSSTAB:
       FailKind("a crosstab query");
-    case 0x20:
+    case QUERY_DELETE:
       FailKind("a delete query");
-    case 0x30:
+    case QUERY_UPDATE:
       FailKind("an update query");
-    case 0x40:
+    case QUERY_APPEND:
       FailKind("an append query");
-    case 0x50:
+    case QUERY_MAKE_TABLE:
       FailKind("a make-table query");
-    case 0x60:
+    case QUERY_DATA_DEFINITION:
       FailKind("a data definition query");
-    case 0x70:
+    case QUERY_PASS_THROUGH:
       FailKind("a pass-through query");
-    case 0x80:
+    case QUERY_UNION:
       FailKind("a UNION query");
     default:
       FailKind("a query of unknown kind");
@@ -75,7 +47,7 @@ std::uint32_t ParseTopCount(const std::string& text) {
   const char* end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, count);
   if (result.ec != std::errc{} || result.ptr != end) {
-    throw SqlError("the number behind TOP is " + Quote(text));
+    throw SqlError("the number after TOP is " + Quote(text));
   }
   return count;
 }
@@ -85,11 +57,11 @@ void ReadOptions(const QueryRow& row, SelectStatement& select, bool& hasAllColum
   if ((options & ~KNOWN_OPTIONS) != 0) {
     throw SqlError("it has an unknown option, bits " + std::to_string(options));
   }
-  hasAllColumns = (options & ALL_COLUMNS) != 0;
-  select.isDistinct = (options & DISTINCT) != 0;
-  select.isDistinctRow = (options & DISTINCT_ROW) != 0;
-  select.isTopPercent = (options & PERCENT) != 0;
-  if ((options & TOP) != 0) select.top = ParseTopCount(row.name1);
+  hasAllColumns = (options & OPTION_ALL_FIELDS) != 0;
+  select.isDistinct = (options & OPTION_DISTINCT) != 0;
+  select.isDistinctRow = (options & OPTION_DISTINCTROW) != 0;
+  select.isTopPercent = (options & OPTION_PERCENT) != 0;
+  if ((options & OPTION_TOP) != 0) select.top = ParseTopCount(row.name1);
 }
 
 SelectStatement::Join ReadJoin(const QueryRow& row) {
@@ -106,44 +78,45 @@ SelectStatement::Join ReadJoin(const QueryRow& row) {
 
 void ReadRow(const QueryRow& row, SelectStatement& select, bool& hasAllColumns) {
   switch (row.attribute) {
-    case START:
-    case END:
+    case ATTRIBUTE_START:
+    case ATTRIBUTE_END:
       return;
-    case KIND:
-      if (row.flag.value_or(SELECT_KIND) == SELECT_KIND) return;
+    case ATTRIBUTE_KIND:
+      if (row.flag.value_or(KIND_SELECT) == KIND_SELECT) return;
       throw SqlError("its own rows say that it is no select query but of kind " +
                      std::to_string(*row.flag));
-    case PARAMETER:
+    case ATTRIBUTE_PARAMETER:
       throw SqlError("it asks for the parameter " + Quote(row.name1) +
                      "; parameters are not evaluated");
-    case OPTIONS:
+    case ATTRIBUTE_OPTIONS:
       return ReadOptions(row, select, hasAllColumns);
-    case SOURCE_DATABASE:
+    case ATTRIBUTE_SOURCE_DATABASE:
       if (row.name1.empty() && row.expression.empty()) return;
       throw SqlError("it reads another database, " + Quote(row.name1 + row.expression));
-    case SOURCE:
+    case ATTRIBUTE_SOURCE:
       if (row.expression.empty()) {
         select.sources.push_back({.name = row.name1, .alias = row.name2});
         return;
       }
       throw SqlError("its source " + Quote(row.expression) +
                      " is a subquery or lies in another database");
-    case COLUMN:
+    case ATTRIBUTE_COLUMN:
       select.columns.push_back({.expression = row.expression, .alias = row.name1});
       return;
-    case JOIN:
+    case ATTRIBUTE_JOIN:
       select.joins.push_back(ReadJoin(row));
       return;
-    case WHERE:
+    case ATTRIBUTE_WHERE:
       select.conditions.push_back(row.expression);
       return;
-    case GROUP_BY:
+    case ATTRIBUTE_GROUP_BY:
       throw SqlError("its GROUP BY " + Quote(row.expression) + " is not evaluated");
-    case HAVING:
+    case ATTRIBUTE_HAVING:
       throw SqlError("its HAVING " + Quote(row.expression) + " is not evaluated");
-    case ORDER_BY:
+    case ATTRIBUTE_ORDER_BY:
       select.order.push_back(
-          {.expression = row.expression, .isDescending = EqualsIgnoringAsciiCase(row.name1, "D")});
+          {.expression = row.expression,
+           .isDescending = EqualsIgnoringAsciiCase(row.name1, ORDER_DESCENDING)});
       return;
     default:
       throw SqlError("it has a part of unknown kind " + std::to_string(row.attribute));

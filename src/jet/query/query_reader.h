@@ -9,11 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/catalog/catalog.h"
+#include "jet/format/stored_query.h"
 
 namespace nimport::jet {
-
-enum class JoinKind : std::uint8_t { Inner = 1, Left = 2, Right = 3 };
 
 // A select query in its clauses. Names and texts are UTF-8; expressions are not parsed yet.
 struct SelectStatement {

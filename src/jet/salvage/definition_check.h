@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "jet/known_objects.h"
+#include "jet/open_options.h"
 #include "jet/storage/data_page.h"
 #include "jet/storage/page_file.h"
 #include "jet/storage/row_view.h"

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-
-#include "jet/format/jet_layout.h"
-
 namespace nimport::jet {
 namespace {
 
@@ -53,7 +50,7 @@ StoredQuery MakeSubstitute(const std::string& name, const Table& table, const Ta
     }
   }
   QueryRow& join = add(ATTRIBUTE_JOIN);
-  join.flag = JOIN_INNER;
+  join.flag = static_cast<std::int16_t>(JoinKind::Inner);
   join.name1 = table.Name();
   join.name2 = joined.Name();
   join.expression = '[' + table.Name() + "].[" + key + "]=[" + joined.Name() + "].[" + key + ']';

@@ -3,7 +3,8 @@
 
 #include <string>
 
-#include "jet/catalog/catalog.h"
+#include "jet/format/stored_query.h"
+#include "jet/storage/table.h"
 
 namespace nimport::jet {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "jet/format/jet_layout.h"
 #include "text/ascii_case.h"
 
 namespace nimport::jet {

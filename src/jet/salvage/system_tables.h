@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "jet/format/jet_layout.h"
+#include "jet/format/system_layout.h"
 #include "jet/storage/table_definition.h"
 
 namespace nimport::jet {

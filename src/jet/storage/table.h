@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/database.h"
 #include "jet/value.h"
 
 namespace nimport::jet {

@@ -11,6 +11,7 @@
 #include "jet/database.h"
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
+#include "jet/format/system_layout.h"
 #include "tests/jet/generated_database.h"
 #include "tests/jet/iconv_converter.h"
 #include "tests/jet/samples.h"

@@ -9,7 +9,6 @@
 #include <optional>
 #include <vector>
 
-#include "jet/database.h"
 #include "jet/query/expression/expression.h"
 #include "jet/query/expression/expression_in.h"
 #include "jet/query/expression/expression_like.h"

@@ -4,12 +4,13 @@
 #define NIMPORT_JET_QUERY_EXPRESSION_QUERY_BUDGET_H_
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "jet/catalog/query_limits.h"
 
 namespace nimport::jet {
 
@@ -23,22 +24,6 @@ inline constexpr std::uint64_t STEPS_PER_ROW_READ = 400;    // by its id
 inline constexpr std::uint64_t STEPS_PER_PAGE = 1000;       // that a long value lies on
 inline constexpr std::uint64_t STEPS_PER_TEXT_BYTE = 10;    // that is converted to be compared
 inline constexpr std::uint64_t STEPS_PER_SQL_BYTE = 100;    // that is parsed
-
-// The bounds of one query.
-struct QueryLimits {
-  std::uint64_t steps = 0;
-  std::uint64_t memoryBytes = 0;
-  // May be null. The evaluation ends with Interrupted within milliseconds of its becoming true.
-  const std::atomic<bool>* interruption = nullptr;
-
-  // 2 seconds and 1 millisecond per KiB of the file: a million mails joined with their kinds and
-  // sorted need a tenth of that. 64 MiB and eight times the file: row ids of a result and their
-  // sort keys take less than the rows do in the file; two texts of the file's size may be compared.
-  [[nodiscard]] static QueryLimits ForFile(std::uint64_t sizeBytes) {
-    return {.steps = 2'000'000'000 + 1'000 * sizeBytes,
-            .memoryBytes = (std::uint64_t{64} << 20) + 8 * sizeBytes};
-  }
-};
 
 // Counts the work and the memory of one prepared query, over all recordsets on it.
 //
