@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fuzz_input.h"
-#include "tests/jet/memory_catalog.h"
+#include "tests/jet/test_catalog.h"
 
 using namespace nimport::jet;
 
@@ -26,8 +26,8 @@ std::string_view Take(std::string_view& text, char end) {
   return part;
 }
 
-MemoryCatalog MakeCatalog() {
-  MemoryCatalog catalog;
+// Its database is written once.
+void AddTables(TestCatalog& catalog) {
   catalog.limits.steps = MAX_STEPS;
   catalog.AddTable("A", {{"k", ColumnType::Long}, {"t", ColumnType::Text}},
                    {{1, Text{"one"}}, {2, Value()}, {Value(), Text{"three"}}, {1, Text{"ONE"}}});
@@ -38,7 +38,6 @@ MemoryCatalog MakeCatalog() {
        {"d", ColumnType::DateTime},
        {"b", ColumnType::Boolean}},
       {{std::int16_t{1}, 1.5, Date{35000.5}, true}, {std::int16_t{3}, Value(), Value(), false}});
-  return catalog;
 }
 
 QueryRows ReadDefinition(std::string_view text) {
@@ -59,17 +58,19 @@ QueryRows ReadDefinition(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  MemoryCatalog catalog = MakeCatalog();
+  static TestCatalog catalog;
+  static const bool isReady = (AddTables(catalog), true);
+  (void)isReady;
   catalog.AddQuery(ReadDefinition(nimport::fuzz::ToText(data, size)));
   try {
-    const auto query = PrepareQuery(catalog, "Q");
-    const auto rows = OpenRecordset(query);
-    const std::size_t columns = std::min(ColumnsOf(*query).size(), MAX_COLUMNS);
+    const auto query = std::make_shared<PreparedQuery>(catalog, "Q");
+    const auto rows = std::make_unique<QueryRecordset>(query);
+    const std::size_t columns = std::min(query->Columns().size(), MAX_COLUMNS);
     for (int count = 0; !rows->IsEof() && count < MAX_ROWS; rows->MoveNext(), ++count) {
       for (std::size_t column = 0; column < columns; ++column)
         (void)rows->GetFieldValue(column);
     }
-    if (!ColumnsOf(*query).empty()) (void)rows->FindFirst(ColumnsOf(*query)[0].name, 1);
+    if (!query->Columns().empty()) (void)rows->FindFirst(query->Columns()[0].name, 1);
   } catch (const DatabaseError&) {
   }
   return 0;

@@ -6,8 +6,7 @@
 #include "jet/catalog/jet_catalog.h"
 #include "jet/catalog/table_recordset.h"
 #include "jet/format/name_text.h"
-#include "jet/query/query.h"
-#include "text/ascii_case.h"
+#include "jet/query/query_recordset.h"
 
 namespace nimport::jet {
 namespace {
@@ -53,12 +52,12 @@ class QueryStore {
  private:
   [[nodiscard]] std::shared_ptr<PreparedQuery> Prepare(const std::string& name) {
     try {
-      return PrepareQuery(catalog_, name);
+      return std::make_shared<PreparedQuery>(catalog_, name);
     } catch (const Interrupted&) {
       throw;
     } catch (const DatabaseError& error) {
       if (!catalog_.ReplaceQuery(name, error)) throw;
-      return PrepareQuery(catalog_, name);
+      return std::make_shared<PreparedQuery>(catalog_, name);
     }
   }
 
@@ -70,11 +69,11 @@ class QueryStore {
 class JetQueryDefinition final : public QueryDefinition {
  public:
   JetQueryDefinition(QueryStore& store, std::string name)
-      : store_(store), name_(std::move(name)), columns_(ColumnsOf(*store.Find(name_))) {}
+      : store_(store), name_(std::move(name)), columns_(store.Find(name_)->Columns()) {}
 
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const override { return columns_; }
   [[nodiscard]] std::unique_ptr<Recordset> OpenRecordset() const override {
-    return jet::OpenRecordset(store_.Find(name_));
+    return std::make_unique<QueryRecordset>(store_.Find(name_));
   }
 
  private:

@@ -7,7 +7,7 @@
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
 #include "jet/format/name_text.h"
-#include "jet/query/query.h"
+#include "jet/query/query_recordset.h"
 
 namespace nimport::jet {
 namespace {
@@ -114,13 +114,12 @@ class Inspector {
   TableReport InspectTable(const std::string& name) {
     TableReport result{.name = Outside(name)};
     try {
-      const auto table = catalog_.FindStoredTable(name);
+      const auto table = catalog_.FindTable(name);
       if (!table) return result;
       result.declaredRows = table->DeclaredRowCount();
-      const auto scan = table->OpenScan();
-      for (; scan->Next(); ++result.rows) {
+      for (StoredScan scan(*table); scan.Next(); ++result.rows) {
         for (std::size_t column = 0; column < table->Columns().size(); ++column)
-          (void)scan->Get(column);
+          (void)scan.Row().Get(column);
       }
     } catch (const DatabaseError& error) {
       result.failure = error.what();
@@ -133,7 +132,7 @@ class Inspector {
     result.isSelect = catalog_.IsSelectQuery(name);
     if (!result.isSelect) return result;
     try {
-      (void)PrepareQuery(catalog_, name);
+      (void)PreparedQuery(catalog_, name);
     } catch (const DatabaseError& error) {
       result.failure = error.what();
     }

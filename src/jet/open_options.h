@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/text_converter.h"
 #include "jet/database_error.h"
+#include "text/text_converter.h"
 
 namespace nimport::jet {
 

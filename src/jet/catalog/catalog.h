@@ -9,10 +9,11 @@
 
 #include "jet/catalog/query_limits.h"
 #include "jet/format/stored_query.h"
-#include "jet/storage/table.h"
 #include "text/text_converter.h"
 
 namespace nimport::jet {
+
+class StoredTable;
 
 // Gives the evaluation of queries what it needs of a database. Names are UTF-8 and compare without
 // regard to the case of ASCII letters. Throws DatabaseError.
@@ -22,7 +23,7 @@ class Catalog {
 
   // Null when there is no such table or query. What was handed out lives on when the file changes,
   // but tells of the file as it was; see Generation().
-  [[nodiscard]] virtual std::shared_ptr<const Table> FindTable(std::string_view name) = 0;
+  [[nodiscard]] virtual std::shared_ptr<const StoredTable> FindTable(std::string_view name) = 0;
   [[nodiscard]] virtual std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) = 0;
 
   // Looks whether the file has changed; a new number after it has. Everything made from an older

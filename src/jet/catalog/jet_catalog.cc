@@ -25,27 +25,27 @@ std::uint32_t DefinitionPage(std::int32_t id) {
   return static_cast<std::uint32_t>(id) & ID_PAGE_MASK;
 }
 
-std::size_t RequireColumn(const Table& table, std::string_view name) {
+std::size_t RequireColumn(const StoredTable& table, std::string_view name) {
   if (const auto column = table.FindColumn(name)) return *column;
   throw DatabaseError({.table = table.Name(), .column = std::string(name)},
                       "the system table lacks this column");
 }
 
 // Empty for null.
-std::string GetText(const Row& row, std::size_t column) {
+std::string GetText(const StoredRow& row, std::size_t column) {
   Value value = row.Get(column);
   Text* text = std::get_if<Text>(&value);
   return text != nullptr ? std::move(text->bytes) : std::string();
 }
 
 // A text of a stored query. Some end with NUL characters.
-std::string GetQueryText(const Row& row, std::size_t column) {
+std::string GetQueryText(const StoredRow& row, std::size_t column) {
   std::string text = GetText(row, column);
   text.resize(text.find_last_not_of('\0') + 1);
   return text;
 }
 
-std::string GetBytes(const Row& row, std::size_t column) {
+std::string GetBytes(const StoredRow& row, std::size_t column) {
   const Value value = row.Get(column);
   const Binary* binary = std::get_if<Binary>(&value);
   if (binary == nullptr) return {};
@@ -146,7 +146,7 @@ StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32
   try {
     std::string wrongType;
     const std::vector<std::byte> stored =
-        ReadDefinitionBytes(file_, page, damage_.IsListening() ? &wrongType : nullptr);
+        ReadDefinitionBytes(file_, page, damage_.IsSalvaging() ? &wrongType : nullptr);
     const RowSample rows(file_, PagesOfRows(stored, page), page);
     const DefinitionCheck check(file_.Layout(), rows, FindExpectation(name));
     if (!wrongType.empty()) {
@@ -157,7 +157,7 @@ StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32
       damage_.Report(DatabaseError(place, wrongType));
     }
     StoredDefinition definition = CheckedDefinition(
-        file_.Layout(), stored, page, check, damage_.IsListening(),
+        file_.Layout(), stored, page, check, damage_.IsSalvaging(),
         [&](const std::string& damage) { damage_.Report(DatabaseError(place, damage)); });
     DecodeNames(definition, DecoderTo(CODE_PAGE_UTF8));
     return definition;
@@ -168,14 +168,14 @@ StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32
 
 std::vector<std::uint32_t> JetCatalog::PagesOfRows(std::span<const std::byte> definition,
                                                    std::uint32_t page) {
-  if (damage_.IsListening() && survey_.KnowsFreePages()) {
+  if (damage_.IsSalvaging() && survey_.KnowsFreePages()) {
     const auto pages = survey_.PagesOf(page);
     return {pages.begin(), pages.end()};
   }
   try {
     const ByteReader reader(definition);
-    const std::uint32_t map = reader.U32(file_.Layout().definition.ownedPagesMap);
-    return ReadUsageMap(file_, RowPointer::Unpack(map)).pages;
+    const RowId map{reader.U32(file_.Layout().definition.ownedPagesMap)};
+    return ReadUsageMap(file_, map).pages;
   } catch (const DatabaseError&) {
     return {};  // said when the rows are asked for
   }
@@ -188,7 +188,7 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
   try {
     // Nothing else is needed to tell whether it is right, or to do without it.
     StoredDefinition stored = ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8));
-    if (!damage_.IsListening() || HasSystemColumns(stored, columns)) {
+    if (!damage_.IsSalvaging() || HasSystemColumns(stored, columns)) {
       definition = std::move(stored);
     } else {
       throw DatabaseError({.page = page}, "the columns are not those of this system table");
@@ -202,7 +202,7 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
 
 // Positions of the columns that are needed.
 struct JetCatalog::ObjectColumns {
-  explicit ObjectColumns(const Table& objects)
+  explicit ObjectColumns(const StoredTable& objects)
       : id(RequireColumn(objects, "Id")),
         parentId(RequireColumn(objects, "ParentId")),
         name(RequireColumn(objects, "Name")),
@@ -219,12 +219,12 @@ struct JetCatalog::ObjectColumns {
 void JetCatalog::ReadObjects() {
   const auto objects = OpenSystemTable(OBJECTS_TABLE, OBJECTS_PAGE, OBJECTS_COLUMNS);
   const ObjectColumns columns(*objects);
-  const auto row = objects->OpenScan();
-  while (row->Next())
-    ReadObject(*row, columns, *objects);
+  StoredScan scan(*objects);
+  while (scan.Next())
+    ReadObject(scan.Row(), columns, *objects);
 }
 
-void JetCatalog::ReadObject(const TableScan& row, const ObjectColumns& columns,
+void JetCatalog::ReadObject(const StoredRow& row, const ObjectColumns& columns,
                             const StoredTable& objects) {
   // Names are unique only among the children of one container.
   if (row.GetInteger(columns.parentId) != ID_TABLES) return;
@@ -247,7 +247,7 @@ void JetCatalog::ReadObject(const TableScan& row, const ObjectColumns& columns,
 }
 
 const KnownTable* JetCatalog::FindKnownTable(std::string_view name) const {
-  return damage_.IsListening() ? FindExpectation(name) : nullptr;
+  return damage_.IsSalvaging() ? FindExpectation(name) : nullptr;
 }
 
 const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
@@ -258,7 +258,7 @@ const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
 }
 
 const KnownQuery* JetCatalog::FindKnownQuery(std::string_view name) const {
-  if (!damage_.IsListening()) return nullptr;
+  if (!damage_.IsSalvaging()) return nullptr;
   const auto found = std::ranges::find_if(options_.known.queries, [&](const KnownQuery& known) {
     return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
   });
@@ -306,7 +306,7 @@ StoredDefinition JetCatalog::FindDefinition(const Object& object) {
   return *std::move(definition);
 }
 
-std::shared_ptr<const StoredTable> JetCatalog::FindStoredTable(std::string_view name) {
+std::shared_ptr<const StoredTable> JetCatalog::FindTable(std::string_view name) {
   Refresh();
   const Object* object = tables_.Find(name);
   if (object == nullptr) {
@@ -329,11 +329,7 @@ std::shared_ptr<const StoredTable> JetCatalog::FindStoredTable(std::string_view 
   return table;
 }
 
-std::shared_ptr<const Table> JetCatalog::FindTable(std::string_view name) {
-  return FindStoredTable(name);
-}
-
-const Table& JetCatalog::QueriesTable() {
+const StoredTable& JetCatalog::QueriesTable() {
   if (!queriesTable_) {
     const Object* listed = tables_.Find(QUERIES_TABLE);
     const std::uint32_t page = listed != nullptr ? DefinitionPage(listed->id) : QUERIES_PAGE;
@@ -380,15 +376,15 @@ std::shared_ptr<const StoredQuery> JetCatalog::MakeSubstituteFor(const KnownQuer
   const auto toUtf8 = [this](const std::string& name) {
     return ToUtf8(name, options_.textCodePage, converter_);
   };
-  const auto table = FindStoredTable(toUtf8(known.table));
-  const auto joined = FindStoredTable(toUtf8(known.joined));
+  const auto table = FindTable(toUtf8(known.table));
+  const auto joined = FindTable(toUtf8(known.joined));
   const std::string key = toUtf8(known.key);
   if (!table || !joined || !table->FindColumn(key) || !joined->FindColumn(key)) return nullptr;
   return std::make_shared<StoredQuery>(MakeSubstitute(toUtf8(known.name), *table, *joined, key));
 }
 
 StoredQuery JetCatalog::ReadQuery(const Object& object) {
-  const Table& table = QueriesTable();
+  const StoredTable& table = QueriesTable();
   const std::size_t objectId = RequireColumn(table, "ObjectId");
   const std::size_t attribute = RequireColumn(table, "Attribute");
   const std::size_t order = RequireColumn(table, "Order");
@@ -402,7 +398,7 @@ StoredQuery JetCatalog::ReadQuery(const Object& object) {
   std::size_t textBytes = 0;
   // One more than there may be, for whoever refuses them.
   for (const IndexEntry& entry : entries.first(std::min(entries.size(), MAX_QUERY_ROWS + 1))) {
-    const auto row = table.ReadRow(entry.id);
+    const auto row = table.ReadRow(RowId{entry.row});
     if (!row) continue;
     QueryRow& part = query.rows.emplace_back();
     part.attribute = static_cast<std::uint8_t>(row->GetInteger(attribute).value_or(0));

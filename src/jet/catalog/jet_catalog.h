@@ -30,16 +30,13 @@ class JetCatalog final : public Catalog {
   JetCatalog(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
              const OpenOptions& options);
 
-  [[nodiscard]] std::shared_ptr<const Table> FindTable(std::string_view name) override;
+  [[nodiscard]] std::shared_ptr<const StoredTable> FindTable(std::string_view name) override;
   [[nodiscard]] std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) override;
   [[nodiscard]] std::uint64_t Generation() override;
   [[nodiscard]] QueryLimits Limits() const override;
   [[nodiscard]] const std::string& FileName() const override { return file_.Name(); }
   [[nodiscard]] unsigned TextCodePage() const override { return options_.textCodePage; }
   [[nodiscard]] const TextConverter& Converter() const override { return converter_; }
-
-  // As FindTable.
-  [[nodiscard]] std::shared_ptr<const StoredTable> FindStoredTable(std::string_view name);
 
   // Makes FindQuery answer a substitute for a stored query that cannot be evaluated, from now on.
   // False when there is none, or when it is that which cannot be evaluated.
@@ -52,7 +49,7 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] std::vector<std::string> AllTableNames();
   // By its name as the list of objects spells it.
   [[nodiscard]] bool IsKnownDamaged(const std::string& table) const {
-    return damage_.HasToldOf(table);
+    return damage_.HasReported(table);
   }
   [[nodiscard]] bool IsSelectQuery(std::string_view name);
 
@@ -94,7 +91,7 @@ class JetCatalog final : public Catalog {
   // Brings the lists up to date.
   void Refresh();
   void ReadObjects();
-  void ReadObject(const TableScan& row, const ObjectColumns& columns, const StoredTable& objects);
+  void ReadObject(const StoredRow& row, const ObjectColumns& columns, const StoredTable& objects);
   // The definition of a listed table; where it is not what is known of the table, or cannot be
   // read, one that fits, if there is one.
   [[nodiscard]] StoredDefinition FindDefinition(const Object& object);
@@ -106,7 +103,7 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] const KnownTable* FindKnownTable(std::string_view name) const;
   [[nodiscard]] const KnownQuery* FindKnownQuery(std::string_view name) const;
   [[nodiscard]] std::shared_ptr<const StoredQuery> MakeSubstituteFor(const KnownQuery& known);
-  [[nodiscard]] const Table& QueriesTable();
+  [[nodiscard]] const StoredTable& QueriesTable();
   [[nodiscard]] StoredQuery ReadQuery(const Object& object);
 
   const TextConverter& converter_;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t BOOKMARK_AT_END = std::numeric_limits<std::uint64_t>::max();
 
-bool HaveSameColumns(const Table& a, const Table& b) {
+bool HaveSameColumns(const StoredTable& a, const StoredTable& b) {
   return std::equal(
       a.Columns().begin(), a.Columns().end(), b.Columns().begin(), b.Columns().end(),
       [](const Column& x, const Column& y) { return x.name == y.name && x.type == y.type; });
@@ -32,7 +32,7 @@ OpenedTable::OpenedTable(JetCatalog& catalog, std::string name)
 }
 
 std::shared_ptr<const StoredTable> OpenedTable::Find() const {
-  auto table = catalog_->FindStoredTable(name_);
+  auto table = catalog_->FindTable(name_);
   if (!table) {
     throw DatabaseError({.file = catalog_->FileName(), .table = name_}, "there is no such table");
   }
@@ -77,11 +77,11 @@ Value TableRecordset::GetFieldValue(std::string_view columnName) const {
 Value TableRecordset::GetFieldValue(std::size_t column) const {
   RequireRow();
   if (column >= table_.Columns().size()) FailColumn(column);
-  return scan_->Get(column);
+  return scan_->Row().Get(column);
 }
 
 Bookmark TableRecordset::GetBookmark() const {
-  return {.position = isEof_ ? BOOKMARK_AT_END : scan_->Id().packed};
+  return {.position = isEof_ ? BOOKMARK_AT_END : scan_->Row().Id().packed};
 }
 
 void TableRecordset::SetBookmark(Bookmark bookmark) {
@@ -103,12 +103,12 @@ bool TableRecordset::FindFirst(std::string_view columnName, std::int32_t value) 
 }
 
 bool TableRecordset::FindNext() {
-  return !isEof_ && !found_.empty() && StandOnFoundAfter(scan_->Id());
+  return !isEof_ && !found_.empty() && StandOnFoundAfter(scan_->Row().Id());
 }
 
 bool TableRecordset::StandOnFoundAfter(RowId id) {
   const auto standOnNext = [&] {
-    const auto next = std::ranges::upper_bound(found_, id, {}, &IndexEntry::id);
+    const auto next = std::ranges::upper_bound(found_, id.packed, {}, &IndexEntry::row);
     return StandOnFirst({next, found_.end()});
   };
   if (standOnNext()) return true;
@@ -119,8 +119,9 @@ bool TableRecordset::StandOnFoundAfter(RowId id) {
 
 bool TableRecordset::StandOnFirst(std::span<const IndexEntry> rows) {
   // Only a row that was damaged since the index was built is not found again.
-  const bool found = std::any_of(rows.begin(), rows.end(),
-                                 [this](const IndexEntry& entry) { return StandOn(entry.id); });
+  const bool found = std::any_of(rows.begin(), rows.end(), [this](const IndexEntry& entry) {
+    return StandOn(RowId{entry.row});
+  });
   isEof_ = !found;
   return found;
 }
@@ -129,7 +130,7 @@ bool TableRecordset::StandOn(RowId id) {
   isEof_ = true;
   if (id.packed == 0) return false;
   scan_->ContinueAfter({id.packed - 1});
-  isEof_ = !scan_->Next() || scan_->Id() != id;
+  isEof_ = !scan_->Next() || scan_->Row().Id() != id;
   return !isEof_;
 }
 

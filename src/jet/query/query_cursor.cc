@@ -8,17 +8,18 @@
 #include <utility>
 
 #include "jet/query/query_result.h"
+#include "jet/storage/stored_table.h"
 
 namespace nimport::jet {
 namespace {
 
 // Equal keys have equal hashes. Empty when one is null, or no number where numbers are compared:
 // that equals nothing.
-std::optional<std::int32_t> HashKeys(const std::vector<JoinKey>& keys, const RowSet& rows,
-                                     const QueryContext& context) {
+std::optional<std::int32_t> HashKeys(const std::vector<JoinKey>& keys, const RowSet& rows) {
+  const QueryContext& context = rows.Context();
   std::string bytes;
   for (const JoinKey& key : keys) {
-    Value value = Evaluate(*key.expression, rows, context.texts, *context.budget);
+    Value value = Evaluate(*key.expression, rows);
     if (key.form == JoinKey::Form::Number) {
       const auto number = ToNumber(value);
       value = number ? Value(*number) : Value();
@@ -30,43 +31,37 @@ std::optional<std::int32_t> HashKeys(const std::vector<JoinKey>& keys, const Row
 }
 
 void ListRightRows(JoinStep& step, const QueryContext& context) {
-  RowList list(step.rightSlotList, *context.budget);
-  RowNumberIndex index(*context.budget);
+  RowList list(step.rightTableList, *context.budget);
+  HeldVector<IndexEntry> index(*context.budget);
   JoinCursor cursor(*step.right, context);
   while (cursor.Next()) {
     const auto row = static_cast<std::uint32_t>(list.Size());
     list.Add(cursor.Rows());
     if (step.rightKeys.empty()) continue;
-    if (const auto hash = HashKeys(step.rightKeys, cursor.Rows(), context)) {
-      index.Add(*hash, row);
+    if (const auto hash = HashKeys(step.rightKeys, cursor.Rows())) {
+      index.PushBack({.value = *hash, .row = row});
     }
   }
   list.ShrinkToFit();
-  index.Sort();
+  SortIndex(index.Items());
   step.rightIndex = std::move(index);
   step.rightRows = std::move(list);
 }
 
 }  // namespace
 
-bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows,
-             const QueryContext& context) {
-  return std::all_of(conditions.begin(), conditions.end(), [&](const BoundPtr& condition) {
-    return EvaluateCondition(*condition, rows, context.texts, *context.budget) == Truth::True;
-  });
-}
+DrivingCursor::DrivingCursor(DrivingRows& driving, RowSet& rows) : driving_(driving), rows_(rows) {}
 
-DrivingCursor::DrivingCursor(DrivingRows& driving, const QueryContext& context, RowSet& rows)
-    : driving_(driving), context_(context), rows_(rows) {}
+DrivingCursor::~DrivingCursor() = default;
 
 bool DrivingCursor::Next() {
-  context_.budget->Work(STEPS_PER_ROW);
+  rows_.Context().budget->Work(STEPS_PER_ROW);
   if (IsQuery()) return NextOfQuery();
-  return isNarrowed_ ? NextOfEntries() : NextOfScan();
+  return isRestricted_ ? NextOfEntries() : NextOfScan();
 }
 
 bool DrivingCursor::NextOfQuery() {
-  const RowList& list = RowsOf(*driving_.query, context_);
+  const RowList& list = Materialize(*driving_.query, rows_.Context());
   const std::size_t next = hasPosition_ ? std::size_t{position_} + 1 : 0;
   if (next >= list.Size()) return false;
   MoveTo(static_cast<std::uint32_t>(next));
@@ -75,71 +70,70 @@ bool DrivingCursor::NextOfQuery() {
 
 bool DrivingCursor::NextOfEntries() {
   if (entries_.empty()) return false;
-  position_ = entries_.front().id.packed;
+  position_ = entries_.front().row;
   hasPosition_ = true;
   entries_ = entries_.subspan(1);
-  rows_.SetId(driving_.slot, position_);
+  rows_.SetId(driving_.tableNumber, position_);
   return true;
 }
 
 bool DrivingCursor::NextOfScan() {
   if (!scan_) {
-    scan_ = context_.tables[driving_.slot]->OpenScan();
+    scan_ = std::make_unique<StoredScan>(*rows_.Context().tables[driving_.tableNumber]);
     if (hasPosition_) scan_->ContinueAfter(RowId{position_});
   }
   // The row set must not hold on to a row that the scan leaves.
-  rows_.SetId(driving_.slot, NO_ROW);
+  rows_.SetId(driving_.tableNumber, NO_ROW);
   if (!scan_->Next()) return false;
-  position_ = scan_->Id().packed;
+  position_ = scan_->Row().Id().packed;
   hasPosition_ = true;
-  rows_.SetRow(driving_.slot, *scan_);
+  rows_.SetRow(driving_.tableNumber, scan_->Row());
   return true;
 }
 
 void DrivingCursor::Restart() {
-  if (!IsQuery()) rows_.SetId(driving_.slot, NO_ROW);
+  if (!IsQuery()) rows_.SetId(driving_.tableNumber, NO_ROW);
   scan_.reset();
-  isNarrowed_ = false;
+  isRestricted_ = false;
   hasPosition_ = false;
 }
 
 void DrivingCursor::MoveTo(std::uint32_t position) {
   if (IsQuery()) {
-    const RowList& list = RowsOf(*driving_.query, context_);
-    if (position >= list.Size()) FailQuery(context_, "the row of the bookmark is not there");
+    const RowList& list = Materialize(*driving_.query, rows_.Context());
+    if (position >= list.Size()) FailQuery(rows_.Context(), "the row of the bookmark is not there");
     list.Put(position, rows_);
   } else {
-    rows_.SetId(driving_.slot, position);
+    rows_.SetId(driving_.tableNumber, position);
     scan_.reset();
-    isNarrowed_ = false;
+    isRestricted_ = false;
   }
   position_ = position;
   hasPosition_ = true;
 }
 
-void DrivingCursor::Narrow(std::span<const IndexEntry> entries) {
+void DrivingCursor::RestrictTo(std::span<const IndexEntry> entries) {
   if (hasPosition_) {
-    const auto behind = std::upper_bound(
-        entries.begin(), entries.end(), position_,
-        [](std::uint32_t id, const IndexEntry& entry) { return id < entry.id.packed; });
-    entries = {behind, entries.end()};
+    const auto after =
+        std::upper_bound(entries.begin(), entries.end(), position_,
+                         [](std::uint32_t id, const IndexEntry& entry) { return id < entry.row; });
+    entries = {after, entries.end()};
   }
   entries_ = entries;
-  isNarrowed_ = true;
+  isRestricted_ = true;
 }
 
-void DrivingCursor::Widen() {
-  if (!isNarrowed_) return;
-  isNarrowed_ = false;
+void DrivingCursor::ClearRestriction() {
+  if (!isRestricted_) return;
+  isRestricted_ = false;
   // Drops a row that may belong to the scan, which is opened again where the index has led.
-  const std::uint32_t id = rows_.Id(driving_.slot);
-  rows_.SetId(driving_.slot, NO_ROW);
-  rows_.SetId(driving_.slot, id);
+  const std::uint32_t id = rows_.Id(driving_.tableNumber);
+  rows_.SetId(driving_.tableNumber, NO_ROW);
+  rows_.SetId(driving_.tableNumber, id);
   scan_.reset();
 }
 
-MatchCursor::MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows)
-    : step_(step), context_(context), rows_(rows) {}
+MatchCursor::MatchCursor(JoinStep& step, RowSet& rows) : step_(step), rows_(rows) {}
 
 void MatchCursor::Open() {
   next_ = 0;
@@ -152,12 +146,12 @@ void MatchCursor::Open() {
 }
 
 void MatchCursor::OpenProbe() {
-  const Table& table = *context_.tables[step_.right->driving.slot];
+  const StoredTable& table = *rows_.Context().tables[step_.right->driving.tableNumber];
   if (probeIndex_.empty()) {
     probeIndex_ = table.IntegerIndex(*step_.probeColumn);
   }
   probed_ = {};
-  const auto value = EvaluateInteger(*step_.probeKey, rows_, context_);
+  const auto value = EvaluateInteger(*step_.probeKey, rows_);
   if (!value) return;
   probed_ = FindInIndex(probeIndex_, *value);
   if (!probed_.empty() || isProbeIndexWhole_) return;
@@ -168,11 +162,11 @@ void MatchCursor::OpenProbe() {
 }
 
 void MatchCursor::OpenList() {
-  if (!step_.rightRows) ListRightRows(step_, context_);
+  if (!step_.rightRows) ListRightRows(step_, rows_.Context());
   hashed_ = {};
   if (step_.leftKeys.empty()) return;
-  const auto hash = HashKeys(step_.leftKeys, rows_, context_);
-  if (hash) hashed_ = step_.rightIndex.Find(*hash);
+  const auto hash = HashKeys(step_.leftKeys, rows_);
+  if (hash) hashed_ = FindInIndex(step_.rightIndex.Items(), *hash);
 }
 
 std::size_t MatchCursor::CandidateCount() const {
@@ -182,7 +176,7 @@ std::size_t MatchCursor::CandidateCount() const {
 
 void MatchCursor::PutCandidate(std::size_t index) {
   if (step_.probeColumn) {
-    rows_.SetId(step_.right->driving.slot, probed_[index].id.packed);
+    rows_.SetId(step_.right->driving.tableNumber, probed_[index].row);
   } else {
     step_.rightRows->Put(step_.leftKeys.empty() ? index : hashed_[index].row, rows_);
   }
@@ -190,33 +184,33 @@ void MatchCursor::PutCandidate(std::size_t index) {
 
 bool MatchCursor::IsMatch() const {
   // Listed rows have passed the filters of their own chain already.
-  if (step_.probeColumn && !HoldAll(step_.right->driving.filters, rows_, context_)) {
+  if (step_.probeColumn && !AllTrue(step_.right->driving.filters, rows_)) {
     return false;
   }
-  return HoldAll(step_.conditions, rows_, context_);
+  return AllTrue(step_.conditions, rows_);
 }
 
 bool MatchCursor::Next() {
   const std::size_t count = CandidateCount();
   while (next_ < count) {
-    context_.budget->Work(STEPS_PER_COMBINATION);
+    rows_.Context().budget->Work(STEPS_PER_COMBINATION);
     PutCandidate(next_++);
     if (!IsMatch()) continue;
     hasMatched_ = true;
-    if (HoldAll(step_.filters, rows_, context_)) return true;
+    if (AllTrue(step_.filters, rows_)) return true;
   }
   if (!step_.keepsLeft || hasMatched_) return false;
   hasMatched_ = true;
-  for (const Slot slot : step_.rightSlotList)
-    rows_.SetId(slot, NO_ROW);
-  return HoldAll(step_.filters, rows_, context_);
+  for (const TableNumber tableNumber : step_.rightTableList)
+    rows_.SetId(tableNumber, NO_ROW);
+  return AllTrue(step_.filters, rows_);
 }
 
 JoinCursor::JoinCursor(JoinChain& chain, const QueryContext& context)
-    : chain_(chain), context_(context), rows_(context), driving_(chain.driving, context, rows_) {
+    : chain_(chain), rows_(context), driving_(chain.driving, rows_) {
   matches_.reserve(chain.steps.size());
   for (JoinStep& step : chain.steps)
-    matches_.emplace_back(step, context, rows_);
+    matches_.emplace_back(step, rows_);
 }
 
 bool JoinCursor::Next() {
@@ -230,7 +224,7 @@ void JoinCursor::Restart() {
 
 bool JoinCursor::NextDrivingRow() {
   while (driving_.Next()) {
-    if (HoldAll(chain_.driving.filters, rows_, context_)) return true;
+    if (AllTrue(chain_.driving.filters, rows_)) return true;
   }
   return false;
 }
@@ -268,7 +262,7 @@ void JoinCursor::MoveTo(ChainPosition position) {
   do {
     if (!Advance(level) || driving_.Position() != position.driving) {
       isOnRow_ = false;
-      FailQuery(context_, "the row of the bookmark is no longer there");
+      FailQuery(rows_.Context(), "the row of the bookmark is no longer there");
     }
     level = matches_.size();
   } while (match_ < position.match);

@@ -9,16 +9,19 @@
 #include <vector>
 
 #include "jet/query/query_plan.h"
-#include "jet/query/query_rows.h"
-#include "jet/storage/table.h"
 
 namespace nimport::jet {
+
+class StoredScan;
 
 // Goes over the rows that drive a chain: a table's by scan, or some of them by an index, or those
 // of a query.
 class DrivingCursor {
  public:
-  DrivingCursor(DrivingRows& driving, const QueryContext& context, RowSet& rows);
+  DrivingCursor(DrivingRows& driving, RowSet& rows);
+  ~DrivingCursor();
+  DrivingCursor(const DrivingCursor&) = delete;
+  DrivingCursor& operator=(const DrivingCursor&) = delete;
 
   // Puts the next row into the row set; false behind the last one. Does not test filters.
   bool Next();
@@ -31,9 +34,9 @@ class DrivingCursor {
 
   // From now on only those rows behind the current one that are among `entries`, which have one
   // value and outlive the cursor. For tables only.
-  void Narrow(std::span<const IndexEntry> entries);
+  void RestrictTo(std::span<const IndexEntry> entries);
   // From now on all rows behind the current one.
-  void Widen();
+  void ClearRestriction();
 
  private:
   [[nodiscard]] bool IsQuery() const { return driving_.query != nullptr; }
@@ -42,11 +45,10 @@ class DrivingCursor {
   bool NextOfEntries();
 
   DrivingRows& driving_;
-  const QueryContext& context_;
   RowSet& rows_;
-  std::unique_ptr<TableScan> scan_;  // stands on the current row or is null, unless narrowed
-  bool isNarrowed_ = false;
-  std::span<const IndexEntry> entries_;  // those still to come, when narrowed
+  std::unique_ptr<StoredScan> scan_;  // stands on the current row or is null, unless restricted
+  bool isRestricted_ = false;
+  std::span<const IndexEntry> entries_;  // those still to come, when restricted
   bool hasPosition_ = false;
   std::uint32_t position_ = 0;
 };
@@ -54,7 +56,7 @@ class DrivingCursor {
 // Goes over the rows that match in one join.
 class MatchCursor {
  public:
-  MatchCursor(JoinStep& step, const QueryContext& context, RowSet& rows);
+  MatchCursor(JoinStep& step, RowSet& rows);
 
   // Stands before the matches of what the row set holds of the left rows.
   void Open();
@@ -69,13 +71,12 @@ class MatchCursor {
   [[nodiscard]] bool IsMatch() const;
 
   JoinStep& step_;
-  const QueryContext& context_;
   RowSet& rows_;
   std::span<const IndexEntry> probeIndex_;
   bool isProbeIndexWhole_ = false;
   // The candidates: by the table's index, by hash, or all rows.
   std::span<const IndexEntry> probed_;
-  std::span<const RowNumberIndex::Entry> hashed_;
+  std::span<const IndexEntry> hashed_;
   std::size_t next_ = 0;
   bool hasMatched_ = false;
 };
@@ -86,6 +87,13 @@ struct ChainPosition {
   std::uint32_t match = 0;    // number among the rows of that driving row
 };
 
+// Goes over the rows of a chain of joins, as nested loops do: a driving row, a match of the first
+// join, one of the second and so on.
+//
+// It is in one of three states. Before the first row, after construction and Restart(): the next
+// row begins with a driving row. On a row: every cursor stands on its part of it, and the next row
+// is the last join's next match; when that has none left, the join before it moves on. At the end:
+// Next() has returned false and must not be called again before Restart() or MoveTo().
 class JoinCursor {
  public:
   // Borrows both. Stands before the first row.
@@ -93,8 +101,7 @@ class JoinCursor {
   JoinCursor(const JoinCursor&) = delete;
   JoinCursor& operator=(const JoinCursor&) = delete;
 
-  // Stands on the next row; false behind the last one, where it must not be called again before
-  // Restart() or MoveTo().
+  // Stands on the next row; false after the last one.
   bool Next();
   void Restart();
 
@@ -105,15 +112,14 @@ class JoinCursor {
   void MoveTo(ChainPosition position);
 
   // See DrivingCursor. The rows of the current driving row come in any case.
-  void Narrow(std::span<const IndexEntry> entries) { driving_.Narrow(entries); }
-  void Widen() { driving_.Widen(); }
+  void RestrictTo(std::span<const IndexEntry> entries) { driving_.RestrictTo(entries); }
+  void ClearRestriction() { driving_.ClearRestriction(); }
 
  private:
   bool NextDrivingRow();
   bool Advance(std::size_t level);
 
   JoinChain& chain_;
-  const QueryContext& context_;
   RowSet rows_;
   DrivingCursor driving_;
   std::vector<MatchCursor> matches_;  // by step
@@ -121,10 +127,6 @@ class JoinCursor {
   std::uint32_t match_ = 0;
   std::uint32_t rowsOfDriving_ = 0;  // delivered of the current driving row
 };
-
-// Whether all of `conditions` are true.
-[[nodiscard]] bool HoldAll(const std::vector<BoundPtr>& conditions, const RowSet& rows,
-                           const QueryContext& context);
 
 }  // namespace nimport::jet
 

@@ -7,7 +7,7 @@
 namespace nimport::jet {
 namespace {
 
-bool IsSubset(const SlotSet& part, const SlotSet& whole) {
+bool IsSubset(const TableSet& part, const TableSet& whole) {
   return (part & ~whole).none();
 }
 
@@ -44,15 +44,15 @@ bool IsNumericColumn(const BoundExpression& expression) {
   return expression.operation == Operation::Column && IsNumeric(expression.type);
 }
 
-void AddImplication(JoinChain& chain, const BoundExpression& from, const BoundExpression& to) {
+void AddEquality(JoinChain& chain, const BoundExpression& from, const BoundExpression& to) {
   if (!IsNumericColumn(from) || !IsNumericColumn(to)) return;
-  chain.implications.push_back({{from.slot, from.column}, {to.slot, to.column}});
+  chain.equalities.push_back({{from.tableNumber, from.column}, {to.tableNumber, to.column}});
 }
 
-void AddImplicationsOfFilter(JoinChain& chain, const BoundExpression& condition) {
+void AddEqualitiesOfFilter(JoinChain& chain, const BoundExpression& condition) {
   if (condition.operation != Operation::Equal) return;
-  AddImplication(chain, *condition.operands[0], *condition.operands[1]);
-  AddImplication(chain, *condition.operands[1], *condition.operands[0]);
+  AddEquality(chain, *condition.operands[0], *condition.operands[1]);
+  AddEquality(chain, *condition.operands[1], *condition.operands[0]);
 }
 
 // Both sides of an equality, the one that belongs to the left rows first.
@@ -62,11 +62,12 @@ struct SidesOfEquality {
 };
 
 std::optional<SidesOfEquality> SplitEquality(const BoundExpression& condition,
-                                             const SlotSet& leftSlots, const SlotSet& rightSlots) {
+                                             const TableSet& leftTables,
+                                             const TableSet& rightTables) {
   if (condition.operation != Operation::Equal) return std::nullopt;
   const auto areSides = [&](const BoundPtr& left, const BoundPtr& right) {
-    return left->slots.any() && right->slots.any() && IsSubset(left->slots, leftSlots) &&
-           IsSubset(right->slots, rightSlots);
+    return left->tables.any() && right->tables.any() && IsSubset(left->tables, leftTables) &&
+           IsSubset(right->tables, rightTables);
   };
   const BoundPtr& first = condition.operands[0];
   const BoundPtr& second = condition.operands[1];
@@ -83,21 +84,21 @@ bool CanProbe(const JoinStep& step, const SidesOfEquality& sides) {
 }
 
 // A condition of `chain.steps[index]`, given what the chain has before it.
-void AddCondition(JoinChain& chain, std::size_t index, const SlotSet& leftSlots,
+void AddCondition(JoinChain& chain, std::size_t index, const TableSet& leftTables,
                   const BoundPtr& condition) {
   JoinStep& step = chain.steps[index];
   // What reads nothing of the left rows is settled before the right ones are combined with them.
-  if (condition->slots.any() && IsSubset(condition->slots, step.rightSlots)) {
+  if (condition->tables.any() && IsSubset(condition->tables, step.rightTables)) {
     AddFilter(*step.right, condition);
     return;
   }
-  const auto sides = SplitEquality(*condition, leftSlots, step.rightSlots);
+  const auto sides = SplitEquality(*condition, leftTables, step.rightTables);
   if (!sides) {
     step.conditions.push_back(condition);
     return;
   }
-  AddImplication(chain, *sides->right, *sides->left);
-  if (!step.keepsLeft) AddImplication(chain, *sides->left, *sides->right);
+  AddEquality(chain, *sides->right, *sides->left);
+  if (!step.keepsLeft) AddEquality(chain, *sides->left, *sides->right);
   if (CanProbe(step, *sides)) {
     step.probeColumn = sides->right->column;
     step.probeKey = sides->left;
@@ -112,54 +113,53 @@ void AddCondition(JoinChain& chain, std::size_t index, const SlotSet& leftSlots,
 
 }  // namespace
 
-JoinChain MakeTableChain(Slot slot) {
+JoinChain MakeTableChain(TableNumber tableNumber) {
   JoinChain chain;
-  chain.driving.slot = slot;
-  chain.drivingSlots.set(slot);
+  chain.driving.tableNumber = tableNumber;
+  chain.drivingTables.set(tableNumber);
   return chain;
 }
 
 JoinChain MakeQueryChain(std::shared_ptr<QueryPlan> query) {
   if (!query->NeedsAllRows()) return std::move(query->chain);
   JoinChain chain;
-  chain.drivingSlots = query->chain.Slots();
-  chain.implications = query->chain.implications;
+  chain.drivingTables = query->chain.Tables();
+  chain.equalities = query->chain.equalities;
   chain.driving.query = std::move(query);
   return chain;
 }
 
 void AddJoin(JoinChain& left, JoinChain right, bool keepsLeft) {
   // What holds in the rows of `right` holds in those joined rows that have one.
-  left.implications.insert(left.implications.end(), right.implications.begin(),
-                           right.implications.end());
+  left.equalities.insert(left.equalities.end(), right.equalities.begin(), right.equalities.end());
   JoinStep step;
   step.keepsLeft = keepsLeft;
-  step.rightSlots = right.Slots();
-  step.rightSlotList = ToList(step.rightSlots);
+  step.rightTables = right.Tables();
+  step.rightTableList = ToList(step.rightTables);
   step.right = std::make_unique<JoinChain>(std::move(right));
   left.steps.push_back(std::move(step));
 }
 
 void AddJoinCondition(JoinChain& chain, const BoundPtr& condition) {
   const std::size_t last = chain.steps.size() - 1;
-  AddCondition(chain, last, chain.Slots() & ~chain.steps[last].rightSlots, condition);
+  AddCondition(chain, last, chain.Tables() & ~chain.steps[last].rightTables, condition);
 }
 
 void AddFilter(JoinChain& chain, const BoundPtr& condition) {
-  SlotSet known = chain.drivingSlots;
-  if (IsSubset(condition->slots, known)) {
+  TableSet known = chain.drivingTables;
+  if (IsSubset(condition->tables, known)) {
     chain.driving.filters.push_back(condition);
-    AddImplicationsOfFilter(chain, *condition);
+    AddEqualitiesOfFilter(chain, *condition);
     return;
   }
   for (std::size_t i = 0; i < chain.steps.size(); ++i) {
-    const SlotSet before = known;
+    const TableSet before = known;
     JoinStep& step = chain.steps[i];
-    known |= step.rightSlots;
-    if (!IsSubset(condition->slots, known)) continue;
+    known |= step.rightTables;
+    if (!IsSubset(condition->tables, known)) continue;
     if (!step.keepsLeft) return AddCondition(chain, i, before, condition);
     step.filters.push_back(condition);
-    AddImplicationsOfFilter(chain, *condition);
+    AddEqualitiesOfFilter(chain, *condition);
     return;
   }
 }

@@ -4,17 +4,17 @@
 
 namespace nimport::jet {
 
-SlotSet JoinChain::Slots() const {
-  SlotSet slots = drivingSlots;
+TableSet JoinChain::Tables() const {
+  TableSet tables = drivingTables;
   for (const JoinStep& step : steps)
-    slots |= step.rightSlots;
-  return slots;
+    tables |= step.rightTables;
+  return tables;
 }
 
-std::vector<Slot> ToList(const SlotSet& slots) {
-  std::vector<Slot> list;
-  for (std::size_t slot = 0; slot < slots.size(); ++slot) {
-    if (slots.test(slot)) list.push_back(static_cast<Slot>(slot));
+std::vector<TableNumber> ToList(const TableSet& tables) {
+  std::vector<TableNumber> list;
+  for (std::size_t tableNumber = 0; tableNumber < tables.size(); ++tableNumber) {
+    if (tables.test(tableNumber)) list.push_back(static_cast<TableNumber>(tableNumber));
   }
   return list;
 }
@@ -22,15 +22,15 @@ std::vector<Slot> ToList(const SlotSet& slots) {
 std::optional<std::size_t> FindDrivingColumn(const JoinChain& chain, const BoundExpression& column,
                                              QueryBudget& budget) {
   if (column.operation != Operation::Column || chain.driving.query) return std::nullopt;
-  std::vector<ColumnPlace> reached{{column.slot, column.column}};
+  std::vector<ColumnPlace> reached{{column.tableNumber, column.column}};
   for (std::size_t i = 0; i < reached.size(); ++i) {
     const ColumnPlace place = reached[i];
-    if (place.slot == chain.driving.slot) return place.column;
-    budget.Work(STEPS_PER_OPERATION * (chain.implications.size() + 1));
-    for (const Implication& implication : chain.implications) {
-      if (!(implication.from == place)) continue;
-      if (std::find(reached.begin(), reached.end(), implication.to) != reached.end()) continue;
-      reached.push_back(implication.to);
+    if (place.tableNumber == chain.driving.tableNumber) return place.column;
+    budget.Work(STEPS_PER_OPERATION * (chain.equalities.size() + 1));
+    for (const ColumnEquality& equality : chain.equalities) {
+      if (!(equality.from == place)) continue;
+      if (std::find(reached.begin(), reached.end(), equality.to) != reached.end()) continue;
+      reached.push_back(equality.to);
     }
   }
   return std::nullopt;

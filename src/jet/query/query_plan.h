@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "jet/query/expression/expression_evaluator.h"
-#include "jet/query/query_index.h"
-#include "jet/query/query_rows.h"
+#include "jet/query/row_list.h"
+#include "jet/storage/integer_index.h"
 
 namespace nimport::jet {
 
@@ -21,20 +21,20 @@ struct QueryPlan;
 struct JoinChain;
 
 struct ColumnPlace {
-  Slot slot = 0;
+  TableNumber tableNumber = 0;
   std::size_t column = 0;
   friend bool operator==(const ColumnPlace&, const ColumnPlace&) = default;
 };
 
 // In every row of a join in which `from` is a number, `to` is the same number.
-struct Implication {
+struct ColumnEquality {
   ColumnPlace from;
   ColumnPlace to;
 };
 
 // The rows of one table in the file's order, or of a query that first needs all its rows.
 struct DrivingRows {
-  Slot slot = 0;                     // of the table
+  TableNumber tableNumber = 0;       // of the table
   std::shared_ptr<QueryPlan> query;  // null for a table
   std::vector<BoundPtr> filters;
 };
@@ -50,10 +50,10 @@ struct JoinKey {
 struct JoinStep {
   bool keepsLeft = false;  // an outer join: a row without a match stays, with nulls
   std::unique_ptr<JoinChain> right;
-  SlotSet rightSlots;
-  std::vector<Slot> rightSlotList;   // the same
-  std::vector<BoundPtr> conditions;  // say what matches
-  std::vector<BoundPtr> filters;     // tested on the joined row, also on one without a match
+  TableSet rightTables;
+  std::vector<TableNumber> rightTableList;  // the same
+  std::vector<BoundPtr> conditions;         // say what matches
+  std::vector<BoundPtr> filters;            // tested on the joined row, also on one without a match
 
   // `right` is a single table, and this integer column of it equals `probeKey` where rows match.
   // It is not among the conditions: the table's index decides.
@@ -65,20 +65,20 @@ struct JoinStep {
   std::vector<JoinKey> leftKeys;
   std::vector<JoinKey> rightKeys;
   std::optional<RowList> rightRows;
-  RowNumberIndex rightIndex;
+  HeldVector<IndexEntry> rightIndex;  // by hash, of row numbers
 };
 
 struct JoinChain {
   DrivingRows driving;
-  SlotSet drivingSlots;
+  TableSet drivingTables;
   std::vector<JoinStep> steps;
-  std::vector<Implication> implications;
+  std::vector<ColumnEquality> equalities;
 
-  [[nodiscard]] SlotSet Slots() const;
+  [[nodiscard]] TableSet Tables() const;
   [[nodiscard]] bool IsTable() const { return steps.empty() && driving.query == nullptr; }
 };
 
-[[nodiscard]] std::vector<Slot> ToList(const SlotSet& slots);
+[[nodiscard]] std::vector<TableNumber> ToList(const TableSet& tables);
 
 struct QueryPlan {
   struct Column {
@@ -94,7 +94,7 @@ struct QueryPlan {
   std::vector<Column> columns;
   std::vector<SortKey> sortKeys;
   bool isDistinct = false;
-  SlotSet distinctSlots;  // rows that agree in these are one; none: no matter
+  TableSet distinctTables;  // rows that agree in these are one; none: no matter
   std::optional<std::uint32_t> top;
   bool isTopPercent = false;
 
@@ -103,7 +103,7 @@ struct QueryPlan {
 
   // Whether no row is known before all were seen, or the rows have to be counted.
   [[nodiscard]] bool NeedsAllRows() const {
-    return isDistinct || distinctSlots.any() || top || !sortKeys.empty();
+    return isDistinct || distinctTables.any() || top || !sortKeys.empty();
   }
 };
 

@@ -8,11 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "jet/catalog/catalog.h"
 #include "jet/database_error.h"
 #include "jet/query/expression/sql_text.h"
 #include "jet/query/query_join.h"
 #include "jet/query/query_reader.h"
 #include "jet/query/query_scope.h"
+#include "jet/storage/stored_table.h"
 #include "text/ascii_case.h"
 
 namespace nimport::jet {
@@ -169,7 +171,7 @@ class Planner {
     plan.isDistinct = select.isDistinct;
     plan.top = select.top;
     plan.isTopPercent = select.isTopPercent;
-    if (select.isDistinctRow) plan.distinctSlots = FindDistinctSlots(plan, scope);
+    if (select.isDistinctRow) plan.distinctTables = FindDistinctTables(plan, scope);
     return plan;
   }
 
@@ -193,29 +195,29 @@ class Planner {
     return OpenQuery(*query, opened);
   }
 
-  JoinChain OpenTable(std::shared_ptr<const Table> table, ScopeSource& opened) {
-    if (context_.tables.size() == MAX_SLOTS) {
-      throw SqlError("with the queries beneath it reads more than " + std::to_string(MAX_SLOTS) +
+  JoinChain OpenTable(std::shared_ptr<const StoredTable> table, ScopeSource& opened) {
+    if (context_.tables.size() == MAX_TABLES) {
+      throw SqlError("with the queries beneath it reads more than " + std::to_string(MAX_TABLES) +
                      " tables");
     }
-    const auto slot = static_cast<Slot>(context_.tables.size());
+    const auto tableNumber = static_cast<TableNumber>(context_.tables.size());
     const std::vector<Column>& columns = table->Columns();
     for (std::size_t i = 0; i < columns.size(); ++i) {
-      opened.columns.push_back({columns[i].name, BindColumn(slot, i, columns[i].type)});
+      opened.columns.push_back({columns[i].name, BindColumn(tableNumber, i, columns[i].type)});
     }
-    opened.slots.set(slot);
+    opened.tables.set(tableNumber);
     context_.tables.push_back(std::move(table));
-    return MakeTableChain(slot);
+    return MakeTableChain(tableNumber);
   }
 
   JoinChain OpenQuery(const StoredQuery& query, ScopeSource& opened) {
     auto plan = std::make_shared<QueryPlan>(PlanStored(query));
-    opened.slots = plan->chain.Slots();
+    opened.tables = plan->chain.Tables();
     for (const QueryPlan::Column& column : plan->columns) {
       const bool isPlain = column.expression->operation == Operation::Column;
-      opened.columns.push_back({column.name, isPlain
-                                                 ? column.expression
-                                                 : BindIfPresent(column.expression, opened.slots)});
+      opened.columns.push_back(
+          {column.name,
+           isPlain ? column.expression : BindNullUnlessMatched(column.expression, opened.tables)});
     }
     return MakeQueryChain(std::move(plan));
   }
@@ -265,7 +267,7 @@ class Planner {
   }
 
   static void AddConditions(JoinChain& chain, const BoundPtr& condition) {
-    if ((condition->slots & ~chain.Slots()).any()) {
+    if ((condition->tables & ~chain.Tables()).any()) {
       throw SqlError("it names a column of a source that is not joined yet");
     }
     std::vector<BoundPtr> conjuncts;
@@ -357,20 +359,20 @@ class Planner {
   static bool IsSameColumn(const BoundExpression& a, const BoundExpression& b) {
     if (&a == &b) return true;
     return a.operation == Operation::Column && b.operation == Operation::Column &&
-           a.slot == b.slot && a.column == b.column;
+           a.tableNumber == b.tableNumber && a.column == b.column;
   }
 
   // DISTINCTROW matters where the output leaves out some of the sources, but not all: then rows
   // that differ only in those are one.
-  static SlotSet FindDistinctSlots(const QueryPlan& plan, const QueryScope& scope) {
-    SlotSet read;
+  static TableSet FindDistinctTables(const QueryPlan& plan, const QueryScope& scope) {
+    TableSet read;
     for (const QueryPlan::Column& column : plan.columns)
-      read |= column.expression->slots;
-    SlotSet used;
+      read |= column.expression->tables;
+    TableSet used;
     for (const ScopeSource& source : scope.Sources()) {
-      if ((source.slots & read).any()) used |= source.slots;
+      if ((source.tables & read).any()) used |= source.tables;
     }
-    return used == plan.chain.Slots() ? SlotSet() : used;
+    return used == plan.chain.Tables() ? TableSet() : used;
   }
 
   Catalog& catalog_;

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "jet/catalog/catalog.h"
 #include "jet/query/expression/sql_text.h"
 #include "jet/query/query_planner.h"
 #include "jet/query/query_result.h"
+#include "jet/storage/stored_table.h"
 
 namespace nimport::jet {
 namespace {
@@ -42,9 +44,9 @@ std::size_t PreparedQuery::FindColumn(std::string_view name) const {
 }
 
 const RowList& PreparedQuery::Rows() {
-  if (plan_.NeedsAllRows()) return RowsOf(plan_, context_);
+  if (plan_.NeedsAllRows()) return Materialize(plan_, context_);
   if (!keptRows_) {
-    RowList rows(ToList(plan_.chain.Slots()), *context_.budget);
+    RowList rows(ToList(plan_.chain.Tables()), *context_.budget);
     JoinCursor cursor(plan_.chain, context_);
     while (cursor.Next())
       rows.Add(cursor.Rows());
@@ -54,20 +56,20 @@ const RowList& PreparedQuery::Rows() {
   return *keptRows_;
 }
 
-const RowNumberIndex& PreparedQuery::ColumnIndex(std::size_t column) {
+std::span<const IndexEntry> PreparedQuery::ColumnIndex(std::size_t column) {
   const auto found = columnIndexes_.find(column);
-  if (found != columnIndexes_.end()) return found->second;
+  if (found != columnIndexes_.end()) return found->second.Items();
   const RowList& list = Rows();
-  RowNumberIndex index(*context_.budget);
+  HeldVector<IndexEntry> index(*context_.budget);
   index.Reserve(list.Size());
   RowSet rows(context_);
   for (std::size_t row = 0; row < list.Size(); ++row) {
     list.Put(row, rows);
-    const auto value = EvaluateInteger(*plan_.columns[column].expression, rows, context_);
-    if (value) index.Add(*value, static_cast<std::uint32_t>(row));
+    const auto value = EvaluateInteger(*plan_.columns[column].expression, rows);
+    if (value) index.PushBack({.value = *value, .row = static_cast<std::uint32_t>(row)});
   }
-  index.Sort();
-  return columnIndexes_.emplace(column, std::move(index)).first->second;
+  SortIndex(index.Items());
+  return columnIndexes_.emplace(column, std::move(index)).first->second.Items();
 }
 
 std::optional<std::span<const IndexEntry>> PreparedQuery::FindDrivingRows(std::size_t column,
@@ -82,7 +84,7 @@ std::optional<std::span<const IndexEntry>> PreparedQuery::FindDrivingRows(std::s
   }
   const std::optional<std::size_t> driving = found->second;
   if (!driving) return std::nullopt;
-  const Table& table = *context_.tables[plan_.chain.driving.slot];
+  const StoredTable& table = *context_.tables[plan_.chain.driving.tableNumber];
   return FindInIndex(all ? table.WholeIntegerIndex(*driving) : table.IntegerIndex(*driving), value);
 }
 
@@ -94,7 +96,7 @@ QueryRecordset::QueryRecordset(std::shared_ptr<PreparedQuery> query)
 
 // Where a recordset stands that nobody has moved yet is settled when somebody looks.
 void QueryRecordset::RequireStarted() const {
-  if (standing_ == Standing::NotStarted) const_cast<QueryRecordset*>(this)->MoveFirst();
+  if (standing_ == Standing::NotStarted) Start();
 }
 
 void QueryRecordset::RequireRow() const {
@@ -114,6 +116,10 @@ QueryBudget& QueryRecordset::Budget() const {
 }
 
 void QueryRecordset::MoveFirst() {
+  Start();
+}
+
+void QueryRecordset::Start() const {
   Budget().PayForQuestion();
   if (isListed_) return StandOnListed(0);
   standing_ = Standing::AtEnd;
@@ -125,11 +131,11 @@ void QueryRecordset::MoveNext() {
   RequireRow();
   Budget().PayForQuestion();
   if (isListed_) return StandOnListed(row_ + 1);
-  cursor_.Widen();
+  cursor_.ClearRestriction();
   NextOfWalk();
 }
 
-void QueryRecordset::StandOnListed(std::size_t row) {
+void QueryRecordset::StandOnListed(std::size_t row) const {
   standing_ = Standing::AtEnd;
   const RowList& list = query_->Rows();
   if (row >= list.Size()) return;
@@ -138,12 +144,12 @@ void QueryRecordset::StandOnListed(std::size_t row) {
   standing_ = Standing::OnRow;
 }
 
-void QueryRecordset::NextOfJoin() {
+void QueryRecordset::NextOfJoin() const {
   standing_ = Standing::AtEnd;
   if (cursor_.Next()) standing_ = Standing::OnRow;
 }
 
-void QueryRecordset::NextOfWalk() {
+void QueryRecordset::NextOfWalk() const {
   NextOfJoin();
   if (standing_ == Standing::AtEnd) Budget().PayForWalk();
 }
@@ -158,8 +164,7 @@ Value QueryRecordset::GetFieldValue(std::size_t column) const {
     FailQuery(query_->Context(), "the query's result has no column " + std::to_string(column));
   }
   RequireRow();
-  Value value =
-      Evaluate(*columns[column].expression, CurrentRows(), query_->Context().texts, Budget());
+  Value value = Evaluate(*columns[column].expression, CurrentRows());
   Budget().PayForQuestion(ToText(value).value_or(std::string_view()).size());
   return value;
 }
@@ -194,7 +199,7 @@ bool QueryRecordset::FindFirst(std::string_view columnName, std::int32_t value) 
   const auto candidates = query_->FindDrivingRows(column, value);
   if (!candidates) return FindListed(0);
   cursor_.Restart();
-  cursor_.Narrow(*candidates);
+  cursor_.RestrictTo(*candidates);
   return FindInJoin();
 }
 
@@ -206,13 +211,13 @@ bool QueryRecordset::FindNext() {
   if (isListed_) return FindListed(row_ + 1);
   // Without candidates, a bookmark has led back to before all rows were made: a walk will do.
   const auto candidates = query_->FindDrivingRows(sought_->column, sought_->value);
-  if (candidates) cursor_.Narrow(*candidates);
+  if (candidates) cursor_.RestrictTo(*candidates);
   return FindInJoin();
 }
 
 bool QueryRecordset::IsSought() const {
   const auto& column = query_->Plan().columns[sought_->column];
-  return EvaluateInteger(*column.expression, CurrentRows(), query_->Context()) == sought_->value;
+  return EvaluateInteger(*column.expression, CurrentRows()) == sought_->value;
 }
 
 // The index of the driving table only says where to look.
@@ -227,17 +232,17 @@ bool QueryRecordset::FindInJoin() {
   // A walk over the driving table would now meet its damage, if there is any.
   const auto candidates = query_->FindDrivingRows(sought_->column, sought_->value, true);
   if (!candidates) return false;
-  cursor_.Narrow(*candidates);
+  cursor_.RestrictTo(*candidates);
   return findNext();
 }
 
 bool QueryRecordset::FindListed(std::size_t firstRow) {
   isListed_ = true;
   standing_ = Standing::AtEnd;
-  const auto found = query_->ColumnIndex(sought_->column).Find(sought_->value);
-  const auto next = std::lower_bound(
-      found.begin(), found.end(), firstRow,
-      [](const RowNumberIndex::Entry& entry, std::size_t row) { return entry.row < row; });
+  const auto found = FindInIndex(query_->ColumnIndex(sought_->column), sought_->value);
+  const auto next =
+      std::lower_bound(found.begin(), found.end(), firstRow,
+                       [](const IndexEntry& entry, std::size_t row) { return entry.row < row; });
   if (next == found.end()) return false;
   StandOnListed(next->row);
   return IsSought();

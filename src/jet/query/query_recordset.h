@@ -12,21 +12,22 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/catalog/catalog.h"
-#include "jet/query/query.h"
 #include "jet/query/query_cursor.h"
-#include "jet/query/query_index.h"
-#include "jet/query/query_plan.h"
-#include "jet/query/query_rows.h"
 #include "jet/recordset.h"
 #include "text/ascii_case.h"
 
 namespace nimport::jet {
 
+class Catalog;
+
+// A stored query, read and bound to its sources. Indexes that lookups build are kept in it, so it
+// is made once per generation of the catalog and shared by all who open the query.
 class PreparedQuery {
  public:
+  // Throws DatabaseError naming what the query asks for beyond what is evaluated. `name` is UTF-8.
   PreparedQuery(Catalog& catalog, std::string_view name);
 
+  // Names are in the catalog's text code page.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
   // `name` is in the rows' code page. Throws DatabaseError when there is no such column.
   [[nodiscard]] std::size_t FindColumn(std::string_view name) const;
@@ -37,7 +38,7 @@ class PreparedQuery {
   // All rows in order; made at the first use and kept, although the query could do without.
   [[nodiscard]] const RowList& Rows();
   // The numbers of those rows whose column is an integer. Made at the first use and kept.
-  [[nodiscard]] const RowNumberIndex& ColumnIndex(std::size_t column);
+  [[nodiscard]] std::span<const IndexEntry> ColumnIndex(std::size_t column);
   // The rows of the driving table that may lead to rows whose column is `value`, in order; empty
   // when only ColumnIndex() tells. Where the table is damaged: those before the damage, unless
   // `all` are wanted, which fails.
@@ -51,13 +52,13 @@ class PreparedQuery {
   std::vector<ColumnInfo> columns_;
   NameMap<std::size_t> columnsByName_;  // UTF-8; of several the first
   std::optional<RowList> keptRows_;
-  std::map<std::size_t, RowNumberIndex> columnIndexes_;
+  std::map<std::size_t, HeldVector<IndexEntry>> columnIndexes_;
   std::map<std::size_t, std::optional<std::size_t>> drivingColumns_;  // see FindDrivingColumn
 };
 
 // Walks the joins as it moves, or goes over the query's rows where all had to be made. It starts
 // when it is first asked for a row, so that opening one for a lookup costs nothing.
-class QueryRecordset : public Recordset {
+class QueryRecordset final : public Recordset {
  public:
   explicit QueryRecordset(std::shared_ptr<PreparedQuery> query);
 
@@ -79,22 +80,24 @@ class QueryRecordset : public Recordset {
   };
 
   [[nodiscard]] QueryBudget& Budget() const;
+  void Start() const;
   void RequireStarted() const;
   void RequireRow() const;
   [[nodiscard]] const RowSet& CurrentRows() const { return isListed_ ? rows_ : cursor_.Rows(); }
-  void StandOnListed(std::size_t row);
-  void NextOfJoin();
-  void NextOfWalk();
+  void StandOnListed(std::size_t row) const;
+  void NextOfJoin() const;
+  void NextOfWalk() const;
   bool FindInJoin();
   bool FindListed(std::size_t firstRow);
   [[nodiscard]] bool IsSought() const;
 
   std::shared_ptr<PreparedQuery> query_;
-  JoinCursor cursor_;
-  RowSet rows_;  // of the row on which a listed recordset stands
-  Standing standing_ = Standing::NotStarted;
+  // What moves when a recordset that nobody has moved yet is asked for its first row.
+  mutable JoinCursor cursor_;
+  mutable RowSet rows_;  // of the row on which a listed recordset stands
+  mutable Standing standing_ = Standing::NotStarted;
+  mutable std::size_t row_ = 0;
   bool isListed_ = false;  // goes by row numbers instead of the cursor
-  std::size_t row_ = 0;
   std::optional<Sought> sought_;
 };
 

@@ -32,12 +32,12 @@ struct SortEntry {
   std::uint32_t row = 0;
 };
 
-class ResultMaker {
+class Materializer {
  public:
-  ResultMaker(QueryPlan& plan, const QueryContext& context)
+  Materializer(QueryPlan& plan, const QueryContext& context)
       : plan_(plan),
         context_(context),
-        list_(ToList(plan.chain.Slots()), *context.budget),
+        list_(ToList(plan.chain.Tables()), *context.budget),
         rows_(context) {}
 
   RowList Make() {
@@ -45,9 +45,9 @@ class ResultMaker {
     const MemoryHold hold(*context_.budget, list_.Size() * sizeof(std::uint32_t));
     RowNumbers order(list_.Size());
     std::iota(order.begin(), order.end(), 0U);
-    if (plan_.distinctSlots.any()) {
-      const std::vector<Slot> slots = ToList(plan_.distinctSlots);
-      RemoveDuplicates(order, [&](std::uint32_t row) { return IdKey(row, slots); });
+    if (plan_.distinctTables.any()) {
+      const std::vector<TableNumber> tables = ToList(plan_.distinctTables);
+      RemoveDuplicates(order, [&](std::uint32_t row) { return IdKey(row, tables); });
     }
     if (plan_.isDistinct) {
       RemoveDuplicates(order, [&](std::uint32_t row) { return OutputKey(row); });
@@ -61,7 +61,7 @@ class ResultMaker {
  private:
   void Collect() {
     const bool isCut = plan_.top && !plan_.isTopPercent && plan_.sortKeys.empty() &&
-                       !plan_.isDistinct && plan_.distinctSlots.none();
+                       !plan_.isDistinct && plan_.distinctTables.none();
     const std::size_t limit = isCut ? *plan_.top : std::numeric_limits<std::size_t>::max();
     JoinCursor cursor(plan_.chain, context_);
     while (list_.Size() < limit && cursor.Next())
@@ -70,14 +70,14 @@ class ResultMaker {
 
   // Of the row that was put.
   [[nodiscard]] Value EvaluateHere(const BoundPtr& expression) const {
-    return Evaluate(*expression, rows_, context_.texts, *context_.budget);
+    return Evaluate(*expression, rows_);
   }
 
-  std::string IdKey(std::uint32_t row, const std::vector<Slot>& slots) {
+  std::string IdKey(std::uint32_t row, const std::vector<TableNumber>& tables) {
     list_.Put(row, rows_);
     std::string key;
-    for (const Slot slot : slots) {
-      const std::uint32_t id = rows_.Id(slot);
+    for (const TableNumber tableNumber : tables) {
+      const std::uint32_t id = rows_.Id(tableNumber);
       key.append(reinterpret_cast<const char*>(&id), sizeof id);
     }
     return key;
@@ -266,8 +266,8 @@ class ResultMaker {
 
 }  // namespace
 
-const RowList& RowsOf(QueryPlan& plan, const QueryContext& context) {
-  if (!plan.rows) plan.rows = ResultMaker(plan, context).Make();
+const RowList& Materialize(QueryPlan& plan, const QueryContext& context) {
+  if (!plan.rows) plan.rows = Materializer(plan, context).Make();
   return *plan.rows;
 }
 

@@ -7,7 +7,7 @@
 namespace nimport::jet {
 
 // All rows in order; made at the first call and kept in `plan`.
-[[nodiscard]] const RowList& RowsOf(QueryPlan& plan, const QueryContext& context);
+[[nodiscard]] const RowList& Materialize(QueryPlan& plan, const QueryContext& context);
 
 }  // namespace nimport::jet
 

@@ -25,7 +25,7 @@ struct ScopeSource {
   };
   std::string name;  // what the source is known as
   std::vector<Column> columns;
-  SlotSet slots;
+  TableSet tables;
 };
 
 // A column found by its name.

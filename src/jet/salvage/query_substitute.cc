@@ -15,7 +15,7 @@ std::uint32_t OrderOf(const QueryRow& row) {
   return order;
 }
 
-std::string ColumnName(const Table& table, const Column& column) {
+std::string ColumnName(const StoredTable& table, const Column& column) {
   return '[' + table.Name() + "].[" + column.name + ']';
 }
 
@@ -32,8 +32,8 @@ bool LooksWhole(const StoredQuery& query) {
          counts[ATTRIBUTE_JOIN] + counts[ATTRIBUTE_WHERE] + 1 >= sources;
 }
 
-StoredQuery MakeSubstitute(const std::string& name, const Table& table, const Table& joined,
-                           const std::string& key) {
+StoredQuery MakeSubstitute(const std::string& name, const StoredTable& table,
+                           const StoredTable& joined, const std::string& key) {
   StoredQuery query{.name = name, .flags = QUERY_SELECT, .rows = {}};
   const auto add = [&](std::uint8_t attribute) -> QueryRow& {
     QueryRow& row = query.rows.emplace_back();

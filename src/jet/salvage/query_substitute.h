@@ -4,7 +4,7 @@
 #include <string>
 
 #include "jet/format/stored_query.h"
-#include "jet/storage/table.h"
+#include "jet/storage/stored_table.h"
 
 namespace nimport::jet {
 
@@ -15,8 +15,8 @@ namespace nimport::jet {
 
 // A query that can be made without its stored rows: all columns of `table`, and those of `joined`
 // that it lacks, where the columns `key` are equal. Names are UTF-8.
-[[nodiscard]] StoredQuery MakeSubstitute(const std::string& name, const Table& table,
-                                         const Table& joined, const std::string& key);
+[[nodiscard]] StoredQuery MakeSubstitute(const std::string& name, const StoredTable& table,
+                                         const StoredTable& joined, const std::string& key);
 
 }  // namespace nimport::jet
 

@@ -20,15 +20,15 @@ class DamageReporter {
   // `listener` may be null and must outlive the reporter.
   explicit DamageReporter(DamageListener* listener) : listener_(listener) {}
 
-  [[nodiscard]] bool IsListening() const { return listener_ != nullptr; }
+  [[nodiscard]] bool IsSalvaging() const { return listener_ != nullptr; }
 
   // Without a listener throws `damage`. With one tells it of the damage, once for each place (page
   // and slot, or the table or query where there is no page), and returns: the caller leaves out
   // what is damaged.
   void Report(const DatabaseError& damage);
 
-  // Whether it told of damage to the table.
-  [[nodiscard]] bool HasToldOf(const std::string& table) const { return tables_.contains(table); }
+  // Whether damage to the table was reported.
+  [[nodiscard]] bool HasReported(const std::string& table) const { return tables_.contains(table); }
 
  private:
   // More places than this are not remembered and not told, so that a file of nothing but damage

@@ -94,17 +94,17 @@ void DataPage::FailSlot(std::size_t begin, std::size_t end) {
                               std::to_string(end) + " does not lie in the page's room for rows");
 }
 
-LooseRow ReadLooseRow(PageFile& file, RowPointer pointer, std::uint32_t owner) {
+OrphanRow ReadOrphanRow(PageFile& file, RowId id, std::uint32_t owner) {
   try {
-    LooseRow row{.page = DataPage(file.Read(pointer.page, PageUse::Passing), file.Layout(), owner),
-                 .bytes = {}};
-    if (pointer.slot >= row.page.SlotCount()) throw DatabaseError({}, "no such slot");
-    const Slot slot = row.page.GetSlot(pointer.slot);
+    OrphanRow row{.page = DataPage(file.Read(id.Page(), PageUse::Passing), file.Layout(), owner),
+                  .bytes = {}};
+    if (id.Slot() >= row.page.SlotCount()) throw DatabaseError({}, "no such slot");
+    const Slot slot = row.page.GetSlot(id.Slot());
     if (slot.flags != SLOT_LIVE) throw DatabaseError({}, "the row is deleted or moved");
     row.bytes = slot.bytes;
     return row;
   } catch (const DatabaseError& error) {
-    RethrowAt(error, {.file = file.Name(), .page = pointer.page, .slot = pointer.slot});
+    RethrowAt(error, {.file = file.Name(), .page = id.Page(), .slot = id.Slot()});
   }
 }
 

@@ -1,6 +1,7 @@
 #ifndef NIMPORT_JET_STORAGE_DATA_PAGE_H_
 #define NIMPORT_JET_STORAGE_DATA_PAGE_H_
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,16 +14,15 @@
 
 namespace nimport::jet {
 
-// Which page a row lies on, and which of its slots is the row's.
-struct RowPointer {
-  std::uint32_t page = 0;
-  std::uint32_t slot = 0;
+// Which page a row lies on, and which of its slots is the row's; as stored in a row pointer.
+// Ascending ids are the file's order.
+struct RowId {
+  std::uint32_t packed = 0;  // page number << 8 | slot; 0: none
 
-  [[nodiscard]] static RowPointer Unpack(std::uint32_t stored) {
-    return {.page = stored >> 8, .slot = stored & 0xFF};
-  }
-  [[nodiscard]] bool IsNone() const { return page == 0 && slot == 0; }
-  friend bool operator==(const RowPointer&, const RowPointer&) = default;
+  [[nodiscard]] std::uint32_t Page() const { return packed >> 8; }
+  [[nodiscard]] std::uint32_t Slot() const { return packed & 0xFF; }
+  [[nodiscard]] bool IsNone() const { return packed == 0; }
+  friend auto operator<=>(const RowId&, const RowId&) = default;
 };
 
 // What a slot of a data page says.
@@ -78,11 +78,11 @@ class DataPage {
 
 // The bytes of a single row that something other than a table points to: a usage map or a part of a
 // long value. Throws DatabaseError naming page and slot when there is no live row.
-struct LooseRow {
+struct OrphanRow {
   DataPage page;  // keeps the bytes
   std::span<const std::byte> bytes;
 };
-[[nodiscard]] LooseRow ReadLooseRow(PageFile& file, RowPointer pointer, std::uint32_t owner);
+[[nodiscard]] OrphanRow ReadOrphanRow(PageFile& file, RowId id, std::uint32_t owner);
 
 }  // namespace nimport::jet
 

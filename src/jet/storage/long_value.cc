@@ -15,26 +15,25 @@ namespace {
 
 constexpr std::size_t MAX_RESERVED_BYTES = std::size_t{256} << 10;
 
-std::string PlaceText(RowPointer pointer) {
-  return "page " + std::to_string(pointer.page) + " slot " + std::to_string(pointer.slot);
+std::string PlaceText(RowId pointer) {
+  return "page " + std::to_string(pointer.Page()) + " slot " + std::to_string(pointer.Slot());
 }
 
 // The row is told by the callers; the part is told in the text.
-LooseRow ReadPart(PageFile& file, RowPointer pointer) {
+OrphanRow ReadPart(PageFile& file, RowId pointer) {
   try {
-    return ReadLooseRow(file, pointer, OWNER_LONG_VALUES);
+    return ReadOrphanRow(file, pointer, OWNER_LONG_VALUES);
   } catch (const DatabaseError& error) {
     throw DatabaseError({}, "its long value at " + PlaceText(pointer) + ": " + error.reason());
   }
 }
 
 // Appends at most `length` bytes to `value`, which keeps what was read before a failure.
-void ReadChain(PageFile& file, RowPointer pointer, std::size_t length,
-               std::vector<std::byte>& value) {
+void ReadChain(PageFile& file, RowId pointer, std::size_t length, std::vector<std::byte>& value) {
   // The length is a claim; what most long values have is taken at once.
   value.reserve(std::min(length, MAX_RESERVED_BYTES));
   // A ring comes back to a part that was marked once the distance between marks is long enough.
-  RowPointer mark;
+  RowId mark;
   std::uint64_t nextMark = 1;
   for (std::uint64_t parts = 1; value.size() < length && !pointer.IsNone(); ++parts) {
     if (pointer == mark) {
@@ -45,9 +44,9 @@ void ReadChain(PageFile& file, RowPointer pointer, std::size_t length,
       mark = pointer;
       nextMark *= 2;
     }
-    const LooseRow row = ReadPart(file, pointer);
+    const OrphanRow row = ReadPart(file, pointer);
     const ByteReader part(row.bytes);
-    pointer = RowPointer::Unpack(part.U32(0));
+    pointer = {part.U32(0)};
     const auto data = part.From(CHAIN_PART_HEADER_BYTES);
     const auto wanted = data.first(std::min(data.size(), length - value.size()));
     value.insert(value.end(), wanted.begin(), wanted.end());
@@ -78,10 +77,10 @@ void LongValue::Read(PageFile& file, std::span<const std::byte> descriptor) {
     bytes_ = reader.Bytes(LONG_VALUE_DESCRIPTOR_BYTES, length);
     return;
   }
-  const auto pointer = RowPointer::Unpack(reader.U32(LONG_VALUE_POINTER_OFFSET));
+  const RowId pointer{reader.U32(LONG_VALUE_POINTER_OFFSET)};
   if (length == 0) return;
   if ((lengthAndForm & LONG_VALUE_SINGLE) != 0) {
-    LooseRow row = ReadPart(file, pointer);
+    OrphanRow row = ReadPart(file, pointer);
     page_ = std::move(row.page);
     bytes_ = row.bytes.first(std::min(length, row.bytes.size()));
   } else {

@@ -75,7 +75,7 @@ void PageFile::ReadHeader() {
   } catch (const DatabaseError& problem) {
     error = problem;
   }
-  if (damage_.IsListening()) return SalvageHeader(header, error);
+  if (damage_.IsSalvaging()) return SalvageHeader(header, error);
   if (error) throw *error;
   header_ = *header;
 }

@@ -57,7 +57,7 @@ void PageSurvey::Make() {
 std::vector<bool> PageSurvey::ReadFreePages() {
   std::vector<bool> isFree(file_.PageCount());
   try {
-    const RowPointer map{.page = GLOBAL_MAP_PAGE, .slot = 0};
+    const RowId map{GLOBAL_MAP_PAGE << 8};
     for (const std::uint32_t page : ReadUsageMap(file_, map, OWNER_GLOBAL_MAP).pages)
       isFree[page] = true;
     knowsFreePages_ = true;

@@ -6,6 +6,7 @@
 
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
+#include "jet/storage/stored_table.h"
 #include "jet/storage/value_decoder.h"
 
 namespace nimport::jet {
@@ -23,7 +24,7 @@ constexpr std::size_t ZERO_RUN_BYTES = 64;
 
 }  // namespace
 
-bool RowCursor::StandOn(std::uint32_t slot) {
+bool StoredRow::StandOn(std::uint32_t slot) {
   if (slot >= page_.SlotCount()) return false;
   slot_ = slot;
   try {
@@ -41,15 +42,15 @@ bool RowCursor::StandOn(std::uint32_t slot) {
   }
 }
 
-std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> source) {
+std::span<const std::byte> StoredRow::FollowMove(std::span<const std::byte> source) {
   for (int moves = 0; moves < MAX_MOVES; ++moves) {
-    const auto target = RowPointer::Unpack(ByteReader(source).U32(0));
+    const RowId target{ByteReader(source).U32(0)};
     const std::string place =
-        "page " + std::to_string(target.page) + " slot " + std::to_string(target.slot);
+        "page " + std::to_string(target.Page()) + " slot " + std::to_string(target.Slot());
     Slot slot;
     try {
-      targetPage_ = table_->ReadDataPage(target.page);
-      if (target.slot < targetPage_.SlotCount()) slot = targetPage_.GetSlot(target.slot);
+      targetPage_ = table_->ReadDataPage(target.Page());
+      if (target.Slot() < targetPage_.SlotCount()) slot = targetPage_.GetSlot(target.Slot());
     } catch (const DatabaseError& error) {
       throw DatabaseError({}, "the row was moved to " + place + ": " + error.reason());
     }
@@ -62,7 +63,7 @@ std::span<const std::byte> RowCursor::FollowMove(std::span<const std::byte> sour
   throw DatabaseError({}, "the row was moved too many times");
 }
 
-Value RowCursor::Get(std::size_t column) const {
+Value StoredRow::Get(std::size_t column) const {
   try {
     const Column& definition = table_->Columns()[column];
     if (IsPlain(definition)) return DecodePlain(view_, definition);
@@ -74,7 +75,7 @@ Value RowCursor::Get(std::size_t column) const {
 }
 
 // A function of its own with a single value, which so comes to be where the caller wants it.
-Value RowCursor::Decode(std::size_t column) const {
+Value StoredRow::Decode(std::size_t column) const {
   std::unique_ptr<DatabaseError> cut;
   Value value = DecodeValue(view_, table_->Columns()[column], table_->File(), table_->Texts(), cut);
   if (cut) ReportValue(*cut, column);
@@ -82,7 +83,7 @@ Value RowCursor::Decode(std::size_t column) const {
   return value;
 }
 
-std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
+std::optional<std::int32_t> StoredRow::GetInteger(std::size_t position) const {
   // Here only the plain case of a sound row; everything else may take its time.
   const Column& column = table_->Columns()[position];
   if (column.isFixed && view_.IsPresent(column.id)) {
@@ -100,7 +101,7 @@ std::optional<std::int32_t> RowCursor::GetInteger(std::size_t position) const {
   return ToInteger(Get(position));
 }
 
-void RowCursor::LookForZeros(const Value& value, std::size_t column) const {
+void StoredRow::LookForZeros(const Value& value, std::size_t column) const {
   const auto* text = std::get_if<Text>(&value);
   if (text == nullptr || text->bytes.size() < ZERO_RUN_BYTES) return;
   const std::size_t begin = text->bytes.find(std::string(ZERO_RUN_BYTES, '\0'));
@@ -110,7 +111,7 @@ void RowCursor::LookForZeros(const Value& value, std::size_t column) const {
               column);
 }
 
-void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) const {
+void StoredRow::ReportValue(const DatabaseError& damage, std::size_t column) const {
   table_->ReportDamage(
       DatabaseError({}, damage.reason()),
       {.page = Id().Page(), .slot = slot_, .column = table_->Columns()[column].name});
@@ -118,8 +119,8 @@ void RowCursor::ReportValue(const DatabaseError& damage, std::size_t column) con
 
 bool StoredScan::Next() {
   for (;;) {
-    while (!jump_ && nextSlot_ < cursor_.CurrentPage().SlotCount()) {
-      if (!cursor_.StandOn(nextSlot_++)) continue;
+    while (!jump_ && nextSlot_ < row_.CurrentPage().SlotCount()) {
+      if (!row_.StandOn(nextSlot_++)) continue;
       ++rowCount_;
       return true;
     }
@@ -135,17 +136,17 @@ bool StoredScan::OpenNextPage() {
     nextSlot_ = isJump ? jump_->Slot() : 0;
     jump_.reset();
     try {
-      cursor_.UsePage(isJump ? table_.ReadDataPage(page)
-                             : table_.ReadDataPage(page, PageUse::Passing, PagesToFollow(page)));
+      row_.UsePage(isJump ? table_.ReadDataPage(page)
+                          : table_.ReadDataPage(page, PageUse::Passing, PagesToFollow(page)));
       return true;
     } catch (const DatabaseError& error) {
-      cursor_.UsePage({});
+      row_.UsePage({});
       table_.ReportDamage(error, {.page = page});
     }
   }
   jump_.reset();
-  cursor_.UsePage({});
-  TellOfPagesOutside();
+  row_.UsePage({});
+  ReportPagesOutside();
   if (std::exchange(isWhole_, false)) table_.ReportMissingRows(rowCount_);
   return false;
 }
@@ -161,26 +162,26 @@ std::uint32_t StoredScan::PagesToFollow(std::uint32_t page) {
   return runEnd_ - page - 1;
 }
 
-void StoredScan::TellOfPagesOutside() {
+void StoredScan::ReportPagesOutside() {
   const auto& firstOutside = table_.OwnedPages().firstOutside;
-  if (!firstOutside || std::exchange(toldOfPagesOutside_, true)) return;
+  if (!firstOutside || std::exchange(hasReportedPagesOutside_, true)) return;
   table_.ReportDamage(
       DatabaseError({}, "the table owns this page and perhaps more beyond the end of the file"),
       {.page = *firstOutside});
 }
 
 void StoredScan::ContinueAfter(RowId id) {
-  toldOfPagesOutside_ = false;
+  hasReportedPagesOutside_ = false;
   isWhole_ = false;
   const std::vector<std::uint32_t>& pages = table_.OwnedPages().pages;
-  // Behind a page's last possible slot follows the first one of the next page.
+  // After a page's last possible slot follows the first one of the next page.
   const RowId next{id.packed + 1};
   if (next.packed == 0) {
     nextPage_ = pages.size();
     jump_ = id;
     return;
   }
-  const DataPage& current = cursor_.CurrentPage();
+  const DataPage& current = row_.CurrentPage();
   if (!jump_ && current.SlotCount() > 0 && current.Number() == next.Page()) {
     nextSlot_ = next.Slot();
     return;

@@ -10,67 +10,15 @@
 namespace nimport::jet {
 namespace {
 
-// About where `value` stands when values are spread evenly, as numbers are that were given one
-// after the other.
-std::size_t GuessPosition(std::span<const IndexEntry> index, std::int32_t value) {
-  if (index.empty() || value <= index.front().value) return 0;
-  if (value >= index.back().value) return index.size() - 1;
-  const auto distance = [&index](std::int32_t to) {
-    return static_cast<std::uint64_t>(std::int64_t{to} - index.front().value);
-  };
-  // Neither factor has more than 32 bits: row ids do not.
-  return static_cast<std::size_t>(distance(value) * (index.size() - 1) /
-                                  distance(index.back().value));
-}
-
-// The number of entries at the start of the index for which `isBefore` holds. Looks ever farther
-// away from `guess`: a good guess costs a look or two, a bad one no more than a binary search.
-template <typename IsBefore>
-std::size_t FindEnd(std::span<const IndexEntry> index, std::size_t guess, IsBefore isBefore) {
-  std::size_t low = 0;
-  std::size_t high = index.size();
-  if (guess < high && isBefore(index[guess])) {
-    low = guess + 1;
-    for (std::size_t step = 1; high - low > step; step *= 2) {
-      if (!isBefore(index[low + step - 1])) {
-        high = low + step - 1;
-        break;
-      }
-      low += step;
-    }
-  } else {
-    high = guess;
-    for (std::size_t step = 1; high > step; step *= 2) {
-      if (isBefore(index[high - step])) {
-        low = high - step + 1;
-        break;
-      }
-      high -= step;
-    }
-  }
-  const auto part = index.subspan(low, high - low);
-  const auto end = std::partition_point(part.begin(), part.end(), isBefore);
-  return low + static_cast<std::size_t>(end - part.begin());
-}
-
 constexpr std::string_view SYSTEM_PREFIX = "MSys";
-
-void SortIndex(std::vector<IndexEntry>& index) {
-  const auto isBefore = [](const IndexEntry& a, const IndexEntry& b) {
-    return a.value != b.value ? a.value < b.value : a.id < b.id;
-  };
-  // Often the file's own order.
-  if (!std::is_sorted(index.begin(), index.end(), isBefore)) {
-    std::sort(index.begin(), index.end(), isBefore);
-  }
-}
 
 // Goes on with the scan to the end of the table; `lastRow` follows it.
 void AddToIndex(StoredScan& scan, std::size_t column, std::vector<IndexEntry>& index,
                 RowId& lastRow) {
   while (scan.Next()) {
-    if (const auto value = scan.GetInteger(column)) index.push_back({*value, scan.Id()});
-    lastRow = scan.Id();
+    const RowId id = scan.Row().Id();
+    if (const auto value = scan.Row().GetInteger(column)) index.push_back({*value, id.packed});
+    lastRow = id;
   }
 }
 
@@ -84,7 +32,7 @@ StoredTable::StoredTable(const TableContext& context, std::string name, StoredDe
       texts_(texts),
       definition_(std::move(definition)) {
   try {
-    ownedPages_ = context_.damage.IsListening()
+    ownedPages_ = context_.damage.IsSalvaging()
                       ? SalvagePages()
                       : ReadUsageMap(context.file, definition_.ownedPagesMap);
   } catch (const DatabaseError& error) {
@@ -127,11 +75,7 @@ std::optional<std::size_t> StoredTable::FindColumn(std::string_view name) const 
   return static_cast<std::size_t>(found - columns.begin());
 }
 
-std::unique_ptr<TableScan> StoredTable::OpenScan() const {
-  return std::make_unique<StoredScan>(*this);
-}
-
-std::unique_ptr<Row> StoredTable::ReadRow(RowId id) const {
+std::unique_ptr<StoredRow> StoredTable::ReadRow(RowId id) const {
   const auto& pages = ownedPages_.pages;
   if (!std::binary_search(pages.begin(), pages.end(), id.Page())) return nullptr;
   auto row = std::make_unique<StoredRow>(*this);
@@ -201,7 +145,7 @@ std::uint32_t StoredTable::RowCount() const {
 DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageUse use,
                                    std::uint32_t pagesToFollow) const {
   Page page = context_.file.Read(pageNumber, use, pagesToFollow);
-  if (!context_.damage.IsListening()) return {std::move(page), *layout_, definition_.page};
+  if (!context_.damage.IsSalvaging()) return {std::move(page), *layout_, definition_.page};
   const auto isOwner = [this](std::uint32_t owner) {
     return owner == OWNER_LONG_VALUES || owner == OWNER_USAGE_MAPS || owner == OWNER_GLOBAL_MAP ||
            context_.survey.IsDefinitionPage(owner);
@@ -217,7 +161,7 @@ void StoredTable::ReportMissingRows(std::uint32_t found) const {
   // The counts of the engine's own tables are not always right.
   if (found >= counted || hasLostRows_ || name_.starts_with(SYSTEM_PREFIX)) return;
   // The count of a table in use may be behind; but none of its rows cannot be all of them.
-  if (!context_.damage.IsListening() && found > 0) return;
+  if (!context_.damage.IsSalvaging() && found > 0) return;
   ReportDamage(DatabaseError({}, "the table's definition counts " + std::to_string(counted) +
                                      " rows, of which " + std::to_string(found) + " were found"),
                {.page = definition_.page});
@@ -239,15 +183,6 @@ void StoredTable::ReportDamage(const DatabaseError& damage, const ErrorPlace& pl
   } catch (const DatabaseError& error) {
     context_.damage.Report(error);
   }
-}
-
-std::span<const IndexEntry> FindInIndex(std::span<const IndexEntry> index, std::int32_t value) {
-  const std::size_t begin =
-      FindEnd(index, GuessPosition(index, value),
-              [value](const IndexEntry& entry) { return entry.value < value; });
-  const std::size_t end =
-      FindEnd(index, begin, [value](const IndexEntry& entry) { return entry.value <= value; });
-  return index.subspan(begin, end - begin);
 }
 
 }  // namespace nimport::jet

@@ -60,7 +60,7 @@ class DefinitionParser {
     const DefinitionLayout& fields = layout_.definition;
     StoredDefinition result;
     result.rowCountHint = reader_.U32(fields.rowCount);
-    result.ownedPagesMap = RowPointer::Unpack(reader_.U32(fields.ownedPagesMap));
+    result.ownedPagesMap = {reader_.U32(fields.ownedPagesMap)};
 
     const std::size_t columnCount = reader_.U16(fields.columnCount);
     const std::size_t highWater = reader_.U16(fields.columnHighWater);
@@ -130,9 +130,7 @@ class DefinitionParser {
 
   void ParseRest(StoredDefinition& result) {
     const DefinitionLayout& fields = layout_.definition;
-    const auto addMap = [&result](std::uint32_t pointer) {
-      result.otherMaps.push_back(RowPointer::Unpack(pointer));
-    };
+    const auto addMap = [&result](std::uint32_t pointer) { result.otherMaps.push_back({pointer}); };
     addMap(reader_.U32(fields.freeSpaceMap));
     const std::uint32_t realIndexes = reader_.U32(fields.realIndexCount);
     for (std::uint32_t i = 0; i < realIndexes; ++i) {

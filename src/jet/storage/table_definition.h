@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "jet/format/text_decoder.h"
+#include "jet/storage/column.h"
 #include "jet/storage/data_page.h"
 #include "jet/storage/page_file.h"
-#include "jet/storage/table.h"
 
 namespace nimport::jet {
 
@@ -18,13 +18,13 @@ namespace nimport::jet {
 struct StoredDefinition {
   std::uint32_t page = 0;          // the first one: what the table's data pages name as their owner
   std::uint32_t rowCountHint = 0;  // not dependable
-  RowPointer ownedPagesMap;
+  RowId ownedPagesMap;
   std::size_t columnHighWater = 0;  // above all ids, those of deleted columns too
   std::size_t variableSlots = 0;    // of the newest rows, those of deleted columns too
   std::vector<Column> columns;      // by id
 
   // The rest of the definition, which no row needs and which bears out what the columns say.
-  std::vector<RowPointer> otherMaps;              // of free space, indexes and long values
+  std::vector<RowId> otherMaps;                   // of free space, indexes and long values
   std::vector<std::uint16_t> keyColumnIds;        // of the indexes; each may come several times
   std::vector<std::uint16_t> longValueColumnIds;  // of columns that have maps for long values
   std::string brokenRest;                         // why the rest cannot be read; empty otherwise

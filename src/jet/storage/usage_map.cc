@@ -69,12 +69,12 @@ class MapReader {
 
 }  // namespace
 
-UsedPages ReadUsageMap(PageFile& file, RowPointer pointer, std::uint32_t owner) {
-  const LooseRow map = ReadLooseRow(file, pointer, owner);
+UsedPages ReadUsageMap(PageFile& file, RowId map, std::uint32_t owner) {
+  const OrphanRow row = ReadOrphanRow(file, map, owner);
   try {
-    return MapReader(file).Read(map.bytes);
+    return MapReader(file).Read(row.bytes);
   } catch (const DatabaseError& error) {
-    RethrowAt(error, {.file = file.Name(), .page = pointer.page, .slot = pointer.slot});
+    RethrowAt(error, {.file = file.Name(), .page = map.Page(), .slot = map.Slot()});
   }
 }
 

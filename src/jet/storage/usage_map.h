@@ -18,7 +18,7 @@ struct UsedPages {
 
 // `owner` is what the map's page names as its owner. Throws DatabaseError, naming the page where
 // the map or a part of it should be, when it cannot be read.
-[[nodiscard]] UsedPages ReadUsageMap(PageFile& file, RowPointer pointer,
+[[nodiscard]] UsedPages ReadUsageMap(PageFile& file, RowId map,
                                      std::uint32_t owner = OWNER_USAGE_MAPS);
 
 }  // namespace nimport::jet

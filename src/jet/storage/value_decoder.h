@@ -5,9 +5,9 @@
 
 #include "jet/database_error.h"
 #include "jet/format/text_decoder.h"
+#include "jet/storage/column.h"
 #include "jet/storage/page_file.h"
 #include "jet/storage/row_view.h"
-#include "jet/storage/table.h"
 #include "jet/value.h"
 
 namespace nimport::jet {

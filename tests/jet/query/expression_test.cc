@@ -6,22 +6,10 @@
 
 #include "jet/query/expression/expression_evaluator.h"
 #include "jet/query/expression/sql_text.h"
-#include "tests/jet/memory_catalog.h"
+#include "tests/jet/test_catalog.h"
 
 namespace nimport::jet {
 namespace {
-
-class NoColumns final : public ColumnValues {
- public:
-  [[nodiscard]] Value Get(Slot /*slot*/, std::size_t /*column*/) const override { return {}; }
-  [[nodiscard]] const Value& Borrow(Slot /*slot*/, std::size_t /*column*/) const override {
-    return null_;
-  }
-  [[nodiscard]] bool IsPresent(Slot /*slot*/) const override { return false; }
-
- private:
-  Value null_;
-};
 
 BoundPtr Bind(const Expression& expression, const TextRules& texts) {
   if (expression.operation == Operation::Literal) return BindLiteral(expression.literal, texts);
@@ -33,10 +21,14 @@ BoundPtr Bind(const Expression& expression, const TextRules& texts) {
 
 std::string Evaluated(const std::string& sql) {
   const IconvConverter converter;
-  const TextRules texts(converter, CODE_PAGE_JAPANESE);
-  QueryBudget budget("", "", QueryLimits::ForFile(0));
+  const QueryContext context{
+      .fileName = {},
+      .queryName = {},
+      .texts = TextRules(converter, CODE_PAGE_JAPANESE),
+      .tables = {},
+      .budget = std::make_unique<QueryBudget>("", "", QueryLimits::ForFile(0))};
   try {
-    const Value value = Evaluate(*Bind(*ParseExpression(sql), texts), NoColumns(), texts, budget);
+    const Value value = Evaluate(*Bind(*ParseExpression(sql), context.texts), RowSet(context));
     if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
     return Show(value);
   } catch (const SqlError& error) {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "jet/database.h"
 #include "tests/jet/generated_database.h"
 #include "tests/jet/iconv_converter.h"
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/jet/memory_catalog.h"
+#include "tests/jet/test_catalog.h"
 
 namespace nimport::jet {
 namespace {
@@ -53,7 +53,7 @@ class World {
     MakeQuery();
   }
 
-  MemoryCatalog catalog;
+  TestCatalog catalog;
 
   // The rows of the result, shown as text.
   std::vector<std::string> Expected() {
@@ -84,18 +84,18 @@ class World {
   }
 
   void MakeTable(int number) {
-    std::vector<MemoryTable::Cells> rows;
+    std::vector<Cells> rows;
     for (int i = Pick(0, 9); i > 0; --i) {
-      MemoryTable::Cells row(COLUMNS);
+      Cells row(COLUMNS);
       if (!Chance(15)) row[0] = std::int32_t{Pick(0, 4)};
       if (!Chance(15)) row[1] = static_cast<std::int16_t>(Pick(-1, 3));
       if (!Chance(15)) row[2] = Text{std::string(1, "aAbB"[Pick(0, 3)])};
       rows.push_back(std::move(row));
     }
-    tables_.push_back(&catalog.AddTable(
-        TableName(number),
-        {{"k", ColumnType::Long}, {"n", ColumnType::Integer}, {"t", ColumnType::Text}},
-        std::move(rows)));
+    catalog.AddTable(TableName(number),
+                     {{"k", ColumnType::Long}, {"n", ColumnType::Integer}, {"t", ColumnType::Text}},
+                     rows);
+    tables_.push_back(std::move(rows));
     views_.push_back(Chance(70) ? View::None : Chance(50) ? View::Filtered : View::Sorted);
   }
 
@@ -173,7 +173,7 @@ class World {
   std::vector<Combination> Single(int table) {
     const View view = views_[static_cast<std::size_t>(table)];
     std::vector<Combination> rows;
-    const auto count = static_cast<int>(tables_[static_cast<std::size_t>(table)]->Rows().size());
+    const auto count = static_cast<int>(tables_[static_cast<std::size_t>(table)].size());
     for (int i = 0; i < count; ++i) {
       Combination row(tables_.size(), ABSENT);
       row[static_cast<std::size_t>(table)] = i;
@@ -191,8 +191,8 @@ class World {
   [[nodiscard]] Value Get(const Operand& operand, const Combination& row) const {
     const int index = row[static_cast<std::size_t>(operand.table)];
     if (index == ABSENT) return {};
-    return tables_[static_cast<std::size_t>(operand.table)]
-        ->Rows()[static_cast<std::size_t>(index)][static_cast<std::size_t>(operand.column)];
+    return tables_[static_cast<std::size_t>(operand.table)][static_cast<std::size_t>(index)]
+                  [static_cast<std::size_t>(operand.column)];
   }
 
   // Null below everything; letters without case.
@@ -303,7 +303,7 @@ class World {
   enum class View { None, Filtered, Sorted };
 
   std::mt19937 random_;
-  std::vector<const MemoryTable*> tables_;
+  std::vector<std::vector<Cells>> tables_;
   std::vector<View> views_;
   RandomQuery query_;
 };
@@ -349,13 +349,13 @@ TEST(QueryPropertyTest, JoinsAndLookupsAgreeWithNestedLoops) {
     World world(seed);
     const std::vector<std::string> wanted = world.Expected();
     if (wanted.size() > 400) continue;
-    const auto query = PrepareQuery(world.catalog, "Q");
+    const auto query = std::make_shared<PreparedQuery>(world.catalog, "Q");
     const auto columns = static_cast<std::size_t>(world.OutputColumns());
-    const auto rows = OpenRecordset(query);
+    const auto rows = std::make_unique<QueryRecordset>(query);
     ASSERT_EQ(ShowRows(*rows, columns), wanted);
     for (std::size_t column = 0; column < columns; ++column) {
       if (column % COLUMNS == 2) continue;  // texts
-      ExpectLookups(*rows, wanted, column, ColumnsOf(*query)[column].name, columns);
+      ExpectLookups(*rows, wanted, column, query->Columns()[column].name, columns);
     }
     rowsSeen += wanted.size();
   }

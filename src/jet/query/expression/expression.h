@@ -37,9 +37,9 @@ enum class Operation : std::uint8_t {
   Between,  // the first operand from the second to the third
   IsNull,
   Not,
-  And,        // of two or more operands
-  Or,         // of two or more operands
-  IfPresent,  // made when a query is bound: null unless a row of some sources is there
+  And,                // of two or more operands
+  Or,                 // of two or more operands
+  NullUnlessMatched,  // made when a query is bound: null unless a row of some sources is there
 };
 
 struct Expression {

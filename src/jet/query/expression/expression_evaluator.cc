@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "jet/query/expression/expression_in.h"
+#include "jet/query/expression/expression_like.h"
 #include "jet/query/expression/sql_text.h"
 
 namespace nimport::jet {
@@ -112,7 +114,7 @@ ColumnType ResultType(Operation operation, const std::vector<BoundPtr>& operands
     case Operation::Divide:
     case Operation::Power:
       return ColumnType::Double;
-    case Operation::IfPresent:
+    case Operation::NullUnlessMatched:
       return operands.front()->type;
     default:
       return ColumnType::Boolean;
@@ -209,8 +211,8 @@ Value Calculate(Operation operation, const Value& left, const Value& right) {
 
 class Evaluator {
  public:
-  Evaluator(const ColumnValues& values, const TextRules& texts, QueryBudget& budget)
-      : values_(values), texts_(texts), budget_(budget) {}
+  explicit Evaluator(const RowSet& rows)
+      : rows_(rows), texts_(rows.Context().texts), budget_(*rows.Context().budget) {}
 
   [[nodiscard]] Value ValueOf(const BoundExpression& expression) const {
     budget_.Work(STEPS_PER_OPERATION);
@@ -218,9 +220,9 @@ class Evaluator {
       case Operation::Literal:
         return expression.literal;
       case Operation::Column:
-        return values_.Get(expression.slot, expression.column);
-      case Operation::IfPresent:
-        return HasRow(expression.slots) ? ValueOf(*expression.operands.front()) : Value();
+        return rows_.Get(expression.tableNumber, expression.column);
+      case Operation::NullUnlessMatched:
+        return HasRow(expression.tables) ? ValueOf(*expression.operands.front()) : Value();
       case Operation::Negate:
         return Calculate(Operation::Subtract, std::int32_t{0}, *Hold(expression, 0));
       case Operation::Concatenate:
@@ -279,10 +281,10 @@ class Evaluator {
       case Operation::Column:
         budget_.Work(STEPS_PER_OPERATION);
         if (!IsOfManyBytes(expression.type)) break;
-        return Operand(values_.Borrow(expression.slot, expression.column));
-      case Operation::IfPresent:
+        return Operand(rows_.Borrow(expression.tableNumber, expression.column));
+      case Operation::NullUnlessMatched:
         budget_.Work(STEPS_PER_OPERATION);
-        if (!HasRow(expression.slots)) return Operand(Value(), budget_);
+        if (!HasRow(expression.tables)) return Operand(Value(), budget_);
         return Hold(expression, 0);
       default:
         break;
@@ -290,9 +292,10 @@ class Evaluator {
     return {ValueOf(expression), budget_};
   }
 
-  [[nodiscard]] bool HasRow(const SlotSet& slots) const {
-    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
-      if (slots.test(slot) && values_.IsPresent(static_cast<Slot>(slot))) return true;
+  [[nodiscard]] bool HasRow(const TableSet& tables) const {
+    for (std::size_t tableNumber = 0; tableNumber < tables.size(); ++tableNumber) {
+      if (tables.test(tableNumber) && rows_.IsPresent(static_cast<TableNumber>(tableNumber)))
+        return true;
     }
     return false;
   }
@@ -416,7 +419,7 @@ class Evaluator {
 
   static constexpr std::size_t BYTES_PER_PATTERN_BYTE = 64;
 
-  const ColumnValues& values_;
+  const RowSet& rows_;
   const TextRules& texts_;
   QueryBudget& budget_;
 };
@@ -437,13 +440,13 @@ BoundPtr BindLiteral(const Value& utf8Literal, const TextRules& texts) {
   return bound;
 }
 
-BoundPtr BindColumn(Slot slot, std::size_t column, ColumnType type) {
+BoundPtr BindColumn(TableNumber tableNumber, std::size_t column, ColumnType type) {
   auto bound = std::make_shared<BoundExpression>();
   bound->operation = Operation::Column;
   bound->type = type;
-  bound->slot = slot;
+  bound->tableNumber = tableNumber;
   bound->column = column;
-  bound->slots.set(slot);
+  bound->tables.set(tableNumber);
   return bound;
 }
 
@@ -453,7 +456,7 @@ BoundPtr BindOperation(Operation operation, std::vector<BoundPtr> operands,
   bound->operation = operation;
   bound->type = ResultType(operation, operands);
   for (const BoundPtr& operand : operands) {
-    bound->slots |= operand->slots;
+    bound->tables |= operand->tables;
     bound->depth = std::max(bound->depth, operand->depth + 1);
     bound->weight += operand->weight;
   }
@@ -462,37 +465,49 @@ BoundPtr BindOperation(Operation operation, std::vector<BoundPtr> operands,
   }
   if (operation == Operation::Like && operands[1]->operation == Operation::Literal &&
       !IsNull(operands[1]->literal)) {
-    bound->pattern.emplace(texts.Fold(ToDisplayText(operands[1]->literal)));
+    bound->pattern = std::make_shared<LikePattern>(texts.Fold(ToDisplayText(operands[1]->literal)));
   }
   if (operation == Operation::In && IsChoiceOfLiterals(operands)) {
-    bound->choices.emplace();
+    auto choices = std::make_shared<LiteralSet>();
     for (std::size_t i = 1; i < operands.size(); ++i)
-      bound->choices->Add(operands[i]->literal, texts);
-    bound->choices->Sort();
+      choices->Add(operands[i]->literal, texts);
+    choices->Sort();
+    bound->choices = std::move(choices);
   }
   bound->operands = std::move(operands);
   return bound;
 }
 
-BoundPtr BindIfPresent(BoundPtr value, SlotSet sources) {
+BoundPtr BindNullUnlessMatched(BoundPtr value, TableSet sources) {
   auto bound = std::make_shared<BoundExpression>();
-  bound->operation = Operation::IfPresent;
+  bound->operation = Operation::NullUnlessMatched;
   bound->type = value->type;
-  bound->slots = sources | value->slots;
+  bound->tables = sources | value->tables;
   bound->depth = value->depth + 1;
   bound->weight = value->weight + 1;
   bound->operands.push_back(std::move(value));
   return bound;
 }
 
-Value Evaluate(const BoundExpression& expression, const ColumnValues& values,
-               const TextRules& texts, QueryBudget& budget) {
-  return Evaluator(values, texts, budget).ValueOf(expression);
+Value Evaluate(const BoundExpression& expression, const RowSet& rows) {
+  return Evaluator(rows).ValueOf(expression);
 }
 
-Truth EvaluateCondition(const BoundExpression& expression, const ColumnValues& values,
-                        const TextRules& texts, QueryBudget& budget) {
-  return Evaluator(values, texts, budget).TruthOf(expression);
+Truth EvaluateCondition(const BoundExpression& expression, const RowSet& rows) {
+  return Evaluator(rows).TruthOf(expression);
+}
+
+std::optional<std::int32_t> EvaluateInteger(const BoundExpression& expression, const RowSet& rows) {
+  if (expression.operation == Operation::Column) {
+    return rows.GetInteger(expression.tableNumber, expression.column);
+  }
+  return ToInteger(Evaluate(expression, rows));
+}
+
+bool AllTrue(const std::vector<BoundPtr>& conditions, const RowSet& rows) {
+  return std::all_of(conditions.begin(), conditions.end(), [&rows](const BoundPtr& condition) {
+    return EvaluateCondition(*condition, rows) == Truth::True;
+  });
 }
 
 }  // namespace nimport::jet

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "jet/query/expression/query_budget.h"
 #include "jet/query/expression/sql_text.h"
 
 namespace nimport::jet {

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "jet/query/expression/query_budget.h"
-
 namespace nimport::jet {
+
+class QueryBudget;
 
 // `*` stands for any characters, `?` for one, `#` for a digit, `[a-z]` for one of a set, `[!a-z]`
 // for one outside of it. Everything else stands for itself.

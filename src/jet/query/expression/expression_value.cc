@@ -10,6 +10,8 @@
 #include <system_error>
 #include <type_traits>
 
+#include "jet/query/expression/query_budget.h"
+
 namespace nimport::jet {
 namespace {
 

@@ -8,10 +8,11 @@
 #include <string>
 
 #include "jet/query/expression/expression_text.h"
-#include "jet/query/expression/query_budget.h"
 #include "jet/value.h"
 
 namespace nimport::jet {
+
+class QueryBudget;
 
 // What three-valued logic knows of a condition.
 enum class Truth : std::uint8_t { False, Unknown, True };

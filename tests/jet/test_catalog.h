@@ -1,6 +1,6 @@
-// Tables and stored queries in memory, so that a test can state the rows that it is about.
-#ifndef NIMPORT_TESTS_JET_MEMORY_CATALOG_H_
-#define NIMPORT_TESTS_JET_MEMORY_CATALOG_H_
+// Tables and stored queries that a test states row by row.
+#ifndef NIMPORT_TESTS_JET_TEST_CATALOG_H_
+#define NIMPORT_TESTS_JET_TEST_CATALOG_H_
 
 #include <algorithm>
 #include <map>
@@ -9,97 +9,18 @@
 #include <utility>
 #include <vector>
 
-#include "jet/catalog/catalog.h"
-#include "jet/query/query.h"
+#include "jet/catalog/jet_catalog.h"
+#include "jet/format/name_text.h"
+#include "jet/query/query_recordset.h"
+#include "jet/storage/stored_table.h"
+#include "tests/jet/generated_database.h"
 #include "tests/jet/iconv_converter.h"
 #include "text/ascii_case.h"
 
 namespace nimport::jet {
 
-class MemoryTable final : public Table {
- public:
-  using Cells = std::vector<Value>;
-
-  MemoryTable(std::string name, std::vector<std::pair<std::string, ColumnType>> columns,
-              std::vector<Cells> rows)
-      : name_(std::move(name)), rows_(std::move(rows)) {
-    for (const auto& [columnName, type] : columns) {
-      columns_.push_back({.name = columnName, .type = type});
-    }
-  }
-
-  [[nodiscard]] const std::string& Name() const override { return name_; }
-  [[nodiscard]] const std::vector<Column>& Columns() const override { return columns_; }
-  [[nodiscard]] std::optional<std::size_t> FindColumn(std::string_view name) const override {
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (EqualsIgnoringAsciiCase(columns_[i].name, name)) return i;
-    }
-    return std::nullopt;
-  }
-
-  [[nodiscard]] std::unique_ptr<TableScan> OpenScan() const override {
-    return std::make_unique<Scan>(*this);
-  }
-  [[nodiscard]] std::unique_ptr<Row> ReadRow(RowId id) const override {
-    const std::size_t index = ToIndex(id);
-    if (index >= rows_.size()) return nullptr;
-    ++rowsRead;
-    auto row = std::make_unique<Scan>(*this);
-    row->index = static_cast<std::ptrdiff_t>(index);
-    return row;
-  }
-  [[nodiscard]] std::span<const IndexEntry> IntegerIndex(std::size_t column) const override {
-    auto [found, isNew] = indexes_.try_emplace(column);
-    if (isNew) {
-      for (std::size_t i = 0; i < rows_.size(); ++i) {
-        if (const auto value = ToInteger(rows_[i][column])) {
-          found->second.push_back({*value, ToId(i)});
-        }
-      }
-      std::sort(found->second.begin(), found->second.end(),
-                [](const IndexEntry& a, const IndexEntry& b) {
-                  return a.value != b.value ? a.value < b.value : a.id < b.id;
-                });
-    }
-    return found->second;
-  }
-
-  [[nodiscard]] const std::vector<Cells>& Rows() const { return rows_; }
-
-  // What was asked for, building indexes left out.
-  mutable std::size_t rowsScanned = 0;
-  mutable std::size_t rowsRead = 0;
-
- private:
-  static constexpr std::size_t ROWS_PER_PAGE = 7;
-  static RowId ToId(std::size_t index) {
-    return {static_cast<std::uint32_t>((index / ROWS_PER_PAGE + 1) << 8 | index % ROWS_PER_PAGE)};
-  }
-  static std::size_t ToIndex(RowId id) { return (id.Page() - 1) * ROWS_PER_PAGE + id.Slot(); }
-
-  struct Scan final : TableScan {
-    explicit Scan(const MemoryTable& scanned) : table(scanned) {}
-    bool Next() override {
-      ++table.rowsScanned;
-      return static_cast<std::size_t>(++index) < table.rows_.size();
-    }
-    void ContinueAfter(RowId id) override { index = static_cast<std::ptrdiff_t>(ToIndex(id)); }
-    [[nodiscard]] RowId Id() const override { return ToId(static_cast<std::size_t>(index)); }
-    [[nodiscard]] Value Get(std::size_t column) const override {
-      return table.rows_.at(static_cast<std::size_t>(index)).at(column);
-    }
-    [[nodiscard]] std::optional<std::int32_t> GetInteger(std::size_t column) const override {
-      return ToInteger(Get(column));
-    }
-    const MemoryTable& table;
-    std::ptrdiff_t index = -1;
-  };
-
-  std::string name_;
-  std::vector<Column> columns_;
-  std::vector<Cells> rows_;
-  mutable std::map<std::size_t, std::vector<IndexEntry>> indexes_;
-};
+using Cells = std::vector<Value>;
+using ColumnTypes = std::vector<std::pair<std::string, ColumnType>>;
 
 // The rows of a stored query, by clause.
 class QueryRows {
@@ -149,13 +70,12 @@ class QueryRows {
   StoredQuery query_;
 };
 
-class MemoryCatalog final : public Catalog {
+// Tables of a database that is written for the test, and stored queries that need none.
+class TestCatalog final : public Catalog {
  public:
-  MemoryTable& AddTable(std::string name, std::vector<std::pair<std::string, ColumnType>> columns,
-                        std::vector<MemoryTable::Cells> rows) {
-    auto table = std::make_shared<MemoryTable>(name, std::move(columns), std::move(rows));
-    tables_[ToAsciiLower(name)] = table;
-    return *table;
+  void AddTable(std::string name, ColumnTypes columns, std::vector<Cells> rows) {
+    tables_.push_back({std::move(name), std::move(columns), std::move(rows)});
+    isWritten_ = false;
   }
   void AddQuery(const QueryRows& rows) {
     const StoredQuery query = rows.Make();
@@ -165,9 +85,8 @@ class MemoryCatalog final : public Catalog {
   // Those of a file of hardly any size.
   QueryLimits limits = QueryLimits::ForFile(0);
 
-  [[nodiscard]] std::shared_ptr<const Table> FindTable(std::string_view name) override {
-    const auto found = tables_.find(ToAsciiLower(name));
-    return found == tables_.end() ? nullptr : found->second;
+  [[nodiscard]] std::shared_ptr<const StoredTable> FindTable(std::string_view name) override {
+    return Written().FindTable(name);
   }
   [[nodiscard]] std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) override {
     const auto found = queries_.find(ToAsciiLower(name));
@@ -179,10 +98,57 @@ class MemoryCatalog final : public Catalog {
   [[nodiscard]] unsigned TextCodePage() const override { return CODE_PAGE_JAPANESE; }
   [[nodiscard]] const TextConverter& Converter() const override { return converter_; }
 
+  // How many pages the tables were asked for.
+  [[nodiscard]] std::uint64_t PagesRead() { return Written().File().PagesRead(); }
+
  private:
+  struct TableRows {
+    std::string name;
+    ColumnTypes columns;
+    std::vector<Cells> rows;
+  };
+
+  // Earlier ones stay: queries may still read their tables.
+  JetCatalog& Written() {
+    if (!isWritten_) {
+      written_.push_back(std::make_unique<JetCatalog>(
+          std::make_unique<MemoryFile>(fileName_, MakeDatabase({},
+                                                               [this](auto& writer) {
+                                                                 for (const TableRows& table :
+                                                                      tables_)
+                                                                   Write(table, writer);
+                                                               })),
+          converter_, OpenOptions{}));
+      isWritten_ = true;
+    }
+    return *written_.back();
+  }
+
+  void Write(const TableRows& table, jetwriter::DatabaseWriter& writer) const {
+    constexpr std::uint16_t TEXT_SIZE = 255;
+    jetwriter::TableSpec spec{.name = table.name, .columns = {}};
+    for (const auto& [name, type] : table.columns) {
+      jetwriter::ColumnSpec& column = spec.columns.emplace_back();
+      column.name = name;
+      column.type = type;
+      if (type == ColumnType::Text) column.size = TEXT_SIZE;
+    }
+    jetwriter::TableWriter& target = writer.AddTable(spec);
+    for (Cells row : table.rows) {
+      for (Value& cell : row) {
+        if (auto* text = std::get_if<Text>(&cell)) {
+          text->bytes = ToUtf8(text->bytes, CODE_PAGE_JAPANESE, converter_);
+        }
+      }
+      target.AddRow(row);
+    }
+  }
+
   std::string fileName_ = "memory.mdb";
   IconvConverter converter_;
-  std::map<std::string, std::shared_ptr<MemoryTable>> tables_;
+  std::vector<TableRows> tables_;
+  std::vector<std::unique_ptr<JetCatalog>> written_;
+  bool isWritten_ = false;
   std::map<std::string, std::shared_ptr<const StoredQuery>> queries_;
 };
 
@@ -225,10 +191,11 @@ inline std::vector<std::string> ShowRows(Recordset& rows, std::size_t columns) {
 }
 
 inline std::vector<std::string> RunQuery(Catalog& catalog, const std::string& name) {
-  const auto query = PrepareQuery(catalog, name);
-  return ShowRows(*OpenRecordset(query), ColumnsOf(*query).size());
+  const auto query = std::make_shared<PreparedQuery>(catalog, name);
+  QueryRecordset rows(query);
+  return ShowRows(rows, query->Columns().size());
 }
 
 }  // namespace nimport::jet
 
-#endif  // NIMPORT_TESTS_JET_MEMORY_CATALOG_H_
+#endif  // NIMPORT_TESTS_JET_TEST_CATALOG_H_

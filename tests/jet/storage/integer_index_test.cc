@@ -1,4 +1,4 @@
-#include "jet/storage/stored_table.h"
+#include "jet/storage/integer_index.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -18,7 +18,7 @@ std::vector<IndexEntry> MakeIndex(std::vector<std::int32_t> values) {
   std::sort(values.begin(), values.end());
   std::vector<IndexEntry> index;
   for (const std::int32_t value : values) {
-    index.push_back({value, RowId{static_cast<std::uint32_t>(index.size())}});
+    index.push_back({value, static_cast<std::uint32_t>(index.size())});
   }
   return index;
 }
