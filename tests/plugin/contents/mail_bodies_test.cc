@@ -219,12 +219,19 @@ TEST_F(MailBodies, WrongMimeMailsHaveTheirCodes) {
 
 TEST_F(MailBodies, RelatedPartsNeedTheirContents) {
   OpenMimeMails({RELATED});
-  ASSERT_EQ(Count(0).value, 3);
+  // What the library gave for a type is kept as long as the mail is asked about.
+  const auto openAgain = [&] {
+    OpenFolder();
+    ASSERT_EQ(Count(0).value, 3);
+  };
+  openAgain();
   EXPECT_EQ(Body(0, 0).code, RESULT_INVALID) << "the library has no such part";
   wexmail->parts = {{"image/gif", "", ""}};
+  openAgain();
   EXPECT_EQ(Body(0, 0).code, RESULT_DATABASE) << "empty";
   EXPECT_EQ(Body(0, 1).code, RESULT_INVALID) << "too few";
   wexmail->getResult = 0;
+  openAgain();
   EXPECT_EQ(Body(0, 0).code, RESULT_INVALID);
   wexmail->getResult = 1;
   wexmail->claimedCount = -1;
@@ -232,6 +239,7 @@ TEST_F(MailBodies, RelatedPartsNeedTheirContents) {
   // A host's own extension is kept, but for bitmaps.
   wexmail->claimedCount.reset();
   wexmail->parts = {{"image/gif", "", "x"}, {"image/bmp", "", "y"}};
+  openAgain();
   for (const auto& [body, wanted] : {std::pair(0, "C:\\pic.jpg"), std::pair(2, "C:\\pic.bmp")}) {
     ASSERT_EQ(NameNextFile(u"C:\\pic.jpg"), RESULT_OK);
     EXPECT_EQ(Body(0, body).text, wanted);
