@@ -10,9 +10,10 @@ namespace {
 
 void CheckLines(std::string_view text) {
   std::size_t position = 0;
-  for (std::size_t before = 0; const auto line = ReadTextLine(text, position); before = position) {
+  for (std::size_t before = 0; const auto line = nimport::text::ReadTextLine(text, position);
+       before = position) {
     Check(position > before && position <= text.size());
-    Check(line->size() <= MAX_LINE_BYTES && line->size() <= position - before);
+    Check(line->size() <= nimport::text::MAX_LINE_BYTES && line->size() <= position - before);
     Check(line->find_first_of(std::string_view("\n\x1A\0", 3)) == std::string_view::npos);
   }
   Check(position == text.size());

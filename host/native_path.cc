@@ -1,12 +1,13 @@
 #include "host/native_path.h"
 
-#include <cctype>
 #include <optional>
 #include <system_error>
 
 #include <stdlib.h>
 
-#include "host/text.h"
+#include "text/ascii.h"
+#include "text/letter_case.h"
+#include "text/utf16.h"
 
 namespace nimport::host {
 
@@ -14,27 +15,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-char Capital(char letter) {
-  return static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-}
-
-bool IsLetter(char character) {
-  return std::isalpha(static_cast<unsigned char>(character)) != 0;
-}
-
 bool IsSeparator(char character) {
   return character == '\\' || character == '/';
 }
 
-// Small letters for ASCII and for the full-width Latin letters.
-std::u16string FoldCase(std::string_view text) {
-  std::u16string folded = Utf8ToUtf16(text);
-  for (char16_t& unit : folded) {
-    const bool isCapital =
-        (unit >= u'A' && unit <= u'Z') || (unit >= u'\uFF21' && unit <= u'\uFF3A');
-    if (isCapital) unit = static_cast<char16_t>(unit + 0x20);
-  }
-  return folded;
+std::u16string FoldedName(std::string_view name) {
+  return text::FoldCase(text::Utf16FromUtf8(name));
 }
 
 // `name` in `directory`, as it is spelt there.
@@ -42,10 +28,10 @@ fs::path FindEntry(const fs::path& directory, const std::string& name) {
   std::error_code error;
   fs::path exact = directory / name;
   if (fs::exists(fs::symlink_status(exact, error))) return exact;
-  const std::u16string wanted = FoldCase(name);
+  const std::u16string wanted = FoldedName(name);
   for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
        entry.increment(error)) {
-    if (FoldCase(entry->path().filename().string()) == wanted) return entry->path();
+    if (FoldedName(entry->path().filename().string()) == wanted) return entry->path();
   }
   return exact;
 }
@@ -66,8 +52,8 @@ std::optional<fs::path> FindDrive(char letter) {
     const DriveMap drives = ParseDriveMap(text);
     if (const auto found = drives.find(letter); found != drives.end()) return found->second;
   }
-  const char small = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-  const fs::path wineDrive = WinePrefix() / "dosdevices" / (std::string(1, small) + ":");
+  const fs::path wineDrive =
+      WinePrefix() / "dosdevices" / (std::string(1, text::AsciiLower(letter)) + ":");
   std::error_code error;
   if (fs::exists(wineDrive, error)) return wineDrive;
   if (letter == 'Z') return fs::path("/");
@@ -92,8 +78,8 @@ DriveMap ParseDriveMap(std::string_view text) {
     std::size_t equals = entry.find('=');
     const bool hasColon = equals == 2 && entry[1] == ':';
     if (equals == std::string_view::npos || (equals != 1 && !hasColon)) continue;
-    if (!IsLetter(entry[0]) || equals + 1 == entry.size()) continue;
-    drives.insert_or_assign(Capital(entry[0]), fs::path(entry.substr(equals + 1)));
+    if (!text::IsAsciiLetter(entry[0]) || equals + 1 == entry.size()) continue;
+    drives.insert_or_assign(text::AsciiUpper(entry[0]), fs::path(entry.substr(equals + 1)));
   }
   return drives;
 }
@@ -108,12 +94,12 @@ std::string ToText(const DriveMap& drives) {
 }
 
 fs::path NativePath(std::string_view path) {
-  const bool hasDrive = path.size() >= 2 && IsLetter(path[0]) && path[1] == ':';
+  const bool hasDrive = path.size() >= 2 && text::IsAsciiLetter(path[0]) && path[1] == ':';
   if (!hasDrive) {
     if (path.starts_with('/')) return WalkParts("/", path.substr(1));
     return {};
   }
-  const std::optional<fs::path> drive = FindDrive(Capital(path[0]));
+  const std::optional<fs::path> drive = FindDrive(text::AsciiUpper(path[0]));
   return drive ? WalkParts(*drive, path.substr(2)) : fs::path();
 }
 

@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "host/text.h"
+#include "text/code_page_932.h"
+#include "text/utf16.h"
 
 namespace nimport::host {
 
@@ -11,11 +12,11 @@ ResultText::~ResultText() {
 }
 
 std::string ResultText::ToUtf8() const {
-  if (record_.encoding == ENCODING_CODE_PAGE_932) return CodePage932ToUtf8(ToBytes());
+  if (record_.encoding == ENCODING_CODE_PAGE_932) return text::Utf8FromCodePage932(ToBytes());
   if (record_.buffer == nullptr || record_.length <= 0) return {};
   std::u16string text(static_cast<std::size_t>(record_.length), u'\0');
   std::memcpy(text.data(), record_.buffer, text.size() * sizeof(char16_t));
-  return Utf16ToUtf8(text);
+  return text::Utf8FromUtf16(text, text::REPLACEMENT_CHARACTER);
 }
 
 std::string ResultText::ToBytes() const {

@@ -8,11 +8,12 @@
 #include "archive/mail_date.h"
 #include "archive/mailboxes.h"
 #include "archive/safe_name.h"
-#include "host/text.h"
 #include "mime/header_encoding.h"
 #include "mime/text_part.h"
 #include "mime/transfer_encoding.h"
 #include "text/ascii.h"
+#include "text/code_page_932.h"
+#include "text/utf8.h"
 
 namespace nimport::command {
 
@@ -83,7 +84,7 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
 }
 
 void AppendText(std::string& mail, std::string_view codePage932) {
-  const mime::EncodedText text = mime::EncodeTextPart(host::CodePage932ToUtf8(codePage932));
+  const mime::EncodedText text = mime::EncodeTextPart(text::Utf8FromCodePage932(codePage932));
   AppendField(mail, "Content-Type", text.contentType);
   AppendField(mail, "Content-Transfer-Encoding", text.transferEncoding);
   mail.append("\r\n").append(text.contents);
@@ -123,7 +124,7 @@ std::string ContentTypeOf(std::string_view extension) {
       {".zip", "application/zip"},
   }};
   const auto isMeant = [&](const Entry& entry) {
-    return mime::EqualsIgnoringCase(entry.extension, extension);
+    return text::EqualsIgnoringCase(entry.extension, extension);
   };
   const auto found = std::find_if(ENTRIES.begin(), ENTRIES.end(), isMeant);
   return found == ENTRIES.end() ? "application/octet-stream" : found->contentType;
@@ -136,7 +137,7 @@ std::string FileNameOf(const MailHeaders& headers, const MailContents& contents)
   std::string name = ToSafeName(headers.subject.value_or("file"), MAX_NAME_BYTES / 2);
   const bool isNamedAlready =
       name.size() > extension.size() &&
-      mime::EqualsIgnoringCase(std::string_view(name).substr(name.size() - extension.size()),
+      text::EqualsIgnoringCase(std::string_view(name).substr(name.size() - extension.size()),
                                extension);
   if (!isNamedAlready) name += ToSafeName("x" + std::string(extension), 64).substr(1);
   return name;

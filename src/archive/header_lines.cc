@@ -1,9 +1,9 @@
 #include "archive/header_lines.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "archive/mail_contents.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
@@ -35,9 +35,7 @@ std::string_view FieldName(std::string_view line) {
 std::string HeaderField::Value() const {
   std::string value(raw.substr(raw.find(':') + 1));
   std::erase_if(value, [](char byte) { return byte == '\r' || byte == '\n'; });
-  const std::size_t begin = value.find_first_not_of(" \t");
-  if (begin == std::string::npos) return {};
-  return value.substr(begin, value.find_last_not_of(" \t") - begin + 1);
+  return std::string(text::Trim(value));
 }
 
 std::string HeaderField::Lawful() const {
@@ -70,10 +68,7 @@ HeaderBlock SplitHeader(std::string_view mail) {
 }
 
 bool IsSameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-    return std::tolower(static_cast<unsigned char>(x)) ==
-           std::tolower(static_cast<unsigned char>(y));
-  });
+  return text::EqualsIgnoringCase(a, b);
 }
 
 std::string FindHeaderValue(std::string_view mail, std::string_view name) {

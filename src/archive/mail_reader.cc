@@ -4,19 +4,13 @@
 #include <utility>
 
 #include "host/result_error.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
 namespace {
 
 constexpr std::string_view PLACEHOLDER = "DEFAULT";
-
-std::string Trimmed(std::string_view text) {
-  const std::string_view blanks = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(blanks);
-  if (begin == std::string_view::npos) return {};
-  return std::string(text.substr(begin, text.find_last_not_of(blanks) - begin + 1));
-}
 
 template <typename Ask>
 auto AskFor(const char* field, MailHeaders& headers, Ask ask) -> std::optional<decltype(ask())> {
@@ -30,7 +24,7 @@ auto AskFor(const char* field, MailHeaders& headers, Ask ask) -> std::optional<d
 
 std::optional<std::string> WithoutPlaceholder(std::optional<std::string> text) {
   if (!text) return std::nullopt;
-  std::string trimmed = Trimmed(*text);
+  std::string trimmed(text::Trim(*text));
   if (trimmed.empty() || trimmed == PLACEHOLDER) return std::nullopt;
   return trimmed;
 }

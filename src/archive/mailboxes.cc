@@ -1,30 +1,18 @@
 #include "archive/mailboxes.h"
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 
 #include "mime/header_encoding.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
 namespace {
 
-bool IsAlnum(char character) {
-  return std::isalnum(static_cast<unsigned char>(character)) != 0 &&
-         static_cast<unsigned char>(character) < 0x80;
-}
-
 bool IsAtomText(char character) {
-  return IsAlnum(character) ||
+  return text::IsAsciiLetterOrDigit(character) ||
          std::string_view("!#$%&'*+-/=?^_`{|}~").find(character) != std::string_view::npos;
-}
-
-std::string_view Trim(std::string_view text) {
-  const std::string_view blanks = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(blanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
 }
 
 // Pieces between separators that stand outside quotes, parentheses and angle brackets.
@@ -45,7 +33,7 @@ std::vector<std::string_view> SplitPieces(std::string_view text) {
     if (character == '(') closing = ')';
     if (character == '<') closing = '>';
     if (character == ',' || character == ';' || isLineEnd) {
-      const std::string_view piece = Trim(text.substr(begin, i - begin));
+      const std::string_view piece = text::Trim(text.substr(begin, i - begin));
       if (!piece.empty()) pieces.push_back(piece);
       begin = i + 1;
     }
@@ -71,7 +59,8 @@ std::optional<Span> FindInternetAddress(std::string_view piece) {
     while (begin > 0 && (IsAtomText(piece[begin - 1]) || piece[begin - 1] == '.'))
       --begin;
     std::size_t end = at + 1;
-    while (end < piece.size() && (IsAlnum(piece[end]) || piece[end] == '.' || piece[end] == '-')) {
+    while (end < piece.size() &&
+           (text::IsAsciiLetterOrDigit(piece[end]) || piece[end] == '.' || piece[end] == '-')) {
       ++end;
     }
     const std::string_view local = piece.substr(begin, at - begin);
@@ -83,38 +72,36 @@ std::optional<Span> FindInternetAddress(std::string_view piece) {
 
 // A display name without what merely set it apart from the address.
 std::string CleanName(std::string_view before, std::string_view after) {
-  std::string name(Trim(before));
-  if (const std::string_view rest = Trim(after); !rest.empty()) {
+  std::string name(text::Trim(before));
+  if (const std::string_view rest = text::Trim(after); !rest.empty()) {
     if (!name.empty()) name += ' ';
     name += rest;
   }
   std::erase_if(name, [](char character) { return character == '<' || character == '>'; });
-  std::string_view view = Trim(name);
+  std::string_view view = text::Trim(name);
   const bool isQuoted = view.size() >= 2 && view.front() == '"' && view.back() == '"';
   const bool isComment = view.size() >= 2 && view.front() == '(' && view.back() == ')';
-  if (isQuoted || isComment) view = Trim(view.substr(1, view.size() - 2));
+  if (isQuoted || isComment) view = text::Trim(view.substr(1, view.size() - 2));
   return std::string(view);
 }
 
 bool IsMemberId(std::string_view word) {
-  const auto isLetter = [](char c) {
-    return IsAlnum(c) && std::isdigit(static_cast<unsigned char>(c)) == 0;
-  };
-  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  const auto isLetter = [](char c) { return text::IsAsciiLetter(c); };
   return word.size() == 8 && std::all_of(word.begin(), word.begin() + 3, isLetter) &&
-         std::all_of(word.begin() + 3, word.end(), isDigit);
+         std::all_of(word.begin() + 3, word.end(), text::IsAsciiDigit);
 }
 
 // The word that most looks like a member ID: the common form, or else the first one.
 std::string_view FindMemberId(std::string_view piece) {
   std::string_view first;
   for (std::size_t i = 0; i < piece.size();) {
-    if (!IsAlnum(piece[i])) {
+    if (!text::IsAsciiLetterOrDigit(piece[i])) {
       ++i;
       continue;
     }
     const std::size_t begin = i;
-    while (i < piece.size() && (IsAlnum(piece[i]) || piece[i] == '-' || piece[i] == '_'))
+    while (i < piece.size() &&
+           (text::IsAsciiLetterOrDigit(piece[i]) || piece[i] == '-' || piece[i] == '_'))
       ++i;
     const std::string_view word = piece.substr(begin, i - begin);
     if (IsMemberId(word)) return word;

@@ -1,9 +1,9 @@
 #include "archive/safe_name.h"
 
 #include <algorithm>
-#include <cctype>
 
-#include "host/text.h"
+#include "text/ascii.h"
+#include "text/utf8.h"
 
 namespace nimport::command {
 
@@ -28,17 +28,10 @@ std::size_t HiddenSize(std::string_view text) {
   return isHidden ? 3 : 0;
 }
 
-std::string Folded(std::string name) {
-  std::transform(name.begin(), name.end(), name.begin(), [](char character) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  });
-  return name;
-}
-
 }  // namespace
 
 std::string ToSafeName(std::string_view text, std::size_t maxBytes) {
-  std::string name(host::CutUtf8(text, maxBytes));
+  std::string name(text::CutUtf8(text, maxBytes));
   std::replace_if(name.begin(), name.end(), IsForbidden, '_');
   for (std::size_t i = 0; i < name.size(); ++i) {
     if (const std::size_t size = HiddenSize(std::string_view(name).substr(i))) {
@@ -53,11 +46,11 @@ std::string ToSafeName(std::string_view text, std::size_t maxBytes) {
 
 std::string UniqueNames::Take(const std::string& name) {
   std::string candidate = name;
-  const auto [entry, isNew] = taken_.emplace(Folded(name), FIRST_NUMBER);
+  const auto [entry, isNew] = taken_.emplace(text::AsciiLower(name), FIRST_NUMBER);
   // A name's numbers go on where they ended, since a store may have very many folders of one name.
   for (bool isFree = isNew; !isFree;) {
     candidate = name + " (" + std::to_string(entry->second++) + ')';
-    isFree = taken_.emplace(Folded(candidate), FIRST_NUMBER).second;
+    isFree = taken_.emplace(text::AsciiLower(candidate), FIRST_NUMBER).second;
   }
   return candidate;
 }

@@ -8,10 +8,12 @@
 #include "archive/compose_mail.h"
 #include "archive/header_lines.h"
 #include "archive/mailboxes.h"
-#include "host/text.h"
 #include "mime/header_encoding.h"
 #include "mime/parameterized_value.h"
 #include "mime/text_part.h"
+#include "text/ascii.h"
+#include "text/code_page_932.h"
+#include "text/utf8.h"
 
 namespace nimport::command {
 
@@ -36,7 +38,7 @@ constexpr std::string_view PLAIN_TEXT = "text/plain";
 std::string WithParameters(const std::string& name, std::string_view word,
                            std::vector<mime::Parameter> parameters) {
   for (mime::Parameter& parameter : parameters)
-    parameter.value = host::CodePage932ToUtf8(parameter.value);
+    parameter.value = text::Utf8FromCodePage932(parameter.value);
   return name + ": " + mime::EncodeParameters(word, parameters, name.size() + 2) + "\r\n";
 }
 
@@ -46,8 +48,8 @@ std::string MediaTypeOf(const mime::ParameterizedValue& value) {
 }
 
 std::string ConvertField(const HeaderField& field) {
-  if (host::IsAscii(field.raw)) return field.Lawful();
-  const std::string value = host::CodePage932ToUtf8(field.Value());
+  if (text::IsAscii(field.raw)) return field.Lawful();
+  const std::string value = text::Utf8FromCodePage932(field.Value());
   const std::string name(field.name);
   const std::size_t column = name.size() + 2;
   if (IsAddressField(name))
@@ -74,7 +76,7 @@ std::string ValueOf(const HeaderBlock& header, std::string_view name) {
 
 // Whether the body is 8-bit text that says nothing, or something impossible, about its charset.
 bool LacksCharset(const HeaderBlock& header) {
-  if (host::IsAscii(header.body)) return false;
+  if (text::IsAscii(header.body)) return false;
   const std::string transferEncoding = ValueOf(header, "Content-Transfer-Encoding");
   if (IsSameName(transferEncoding, "base64") || IsSameName(transferEncoding, "quoted-printable")) {
     return false;
@@ -108,7 +110,7 @@ std::string WithUtf8Body(const HeaderBlock& header) {
   for (const HeaderField& field : header.fields) {
     if (!IsOneOf(field.name, REPLACED)) out += ConvertField(field);
   }
-  const mime::EncodedText text = mime::EncodeTextPart(host::CodePage932ToUtf8(header.body));
+  const mime::EncodedText text = mime::EncodeTextPart(text::Utf8FromCodePage932(header.body));
   out += "MIME-Version: 1.0\r\n";
   out += Utf8ContentType(ValueOf(header, "Content-Type"));
   out += "Content-Transfer-Encoding: " + text.transferEncoding + "\r\n\r\n";
@@ -122,7 +124,7 @@ std::string ConvertWholeMail(std::string mail) {
   const bool isLawful =
       header.isWellFormed && std::all_of(header.fields.begin(), header.fields.end(),
                                          [](const HeaderField& field) { return field.IsLawful(); });
-  if (isLawful && host::IsAscii(mail)) return mail;
+  if (isLawful && text::IsAscii(mail)) return mail;
   if (LacksCharset(header)) return WithUtf8Body(header);
   std::string out;
   for (const HeaderField& field : header.fields)

@@ -1,11 +1,12 @@
 #include "command/options.h"
 
-#include <cctype>
 #include <iostream>
 #include <map>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+
+#include "text/ascii.h"
 
 namespace nimport::command {
 
@@ -81,12 +82,11 @@ constexpr const char* CONTACTS_FOOTER =
 void AddDrive(const std::string& text, host::DriveMap& drives) {
   const std::size_t equals = text.find('=');
   const bool hasLetter = equals == 1 || (equals == 2 && text[1] == ':');
-  const bool isSound = hasLetter && std::isalpha(static_cast<unsigned char>(text[0])) != 0;
+  const bool isSound = hasLetter && text::IsAsciiLetter(text[0]);
   if (!isSound || equals + 1 == text.size()) {
     throw CLI::ValidationError("--drive", text + ": not of the form C=PATH");
   }
-  const char letter = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-  drives.insert_or_assign(letter, text.substr(equals + 1));
+  drives.insert_or_assign(text::AsciiUpper(text[0]), text.substr(equals + 1));
 }
 
 void AddCommonOptions(CLI::App& app, Options& options) {

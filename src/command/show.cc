@@ -12,7 +12,7 @@
 #include "command/losses.h"
 #include "command/visible.h"
 #include "host/result_error.h"
-#include "host/text.h"
+#include "text/code_page_932.h"
 
 namespace nimport::command {
 
@@ -37,7 +37,7 @@ ordered_json DescribeBody(const host::ExtractedFile& file) {
   if (bytes.ends_with('\0')) bytes.remove_suffix(1);
   const bool isText = file.extension == ".txt" || file.extension == ".html";
   if (!isText) return DescribeFile(file);
-  return {{"extension", file.extension}, {"text", host::CodePage932ToUtf8(bytes)}};
+  return {{"extension", file.extension}, {"text", text::Utf8FromCodePage932(bytes)}};
 }
 
 // The content type of a MIME mail's body; those of other mails are plain text.
@@ -73,7 +73,7 @@ ordered_json DescribeAll(std::int32_t count, int& exitCode,
 ordered_json DescribeBodies(const host::Mail& mail, const std::optional<MailContents>& contents,
                             int& exitCode) {
   if (contents && contents->kind == ContentsKind::Text) {
-    return {{{"extension", ".txt"}, {"text", host::CodePage932ToUtf8(contents->bytes)}}};
+    return {{{"extension", ".txt"}, {"text", text::Utf8FromCodePage932(contents->bytes)}}};
   }
   if (contents && contents->kind == ContentsKind::StoredFile) return ordered_json::array();
   const bool isMime = contents && contents->kind == ContentsKind::MimeMail;

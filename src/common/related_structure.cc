@@ -52,7 +52,7 @@ std::string_view ReadBoundary(std::string_view text, std::size_t structure) {
   const std::size_t parameter = Require(text, BOUNDARY_PARAMETER, structure, "a boundary");
   const std::size_t begin = Require(text, "\"", parameter, "a boundary in quotes") + 1;
   const std::size_t end = Require(text, "\"", begin, "a boundary in quotes");
-  if (end - begin + CLOSING_MARK.size() > ValueText::MAX_BYTES) {
+  if (end - begin + CLOSING_MARK.size() > text::ValueText::MAX_BYTES) {
     FailInvalid("a multipart/related structure with a boundary that is too long");
   }
   return text.substr(begin, end - begin);
@@ -83,7 +83,7 @@ void ScanParts(std::string_view text, std::size_t position, std::string_view bou
     // A part without a content type takes that of a later part: the search does not end with it.
     const std::size_t header = Require(text, CONTENT_TYPE, delimiter, "a content type");
     const std::size_t headerEnd = Require(text, HEADER_END, header, "an end of a header");
-    const auto line = FindFieldLine(text.substr(header, headerEnd - header), "content-type");
+    const auto line = text::FindFieldLine(text.substr(header, headerEnd - header), "content-type");
     if (!line) FailInvalid("a related part whose content type cannot be read");
     const auto place = static_cast<std::size_t>(line->data() - text.data());
     if (IsRecorded(*line)) entries.push_back({.place = place, .contentType = TypeOf(*line)});
@@ -95,7 +95,7 @@ void ScanParts(std::string_view text, std::size_t position, std::string_view bou
 
 void ScanRelatedStructure(std::string_view text, std::vector<RelatedEntry>& entries) {
   entries.clear();
-  text = UpToNul(text);
+  text = text::UpToNul(text);
   const std::size_t structure = text.find(RELATED_TYPE);
   if (structure == std::string_view::npos) return;
   const std::string_view boundary = ReadBoundary(text, structure);

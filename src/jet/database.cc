@@ -42,7 +42,7 @@ class QueryStore {
       queries_.clear();
       generation_ = generation;
     }
-    const std::string key = ToAsciiLower(name);
+    const std::string key = text::AsciiLower(name);
     if (const auto found = queries_.find(key); found != queries_.end()) return found->second;
     auto query = Prepare(name);
     queries_.emplace(key, query);
@@ -84,7 +84,7 @@ class JetQueryDefinition final : public QueryDefinition {
 
 class JetDatabase final : public Database {
  public:
-  JetDatabase(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
+  JetDatabase(std::unique_ptr<RandomAccessFile> file, const text::CodePageConverter& converter,
               const OpenOptions& options)
       : catalog_(std::move(file), converter, options), queries_(catalog_) {}
 
@@ -127,7 +127,7 @@ class JetDatabase final : public Database {
 }  // namespace
 
 std::unique_ptr<Database> Database::Open(std::unique_ptr<RandomAccessFile> file,
-                                         const TextConverter& converter,
+                                         const text::CodePageConverter& converter,
                                          const OpenOptions& options) {
   return std::make_unique<JetDatabase>(std::move(file), converter, options);
 }

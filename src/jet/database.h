@@ -22,7 +22,7 @@
 #include "jet/open_options.h"
 #include "jet/recordset.h"
 #include "jet/value.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -50,7 +50,7 @@ class Database {
  public:
   // Takes over `file`. `converter` must outlive the database.
   [[nodiscard]] static std::unique_ptr<Database> Open(std::unique_ptr<RandomAccessFile> file,
-                                                      const TextConverter& converter,
+                                                      const text::CodePageConverter& converter,
                                                       const OpenOptions& options = {});
   virtual ~Database() = default;
 

@@ -69,7 +69,7 @@ std::string NamePage(const Page& page) {
 
 class Inspector {
  public:
-  Inspector(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
+  Inspector(std::unique_ptr<RandomAccessFile> file, const text::CodePageConverter& converter,
             OpenOptions options)
       : catalog_(std::move(file), converter, WithListener(std::move(options), damage_)) {}
 
@@ -150,8 +150,8 @@ class Inspector {
 
 }  // namespace
 
-FileReport InspectFile(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
-                       const OpenOptions& options) {
+FileReport InspectFile(std::unique_ptr<RandomAccessFile> file,
+                       const text::CodePageConverter& converter, const OpenOptions& options) {
   return Inspector(std::move(file), converter, options).Inspect();
 }
 

@@ -11,7 +11,7 @@
 
 #include "common/random_access_file.h"
 #include "jet/open_options.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -42,7 +42,8 @@ struct FileReport {
 // the code page of `options`, whose listener is not used. Throws DatabaseError when the file cannot
 // be opened at all.
 [[nodiscard]] FileReport InspectFile(std::unique_ptr<RandomAccessFile> file,
-                                     const TextConverter& converter, const OpenOptions& options);
+                                     const text::CodePageConverter& converter,
+                                     const OpenOptions& options);
 
 }  // namespace nimport::jet
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "jet/database_error.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -58,7 +58,7 @@ struct KnownObjects {
 
 struct OpenOptions {
   // Code page of all text that goes in and out.
-  unsigned textCodePage = CODE_PAGE_JAPANESE;
+  unsigned textCodePage = text::CODE_PAGE_JAPANESE;
   // Memory for pages that have been read.
   std::size_t cacheBytes = std::size_t{8} << 20;
   // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise

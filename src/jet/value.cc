@@ -6,6 +6,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "text/ascii.h"
+
 namespace nimport::jet {
 namespace {
 
@@ -34,13 +36,9 @@ std::optional<std::int32_t> WholeNumber(double value) {
   return whole;
 }
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // Removes the digits at the start of `text`.
 std::string_view TakeDigits(std::string_view& text) {
-  const auto end = std::find_if_not(text.begin(), text.end(), IsDigit);
+  const auto end = std::find_if_not(text.begin(), text.end(), text::IsAsciiDigit);
   const std::string_view digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
   text.remove_prefix(digits.size());
   return digits;

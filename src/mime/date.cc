@@ -49,7 +49,7 @@ class DateReader {
   bool TakePart() {
     const char front = rest_.front();
     if (front == '(') return SkipComment();
-    if (IsAsciiDigit(front)) return TakeNumberOrTime();
+    if (text::IsAsciiDigit(front)) return TakeNumberOrTime();
     if (IsLetter(front)) return TakeWord();
     if (hasTime_ && IsOffset()) return TakeOffset();
     rest_.remove_prefix(1);
@@ -122,8 +122,7 @@ class DateReader {
 
   bool TakeWord() {
     const auto end = std::ranges::find_if_not(rest_, IsLetter);
-    std::string word(rest_.begin(), end);
-    std::ranges::transform(word, word.begin(), AsciiLower);
+    const std::string word = text::AsciiLower({rest_.begin(), end});
     rest_.remove_prefix(word.size());
     const auto* const month = std::ranges::find(MONTHS, word.substr(0, 3));
     if (month != std::end(MONTHS) && word.size() >= 3 && month_ == 0) {
@@ -180,11 +179,11 @@ class DateReader {
   }
 
   static bool IsLetter(char character) {
-    return IsAsciiLetterOrDigit(character) && !IsAsciiDigit(character);
+    return text::IsAsciiLetterOrDigit(character) && !text::IsAsciiDigit(character);
   }
 
   [[nodiscard]] bool IsDigitAt(std::size_t place) const {
-    return place < rest_.size() && IsAsciiDigit(rest_[place]);
+    return place < rest_.size() && text::IsAsciiDigit(rest_[place]);
   }
 
   std::string_view rest_;

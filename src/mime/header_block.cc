@@ -80,7 +80,7 @@ std::optional<std::string_view> HeaderBlock::Find(std::string_view name) const {
   std::string_view rest = lines_;
   while (!rest.empty()) {
     const std::optional<Field> field = ParseField(TakeLine(rest));
-    if (!field || !EqualsIgnoringCase(field->name, name)) continue;
+    if (!field || !text::EqualsIgnoringCase(field->name, name)) continue;
     // The value reaches to the first line that does not continue it.
     const char* const start = field->value.data();
     while (IsContinuation(rest))

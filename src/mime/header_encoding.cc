@@ -4,6 +4,7 @@
 
 #include "mime/transfer_encoding.h"
 #include "text/ascii.h"
+#include "text/utf8.h"
 
 namespace nimport::mime {
 
@@ -20,35 +21,18 @@ constexpr std::string_view FOLD = "\r\n ";
 
 std::string WithoutControls(std::string_view text) {
   std::string out(text);
-  const auto isControl = [](char byte) {
-    return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F;
-  };
-  std::replace_if(out.begin(), out.end(), isControl, ' ');
+  std::replace_if(out.begin(), out.end(), text::IsAsciiControl, ' ');
   return out;
-}
-
-bool IsAscii(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-// The longest beginning of `text` that has at most `maxBytes` bytes and ends with a whole
-// character.
-std::string_view CutUtf8(std::string_view text, std::size_t maxBytes) {
-  if (text.size() <= maxBytes) return text;
-  const auto isWithin = [&](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
-  while (maxBytes > 0 && isWithin(maxBytes))
-    --maxBytes;
-  return text.substr(0, maxBytes);
 }
 
 // The longest beginning of `text` for one encoded word of at most `maxBytes` bytes: whole
 // characters and, where it can be had, no padding. Some readers join the words before they decode
 // them and stop at padding in the middle.
 std::string_view CutForWord(std::string_view text, std::size_t maxBytes) {
-  const std::string_view longest = CutUtf8(text, maxBytes);
+  const std::string_view longest = text::CutUtf8(text, maxBytes);
   if (longest.size() == text.size()) return longest;
   for (std::size_t size = longest.size() / 3 * 3; size > 0; size -= 3) {
-    if (CutUtf8(text, size).size() == size) return text.substr(0, size);
+    if (text::CutUtf8(text, size).size() == size) return text.substr(0, size);
   }
   return longest;
 }
@@ -71,7 +55,7 @@ std::string EncodeWords(std::string_view text, std::size_t column) {
 }
 
 bool IsPlain(std::string_view text) {
-  return IsAscii(text) && text.find("=?") == std::string_view::npos;
+  return text::IsAscii(text) && text.find("=?") == std::string_view::npos;
 }
 
 // Breaks ASCII text before blanks, so that unfolding gives it back unchanged. Empty when a word is
@@ -109,8 +93,8 @@ std::string PercentEncoded(std::string_view text) {
   std::string out;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
-    const bool isPlain = byte < 0x80 && (IsAsciiLetterOrDigit(character) || character == '.' ||
-                                         character == '-' || character == '_');
+    const bool isPlain = byte < 0x80 && (text::IsAsciiLetterOrDigit(character) ||
+                                         character == '.' || character == '-' || character == '_');
     if (isPlain) {
       out += character;
     } else {
@@ -126,7 +110,7 @@ bool IsToken(std::string_view text) {
 
 bool IsAtomsAndBlanks(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char character) {
-    return IsAsciiLetterOrDigit(character) ||
+    return text::IsAsciiLetterOrDigit(character) ||
            std::string_view(" !#$%&'*+-/=?^_`{|}~").find(character) != std::string_view::npos;
   });
 }

@@ -41,7 +41,7 @@ std::optional<EncodedWord> ParseEncodedWord(std::string_view text, std::size_t s
   if (charsetSize == std::string_view::npos || charsetSize == 0) return std::nullopt;
   const std::size_t encodingAt = charsetStart + charsetSize + 1;
   if (encodingAt + 1 >= text.size() || text[encodingAt + 1] != '?') return std::nullopt;
-  const char encoding = AsciiLower(text[encodingAt]);
+  const char encoding = text::AsciiLower(text[encodingAt]);
   if (encoding != 'b' && encoding != 'q') return std::nullopt;
   const std::size_t dataStart = encodingAt + 2;
   const std::optional<std::size_t> dataEnd = FindDataEnd(text, dataStart);
@@ -53,8 +53,8 @@ std::optional<EncodedWord> ParseEncodedWord(std::string_view text, std::size_t s
 std::string DecodeQ(std::string_view data) {
   std::string result;
   for (std::size_t i = 0; i < data.size(); ++i) {
-    const int high = data[i] == '=' && i + 2 < data.size() ? HexDigit(data[i + 1]) : -1;
-    const int low = high >= 0 ? HexDigit(data[i + 2]) : -1;
+    const int high = data[i] == '=' && i + 2 < data.size() ? text::HexDigit(data[i + 1]) : -1;
+    const int low = high >= 0 ? text::HexDigit(data[i + 2]) : -1;
     if (low >= 0) {
       result += static_cast<char>(high << 4 | low);
       i += 2;
@@ -77,7 +77,7 @@ class WordJoiner {
 
   void AddPlain(std::string_view text) {
     // Blanks between two words belong to neither; wait for what comes.
-    if (hasWord_ && std::ranges::all_of(text, IsBlank)) {
+    if (hasWord_ && std::ranges::all_of(text, text::IsBlank)) {
       blanks_ += text;
       return;
     }
@@ -87,7 +87,7 @@ class WordJoiner {
 
   void AddWord(const EncodedWord& word) {
     blanks_.clear();
-    if (hasWord_ && !EqualsIgnoringCase(charset_, word.charset)) Flush();
+    if (hasWord_ && !text::EqualsIgnoringCase(charset_, word.charset)) Flush();
     charset_ = word.charset;
     bytes_ += DecodeWordData(word);
     hasWord_ = true;
@@ -123,12 +123,12 @@ std::string Unfold(std::string_view text) {
     const std::size_t lineEnd = text.find_first_of("\r\n");
     std::string_view line = text.substr(0, lineEnd);
     text.remove_prefix(line.size());
-    while (lineEnd != std::string_view::npos && !line.empty() && IsBlank(line.back())) {
+    while (lineEnd != std::string_view::npos && !line.empty() && text::IsBlank(line.back())) {
       line.remove_suffix(1);
     }
     result += line;
     if (text.empty()) break;
-    while (!text.empty() && IsBlank(text.front()))
+    while (!text.empty() && text::IsBlank(text.front()))
       text.remove_prefix(1);
     result += ' ';
   }
@@ -162,7 +162,7 @@ std::string DecodeHeaderValue(TextForm form, std::string_view rawValue) {
   std::string text = DecodeEncodedWords(form, UnfoldHeaderValue(form, rawValue));
   std::ranges::replace_if(
       text, [](char c) { return c == '\r' || c == '\n'; }, ' ');
-  return std::string(Trim(text));
+  return std::string(text::Trim(text));
 }
 
 }  // namespace nimport::mime

@@ -28,7 +28,7 @@ class Scanner {
   }
 
   void SkipBlanksAndComments() {
-    while (!AtEnd() && (IsBlank(text_[position_]) || text_[position_] == '(')) {
+    while (!AtEnd() && (text::IsBlank(text_[position_]) || text_[position_] == '(')) {
       if (text_[position_] == '(') {
         SkipComment();
       } else {
@@ -83,8 +83,8 @@ class Scanner {
 std::string DecodePercent(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
-    const int low = high >= 0 ? HexDigit(text[i + 2]) : -1;
+    const int high = text[i] == '%' && i + 2 < text.size() ? text::HexDigit(text[i + 1]) : -1;
+    const int low = high >= 0 ? text::HexDigit(text[i + 2]) : -1;
     result += low >= 0 ? static_cast<char>(high << 4 | low) : text[i];
     if (low >= 0) i += 2;
   }
@@ -116,9 +116,9 @@ bool IsTokenCharacter(char character) {
 
 std::string ToMediaType(std::string_view word) {
   const std::string_view type = LeadingToken(word);
-  std::string_view rest = Trim(word.substr(type.size()));
+  std::string_view rest = text::Trim(word.substr(type.size()));
   if (type.empty() || !rest.starts_with('/')) return {};
-  const std::string_view subtype = LeadingToken(Trim(rest.substr(1)));
+  const std::string_view subtype = LeadingToken(text::Trim(rest.substr(1)));
   return subtype.empty() ? std::string() : std::string(type) + '/' + std::string(subtype);
 }
 
@@ -128,15 +128,15 @@ ParameterizedValue ParameterizedValue::Parse(TextForm form, std::string_view raw
   ParameterizedValue result;
   result.form_ = form;
   scanner.SkipBlanksAndComments();
-  result.word_ = Trim(scanner.TakeUntil(";("));
+  result.word_ = text::Trim(scanner.TakeUntil(";("));
   (void)scanner.TakeUntil(";");
   while (scanner.Accept(';')) {
     scanner.SkipBlanksAndComments();
-    const std::string_view name = Trim(scanner.TakeUntil("=;"));
+    const std::string_view name = text::Trim(scanner.TakeUntil("=;"));
     if (!scanner.Accept('=')) continue;
     scanner.SkipBlanksAndComments();
-    std::string value =
-        scanner.Accept('"') ? scanner.TakeQuoted() : std::string(Trim(scanner.TakeUntil(";")));
+    std::string value = scanner.Accept('"') ? scanner.TakeQuoted()
+                                            : std::string(text::Trim(scanner.TakeUntil(";")));
     (void)scanner.TakeUntil(";");
     result.pieces_.push_back(MakePiece(name, std::move(value)));
   }
@@ -160,7 +160,7 @@ ParameterizedValue::Piece ParameterizedValue::MakePiece(std::string_view name, s
 std::optional<std::string> ParameterizedValue::Find(std::string_view name) const {
   std::vector<const Piece*> found;
   for (const Piece& piece : pieces_) {
-    if (EqualsIgnoringCase(piece.name, name)) found.push_back(&piece);
+    if (text::EqualsIgnoringCase(piece.name, name)) found.push_back(&piece);
   }
   if (found.empty()) return std::nullopt;
   return Decode(found);
@@ -170,8 +170,7 @@ std::vector<Parameter> ParameterizedValue::All() const {
   std::vector<std::vector<const Piece*>> groups;
   std::map<std::string, std::size_t> placeOf;  // by name in lower case
   for (const Piece& piece : pieces_) {
-    std::string name = piece.name;
-    std::ranges::transform(name, name.begin(), AsciiLower);
+    std::string name = text::AsciiLower(piece.name);
     const std::size_t place = placeOf.try_emplace(std::move(name), groups.size()).first->second;
     if (place == groups.size()) groups.emplace_back();
     groups[place].push_back(&piece);

@@ -16,7 +16,7 @@ constexpr std::string_view ANY_BYTES = "application/octet-stream";
 constexpr std::string_view ENCLOSED_MESSAGE = "message/rfc822";
 
 std::string WithoutAngleBrackets(std::string_view contentId) {
-  contentId = Trim(contentId);
+  contentId = text::Trim(contentId);
   if (contentId.starts_with('<')) contentId.remove_prefix(1);
   if (contentId.ends_with('>')) contentId.remove_suffix(1);
   return std::string(contentId);
@@ -31,7 +31,7 @@ std::string FindWord(const ParameterizedValue& value, std::string_view name) {
 Disposition ToDisposition(std::string_view word) {
   if (word.empty()) return Disposition::None;
   // What nobody knows is to be treated as an attachment.
-  return EqualsIgnoringCase(word, "inline") ? Disposition::Inline : Disposition::Attachment;
+  return text::EqualsIgnoringCase(word, "inline") ? Disposition::Inline : Disposition::Attachment;
 }
 
 // Where the lines begin that start with two dashes, as every delimiter does.
@@ -102,7 +102,7 @@ class StructureReader {
     part.start = WithoutAngleBrackets(type.Find("start").value_or(""));
     part.fileName = disposition.Find("filename").value_or("");
     if (part.fileName.empty()) part.fileName = type.Find("name").value_or("");
-    part.fileName = Trim(part.fileName);
+    part.fileName = text::Trim(part.fileName);
     part.type = ToMediaType(type.word());
     if (!part.type.empty()) return;
     // "Content-Type: text" and the like come from before MIME, and mean text; files are not text.
@@ -156,7 +156,8 @@ class StructureReader {
       std::string_view line = mail_.substr(*start, range.end - *start);
       if (line.substr(2, boundary.size()) != boundary) continue;
       line = TakeLine(line);
-      const std::string_view mark = Trim(line.substr(std::min(2 + boundary.size(), line.size())));
+      const std::string_view mark =
+          text::Trim(line.substr(std::min(2 + boundary.size(), line.size())));
       if (!mark.empty() && mark != "--") continue;
       return Delimiter{WithoutLineEnd({range.begin, *start}), *start + line.size(), mark == "--"};
     }
@@ -181,7 +182,7 @@ class StructureReader {
 
 bool HasType(const Part& part, std::string_view type) {
   const std::string_view own = part.type;
-  return EqualsIgnoringCase(type.ends_with('/') ? own.substr(0, type.size()) : own, type);
+  return text::EqualsIgnoringCase(type.ends_with('/') ? own.substr(0, type.size()) : own, type);
 }
 
 std::vector<Part> ReadStructure(TextForm form, std::string_view mail) {

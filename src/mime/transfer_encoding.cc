@@ -60,8 +60,8 @@ char* TakeWholeGroups(std::string_view& text, char* out, std::size_t room) {
 // The byte that the escape at the start of `text` stands for; -1 where none begins.
 int EscapedByte(std::string_view text) {
   if (text.size() < 3) return -1;
-  const int high = HexDigit(text[1]);
-  const int low = HexDigit(text[2]);
+  const int high = text::HexDigit(text[1]);
+  const int low = text::HexDigit(text[2]);
   return high < 0 || low < 0 ? -1 : high << 4 | low;
 }
 
@@ -184,9 +184,9 @@ TransferEncoding FindTransferEncoding(std::string_view value) {
       {"x-uuencode", TransferEncoding::Uuencode},
       {"x-uue", TransferEncoding::Uuencode},
   };
-  value = Trim(value.substr(0, value.find(';')));
+  value = text::Trim(value.substr(0, value.find(';')));
   const Name* const found = std::ranges::find_if(
-      NAMES, [&](const Name& name) { return EqualsIgnoringCase(name.name, value); });
+      NAMES, [&](const Name& name) { return text::EqualsIgnoringCase(name.name, value); });
   return found == std::end(NAMES) ? TransferEncoding::Identity : found->encoding;
 }
 

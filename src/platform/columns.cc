@@ -14,7 +14,7 @@ std::int32_t NumberOf(const jet::Value& value) {
 
 std::string_view TextOf(const jet::Value& value) {
   const auto* text = std::get_if<jet::Text>(&value);
-  return text == nullptr ? std::string_view() : UpToNul(text->bytes);
+  return text == nullptr ? std::string_view() : text::UpToNul(text->bytes);
 }
 
 std::int32_t ReadNumber(const jet::Recordset& recordset, std::string_view column) {
@@ -26,7 +26,7 @@ std::optional<std::string> ReadText(const jet::Recordset& recordset, std::string
   if (jet::IsNull(value)) return std::nullopt;
   auto* text = std::get_if<jet::Text>(&value);
   if (text == nullptr) return std::string();
-  const std::string_view kept = UpToNul(text->bytes);
+  const std::string_view kept = text::UpToNul(text->bytes);
   if (kept.size() < text->bytes.size()) return std::string(kept);
   return std::move(text->bytes);
 }

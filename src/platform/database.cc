@@ -7,7 +7,7 @@ namespace nimport::platform {
 SessionDatabase::SessionDatabase(Platform& platform, std::string_view path, jet::KnownObjects known)
     : platform_(platform), fileName_(platform.files().NativeName(path)) {
   jet::OpenOptions options;
-  options.textCodePage = CODE_PAGE_JAPANESE;
+  options.textCodePage = text::CODE_PAGE_JAPANESE;
   options.known = std::move(known);
   if (platform.IsSalvaging()) options.damageListener = this;
   database_ = jet::Database::Open(platform.files().OpenForReading(path), platform.text(), options);

@@ -206,7 +206,7 @@ class VersionNode {
     std::size_t offset = Aligned(valueOffset_ + valueBytes);
     while (offset < bytes_.size()) {
       VersionNode child(bytes_.subspan(offset));
-      if (FoldCase(child.name_) == FoldCase(name)) return child;
+      if (text::FoldCase(child.name_) == text::FoldCase(name)) return child;
       offset = Aligned(offset + child.bytes_.size());
     }
     throw NotFound();

@@ -12,7 +12,7 @@
 #include "platform/file_system.h"
 #include "platform/modules.h"
 #include "platform/registry.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform {
 
@@ -35,7 +35,7 @@ class Platform {
   [[nodiscard]] virtual FileSystem& files() = 0;
   [[nodiscard]] virtual const Clock& clock() const = 0;
   [[nodiscard]] virtual ModuleLoader& modules() = 0;
-  [[nodiscard]] virtual const TextConverter& text() const = 0;
+  [[nodiscard]] virtual const text::CodePageConverter& text() const = 0;
   [[nodiscard]] virtual DiagnosticsSink& diagnostics() = 0;
 };
 

@@ -29,7 +29,7 @@ std::string ReadRegistryFile(const std::string& name) {
 std::string KeyOf32Bits(std::string_view key) {
   const std::string_view start = key.substr(0, SOFTWARE.size());
   const auto fold = [](std::string_view ascii) {
-    return FoldCase(std::u16string(ascii.begin(), ascii.end()));
+    return text::FoldCase(std::u16string(ascii.begin(), ascii.end()));
   };
   if (fold(start) != fold(SOFTWARE)) return {};
   return std::string(SOFTWARE_OF_32_BITS).append(key.substr(SOFTWARE.size()));

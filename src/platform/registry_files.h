@@ -10,7 +10,7 @@
 
 #include "platform/registry.h"
 #include "platform/settings.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform {
 
@@ -23,7 +23,7 @@ class RegistryFiles final : public Registry {
   using FileNames = std::function<std::vector<std::string>()>;
 
   // `text` must outlive this object.
-  RegistryFiles(FileNames fileNames, const TextConverter& text)
+  RegistryFiles(FileNames fileNames, const text::CodePageConverter& text)
       : fileNames_(std::move(fileNames)), text_(text) {}
 
   [[nodiscard]] std::optional<std::string> ReadString(RegistryHive hive, std::string_view key,
@@ -31,7 +31,7 @@ class RegistryFiles final : public Registry {
 
  private:
   FileNames fileNames_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
 };
 
 // The files that NIMPORT_REGISTRY names, with `separator` between them.

@@ -4,8 +4,10 @@
 #include <utility>
 #include <vector>
 
+#include "text/ascii.h"
 #include "text/code_page_932.h"
 #include "text/letter_case.h"
+#include "text/utf16.h"
 
 namespace nimport::platform {
 namespace {
@@ -29,28 +31,22 @@ constexpr std::pair<std::u16string_view, Form> SIGNATURES[] = {
     {u"Windows Registry Editor Version 5.00", Form::Version5},
     {u"WINE REGISTRY Version 2", Form::Wine}};
 
-std::u16string_view Trim(std::u16string_view text) {
-  constexpr std::u16string_view BLANKS = u" \t\r";
-  const std::size_t first = text.find_first_not_of(BLANKS);
-  if (first == std::u16string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
-}
-
 // The lines of a registry file. Lines that nobody needs are not converted.
 class LineReader {
  public:
-  LineReader(std::string_view file, const TextConverter& text) : rest_(file), text_(text) {
+  LineReader(std::string_view file, const text::CodePageConverter& text)
+      : rest_(file), text_(text) {
     if (SkipPrefix("\xFF\xFE")) {
       isWide_ = true;
     } else {
       SkipPrefix("\xEF\xBB\xBF");
     }
-    codePage_ = CODE_PAGE_UTF8;
+    codePage_ = text::CODE_PAGE_UTF8;
     const std::u16string first = Next().value_or(u"");
     for (const auto& [signature, form] : SIGNATURES) {
-      if (Trim(first) == signature) form_ = form;
+      if (text::Trim(first) == signature) form_ = form;
     }
-    if (form_ == Form::Regedit4) codePage_ = CODE_PAGE_JAPANESE;
+    if (form_ == Form::Regedit4) codePage_ = text::CODE_PAGE_JAPANESE;
   }
 
   [[nodiscard]] Form form() const { return form_; }
@@ -69,24 +65,14 @@ class LineReader {
 
   // The line as text.
   [[nodiscard]] std::u16string Line() const {
-    if (isWide_) return FromWide(line_);
+    if (isWide_) return text::Utf16FromLittleEndian(line_);
     if (auto utf16 = text_.ToUtf16Strict(line_, codePage_)) return *std::move(utf16);
-    return text_.ToUtf16(line_, CODE_PAGE_JAPANESE);
+    return text_.ToUtf16(line_, text::CODE_PAGE_JAPANESE);
   }
 
   [[nodiscard]] std::optional<std::u16string> Next() {
     if (!Advance()) return std::nullopt;
     return Line();
-  }
-
-  // UTF-16LE in bytes; an odd byte at the end is dropped.
-  [[nodiscard]] static std::u16string FromWide(std::string_view bytes) {
-    std::u16string result;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-      result += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                      static_cast<unsigned char>(bytes[i + 1]) << 8);
-    }
-    return result;
   }
 
  private:
@@ -109,9 +95,9 @@ class LineReader {
 
   std::string_view rest_;
   std::string_view line_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   bool isWide_ = false;
-  unsigned codePage_ = CODE_PAGE_UTF8;
+  unsigned codePage_ = text::CODE_PAGE_UTF8;
   Form form_ = Form::Unknown;
 };
 
@@ -191,18 +177,19 @@ class Cursor {
 // Walks a file for one value.
 class Search {
  public:
-  Search(std::string_view file, const RegistryQuery& query, const TextConverter& text)
+  Search(std::string_view file, const RegistryQuery& query, const text::CodePageConverter& text)
       : lines_(file, text), text_(text), query_(query) {
-    const std::u16string key = text.ToUtf16(query.key, CODE_PAGE_JAPANESE);
+    const std::u16string key = text.ToUtf16(query.key, text::CODE_PAGE_JAPANESE);
     const bool isMachine = query.hive == RegistryHive::LocalMachine;
     if (lines_.form() == Form::Wine) {
-      wantedKeys_ = {FoldCase(key)};
+      wantedKeys_ = {text::FoldCase(key)};
     } else if (isMachine) {
-      wantedKeys_ = {FoldCase(u"HKEY_LOCAL_MACHINE\\" + key), FoldCase(u"HKLM\\" + key)};
+      wantedKeys_ = {text::FoldCase(u"HKEY_LOCAL_MACHINE\\" + key),
+                     text::FoldCase(u"HKLM\\" + key)};
     } else {
-      wantedKeys_ = {FoldCase(u"HKEY_CURRENT_USER\\" + key), FoldCase(u"HKCU\\" + key)};
+      wantedKeys_ = {text::FoldCase(u"HKEY_CURRENT_USER\\" + key), text::FoldCase(u"HKCU\\" + key)};
     }
-    wantedName_ = FoldCase(text.ToUtf16(query.valueName, CODE_PAGE_JAPANESE));
+    wantedName_ = text::FoldCase(text.ToUtf16(query.valueName, text::CODE_PAGE_JAPANESE));
   }
 
   [[nodiscard]] std::optional<std::string> Run() {
@@ -228,7 +215,7 @@ class Search {
  private:
   // Whether a line of a Wine file's head leaves it open that the file is of the wanted hive.
   [[nodiscard]] bool IsOfWantedHive(const std::u16string& line) const {
-    const std::u16string folded = FoldCase(line);
+    const std::u16string folded = text::FoldCase(line);
     if (folded.find(u"all keys relative to") == std::u16string::npos) return true;
     const char16_t* name =
         query_.hive == RegistryHive::LocalMachine ? u"\\\\machine" : u"\\\\user\\\\s-";
@@ -237,15 +224,15 @@ class Search {
 
   // Takes in a line "[key]"; one that deletes the key takes back what was found.
   [[nodiscard]] bool IsWantedKey(const std::u16string& line) {
-    std::u16string_view name = Trim(line);
+    std::u16string_view name = text::Trim(line);
     name.remove_prefix(1);
     const bool isDeleted = name.starts_with(u'-');
     if (isDeleted) name.remove_prefix(1);
     std::u16string key;
     if (lines_.form() == Form::Wine) {
-      key = FoldCase(Cursor(name, Form::Wine).TakeUntil(u']').value_or(u""));
+      key = text::FoldCase(Cursor(name, Form::Wine).TakeUntil(u']').value_or(u""));
     } else {
-      key = FoldCase(name.substr(0, name.rfind(u']')));
+      key = text::FoldCase(name.substr(0, name.rfind(u']')));
     }
     const bool isWanted =
         std::find(wantedKeys_.begin(), wantedKeys_.end(), key) != wantedKeys_.end();
@@ -258,7 +245,7 @@ class Search {
 
   // Takes in a line "name"=value of the wanted key.
   void ReadValue(const std::u16string& line) {
-    Cursor cursor(Trim(line), lines_.form());
+    Cursor cursor(text::Trim(line), lines_.form());
     std::optional<std::u16string> name;
     if (cursor.Skip(u"\"")) {
       name = cursor.TakeUntil(u'"');
@@ -266,7 +253,7 @@ class Search {
       name.emplace();
     }
     cursor.SkipBlanks();
-    if (!name || FoldCase(*name) != wantedName_ || !cursor.Skip(u"=")) return;
+    if (!name || text::FoldCase(*name) != wantedName_ || !cursor.Skip(u"=")) return;
     cursor.SkipBlanks();
     found_.reset();
     isBroken_ = !cursor.Skip(u"-") && !ReadData(cursor);
@@ -299,7 +286,7 @@ class Search {
 
   [[nodiscard]] bool ReadQuoted(Cursor& cursor) {
     const auto value = cursor.TakeUntil(u'"');
-    if (value) found_ = text_.FromUtf16(*value, CODE_PAGE_JAPANESE);
+    if (value) found_ = text_.FromUtf16(*value, text::CODE_PAGE_JAPANESE);
     return value.has_value();
   }
 
@@ -319,7 +306,8 @@ class Search {
     const auto bytes = type ? ReadHexBytes(std::u16string(cursor.Rest())) : std::nullopt;
     if (!bytes) return false;
     const bool isWide = IsText(*type) && lines_.form() != Form::Regedit4;
-    found_ = isWide ? text_.FromUtf16(LineReader::FromWide(*bytes), CODE_PAGE_JAPANESE) : *bytes;
+    found_ = isWide ? text_.FromUtf16(text::Utf16FromLittleEndian(*bytes), text::CODE_PAGE_JAPANESE)
+                    : *bytes;
     return true;
   }
 
@@ -327,7 +315,7 @@ class Search {
   [[nodiscard]] std::optional<std::string> ReadHexBytes(std::u16string line) {
     std::string bytes;
     while (true) {
-      Cursor cursor(Trim(line), Form::Version5);
+      Cursor cursor(text::Trim(line), Form::Version5);
       while (!cursor.Rest().empty() && cursor.Rest()[0] != u'\\' && cursor.Rest()[0] != u';') {
         if (Cursor::DigitOf(cursor.Rest()[0]) >= 16) return std::nullopt;
         const unsigned value = cursor.TakeNumber(16, 2);
@@ -348,7 +336,7 @@ class Search {
     if (!found_) return std::nullopt;
     if (found_->ends_with('\0')) found_->pop_back();
     if (found_->size() > MAX_VALUE_BYTES) Refuse("takes more than 519 bytes");
-    return std::string(UpToNul(*found_));
+    return std::string(text::UpToNul(*found_));
   }
 
   [[noreturn]] void Refuse(const std::string& why) const {
@@ -357,7 +345,7 @@ class Search {
   }
 
   LineReader lines_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   RegistryQuery query_;
   std::vector<std::u16string> wantedKeys_;
   std::u16string wantedName_;
@@ -368,7 +356,7 @@ class Search {
 }  // namespace
 
 std::optional<std::string> FindRegistryString(std::string_view file, const RegistryQuery& query,
-                                              const TextConverter& text) {
+                                              const text::CodePageConverter& text) {
   return Search(file, query, text).Run();
 }
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "platform/registry.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform {
 
@@ -31,7 +31,7 @@ struct RegistryQuery {
 // line; a file without that line serves both.
 [[nodiscard]] std::optional<std::string> FindRegistryString(std::string_view file,
                                                             const RegistryQuery& query,
-                                                            const TextConverter& text);
+                                                            const text::CodePageConverter& text);
 
 }  // namespace nimport::platform
 

@@ -5,14 +5,9 @@
 #include <string_view>
 #include <utility>
 
+#include "text/ascii.h"
+
 namespace nimport::platform {
-namespace {
-
-constexpr char ToUpper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-}
-
-}  // namespace
 
 std::optional<int> ReadPlatformId(const Settings& settings, std::optional<int> usual) {
   const std::optional<std::string> setting = settings("NIMPORT_PLATFORM_ID");
@@ -43,7 +38,7 @@ std::vector<std::pair<char, std::string>> ReadDrives(const Settings& settings) {
     const std::string_view name = entry.substr(0, equals);
     const bool isLetter = name.size() == 1 || (name.size() == 2 && name[1] == ':');
     if (equals == std::string_view::npos || !isLetter || equals + 1 == entry.size()) continue;
-    drives.emplace_back(ToUpper(name[0]), entry.substr(equals + 1));
+    drives.emplace_back(text::AsciiUpper(name[0]), entry.substr(equals + 1));
   }
   return drives;
 }

@@ -9,17 +9,18 @@
 namespace nimport::platform {
 namespace {
 
-bool IsSameName(const std::string& a, const std::string& b, const TextConverter& text) {
-  return a == b || FoldCase(text.ToUtf16(a, CODE_PAGE_JAPANESE)) ==
-                       FoldCase(text.ToUtf16(b, CODE_PAGE_JAPANESE));
+bool IsSameName(const std::string& a, const std::string& b, const text::CodePageConverter& text) {
+  return a == b || text::FoldCase(text.ToUtf16(a, text::CODE_PAGE_JAPANESE)) ==
+                       text::FoldCase(text.ToUtf16(b, text::CODE_PAGE_JAPANESE));
 }
 
-bool HasSameStart(const WindowsPath& a, const WindowsPath& b, const TextConverter& text) {
+bool HasSameStart(const WindowsPath& a, const WindowsPath& b, const text::CodePageConverter& text) {
   return a.start == b.start && a.drive == b.drive && a.levelsUp == b.levelsUp &&
          IsSameName(a.server, b.server, text) && IsSameName(a.share, b.share, text);
 }
 
-bool IsBeneath(const WindowsPath& path, const WindowsPath& directory, const TextConverter& text) {
+bool IsBeneath(const WindowsPath& path, const WindowsPath& directory,
+               const text::CodePageConverter& text) {
   // A store at the root of this machine would make all of it the store's.
   if (directory.start == PathStart::Root && directory.parts.empty()) return false;
   return HasSameStart(path, directory, text) && path.parts.size() >= directory.parts.size() &&
@@ -34,7 +35,7 @@ bool NamesVolume(const WindowsPath& path) {
 
 }  // namespace
 
-StoredTarget ParseStoredPath(const StoredPath& stored, const TextConverter& text) {
+StoredTarget ParseStoredPath(const StoredPath& stored, const text::CodePageConverter& text) {
   const auto refuse = [&](const char* why) {
     throw FileMissing(DisplayPath(stored.path, text), why);
   };
@@ -59,8 +60,8 @@ StoredTarget ParseStoredPath(const StoredPath& stored, const TextConverter& text
   return target;
 }
 
-std::string DisplayPath(std::string_view path, const TextConverter& text) {
-  return text.FromUtf16(text.ToUtf16(path, CODE_PAGE_JAPANESE), CODE_PAGE_UTF8);
+std::string DisplayPath(std::string_view path, const text::CodePageConverter& text) {
+  return text.FromUtf16(text.ToUtf16(path, text::CODE_PAGE_JAPANESE), text::CODE_PAGE_UTF8);
 }
 
 }  // namespace nimport::platform

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/windows_path.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform {
 
@@ -27,10 +27,11 @@ struct StoredTarget {
 // of the drive of that directory. Throws FileMissing for a path that cannot be understood, for one
 // that names no drive where the store's directory names none, and for a network share other than
 // the store's own.
-[[nodiscard]] StoredTarget ParseStoredPath(const StoredPath& stored, const TextConverter& text);
+[[nodiscard]] StoredTarget ParseStoredPath(const StoredPath& stored,
+                                           const text::CodePageConverter& text);
 
 // A path in UTF-8 as it is written, for messages.
-[[nodiscard]] std::string DisplayPath(std::string_view path, const TextConverter& text);
+[[nodiscard]] std::string DisplayPath(std::string_view path, const text::CodePageConverter& text);
 
 }  // namespace nimport::platform
 

@@ -14,7 +14,7 @@ bool IsDirectlyIn(std::string_view directory, std::string_view path) {
   const char separator = path[directory.size()];
   const std::string_view name = path.substr(directory.size() + 1);
   return (separator == '\\' || separator == '/') && name.find('/') == std::string_view::npos &&
-         FindLastCharacter(name, '\\') == std::string_view::npos;
+         text::FindLastCharacter(name, '\\') == std::string_view::npos;
 }
 
 }  // namespace

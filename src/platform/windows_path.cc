@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "text/ascii.h"
 #include "text/code_page_932.h"
 
 namespace nimport::platform {
@@ -10,12 +11,6 @@ namespace {
 
 constexpr bool IsSeparator(char c) {
   return c == '\\' || c == '/';
-}
-constexpr bool IsLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-constexpr char ToUpper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
 }
 
 constexpr std::array<std::string_view, 6> DEVICES{"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
@@ -26,8 +21,7 @@ bool IsDevice(std::string_view part) {
   std::string_view stem = part.substr(0, part.find('.'));
   while (!stem.empty() && stem.back() == ' ')
     stem.remove_suffix(1);
-  std::string name(stem);
-  std::transform(name.begin(), name.end(), name.begin(), ToUpper);
+  const std::string name = text::AsciiUpper(stem);
   if (std::find(DEVICES.begin(), DEVICES.end(), name) != DEVICES.end()) return true;
   return name.size() == 4 && name[3] >= '1' && name[3] <= '9' &&
          std::find(NUMBERED_DEVICES.begin(), NUMBERED_DEVICES.end(), name.substr(0, 3)) !=
@@ -43,7 +37,7 @@ bool IsUsablePart(std::string_view part) {
 std::string_view TakePart(std::string_view& path) {
   std::size_t end = 0;
   while (end < path.size() && !IsSeparator(path[end]))
-    end += IsLeadByte(static_cast<unsigned char>(path[end])) ? 2 : 1;
+    end += text::IsLeadByte(static_cast<unsigned char>(path[end])) ? 2 : 1;
   const std::string_view part = path.substr(0, end);
   path.remove_prefix(std::min(path.size(), end + 1));
   return part;
@@ -65,9 +59,9 @@ bool ParseNetworkStart(std::string_view& path, WindowsPath& result) {
 
 // Takes the path's start off `path`. False when nothing can be opened under it.
 bool ParseStart(std::string_view& path, WindowsPath& result) {
-  if (path.size() >= 2 && path[1] == ':' && IsLetter(path[0])) {
+  if (path.size() >= 2 && path[1] == ':' && text::IsAsciiLetter(path[0])) {
     result.start = PathStart::Drive;
-    result.drive = ToUpper(path[0]);
+    result.drive = text::AsciiUpper(path[0]);
     path.remove_prefix(2);
     return !path.empty() && IsSeparator(path[0]);
   }

@@ -95,10 +95,10 @@ void CheckInstallation(platform::Platform& platform) {
   CheckMailerVersion(platform, path);
 }
 
-PathText FindDatabaseDirectory(const platform::Platform& platform) {
+text::PathText FindDatabaseDirectory(const platform::Platform& platform) {
   const RegistryHive hive = DirectoryHive(platform);
   const auto directory =
-      PathText::Fit(ReadRegistryString(platform, hive, DIRECTORY_KEY, "DatabaseDir"));
+      text::PathText::Fit(ReadRegistryString(platform, hive, DIRECTORY_KEY, "DatabaseDir"));
   if (!directory) FailInvalid("the database directory's path is too long");
   return *directory;
 }
@@ -106,13 +106,13 @@ PathText FindDatabaseDirectory(const platform::Platform& platform) {
 void DiscoverInstallation(MailerContext& context, SessionMode mode) {
   platform::Platform& platform = context.platform;
   context.databaseDir = FindDatabaseDirectory(platform);
-  const auto account =
-      AccountText::Fit(ReadRegistryString(platform, RegistryHive::CurrentUser, SESSION_KEY, "ID1"));
+  const auto account = text::AccountText::Fit(
+      ReadRegistryString(platform, RegistryHive::CurrentUser, SESSION_KEY, "ID1"));
   if (!account) FailInvalid("the member ID is too long");
   context.accountId = *account;
   const char* database =
       mode == SessionMode::AddressBook ? "\\Abook.mdb" : mailstore::MAIL_DATABASE_FILE;
-  const auto path = PathText::Fit(context.databaseDir.str() + database);
+  const auto path = text::PathText::Fit(context.databaseDir.str() + database);
   if (!path) FailInvalid("the database's path is too long");
   OpenDatabaseFile(context, path->str(),
                    mode == SessionMode::AddressBook ? addressbook::KnownAddressObjects()

@@ -16,7 +16,7 @@ void CheckInstallation(platform::Platform& platform);
 
 // The directory of both databases, without a trailing '\'. Throws Failure (-3) when the settings do
 // not tell.
-[[nodiscard]] PathText FindDatabaseDirectory(const platform::Platform& platform);
+[[nodiscard]] text::PathText FindDatabaseDirectory(const platform::Platform& platform);
 
 // Fills the context's directories and member ID from the platform and opens the database of `mode`.
 // Throws Failure: -3 when a setting or the database is missing, -2 when the database cannot be

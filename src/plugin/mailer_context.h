@@ -31,8 +31,8 @@ struct MailerContext {
 
   platform::Platform& platform;
   std::unique_ptr<mime::MimeSession> mimeSession;
-  PathText databaseDir;
-  AccountText accountId;
+  text::PathText databaseDir;
+  text::AccountText accountId;
   // The process that the temporary names are of, by which GetTemporaryNames notices a fork.
   std::int64_t process;
   extraction::TemporaryNames temporaryNames;

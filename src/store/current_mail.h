@@ -11,12 +11,12 @@ namespace nimport::mailstore {
 // The header values last read from columns in the open folder, each perhaps of another mail: a
 // mail's source is composed from them.
 struct CurrentMail {
-  ValueText subject;
-  ValueText from;
-  ValueText to;
-  ValueText messageId;
+  text::ValueText subject;
+  text::ValueText from;
+  text::ValueText to;
+  text::ValueText messageId;
   std::int32_t date = 0;  // seconds since 1970-01-01 00:00:00; 0 is none
-  ValueText contentType;
+  text::ValueText contentType;
   std::string composedHeader;  // the header block that was composed last
 };
 

@@ -20,8 +20,8 @@ constexpr std::string_view STRAYS_NAME = "(no cabinet)";
 // The last position that a handle can carry.
 constexpr std::int64_t MAX_INDEX = std::numeric_limits<std::int32_t>::max();
 
-NameText ReadName(const jet::Recordset& row, std::string_view column) {
-  return NameText::CutOwned(platform::ReadText(row, column).value_or(""));
+text::NameText ReadName(const jet::Recordset& row, std::string_view column) {
+  return text::NameText::CutOwned(platform::ReadText(row, column).value_or(""));
 }
 
 // As many rows of the table as can be read.
@@ -84,7 +84,8 @@ void FolderList::ReadFolders(jet::Database& database) {
   }
 }
 
-void FolderList::AppendCabinet(std::int32_t number, NameText name, const FolderGroup& folders) {
+void FolderList::AppendCabinet(std::int32_t number, text::NameText name,
+                               const FolderGroup& folders) {
   const std::int64_t index =
       cabinets_.empty() ? 0
                         : std::int64_t{cabinets_.back().index} + 1 + cabinets_.back().FolderCount();
@@ -129,7 +130,7 @@ void FolderList::AppendStrays(jet::Database& database, const LossListener& onLos
     for (const Folder& folder : cabinet.folders->folders)
       known.insert(folder.number);
   }
-  std::map<std::int32_t, NameText> strays;
+  std::map<std::int32_t, text::NameText> strays;
   ForEachRow(database, FOLDER_TABLE, onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
     if (!known.contains(number)) strays.emplace(number, ReadName(row, "FolderName"));
@@ -137,12 +138,12 @@ void FolderList::AppendStrays(jet::Database& database, const LossListener& onLos
   ForEachRow(database, "DataTBL", onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
     if (known.contains(number) || !IsListedMailKind(platform::ReadNumber(row, "DataType"))) return;
-    strays.emplace(number, NameText::Cut("folder " + std::to_string(number)));
+    strays.emplace(number, text::NameText::Cut("folder " + std::to_string(number)));
   });
   if (strays.empty()) return;
   for (auto& [number, name] : strays)
     strays_.folders.push_back({.number = number, .name = std::move(name)});
-  AppendCabinet(-1, NameText::Cut(STRAYS_NAME), strays_);
+  AppendCabinet(-1, text::NameText::Cut(STRAYS_NAME), strays_);
 }
 
 const FolderList::Cabinet* FolderList::FindCabinet(std::int32_t index) const {

@@ -62,7 +62,7 @@ class FolderList {
  private:
   struct Folder {
     std::int32_t number = 0;
-    NameText name;
+    text::NameText name;
   };
   // The folders with one cabinet number, in the table's order. They end before the first that
   // cannot be read.
@@ -73,7 +73,7 @@ class FolderList {
   struct Cabinet {
     std::int32_t index = 0;  // its position; its folders follow
     std::int32_t number = 0;
-    NameText name;
+    text::NameText name;
     const FolderGroup* folders = nullptr;
 
     [[nodiscard]] std::int32_t FolderCount() const {
@@ -90,7 +90,7 @@ class FolderList {
   void ReadFolders(jet::Database& database);
   void LoadCabinets(jet::Database& database,
                     const std::function<void(const std::exception_ptr&)>& onFolderFailure);
-  void AppendCabinet(std::int32_t number, NameText name, const FolderGroup& folders);
+  void AppendCabinet(std::int32_t number, text::NameText name, const FolderGroup& folders);
   void AppendStrays(jet::Database& database, const LossListener& onLoss);
   // The cabinet at a position or the one whose folder stands there; null when there is none.
   [[nodiscard]] const Cabinet* FindCabinet(std::int32_t index) const;

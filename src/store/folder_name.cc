@@ -28,11 +28,12 @@ std::string EscapeFolderName(std::string_view name) {
   std::string escaped;
   while (!name.empty()) {
     // The second byte of a double-byte character may have the value of '\' and is not looked at.
-    const bool isDouble = IsLeadByte(static_cast<unsigned char>(name.front())) && name.size() > 1;
+    const bool isDouble =
+        text::IsLeadByte(static_cast<unsigned char>(name.front())) && name.size() > 1;
     const std::string_view character = name.substr(0, isDouble ? 2 : 1);
     const std::string_view escape = isDouble ? std::string_view() : EscapeOf(name.front());
     const std::string_view written = escape.empty() ? character : escape;
-    if (escaped.size() + written.size() > PathText::MAX_BYTES) break;
+    if (escaped.size() + written.size() > text::PathText::MAX_BYTES) break;
     escaped += written;
     name.remove_prefix(character.size());
   }

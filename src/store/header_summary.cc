@@ -35,7 +35,7 @@ std::string_view ColumnFor(const MailKindColumns& columns, FieldSelector selecto
 }
 
 // Empty where the kind has no column for the field or the column is null.
-ValueText ReadColumnField(const MailRow& row, FieldSelector selector) {
+text::ValueText ReadColumnField(const MailRow& row, FieldSelector selector) {
   const std::string_view column = ColumnFor(row.columns, selector);
   if (column.empty()) return {};
   std::optional<std::string> text = platform::ReadText(*row.recordset, column);
@@ -45,12 +45,12 @@ ValueText ReadColumnField(const MailRow& row, FieldSelector selector) {
     *text += ' ' + platform::ReadText(*row.recordset, nameColumn).value_or("");
   }
   if (text->find_first_not_of(' ') == std::string::npos) FailInvalid("the header field is blank");
-  return ValueText::Cut(*text);
+  return text::ValueText::Cut(*text);
 }
 
 // Only values read from columns are remembered: a source is composed for mails kept in columns
 // alone.
-void StoreCurrentField(MailStore& store, FieldSelector selector, const ValueText& value) {
+void StoreCurrentField(MailStore& store, FieldSelector selector, const text::ValueText& value) {
   if (!store.currentMail) FailInvalid("no current mail to remember the header field in");
   switch (selector) {
     case FieldSelector::Subject:
@@ -74,10 +74,10 @@ void StoreCurrentField(MailStore& store, FieldSelector selector, const ValueText
 }
 
 // From the header of a whole mail that stands in a column.
-ValueText ReadStoredTextField(const MailRow& row, FieldSelector selector) {
+text::ValueText ReadStoredTextField(const MailRow& row, FieldSelector selector) {
   const std::optional<std::string> text = platform::ReadText(*row.recordset, "TextData");
   if (!text) FailInvalid("the mail has no text");
-  return ValueText::Cut(GetHeaderLine(*text, selector));
+  return text::ValueText::Cut(GetHeaderLine(*text, selector));
 }
 
 // The content type of a main part of the library's current mail.
@@ -118,40 +118,41 @@ std::optional<std::string> GetMimeHeaderText(mime::MimeSession& session, FieldSe
   return std::nullopt;
 }
 
-ValueText ReadMimeFileField(MailStore& store, const MailRow& row, FieldSelector selector,
-                            std::int32_t bodyIndex) {
+text::ValueText ReadMimeFileField(MailStore& store, const MailRow& row, FieldSelector selector,
+                                  std::int32_t bodyIndex) {
   MimeFile(store, row).RequireParsed();
-  if (selector == FieldSelector::ContentType) return ValueText::Cut(ReadBodyType(store, bodyIndex));
+  if (selector == FieldSelector::ContentType)
+    return text::ValueText::Cut(ReadBodyType(store, bodyIndex));
   const std::optional<std::string> text = GetMimeHeaderText(store.mime, selector);
   if (!text) FailInvalid("the MIME library gives no text for the header field");
-  return ValueText::Cut(*text);
+  return text::ValueText::Cut(*text);
 }
 
-ValueText ReadFieldSource(MailStore& store, const MailRow& row, FieldSelector selector,
-                          std::int32_t bodyIndex) {
+text::ValueText ReadFieldSource(MailStore& store, const MailRow& row, FieldSelector selector,
+                                std::int32_t bodyIndex) {
   const MailContent content = ContentOf(row);
   if (content == MailContent::MimeFile) return ReadMimeFileField(store, row, selector, bodyIndex);
   if (content == MailContent::WholeMail) return ReadStoredTextField(row, selector);
-  ValueText value = ReadColumnField(row, selector);
+  text::ValueText value = ReadColumnField(row, selector);
   StoreCurrentField(store, selector, value);
   return value;
 }
 
 }  // namespace
 
-ValueText GetMailField(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex,
-                       FieldSelector selector, std::int32_t bodyIndex) {
-  ValueText value;
+text::ValueText GetMailField(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex,
+                             FieldSelector selector, std::int32_t bodyIndex) {
+  text::ValueText value;
   {
     MailRow row = FindMailRow(store, folderIndex, mailIndex);
     RefreshMailSize(row);
     value = ReadFieldSource(store, row, selector, bodyIndex);
   }
   if (!value.empty()) return value;
-  if (selector != FieldSelector::MessageId) return ValueText::Cut(EMPTY_FIELD_TEXT);
+  if (selector != FieldSelector::MessageId) return text::ValueText::Cut(EMPTY_FIELD_TEXT);
   std::int32_t seconds = 0;
   GetMailTime(store, folderIndex, mailIndex, seconds);
-  return ValueText::Cut(MakeFallbackMessageId(seconds, store.platform.clock()));
+  return text::ValueText::Cut(MakeFallbackMessageId(seconds, store.platform.clock()));
 }
 
 }  // namespace nimport::mailstore

@@ -19,9 +19,9 @@ inline constexpr char EMPTY_FIELD_TEXT[] = "DEFAULT";
 // Throws Failure: as FindMailRow; -3 when the value is blank, cannot be found in the mail's text,
 // or the MIME file is missing or cannot be parsed; -2 when a stored text is empty or a file cannot
 // be read.
-[[nodiscard]] ValueText GetMailField(MailStore& store, std::int32_t folderIndex,
-                                     std::int32_t mailIndex, FieldSelector selector,
-                                     std::int32_t bodyIndex);
+[[nodiscard]] text::ValueText GetMailField(MailStore& store, std::int32_t folderIndex,
+                                           std::int32_t mailIndex, FieldSelector selector,
+                                           std::int32_t bodyIndex);
 
 }  // namespace nimport::mailstore
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <span>
 
+#include "text/ascii.h"
 #include "text/code_page_932.h"
 
 namespace nimport::mailstore {
@@ -30,14 +31,6 @@ constexpr ZoneEntry ZONES[] = {
     {"MST", -7}, {"MDT", -6}, {"PST", -8}, {"PDT", -7}, {"JST", 9},
 };
 
-constexpr bool IsDigit(char byte) {
-  return byte >= '0' && byte <= '9';
-}
-
-constexpr char ToLower(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
 // A text that is read from its beginning towards its end.
 class DateScanner {
  public:
@@ -45,13 +38,14 @@ class DateScanner {
 
   [[nodiscard]] std::string_view rest() const { return rest_; }
   [[nodiscard]] bool IsAtEnd() const { return rest_.empty(); }
-  [[nodiscard]] bool IsAtDigit() const { return !rest_.empty() && IsDigit(rest_.front()); }
+  [[nodiscard]] bool IsAtDigit() const {
+    return !rest_.empty() && text::IsAsciiDigit(rest_.front());
+  }
   [[nodiscard]] bool IsAt(char byte) const { return rest_.starts_with(byte); }
 
   // Whether `name` stands here, letter case aside.
   [[nodiscard]] bool IsAtName(std::string_view name) const {
-    return rest_.size() >= name.size() &&
-           std::ranges::equal(rest_.substr(0, name.size()), name, {}, ToLower, ToLower);
+    return text::StartsWithIgnoringCase(rest_, name);
   }
 
   void Skip(std::size_t count) { rest_.remove_prefix(std::min(count, rest_.size())); }
@@ -249,7 +243,7 @@ std::int32_t SubtractZoneBias(std::int32_t seconds, const Clock& clock) {
 }
 
 std::optional<std::int32_t> ParseMailDate(std::string_view text, const Clock& clock) {
-  DateScanner scanner(UpToNul(text));
+  DateScanner scanner(text::UpToNul(text));
   scanner.SkipBlanks();
   if (!SkipWeekday(scanner)) return std::nullopt;
   const std::optional<std::int32_t> seconds =

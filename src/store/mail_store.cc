@@ -24,7 +24,7 @@ void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
 }  // namespace
 
 MailStore::MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
-                     jet::Database& mailDatabase, const PathText& directory)
+                     jet::Database& mailDatabase, const text::PathText& directory)
     : platform(sessionPlatform),
       mime(mimeSession),
       database(mailDatabase),

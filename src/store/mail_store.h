@@ -38,7 +38,7 @@ class MailStore {
   // All of these must outlive the store. `databaseDir` is the directory of the databases, without a
   // trailing '\'.
   MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
-            jet::Database& mailDatabase, const PathText& databaseDir);
+            jet::Database& mailDatabase, const text::PathText& databaseDir);
 
   // Reads the cabinets and folders at the first call. After a failure what was read stays, and a
   // later call does not read again.
@@ -69,7 +69,7 @@ class MailStore {
   platform::Platform& platform;
   mime::MimeSession& mime;
   jet::Database& database;
-  const PathText& databaseDir;
+  const text::PathText& databaseDir;
 
   // Header values last read from columns; present while a folder is open.
   std::optional<CurrentMail> currentMail;

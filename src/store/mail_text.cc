@@ -50,7 +50,7 @@ std::size_t CountBareLineFeeds(std::string_view text) {
 std::optional<std::string_view> FindHeaderLine(std::string_view text, FieldSelector selector) {
   const std::string_view name = HeaderName(selector);
   if (name.empty()) return std::nullopt;
-  return FindFieldLine(text, name);
+  return text::FindFieldLine(text, name);
 }
 
 std::string_view GetHeaderLine(std::string_view text, FieldSelector selector) {

@@ -12,9 +12,6 @@
 
 namespace nimport::mailstore {
 
-using nimport::MAX_LINE_BYTES;
-using nimport::ReadTextLine;
-
 // The value of the first line of `text` that is a header line of the field `selector`: everything
 // after the colon as it stands, the blank before the value included; a view into `text`. Letter
 // case does not count in the field's name, blanks around it do. All lines are searched, those after

@@ -31,7 +31,7 @@ std::string ReadDateText(MailStore& store, const MailRow& row) {
 
 std::int32_t TimeFromText(MailStore& store, const MailRow& row) {
   const platform::Clock& clock = store.platform.clock();
-  const std::string text = ValueText::Cut(ReadDateText(store, row)).str();
+  const std::string text = text::ValueText::Cut(ReadDateText(store, row)).str();
   const std::optional<std::int32_t> time = ParseMailDate(text, clock);
   return time ? SubtractZoneBias(*time, clock) : NO_TIME;
 }

@@ -17,8 +17,8 @@ constexpr char MIME_DIRECTORY[] = "\\Mime\\";
 platform::StoredPath MimePath(const MailStore& store, const MailRow& row) {
   const std::optional<std::string> link = platform::ReadText(*row.recordset, "FileLink");
   if (!link) FailInvalid("the mail names no MIME file");
-  if (!NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
-  const auto path = PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);
+  if (!text::NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
+  const auto path = text::PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);
   if (!path) FailInvalid("the path of the MIME file is too long");
   return {.path = path->str(), .storeDirectory = store.databaseDir.str()};
 }

@@ -11,7 +11,7 @@ namespace nimport::mailstore {
 struct RelatedPart {
   // The number of earlier related parts of the same mail with the same content type.
   std::int32_t occurrence = 0;
-  ValueText contentType;  // for example image/gif
+  text::ValueText contentType;  // for example image/gif
 };
 
 }  // namespace nimport::mailstore

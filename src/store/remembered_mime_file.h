@@ -34,7 +34,7 @@ struct MimeFileFacts {
     const char* fault = nullptr;  // why there is none; null when there is
   };
   // The first "Content-Type" line of the text; the inner one is empty when there is none.
-  std::optional<std::optional<ValueText>> topContentType;
+  std::optional<std::optional<text::ValueText>> topContentType;
   // The extension of an S/MIME container's file name.
   std::optional<ContainerExtension> containerExtension;
 };

@@ -1,13 +1,17 @@
 #include "text/charset.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "text/ascii.h"
-#include "text/iconv_converter.h"
+#include "text/code_page_932.h"
 #include "text/japanese.h"
+#include "text/system_charset.h"
+#include "text/utf16.h"
 #include "text/utf8.h"
 
-namespace nimport::mime {
+namespace nimport::text {
 namespace {
 
 enum class CharsetKind { Unknown, CodePage932, EucJp, Iso2022Jp, Utf8, Other };
@@ -81,8 +85,9 @@ constexpr CharsetName CHARSET_NAMES[] = {
 // The longest name that is still looked up; it only bounds what a mail can make us do.
 constexpr std::size_t MAX_CHARSET_NAME = 64;
 
-// `charset` as the tables here have it.
-std::string LettersAndDigits(std::string_view charset) {
+// Letters and digits of `charset` alone, in lower case: what is left of a name where mailers differ
+// in the rest.
+std::string Bare(std::string_view charset) {
   std::string name;
   for (const char character : charset) {
     if (IsAsciiLetterOrDigit(character)) name += AsciiLower(character);
@@ -91,13 +96,12 @@ std::string LettersAndDigits(std::string_view charset) {
 }
 
 CharsetKind FindKind(std::string_view charset) {
-  const std::string name = LettersAndDigits(charset);
+  const std::string name = Bare(charset);
   if (name.starts_with("iso2022jp")) return CharsetKind::Iso2022Jp;
   const auto* found = std::ranges::find(CHARSET_NAMES, name, &CharsetName::name);
   return found == std::end(CHARSET_NAMES) ? CharsetKind::Other : found->kind;
 }
 
-// Names that the system's converter may get: it treats some other characters as instructions.
 bool IsPlainName(std::string_view charset) {
   return charset.size() <= MAX_CHARSET_NAME && std::ranges::all_of(charset, [](char character) {
            return IsAsciiLetterOrDigit(character) ||
@@ -105,27 +109,31 @@ bool IsPlainName(std::string_view charset) {
          });
 }
 
-struct SystemName {
-  std::string_view name;  // lower case, letters and digits only
-  const char* systemName;
-};
-
 // Names in mails that systems do not know, or by which they mean less than mails do.
-constexpr SystemName SYSTEM_NAMES[] = {
-    {"5601", "EUC-KR"},
-    {"ksc5601", "EUC-KR"},
-    {"ksc56011987", "EUC-KR"},
-    {"ksc58611992", "EUC-KR"},
-    {"euccn", "GBK"},
+constexpr std::pair<std::string_view, const char*> SYSTEM_NAMES[] = {
+    {"latin1", "CP1252"},
+    {"l1", "CP1252"},
+    {"88591", "CP1252"},
+    {"isoir100", "CP1252"},
+    {"csisolatin1", "CP1252"},
     {"gb2312", "GBK"},
     {"gb231280", "GBK"},
+    {"gb23120", "GBK"},
+    {"gb231219800", "GBK"},
+    {"euccn", "GBK"},
     {"big50", "BIG5"},
     {"big5eten0", "BIG5"},
     {"big5hkscs0", "BIG5-HKSCS"},
+    {"5601", "CP949"},
+    {"ksc5601", "CP949"},
+    {"ksc56011987", "CP949"},
+    {"ksc560119870", "CP949"},
+    {"ksc58611992", "CP949"},
+    {"euckr", "CP949"},
+    {"iso2022kr", "ISO-2022-KR"},
     {"iso10646", "UCS-2BE"},
     {"iso106461", "UCS-2BE"},
     {"iso10646ucs2", "UCS-2BE"},
-    {"iso2022kr", "ISO-2022-KR"},
     {"unicode11utf7", "UTF-7"},
 };
 
@@ -147,35 +155,34 @@ std::string FindIso8859Name(std::string_view charset) {
   return part == "1" ? "CP1252" : "ISO-8859-" + std::string(part);
 }
 
-// The name of a code page of Windows ("windows-949", "microsoft-cp1251"); empty for another
-// charset. `name` has letters and digits only.
-std::string FindWindowsName(std::string_view name) {
-  for (const std::string_view maker : {"windows", "microsoft"}) {
-    if (!name.starts_with(maker)) continue;
-    name.remove_prefix(maker.size());
-    if (name.starts_with("cp")) name.remove_prefix(2);
-    const bool isNumber = !name.empty() && LeadingDigits(name).size() == name.size();
-    return isNumber ? "CP" + std::string(name) : std::string();
+// The name of a code page of Windows ("windows-949", "microsoft-cp1251", "cp-1250"); empty for
+// another charset. `name` has letters and digits only.
+std::string FindCodePageName(std::string_view name) {
+  for (const std::string_view beginning : {"windows", "microsoft", ""}) {
+    if (!name.starts_with(beginning)) continue;
+    std::string_view number = name.substr(beginning.size());
+    if (number.starts_with("cp")) number.remove_prefix(2);
+    const bool isNamed = number.size() < name.size();
+    const bool isNumber = !number.empty() && LeadingDigits(number).size() == number.size();
+    if (isNamed && isNumber) return "CP" + std::string(number);
   }
   return {};
 }
 
-// The system's name for `charset`, or empty when it does not know it.
-std::string FindSystemName(std::string_view charset) {
-  if (!IsPlainName(charset)) return {};
-  const std::string name = LettersAndDigits(charset);
-  const auto* const found = std::ranges::find(SYSTEM_NAMES, name, &SystemName::name);
-  const std::string listed = found == std::end(SYSTEM_NAMES) ? "" : found->systemName;
+std::optional<SystemCharset> OpenCharset(std::string_view charset) {
+  if (!IsPlainName(charset)) return std::nullopt;
+  const std::string name = Bare(charset);
+  const auto* const found = std::ranges::find(SYSTEM_NAMES, std::string_view(name),
+                                              [](const auto& pair) { return pair.first; });
+  const std::string listed = found == std::end(SYSTEM_NAMES) ? "" : found->second;
   for (const std::string& candidate :
-       {listed, FindIso8859Name(charset), FindWindowsName(name), std::string(charset)}) {
-    if (!candidate.empty() && IconvConverter::Exists("UTF-8", candidate.c_str())) return candidate;
+       {listed, FindIso8859Name(charset), FindCodePageName(name), std::string(charset)}) {
+    if (candidate.empty()) continue;
+    if (auto opened = SystemCharset::Open(candidate)) return opened;
   }
-  const bool isPrivateName = charset.size() > 2 && StartsWithIgnoringCase(charset, "x-");
-  return isPrivateName ? FindSystemName(charset.substr(2)) : std::string();
-}
-
-bool IsSevenBit(std::string_view bytes) {
-  return std::ranges::none_of(bytes, [](char byte) { return static_cast<signed char>(byte) < 0; });
+  // A private name may only put "x-" before a known one.
+  const bool isPrivate = charset.size() > 2 && StartsWithIgnoringCase(charset, "x-");
+  return isPrivate ? OpenCharset(charset.substr(2)) : std::nullopt;
 }
 
 // Encodings other than Japan's that use escape sequences, or that 7-bit text is not ASCII in.
@@ -188,19 +195,22 @@ enum class Reading { CodePage932, EucJp, Iso2022Jp, Utf8, BySystem };
 
 Reading GuessReading(std::string_view bytes) {
   if (LooksLikeIso2022Jp(bytes)) return Reading::Iso2022Jp;
-  return IsSevenBit(bytes) || !IsUtf8(bytes) ? Reading::CodePage932 : Reading::Utf8;
+  return IsAscii(bytes) || !IsUtf8(bytes) ? Reading::CodePage932 : Reading::Utf8;
 }
 
-// `charset` is only the name. `systemName` is set where the system is to read.
-Reading FindReading(std::string_view bytes, std::string_view charset, std::string& systemName) {
+// `system` is set where the system is to read.
+Reading FindReading(std::string_view bytes, std::string_view charset,
+                    std::optional<SystemCharset>& system) {
+  // A language may follow the name: iso-2022-jp*ja.
+  charset = Trim(charset.substr(0, charset.find('*')));
   const CharsetKind kind = FindKind(charset);
   if (kind == CharsetKind::Unknown) return GuessReading(bytes);
   if (kind == CharsetKind::Iso2022Jp) {
-    const bool isMeant = LooksLikeIso2022Jp(bytes) || IsSevenBit(bytes);
+    const bool isMeant = LooksLikeIso2022Jp(bytes) || IsAscii(bytes);
     return isMeant ? Reading::Iso2022Jp : GuessReading(bytes);
   }
   const bool isContradicted =
-      !ReadsEscapesItself(charset) && LooksLikeIso2022Jp(bytes) && IsSevenBit(bytes);
+      !ReadsEscapesItself(charset) && LooksLikeIso2022Jp(bytes) && IsAscii(bytes);
   if (isContradicted) return Reading::Iso2022Jp;
   switch (kind) {
     case CharsetKind::CodePage932:
@@ -210,18 +220,13 @@ Reading FindReading(std::string_view bytes, std::string_view charset, std::strin
     case CharsetKind::Utf8:
       return Reading::Utf8;
     default:
-      systemName = FindSystemName(charset);
-      return systemName.empty() ? GuessReading(bytes) : Reading::BySystem;
+      system = OpenCharset(charset);
+      return system ? Reading::BySystem : GuessReading(bytes);
   }
 }
 
-// A language may follow the name: iso-2022-jp*ja.
-std::string_view NameAlone(std::string_view charset) {
-  return Trim(charset.substr(0, charset.find('*')));
-}
-
 std::string ReadAsCodePage932(Reading reading, std::string_view bytes,
-                              const std::string& systemName) {
+                              std::optional<SystemCharset>& system) {
   switch (reading) {
     case Reading::EucJp:
       return CodePage932FromEucJp(bytes);
@@ -230,10 +235,11 @@ std::string ReadAsCodePage932(Reading reading, std::string_view bytes,
     case Reading::Utf8:
       return CodePage932FromUtf8(bytes);
     case Reading::BySystem:
-      return CodePage932FromUtf8(IconvConverter("UTF-8", systemName.c_str()).Convert(bytes));
-    default:
-      return std::string(bytes);
+      return CodePage932FromUtf8(Utf8FromUtf16(system->Decode(bytes, u'?')));
+    case Reading::CodePage932:
+      break;
   }
+  return std::string(bytes);
 }
 
 // `text` without a byte order mark, each run of damage as U+FFFD.
@@ -255,40 +261,35 @@ std::string WholeUtf8(std::string_view text) {
   return whole;
 }
 
-std::string ReadAsUtf8(Reading reading, std::string_view bytes, const std::string& systemName) {
-  switch (reading) {
-    case Reading::Utf8:
-      return WholeUtf8(bytes);
-    case Reading::BySystem:
-      return IconvConverter("UTF-8", systemName.c_str()).Convert(bytes);
-    default:
-      break;
-  }
-  const std::string codePage932 = ReadAsCodePage932(reading, bytes, systemName);
-  if (IsSevenBit(codePage932)) return codePage932;
-  return IconvConverter("UTF-8", "CP932").Convert(codePage932);
+std::string ReadAsUtf8(Reading reading, std::string_view bytes,
+                       std::optional<SystemCharset>& system) {
+  if (reading == Reading::Utf8) return WholeUtf8(bytes);
+  if (reading == Reading::BySystem) return Utf8FromUtf16(system->Decode(bytes, u'?'));
+  return Utf8FromCodePage932(ReadAsCodePage932(reading, bytes, system));
 }
 
 }  // namespace
 
 std::string ToCodePage932(std::string_view bytes, std::string_view charset) {
-  std::string systemName;
-  const Reading reading = FindReading(bytes, NameAlone(charset), systemName);
-  return ReadAsCodePage932(reading, bytes, systemName);
+  std::optional<SystemCharset> system;
+  const Reading reading = FindReading(bytes, charset, system);
+  return ReadAsCodePage932(reading, bytes, system);
 }
 
 std::string GuessToCodePage932(std::string_view bytes) {
-  return ReadAsCodePage932(GuessReading(bytes), bytes, {});
+  std::optional<SystemCharset> none;
+  return ReadAsCodePage932(GuessReading(bytes), bytes, none);
 }
 
 std::string ToUtf8(std::string_view bytes, std::string_view charset) {
-  std::string systemName;
-  const Reading reading = FindReading(bytes, NameAlone(charset), systemName);
-  return ReadAsUtf8(reading, bytes, systemName);
+  std::optional<SystemCharset> system;
+  const Reading reading = FindReading(bytes, charset, system);
+  return ReadAsUtf8(reading, bytes, system);
 }
 
 std::string GuessToUtf8(std::string_view bytes) {
-  return ReadAsUtf8(GuessReading(bytes), bytes, {});
+  std::optional<SystemCharset> none;
+  return ReadAsUtf8(GuessReading(bytes), bytes, none);
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::text

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::mime {
+namespace nimport::text {
 
 // `bytes` in code page 932. `charset` is what the mail says: Japanese names mean Microsoft's sets;
 // ASCII, an empty or an unknown name leave eight-bit text and escape sequences to a guess. A label
@@ -17,11 +17,11 @@ namespace nimport::mime {
 // is valid, else code page 932.
 [[nodiscard]] std::string GuessToCodePage932(std::string_view bytes);
 
-// The same to UTF-8. What the charset cannot explain becomes U+FFFD, or '?' where a converter of
-// the system or a table of code page 932 stands between.
+// The same to UTF-8. What the charset cannot explain becomes U+FFFD, or '?' where the way leads
+// through code page 932 or a converter of the system.
 [[nodiscard]] std::string ToUtf8(std::string_view bytes, std::string_view charset);
 [[nodiscard]] std::string GuessToUtf8(std::string_view bytes);
 
-}  // namespace nimport::mime
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_CHARSET_H_

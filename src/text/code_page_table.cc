@@ -3,43 +3,65 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <utility>
 
-#include "text/text_converter.h"
+#include "common/library_lifetime.h"
+#include "text/ascii.h"
+#include "text/code_page_converter.h"
+#include "text/utf16.h"
 
-namespace nimport::platform {
+namespace nimport::text {
+
+struct CodePageForm {
+  struct Range {
+    unsigned char first = 1;
+    unsigned char last = 0;
+  };
+
+  unsigned number = 0;           // Windows code page
+  std::array<Range, 2> leads{};  // bytes that begin a double-byte character; empty ranges if none
+  char16_t damaged = REPLACEMENT_CHARACTER;  // stands for a damaged sequence
+
+  [[nodiscard]] constexpr bool IsLead(unsigned char byte) const {
+    for (const Range& range : leads) {
+      if (byte >= range.first && byte <= range.last) return true;
+    }
+    return false;
+  }
+  [[nodiscard]] constexpr bool IsDoubleByte() const { return leads[0].first <= leads[0].last; }
+};
+
 namespace {
 
 using Range = CodePageForm::Range;
 
 constexpr char16_t NO_CHARACTER = 0xFFFF;
-constexpr char16_t REPLACEMENT = 0xFFFD;
 
 constexpr std::array<Range, 2> JAPANESE_LEADS{Range{0x81, 0x9F}, Range{0xE0, 0xFC}};
 constexpr std::array<Range, 2> EAST_ASIAN_LEADS{Range{0x81, 0xFE}, Range{}};
 
 constexpr CodePageForm FORMS[] = {
-    {.number = CODE_PAGE_WESTERN, .iconvName = "CP1252"},
-    {.number = CODE_PAGE_JAPANESE,
-     .iconvName = "CP932",
-     .leads = JAPANESE_LEADS,
-     .damaged = u'\u30FB'},
-    {.number = 437, .iconvName = "CP437"},
-    {.number = 850, .iconvName = "CP850"},
-    {.number = 852, .iconvName = "CP852"},
-    {.number = 866, .iconvName = "CP866"},
-    {.number = 874, .iconvName = "CP874"},
-    {.number = 936, .iconvName = "CP936", .leads = EAST_ASIAN_LEADS},
-    {.number = 949, .iconvName = "CP949", .leads = EAST_ASIAN_LEADS},
-    {.number = 950, .iconvName = "CP950", .leads = EAST_ASIAN_LEADS},
-    {.number = 1250, .iconvName = "CP1250"},
-    {.number = 1251, .iconvName = "CP1251"},
-    {.number = 1253, .iconvName = "CP1253"},
-    {.number = 1254, .iconvName = "CP1254"},
-    {.number = 1255, .iconvName = "CP1255"},
-    {.number = 1256, .iconvName = "CP1256"},
-    {.number = 1257, .iconvName = "CP1257"},
-    {.number = 1258, .iconvName = "CP1258"},
+    {.number = CODE_PAGE_WESTERN},
+    {.number = CODE_PAGE_JAPANESE, .leads = JAPANESE_LEADS, .damaged = u'\u30FB'},
+    {.number = 437},
+    {.number = 850},
+    {.number = 852},
+    {.number = 866},
+    {.number = 874},
+    {.number = 936, .leads = EAST_ASIAN_LEADS},
+    {.number = 949, .leads = EAST_ASIAN_LEADS},
+    {.number = 950, .leads = EAST_ASIAN_LEADS},
+    {.number = 1250},
+    {.number = 1251},
+    {.number = 1253},
+    {.number = 1254},
+    {.number = 1255},
+    {.number = 1256},
+    {.number = 1257},
+    {.number = 1258},
 };
 
 // Code page 932 has these single bytes, which iconv does not know.
@@ -53,15 +75,6 @@ constexpr std::pair<char16_t, std::uint16_t> JAPANESE_ONE_WAY[] = {
     {u'\u00A6', 0xFA55}, {u'\u2014', 0x815C}, {u'\u2016', 0x8161}, {u'\u203E', 0x7E},
     {u'\u2212', 0x817C}, {u'\u301C', 0x8160}};
 
-constexpr bool IsHighSurrogate(char16_t unit) {
-  return unit >= 0xD800 && unit <= 0xDBFF;
-}
-constexpr bool IsLowSurrogate(char16_t unit) {
-  return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-constexpr bool IsAscii(char16_t unit) {
-  return unit < 0x80;
-}
 constexpr unsigned char ToByte(char c) {
   return static_cast<unsigned char>(c);
 }
@@ -69,13 +82,6 @@ constexpr unsigned char ToByte(char c) {
 // Whether a double-byte character may end with `byte`, in any of the code pages.
 constexpr bool LooksLikeSecondByte(unsigned char byte) {
   return byte >= 0x40 && byte != 0x7F && byte != 0xFF;
-}
-
-// Units from `position` on that form one character.
-std::size_t UnitsOfCharacter(std::u16string_view text, std::size_t position) {
-  const bool isPair = IsHighSurrogate(text[position]) && position + 1 < text.size() &&
-                      IsLowSurrogate(text[position + 1]);
-  return isPair ? 2 : 1;
 }
 
 // How many units are looked at in one word.
@@ -91,19 +97,52 @@ bool HoldHighSurrogate(const char16_t* units) {
   return ((difference - EACH) & ~difference & 0x8000 * EACH) != 0;
 }
 
-}  // namespace
-
-const CodePageForm& FindCodePageForm(unsigned codePage) {
-  const auto* found = std::find_if(std::begin(FORMS), std::end(FORMS),
-                                   [&](const auto& form) { return form.number == codePage; });
+const CodePageForm& FindForm(unsigned codePage) {
+  const auto* found = std::ranges::find(FORMS, codePage, &CodePageForm::number);
   return found == std::end(FORMS) ? FORMS[0] : *found;
 }
 
-CodePageTable::CodePageTable(const CodePageForm& form, CodePageSource& source)
+// The unit of a character of one or two bytes; empty when there is none.
+std::optional<char16_t> DecodeUnit(SystemCharset& charset, std::string_view character) {
+  const std::optional<std::u16string> units = charset.DecodeStrict(character);
+  if (!units || units->size() != 1) return std::nullopt;
+  return units->front();
+}
+
+const CodePageTable& MakeTable(const CodePageForm& form) {
+  std::optional<SystemCharset> charset = SystemCharset::Open("CP" + std::to_string(form.number));
+  return MakeForLibrary<CodePageTable>(form, charset ? &*charset : nullptr);
+}
+
+struct Tables {
+  std::mutex mutex;
+  std::map<unsigned, const CodePageTable*> byNumber;
+};
+
+}  // namespace
+
+const CodePageTable& CodePageTable::Of(unsigned codePage) {
+  if (codePage == CODE_PAGE_JAPANESE) {
+    static const CodePageTable& japanese = MakeTable(FindForm(CODE_PAGE_JAPANESE));
+    return japanese;
+  }
+  const CodePageForm& form = FindForm(codePage);
+  static auto& tables = MakeForLibrary<Tables>();
+  const std::lock_guard lock(tables.mutex);
+  const CodePageTable*& table = tables.byNumber[form.number];
+  if (table == nullptr) table = &MakeTable(form);
+  return *table;
+}
+
+CodePageTable::CodePageTable(const CodePageForm& form, SystemCharset* charset)
     : form_(form), encoded_(0x10000) {
-  AddSingles(source);
-  if (form_.IsDoubleByte()) AddPairs(source);
-  AddOneWayCharacters();
+  singles_.fill(NO_CHARACTER);
+  if (form_.IsDoubleByte()) pairs_.assign(0x10000, NO_CHARACTER);
+  if (charset != nullptr) {
+    AddSingles(*charset);
+    if (form_.IsDoubleByte()) AddPairs(*charset);
+    AddOneWayCharacters();
+  }
   // What has no counterpart; a NUL stays one.
   for (std::size_t unit = 1; unit < encoded_.size(); ++unit) {
     if (encoded_[unit].IsMissing()) encoded_[unit] = Encoded::FromCode('?');
@@ -111,24 +150,25 @@ CodePageTable::CodePageTable(const CodePageForm& form, CodePageSource& source)
 }
 
 // Where several codes stand for one character, the system knows which of them to write.
-void CodePageTable::Add(unsigned code, char16_t unit, CodePageSource& source) {
+void CodePageTable::Add(unsigned code, char16_t unit, SystemCharset& charset) {
   if (unit == 0 || !encoded_[unit].IsMissing()) return;
-  const std::string preferred = source.Encode(unit);
-  encoded_[unit] = preferred.empty() ? Encoded::FromCode(code) : Encoded::FromBytes(preferred);
+  std::size_t missing = 0;
+  const auto preferred = charset.Encode({&unit, 1}, missing);
+  const bool isUsable = preferred && !preferred->empty() && preferred->size() <= 2;
+  encoded_[unit] = isUsable ? Encoded::FromBytes(*preferred) : Encoded::FromCode(code);
 }
 
-void CodePageTable::AddSingles(CodePageSource& source) {
-  singles_.fill(NO_CHARACTER);
+void CodePageTable::AddSingles(SystemCharset& charset) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     if (form_.IsLead(static_cast<unsigned char>(byte))) continue;
     const char character = static_cast<char>(byte);
-    std::optional<char16_t> unit = source.Decode({&character, 1});
+    std::optional<char16_t> unit = DecodeUnit(charset, {&character, 1});
     // Windows takes the undefined bytes of this range for the control characters of that number.
     const bool isControl = byte >= 0x80 && byte < 0xA0 && !form_.IsDoubleByte();
     if (!unit && isControl) unit = static_cast<char16_t>(byte);
     if (!unit) continue;
     singles_[byte] = *unit;
-    Add(byte, *unit, source);
+    Add(byte, *unit, charset);
   }
   if (form_.number != CODE_PAGE_JAPANESE) return;
   for (const auto& [byte, unit] : JAPANESE_SINGLES) {
@@ -137,15 +177,14 @@ void CodePageTable::AddSingles(CodePageSource& source) {
   }
 }
 
-void CodePageTable::AddPairs(CodePageSource& source) {
-  pairs_.assign(0x10000, NO_CHARACTER);
+void CodePageTable::AddPairs(SystemCharset& charset) {
   for (unsigned code = 0x8140; code < 0x10000; ++code) {
     const char character[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
     if (!form_.IsLead(ToByte(character[0])) || !LooksLikeSecondByte(ToByte(character[1]))) continue;
-    const std::optional<char16_t> unit = source.Decode({character, 2});
+    const std::optional<char16_t> unit = DecodeUnit(charset, {character, 2});
     if (!unit) continue;
     pairs_[code] = *unit;
-    Add(code, *unit, source);
+    Add(code, *unit, charset);
   }
 }
 
@@ -206,6 +245,11 @@ char* CodePageTable::Write(std::u16string_view text, char* out) const {
 }
 
 std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged) const {
+  return ToUtf16(bytes, isDamaged, form_.damaged);
+}
+
+std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged,
+                                      char16_t forDamage) const {
   std::u16string result(bytes.size(), u'\0');
   char16_t* out = result.data();
   for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -215,102 +259,22 @@ std::u16string CodePageTable::ToUtf16(std::string_view bytes, bool& isDamaged) c
         form_.IsLead(first) && i + 1 < bytes.size() && LooksLikeSecondByte(ToByte(bytes[i + 1]));
     if (hasSecond) unit = pairs_[static_cast<unsigned>(first) << 8 | ToByte(bytes[++i])];
     if (unit == NO_CHARACTER) isDamaged = true;
-    *out++ = unit == NO_CHARACTER ? form_.damaged : unit;
+    *out++ = unit == NO_CHARACTER ? forDamage : unit;
   }
   result.resize(static_cast<std::size_t>(out - result.data()));
   return result;
 }
 
-std::string Utf8FromUtf16(std::u16string_view text) {
-  std::string result;
-  result.reserve(text.size());
-  const auto addTail = [&](std::uint32_t bits) {
-    result += static_cast<char>(0x80 | (bits & 0x3F));
-  };
-  for (std::size_t i = 0; i < text.size(); i += UnitsOfCharacter(text, i)) {
-    const std::uint32_t unit = text[i];
-    if (unit < 0x80) {
-      result += static_cast<char>(unit);
-    } else if (unit < 0x800) {
-      result += static_cast<char>(0xC0 | unit >> 6);
-      addTail(unit);
-    } else if (UnitsOfCharacter(text, i) == 2) {
-      const std::uint32_t code = 0x10000 + ((unit & 0x3FF) << 10) + (text[i + 1] & 0x3FFu);
-      result += static_cast<char>(0xF0 | code >> 18);
-      addTail(code >> 12);
-      addTail(code >> 6);
-      addTail(code);
-    } else if (IsHighSurrogate(text[i]) || IsLowSurrogate(text[i])) {
-      result += '?';
-    } else {
-      result += static_cast<char>(0xE0 | unit >> 12);
-      addTail(unit >> 6);
-      addTail(unit);
-    }
-  }
-  return result;
+std::uint16_t CodePageTable::CodeOf(char16_t unit) const {
+  const Encoded& encoded = encoded_[unit];
+  const auto first = ToByte(encoded.bytes[0]);
+  if (first == '?' && unit != u'?') return 0;
+  return encoded.Size() == 1 ? first
+                             : static_cast<std::uint16_t>(first << 8 | ToByte(encoded.bytes[1]));
 }
 
-namespace {
-
-// The range in which the byte behind `lead` must lie for a well-formed sequence that is the
-// shortest and no surrogate; and how many bytes follow `lead` (0: it begins nothing).
-struct Utf8Sequence {
-  unsigned tails = 0;
-  unsigned char secondMin = 0x80;
-  unsigned char secondMax = 0xBF;
-};
-
-Utf8Sequence SequenceOf(unsigned char lead) {
-  if (lead < 0xC2 || lead > 0xF4) return {};
-  if (lead < 0xE0) return {.tails = 1};
-  if (lead == 0xE0) return {.tails = 2, .secondMin = 0xA0};
-  if (lead == 0xED) return {.tails = 2, .secondMax = 0x9F};
-  if (lead < 0xF0) return {.tails = 2};
-  if (lead == 0xF0) return {.tails = 3, .secondMin = 0x90};
-  if (lead == 0xF4) return {.tails = 3, .secondMax = 0x8F};
-  return {.tails = 3};
+std::uint16_t CodePageTable::PreferredCode(std::uint16_t pair) const {
+  return pairs_[pair] == NO_CHARACTER ? std::uint16_t{0} : CodeOf(pairs_[pair]);
 }
 
-// One character of UTF-8. Empty where the sequence is damaged; `size` then covers the part of it
-// that began well.
-std::optional<std::uint32_t> DecodeUtf8(std::string_view bytes, std::size_t& size) {
-  const unsigned char lead = ToByte(bytes[0]);
-  size = 1;
-  if (lead < 0x80) return lead;
-  const Utf8Sequence sequence = SequenceOf(lead);
-  if (sequence.tails == 0) return std::nullopt;
-  std::uint32_t code = lead & (0x3Fu >> sequence.tails);
-  for (; size <= sequence.tails; ++size) {
-    const unsigned char byte = size < bytes.size() ? ToByte(bytes[size]) : 0;
-    const unsigned char low = size == 1 ? sequence.secondMin : 0x80;
-    const unsigned char high = size == 1 ? sequence.secondMax : 0xBF;
-    if (byte < low || byte > high) return std::nullopt;
-    code = code << 6 | (byte & 0x3Fu);
-  }
-  return code;
-}
-
-}  // namespace
-
-std::u16string Utf16FromUtf8(std::string_view bytes, bool& isDamaged) {
-  std::u16string result;
-  result.reserve(bytes.size());
-  while (!bytes.empty()) {
-    std::size_t size = 0;
-    const std::optional<std::uint32_t> code = DecodeUtf8(bytes, size);
-    bytes.remove_prefix(size);
-    if (!code) {
-      isDamaged = true;
-      result += REPLACEMENT;
-    } else if (*code < 0x10000) {
-      result += static_cast<char16_t>(*code);
-    } else {
-      result += static_cast<char16_t>(0xD800 + ((*code - 0x10000) >> 10));
-      result += static_cast<char16_t>(0xDC00 + (*code & 0x3FF));
-    }
-  }
-  return result;
-}
-
-}  // namespace nimport::platform
+}  // namespace nimport::text

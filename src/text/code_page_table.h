@@ -5,69 +5,50 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace nimport::platform {
+#include "text/system_charset.h"
+
+namespace nimport::text {
 
 // How the bytes of a code page group into characters.
-struct CodePageForm {
-  struct Range {
-    unsigned char first = 1;
-    unsigned char last = 0;
-  };
-
-  unsigned number = 0;           // Windows code page
-  const char* iconvName = "";    // what iconv calls it
-  std::array<Range, 2> leads{};  // bytes that begin a double-byte character; empty ranges if none
-  char16_t damaged = u'\uFFFD';  // stands for a damaged sequence
-
-  [[nodiscard]] constexpr bool IsLead(unsigned char byte) const {
-    for (const Range& range : leads) {
-      if (byte >= range.first && byte <= range.last) return true;
-    }
-    return false;
-  }
-  [[nodiscard]] constexpr bool IsDoubleByte() const { return leads[0].first <= leads[0].last; }
-};
-
-// The form of a code page; that of CODE_PAGE_WESTERN where the number is unknown. Not for UTF-8.
-[[nodiscard]] const CodePageForm& FindCodePageForm(unsigned codePage);
-
-// The system's answers about one code page.
-class CodePageSource {
- public:
-  virtual ~CodePageSource() = default;
-  // The UTF-16 unit of a character of one or two bytes; empty when there is none.
-  virtual std::optional<char16_t> Decode(std::string_view character) = 0;
-  // The one or two bytes of a UTF-16 unit; empty when it has no counterpart.
-  virtual std::string Encode(char16_t unit) = 0;
-};
-
-// Provided by each system's folder. A code page that the system lacks has no characters.
-[[nodiscard]] std::unique_ptr<CodePageSource> OpenCodePage(const CodePageForm& form);
+struct CodePageForm;
 
 // Unchanging after construction and thus safe to share between threads.
 class CodePageTable {
  public:
-  CodePageTable(const CodePageForm& form, CodePageSource& source);
+  // The table of a code page, of CODE_PAGE_WESTERN where the number is unknown; not for UTF-8. It
+  // is made when it is first asked for and then kept: at most one per known code page. Safe in any
+  // thread.
+  [[nodiscard]] static const CodePageTable& Of(unsigned codePage);
 
-  // As TextConverter::FromUtf16.
+  // `charset` is null where the system lacks the code page, which then has no characters.
+  CodePageTable(const CodePageForm& form, SystemCharset* charset);
+
+  // As CodePageConverter::FromUtf16.
   [[nodiscard]] std::string FromUtf16(std::u16string_view text) const;
 
-  // As TextConverter::ToUtf16; sets `isDamaged` when something was replaced. A lead byte takes the
-  // byte behind it along only where that can be a second byte, so that damage never swallows a line
-  // end or a NUL.
+  // As CodePageConverter::ToUtf16; sets `isDamaged` when something was replaced. A lead byte takes
+  // the byte after it along only where that can be a second byte, so that damage never swallows a
+  // line end or a NUL.
   [[nodiscard]] std::u16string ToUtf16(std::string_view bytes, bool& isDamaged) const;
+  [[nodiscard]] std::u16string ToUtf16(std::string_view bytes, bool& isDamaged,
+                                       char16_t forDamage) const;
+
+  // The code of a UTF-16 unit: one byte, or first byte * 256 + second byte; 0 when it has none.
+  [[nodiscard]] std::uint16_t CodeOf(char16_t unit) const;
+
+  // The code that is written for the character at a double-byte code: another one where the code
+  // page holds the character twice, 0 when none is there.
+  [[nodiscard]] std::uint16_t PreferredCode(std::uint16_t pair) const;
 
  private:
-  void AddSingles(CodePageSource& source);
-  void AddPairs(CodePageSource& source);
+  void AddSingles(SystemCharset& charset);
+  void AddPairs(SystemCharset& charset);
   void AddOneWayCharacters();
-  void Add(unsigned code, char16_t unit, CodePageSource& source);
+  void Add(unsigned code, char16_t unit, SystemCharset& charset);
   [[nodiscard]] char* Write(std::u16string_view text, char* out) const;
 
   // One or two bytes. No character's second byte is zero.
@@ -91,11 +72,6 @@ class CodePageTable {
   std::vector<Encoded> encoded_;       // by UTF-16 unit
 };
 
-// UTF-8, for which no table is needed. Unpaired surrogates become '?'.
-[[nodiscard]] std::string Utf8FromUtf16(std::u16string_view text);
-// Sets `isDamaged` when something was replaced by U+FFFD.
-[[nodiscard]] std::u16string Utf16FromUtf8(std::string_view bytes, bool& isDamaged);
-
-}  // namespace nimport::platform
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_CODE_PAGE_TABLE_H_

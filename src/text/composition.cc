@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace nimport {
+namespace nimport::text {
 namespace {
 
 // Unicode's canonical decompositions (UnicodeData.txt) of the characters that code page 932 has: of
@@ -55,4 +55,4 @@ std::u16string ComposeForCodePage932(std::u16string_view text) {
   return result;
 }
 
-}  // namespace nimport
+}  // namespace nimport::text

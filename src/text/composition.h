@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport {
+namespace nimport::text {
 
 // The one character of code page 932 that `base` and the combining mark `mark` after it show
 // together, such as GA for KA and U+3099; 0 when the code page has none. File systems and programs
@@ -14,6 +14,6 @@ namespace nimport {
 // `text` with every such pair as its one character. Nothing else changes.
 [[nodiscard]] std::u16string ComposeForCodePage932(std::u16string_view text);
 
-}  // namespace nimport
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_COMPOSITION_H_

@@ -10,7 +10,7 @@
 
 #include "text/code_page_932.h"
 
-namespace nimport {
+namespace nimport::text {
 
 // A text in code page 932 of at most CAPACITY - 1 bytes and without NUL: what a zero-terminated
 // buffer of CAPACITY bytes can hold.
@@ -64,6 +64,6 @@ using AccountText = FixedText<512>;  // the member ID
 using PathText = FixedText<520>;     // paths
 using ValueText = FixedText<4096>;   // header values and lines
 
-}  // namespace nimport
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_FIXED_TEXT_H_

@@ -5,7 +5,7 @@
 #include "text/code_page_932.h"
 #include "text/jis_code.h"
 
-namespace nimport::mime {
+namespace nimport::text {
 namespace {
 
 constexpr unsigned char ESCAPE = 0x1B;
@@ -14,16 +14,10 @@ constexpr unsigned char SHIFT_IN = 0x0F;
 constexpr unsigned char SINGLE_SHIFT_2 = 0x8E;
 constexpr unsigned char SINGLE_SHIFT_3 = 0x8F;
 
-void AppendCode(Code932 code, std::string& result) {
-  if (code == 0) code = '?';
-  if (code > 0xFF) result += static_cast<char>(code >> 8);
-  result += static_cast<char>(code & 0xFF);
-}
-
 enum class CharacterSet { Ascii, Katakana, JisX0208, JisX0212, OtherDoubleByte };
 
 struct Designation {
-  std::string_view sequence;  // behind the escape byte
+  std::string_view sequence;  // after the escape byte
   CharacterSet set;
 };
 
@@ -47,10 +41,10 @@ constexpr std::array DESIGNATIONS = std::to_array<Designation>({
     {"&@\x1B$B", CharacterSet::JisX0208},    // JIS X 0208 of 1990
 });
 
-// The designation that stands behind an escape byte, or null.
-const Designation* FindDesignation(std::string_view behindEscape) {
+// The designation that stands after an escape byte, or null.
+const Designation* FindDesignation(std::string_view afterEscape) {
   for (const Designation& designation : DESIGNATIONS) {
-    if (behindEscape.starts_with(designation.sequence)) return &designation;
+    if (afterEscape.starts_with(designation.sequence)) return &designation;
   }
   return nullptr;
 }
@@ -130,7 +124,7 @@ class Iso2022JpDecoder {
     // A pair that is none (cut by a line end or an escape) costs one byte, so that what follows
     // is still understood.
     const bool isPair = second > 0x20 && place.cell <= LAST_JIS_CELL;
-    AppendCode(isPair ? CodeAt(place) : Code932{0}, result_);
+    AppendCode932(isPair ? CodeAt(place) : Code932{0}, result_);
     position_ += isPair ? 2 : 1;
   }
 
@@ -187,7 +181,7 @@ std::string CodePage932FromEucJp(std::string_view bytes) {
       result += '\0';
       bytes.remove_prefix(1);
     } else {
-      AppendCode(TakeEucCharacter(bytes), result);
+      AppendCode932(TakeEucCharacter(bytes), result);
     }
   }
   return result;
@@ -207,4 +201,4 @@ bool LooksLikeIso2022Jp(std::string_view bytes) {
   return false;
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::text

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::mime {
+namespace nimport::text {
 
 // ISO-2022-JP in all its forms: the designations of ASCII, JIS X 0201 Roman and katakana, JIS X
 // 0208 of either year, JIS X 0212, and JIS X 0213 as far as it is JIS X 0208; SO and SI; 8-bit
@@ -23,6 +23,6 @@ namespace nimport::mime {
 // Whether `bytes` has an escape sequence that ISO-2022-JP text is recognised by.
 [[nodiscard]] bool LooksLikeIso2022Jp(std::string_view bytes);
 
-}  // namespace nimport::mime
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_JAPANESE_H_

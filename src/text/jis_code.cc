@@ -4,10 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "text/iconv_converter.h"
-#include "text/utf8.h"
+#include "text/system_charset.h"
 
-namespace nimport::mime {
+namespace nimport::text {
 namespace {
 
 constexpr unsigned ROWS_0212 = 94;
@@ -21,11 +20,12 @@ class Table0212 {
  public:
   Table0212() {
     // The first name knows the rows that IBM's kanji got there, too.
-    const bool hasMicrosoftRows = IconvConverter::Exists("UTF-8", "EUC-JP-MS");
-    IconvConverter converter("UTF-8", hasMicrosoftRows ? "EUC-JP-MS" : "EUC-JP");
+    std::optional<SystemCharset> charset = SystemCharset::Open("EUC-JP-MS");
+    if (!charset) charset = SystemCharset::Open("EUC-JP");
+    if (!charset) return;
     for (unsigned row = 1; row <= ROWS_0212; ++row) {
       for (unsigned cell = 1; cell <= LAST_JIS_CELL; ++cell)
-        Add({row, cell}, converter);
+        Add({row, cell}, *charset);
     }
   }
   [[nodiscard]] Code932 At(JisPlace place) const { return codes_[Index(place)]; }
@@ -35,16 +35,13 @@ class Table0212 {
     return (place.row - 1) * LAST_JIS_CELL + place.cell - 1;
   }
 
-  void Add(JisPlace place, IconvConverter& converter) {
+  void Add(JisPlace place, SystemCharset& charset) {
     const char euc[] = {'\x8F', static_cast<char>(0xA0 + place.row),
                         static_cast<char>(0xA0 + place.cell)};
-    const std::optional<std::string> utf8 = converter.ConvertStrict({euc, sizeof(euc)});
-    if (!utf8 || utf8->empty()) return;
-    std::string_view rest = *utf8;
-    const char32_t character = TakeUtf8Character(rest);
-    if (!rest.empty() || character > 0xFFFF) return;
-    const auto unit = static_cast<char16_t>(character);
-    codes_[Index(place)] = CodePage932Table::Get().FromUnicode(unit);
+    const std::optional<std::u16string> character = charset.DecodeStrict({euc, sizeof(euc)});
+    if (character && character->size() == 1) {
+      codes_[Index(place)] = Code932FromUnicode(character->front());
+    }
   }
 
   std::array<Code932, ROWS_0212 * LAST_JIS_CELL> codes_{};
@@ -60,7 +57,7 @@ Code932 CodeFromJisX0208(JisPlace place) {
   const bool isUpperHalf = place.row % 2 == 0;
   const unsigned lowerTrail = place.cell + (place.cell < 64 ? 0x3F : 0x40);
   const unsigned trail = isUpperHalf ? place.cell + 0x9E : lowerTrail;
-  return CodePage932Table::Get().Preferred(static_cast<Code932>(lead << 8 | trail));
+  return PreferredCode932(static_cast<Code932>(lead << 8 | trail));
 }
 
 Code932 CodeFromJisX0212(JisPlace place) {
@@ -68,4 +65,4 @@ Code932 CodeFromJisX0212(JisPlace place) {
   return IsInTable(place, ROWS_0212) ? table.At(place) : Code932{0};
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::text

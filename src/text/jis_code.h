@@ -1,9 +1,9 @@
 #ifndef NIMPORT_TEXT_JIS_CODE_H_
 #define NIMPORT_TEXT_JIS_CODE_H_
 
-#include "text/code_page_932_table.h"
+#include "text/code_page_932.h"
 
-namespace nimport::mime {
+namespace nimport::text {
 
 // The place of a character in a JIS table: row and cell count from 1, as the standards print them.
 struct JisPlace {
@@ -20,6 +20,6 @@ inline constexpr unsigned LAST_JIS_CELL = 94;
 // The code of a JIS X 0212 character; 0 when code page 932 lacks it, as it lacks most of them.
 [[nodiscard]] Code932 CodeFromJisX0212(JisPlace place);
 
-}  // namespace nimport::mime
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_JIS_CODE_H_

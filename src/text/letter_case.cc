@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace nimport::platform {
+namespace nimport::text {
 namespace {
 
 // Capital letters whose small ones lie at a fixed distance. `step` 2 means that capitals and small
@@ -46,4 +46,4 @@ std::u16string FoldCase(std::u16string_view text) {
   return folded;
 }
 
-}  // namespace nimport::platform
+}  // namespace nimport::text

@@ -1,24 +1,18 @@
 #include "text/text_lines.h"
 
-#include <algorithm>
-
+#include "text/ascii.h"
 #include "text/code_page_932.h"
 
-namespace nimport {
+namespace nimport::text {
 namespace {
 
 constexpr char CR = '\r';
 constexpr char LF = '\n';
 constexpr char END_OF_TEXT = '\x1A';  // Ctrl-Z, with which old programs end a text file
 
-constexpr char ToLower(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-// `name` is in lower case.
 bool HasHeaderName(std::string_view line, std::string_view name) {
   if (line.size() <= name.size() || line[name.size()] != ':') return false;
-  return std::ranges::equal(line.substr(0, name.size()), name, {}, ToLower);
+  return StartsWithIgnoringCase(line, name);
 }
 
 }  // namespace
@@ -50,4 +44,4 @@ std::optional<std::string_view> FindFieldLine(std::string_view text, std::string
   return std::nullopt;
 }
 
-}  // namespace nimport
+}  // namespace nimport::text

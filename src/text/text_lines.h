@@ -8,7 +8,7 @@
 
 #include "text/fixed_text.h"
 
-namespace nimport {
+namespace nimport::text {
 
 // A longer line is read in pieces of this many bytes.
 inline constexpr std::size_t MAX_LINE_BYTES = ValueText::MAX_BYTES;
@@ -27,6 +27,6 @@ inline constexpr std::size_t MAX_LINE_BYTES = ValueText::MAX_BYTES;
 [[nodiscard]] std::optional<std::string_view> FindFieldLine(std::string_view text,
                                                             std::string_view lowerName);
 
-}  // namespace nimport
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_TEXT_LINES_H_

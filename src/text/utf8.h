@@ -5,23 +5,27 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::mime {
+namespace nimport::text {
+
+inline constexpr std::string_view UTF8_BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 // What no character is.
 inline constexpr char32_t DAMAGED_UTF8 = 0xFFFFFFFF;
 
-// Takes one character off the front of `text`, which is not empty. A byte that begins no valid
-// sequence (overlong and surrogate forms included) is taken alone, as DAMAGED_UTF8.
+// Takes one character off the front of `text`, which is not empty. Bytes that begin like a
+// character but do not end like one are taken together, up to where they go wrong, as DAMAGED_UTF8;
+// overlong forms, surrogates and numbers beyond Unicode are damage from their first byte on.
 [[nodiscard]] char32_t TakeUtf8Character(std::string_view& text);
 
 // Whether `text` is valid UTF-8 throughout.
 [[nodiscard]] bool IsUtf8(std::string_view text);
 
-// UTF-8 in code page 932; a character without a counterpart, and each run of damaged bytes, becomes
-// '?'. A byte order mark at the start is left out, and a letter followed by a combining mark (as
-// file names from some systems have it) becomes the one character that both show.
-[[nodiscard]] std::string CodePage932FromUtf8(std::string_view text);
+void AppendUtf8(char32_t character, std::string& out);
 
-}  // namespace nimport::mime
+// The longest beginning of `text` that has at most `maxBytes` bytes and ends with a whole
+// character. `text` is valid UTF-8.
+[[nodiscard]] std::string_view CutUtf8(std::string_view text, std::size_t maxBytes);
+
+}  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_UTF8_H_

@@ -1,20 +1,8 @@
 #include "wexmail/part_lists.h"
 
-#include <algorithm>
-
 #include "text/ascii.h"
 
 namespace nimport::wexmail {
-namespace {
-
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(), mime::AsciiLower);
-  return lower;
-}
-
-}  // namespace
-
 PartLists::PartLists(const mime::Mail& mail) {
   const std::vector<mime::Part>& parts = mail.parts();
   for (const mime::RecordedPart& part : mail.recordedParts()) {
@@ -24,7 +12,7 @@ PartLists::PartLists(const mime::Mail& mail) {
   for (std::size_t i = 0; i < parts.size(); ++i) {
     if (parts[i].kind == mime::PartKind::Multipart) continue;
     exact_[parts[i].type].push_back(i);
-    loose_[LowerCase(parts[i].type)].push_back(i);
+    loose_[text::AsciiLower(parts[i].type)].push_back(i);
   }
 }
 
@@ -35,8 +23,8 @@ const std::vector<std::size_t>& PartLists::Find(std::string_view contentType) co
   if (const auto found = exact_.find(std::string(contentType)); found != exact_.end()) {
     return found->second;
   }
-  const std::string_view type = mime::Trim(contentType.substr(0, contentType.find(';')));
-  const auto found = loose_.find(LowerCase(type));
+  const std::string_view type = text::Trim(contentType.substr(0, contentType.find(';')));
+  const auto found = loose_.find(text::AsciiLower(type));
   return found == loose_.end() ? none_ : found->second;
 }
 

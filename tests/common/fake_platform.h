@@ -227,7 +227,7 @@ class FakePlatform final : public platform::Platform {
   [[nodiscard]] platform::FileSystem& files() override { return *filesPart; }
   [[nodiscard]] const platform::Clock& clock() const override { return *clockPart; }
   [[nodiscard]] platform::ModuleLoader& modules() override { return *modulesPart; }
-  [[nodiscard]] const TextConverter& text() const override { return system_.text(); }
+  [[nodiscard]] const text::CodePageConverter& text() const override { return system_.text(); }
   [[nodiscard]] platform::DiagnosticsSink& diagnostics() override { return *diagnosticsPart; }
 };
 

@@ -5,7 +5,7 @@
 
 #include "jet/format/jet_layout.h"
 #include "tests/jet/generated_database.h"
-#include "tests/jet/iconv_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -14,7 +14,7 @@ using jetwriter::DatabaseWriter;
 using jetwriter::JetVersion;
 using jetwriter::WriterOptions;
 
-const IconvConverter CONVERTER;
+const text::CodePageConverter CONVERTER;
 
 std::unique_ptr<Database> Open(std::vector<std::byte> bytes, const OpenOptions& options = {}) {
   return Database::Open(std::make_unique<MemoryFile>("test.mdb", std::move(bytes)), CONVERTER,
@@ -41,7 +41,7 @@ TEST(Database, ReadsEveryTypeInEveryForm) {
   for (const WriterOptions& options : EveryForm()) {
     SCOPED_TRACE("version " + std::to_string(int(options.version)) + ", key " +
                  std::to_string(options.encodingKey));
-    const auto database = Open(MakeEverything(options), {.textCodePage = CODE_PAGE_UTF8});
+    const auto database = Open(MakeEverything(options), {.textCodePage = text::CODE_PAGE_UTF8});
     EXPECT_EQ(database->TableNames(), std::vector<std::string>{"Everything"});
     const auto table = database->OpenTable("EVERYTHING");
     EXPECT_EQ(table->RecordCount(), 120U);

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/jet/iconv_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -81,9 +81,9 @@ void ExpectRows(const TableDefinition& table, const Json& wantedRows) {
 }
 
 void ExpectTables(const std::string& path, const Json& tables) {
-  const IconvConverter converter;
+  const text::CodePageConverter converter;
   const auto database = Database::Open(std::make_unique<MemoryFile>(path, ReadWholeFile(path)),
-                                       converter, {.textCodePage = CODE_PAGE_UTF8});
+                                       converter, {.textCodePage = text::CODE_PAGE_UTF8});
   EXPECT_EQ(database->TableNames().size(), tables.size());
   for (const auto& [name, wanted] : tables.items()) {
     SCOPED_TRACE(name);
@@ -105,7 +105,7 @@ TEST(Samples, PublicDatabasesReadAsOtherReadersReadThem) {
     SCOPED_TRACE(path);
     const Json reference = Json::parse(std::ifstream(path.substr(0, path.size() - 3) + "json"));
     ExpectTables(path, reference["tables"]);
-    const IconvConverter converter;
+    const text::CodePageConverter converter;
     const auto database =
         Database::Open(std::make_unique<MemoryFile>(path, ReadWholeFile(path)), converter);
     EXPECT_EQ(database->QueryNames().size(), reference["queries"].size());

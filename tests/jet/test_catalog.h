@@ -14,8 +14,8 @@
 #include "jet/query/query_recordset.h"
 #include "jet/storage/stored_table.h"
 #include "tests/jet/generated_database.h"
-#include "tests/jet/iconv_converter.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -79,7 +79,7 @@ class TestCatalog final : public Catalog {
   }
   void AddQuery(const QueryRows& rows) {
     const StoredQuery query = rows.Make();
-    queries_[ToAsciiLower(query.name)] = std::make_shared<StoredQuery>(query);
+    queries_[text::AsciiLower(query.name)] = std::make_shared<StoredQuery>(query);
   }
 
   // Those of a file of hardly any size.
@@ -89,14 +89,14 @@ class TestCatalog final : public Catalog {
     return Written().FindTable(name);
   }
   [[nodiscard]] std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) override {
-    const auto found = queries_.find(ToAsciiLower(name));
+    const auto found = queries_.find(text::AsciiLower(name));
     return found == queries_.end() ? nullptr : found->second;
   }
   [[nodiscard]] std::uint64_t Generation() override { return 1; }
   [[nodiscard]] QueryLimits Limits() const override { return limits; }
   [[nodiscard]] const std::string& FileName() const override { return fileName_; }
-  [[nodiscard]] unsigned TextCodePage() const override { return CODE_PAGE_JAPANESE; }
-  [[nodiscard]] const TextConverter& Converter() const override { return converter_; }
+  [[nodiscard]] unsigned TextCodePage() const override { return text::CODE_PAGE_JAPANESE; }
+  [[nodiscard]] const text::CodePageConverter& Converter() const override { return converter_; }
 
   // How many pages the tables were asked for.
   [[nodiscard]] std::uint64_t PagesRead() { return Written().File().PagesRead(); }
@@ -137,7 +137,7 @@ class TestCatalog final : public Catalog {
     for (Cells row : table.rows) {
       for (Value& cell : row) {
         if (auto* text = std::get_if<Text>(&cell)) {
-          text->bytes = ToUtf8(text->bytes, CODE_PAGE_JAPANESE, converter_);
+          text->bytes = ToUtf8(text->bytes, text::CODE_PAGE_JAPANESE, converter_);
         }
       }
       target.AddRow(row);
@@ -145,7 +145,7 @@ class TestCatalog final : public Catalog {
   }
 
   std::string fileName_ = "memory.mdb";
-  IconvConverter converter_;
+  text::CodePageConverter converter_;
   std::vector<TableRows> tables_;
   std::vector<std::unique_ptr<JetCatalog>> written_;
   bool isWritten_ = false;
@@ -154,8 +154,9 @@ class TestCatalog final : public Catalog {
 
 // A text cell; `utf8` becomes code page 932.
 inline Value Cell(const std::string& utf8) {
-  const IconvConverter converter;
-  return Text{converter.FromUtf16(converter.ToUtf16(utf8, CODE_PAGE_UTF8), CODE_PAGE_JAPANESE)};
+  const text::CodePageConverter converter;
+  return Text{
+      converter.FromUtf16(converter.ToUtf16(utf8, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE)};
 }
 
 // "1 | 東京 | - | 2.5": a value for messages and comparisons, in UTF-8; a hyphen is null.
@@ -165,8 +166,9 @@ inline std::string Show(const Value& value) {
     if (std::all_of(text->begin(), text->end(), [](char c) { return c > 0; })) {
       return std::string(*text);
     }
-    const IconvConverter converter;
-    return converter.FromUtf16(converter.ToUtf16(*text, CODE_PAGE_JAPANESE), CODE_PAGE_UTF8);
+    const text::CodePageConverter converter;
+    return converter.FromUtf16(converter.ToUtf16(*text, text::CODE_PAGE_JAPANESE),
+                               text::CODE_PAGE_UTF8);
   }
   if (const auto integer = ToInteger(value)) return std::to_string(*integer);
   if (const auto* number = std::get_if<double>(&value)) return std::to_string(*number);

@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform {
 namespace {
 
-const SystemText TEXT;
+const text::CodePageConverter TEXT;
 constexpr std::string_view KEY = "Software\\NIFTY\\NIFTY Manager\\Directory";
 
 std::optional<std::string> Find(std::string_view file,
@@ -20,7 +20,7 @@ std::optional<std::string> Find(std::string_view file,
 
 std::string ToUtf16File(std::string_view utf8) {
   std::string file = "\xFF\xFE";
-  for (const char16_t unit : TEXT.ToUtf16(utf8, CODE_PAGE_UTF8)) {
+  for (const char16_t unit : TEXT.ToUtf16(utf8, text::CODE_PAGE_UTF8)) {
     file += static_cast<char>(unit & 0xFF);
     file += static_cast<char>(unit >> 8);
   }

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <iconv.h>
 #include <nlohmann/json.hpp>
 
 #include "plugin/plug_in.h"
+#include "text/code_page_932.h"
 
 namespace {
 
@@ -21,22 +21,10 @@ using nimport::test::AskText;
 using nimport::test::MailSession;
 using nimport::test::NumberAnswer;
 using nimport::test::TextAnswer;
+using nimport::text::Utf8FromCodePage932;
 using nlohmann::json;
 
 const std::string SAMPLE = NIMPORT_SHARED_SAMPLES "/demo-jet4";
-
-std::string ToUtf8(const std::string& text) {
-  iconv_t converter = iconv_open("UTF-8", "CP932");
-  std::string out(text.size() * 3 + 1, '\0');
-  char* from = const_cast<char*>(text.data());
-  char* to = out.data();
-  std::size_t fromLeft = text.size();
-  std::size_t toLeft = out.size();
-  iconv(converter, &from, &fromLeft, &to, &toLeft);
-  iconv_close(converter);
-  out.resize(out.size() - toLeft);
-  return out;
-}
 
 std::string DecodeBase64(const std::string& text) {
   static const std::string digits =
@@ -104,7 +92,7 @@ void ExpectText(const json& wanted, const TextAnswer& answer, const char* what) 
   EXPECT_EQ(answer.code, wanted["code"].get<int>()) << what;
   if (answer.code != RESULT_OK) return;
   if (wanted.contains("text")) {
-    EXPECT_EQ(ToUtf8(answer.text), wanted["text"].get<std::string>()) << what;
+    EXPECT_EQ(Utf8FromCodePage932(answer.text), wanted["text"].get<std::string>()) << what;
   }
   if (wanted.contains("base64") && !wanted["base64"].is_null()) {
     EXPECT_EQ(answer.text, DecodeBase64(wanted["base64"].get<std::string>())) << what;
@@ -154,7 +142,7 @@ TEST_F(SampleStore, FoldersHaveTheirNamesPlacesAndMails) {
     }
     const TextAnswer name =
         AskText([&](ResultString* text) { return ML_GetName(session.get(), node, text); });
-    EXPECT_EQ(ToUtf8(name.text), wanted["shownName"].get<std::string>());
+    EXPECT_EQ(Utf8FromCodePage932(name.text), wanted["shownName"].get<std::string>());
     EXPECT_EQ(ML_OpenMailDataFile(session.get(), node), RESULT_OK);
     const std::int32_t mails = isCabinet ? 0 : wanted["mailCount"].get<std::int32_t>();
     EXPECT_EQ(

@@ -12,7 +12,7 @@ namespace {
 std::vector<std::string> ReadAllLines(std::string_view text) {
   std::vector<std::string> lines;
   std::size_t position = 0;
-  while (const auto line = ReadTextLine(text, position))
+  while (const auto line = text::ReadTextLine(text, position))
     lines.emplace_back(*line);
   EXPECT_EQ(position, text.size());
   return lines;
@@ -52,7 +52,7 @@ TEST(ReadTextLine, SplitsTexts) {
 
 TEST(ReadTextLine, HasNoLineBeyondTheText) {
   std::size_t position = 7;
-  EXPECT_FALSE(ReadTextLine("abc", position).has_value());
+  EXPECT_FALSE(text::ReadTextLine("abc", position).has_value());
   EXPECT_EQ(position, 7U);
 }
 
@@ -86,7 +86,7 @@ TEST(FindHeaderLine, FindsTheFirstLineOfTheField) {
 }
 
 TEST(FindHeaderLine, TakesTheRestOfACutLineForALine) {
-  const std::string text = "X-Filler: " + Bytes(MAX_LINE_BYTES - 10) + "To: hidden\r\n";
+  const std::string text = "X-Filler: " + Bytes(text::MAX_LINE_BYTES - 10) + "To: hidden\r\n";
   EXPECT_EQ(FindHeaderLine(text, FieldSelector::To), " hidden");
 }
 

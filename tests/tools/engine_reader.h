@@ -28,7 +28,7 @@ inline std::string ReadWholeFile(const std::filesystem::path& path) {
 inline std::unique_ptr<jet::Database> OpenWithEngine(const std::filesystem::path& path) {
   platform::Platform& platform = platform::SystemPlatform();
   return jet::Database::Open(platform.files().OpenForReading(path.string()), platform.text(),
-                             {.textCodePage = CODE_PAGE_UTF8});
+                             {.textCodePage = text::CODE_PAGE_UTF8});
 }
 
 template <typename Definition>

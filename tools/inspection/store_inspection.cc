@@ -45,7 +45,7 @@ DatabaseState InspectDatabase(platform::Platform& platform, const std::string& p
   state.file = platform.files().NativeName(path);
   try {
     jet::OpenOptions options;
-    options.textCodePage = CODE_PAGE_UTF8;
+    options.textCodePage = text::CODE_PAGE_UTF8;
     options.known = std::move(known);
     CopyReport(jet::InspectFile(platform.files().OpenForReading(path), platform.text(), options),
                state);
@@ -60,8 +60,8 @@ DatabaseState InspectDatabase(platform::Platform& platform, const std::string& p
 // In the code page of the names that are asked for: they are all ASCII but for the queries'.
 jet::KnownObjects InUtf8(platform::Platform& platform, jet::KnownObjects known) {
   for (jet::KnownQuery& query : known.queries) {
-    query.name = platform.text().FromUtf16(platform.text().ToUtf16(query.name, CODE_PAGE_JAPANESE),
-                                           CODE_PAGE_UTF8);
+    query.name = platform.text().FromUtf16(
+        platform.text().ToUtf16(query.name, text::CODE_PAGE_JAPANESE), text::CODE_PAGE_UTF8);
   }
   return known;
 }

@@ -8,7 +8,7 @@
 #include "jetdump/json_dump.h"
 #include "platform/native_file.h"
 #include "platform/platform.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ void AddOptions(CLI::App& app, CommandLine& line) {
 
 std::unique_ptr<jet::Database> Open(const std::string& file) {
   return jet::Database::Open(platform::OpenNativeFile(file), platform::SystemPlatform().text(),
-                             {.textCodePage = CODE_PAGE_UTF8});
+                             {.textCodePage = text::CODE_PAGE_UTF8});
 }
 
 bool Print(const CommandLine& line) {

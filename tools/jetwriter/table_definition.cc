@@ -5,7 +5,7 @@
 #include "jetwriter/byte_writer.h"
 #include "jetwriter/value_encoder.h"
 #include "jetwriter/write_error.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jetwriter {
 namespace {
@@ -99,7 +99,7 @@ ByteWriter MakeFixedPart(const WriterContext& context, const DefinitionParts& pa
 }  // namespace
 
 std::uint16_t SortOrderOf(unsigned codePage) {
-  return codePage == CODE_PAGE_JAPANESE ? SORT_ORDER_JAPANESE : jet::SORT_ORDER_GENERAL;
+  return codePage == text::CODE_PAGE_JAPANESE ? SORT_ORDER_JAPANESE : jet::SORT_ORDER_GENERAL;
 }
 
 std::string BuildDefinition(const WriterContext& context, const DefinitionParts& parts) {

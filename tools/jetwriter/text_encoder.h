@@ -5,8 +5,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "jetwriter/iconv_converter.h"
+#include "jetwriter/charset_encoder.h"
 
 namespace nimport::jetwriter {
 
@@ -15,15 +16,15 @@ namespace nimport::jetwriter {
 class TextEncoder {
  public:
   // UTF-16LE.
-  [[nodiscard]] static TextEncoder ForUtf16() { return TextEncoder("UTF-16LE", true); }
+  [[nodiscard]] static TextEncoder ForUtf16() {
+    return TextEncoder(CharsetEncoder("UTF-16LE"), true);
+  }
   [[nodiscard]] static TextEncoder ForCodePage(unsigned codePage) {
-    return TextEncoder(IconvNameOf(codePage), false);
+    return TextEncoder(CharsetEncoder(codePage), false);
   }
 
   // Never compressed. Throws WriteError when a character has no place in the code page.
-  [[nodiscard]] std::string Encode(std::string_view utf8) const {
-    return converter_->Convert(utf8);
-  }
+  [[nodiscard]] std::string Encode(std::string_view utf8) const { return encoder_->Encode(utf8); }
 
   // What Encode gave, in the shorter form that begins with FF FE, when it is UTF-16 and that form
   // saves space; empty otherwise.
@@ -33,10 +34,10 @@ class TextEncoder {
   [[nodiscard]] bool LooksCompressed(std::string_view encoded) const;
 
  private:
-  TextEncoder(const std::string& charset, bool isUtf16)
-      : converter_(std::make_unique<IconvConverter>(charset)), isUtf16_(isUtf16) {}
+  TextEncoder(CharsetEncoder encoder, bool isUtf16)
+      : encoder_(std::make_unique<CharsetEncoder>(std::move(encoder))), isUtf16_(isUtf16) {}
 
-  std::unique_ptr<IconvConverter> converter_;
+  std::unique_ptr<CharsetEncoder> encoder_;
   bool isUtf16_;
 };
 

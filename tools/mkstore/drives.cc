@@ -1,21 +1,21 @@
 #include "mkstore/drives.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 
 #include "jetwriter/write_error.h"
+#include "text/ascii.h"
 
 namespace nimport::mkstore {
 
 std::filesystem::path Drives::ToNative(std::string_view windowsPath, const Node& place) const {
-  const bool hasDrive = windowsPath.size() >= 3 && windowsPath[1] == ':' &&
-                        std::isalpha(static_cast<unsigned char>(windowsPath[0])) != 0;
+  const bool hasDrive =
+      windowsPath.size() >= 3 && windowsPath[1] == ':' && text::IsAsciiLetter(windowsPath[0]);
   if (!hasDrive) {
     place.Fail("\"" + std::string(windowsPath) + "\" does not begin with a drive, as in C:\\");
   }
-  const auto drive = static_cast<char>(std::tolower(static_cast<unsigned char>(windowsPath[0])));
+  const char drive = text::AsciiLower(windowsPath[0]);
   std::filesystem::path path = root_ / std::string(1, drive);
   std::string_view rest = windowsPath.substr(2);
   while (!rest.empty()) {

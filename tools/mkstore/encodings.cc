@@ -1,37 +1,29 @@
 #include "mkstore/encodings.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <map>
-#include <memory>
 
-#include "jetwriter/iconv_converter.h"
+#include "jetwriter/charset_encoder.h"
 #include "jetwriter/write_error.h"
 #include "mime/transfer_encoding.h"
+#include "text/ascii.h"
 #include "text/code_page_932.h"
+#include "text/utf8.h"
 
 namespace nimport::mkstore {
 namespace {
 
+constexpr const char* CODE_PAGE_932 = "CP932";
 constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
 
 // Characters of an encoded word's text; 75 with the marks around it in every charset of use.
 constexpr std::size_t WORD_CHARACTERS = 12;
 constexpr std::size_t MAX_LINE_CHARACTERS = 76;
 
-std::string ToLower(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
-
 std::string Convert(std::string_view utf8, const std::string& charset) {
-  static std::map<std::string, std::unique_ptr<jetwriter::IconvConverter>> converters;
-  auto& converter = converters[charset];
-  if (!converter) converter = std::make_unique<jetwriter::IconvConverter>(charset);
-  return converter->Convert(utf8);
+  static std::map<std::string, jetwriter::CharsetEncoder> encoders;
+  return encoders.try_emplace(charset, charset).first->second.Encode(utf8);
 }
 
 unsigned ByteAt(std::string_view bytes, std::size_t at) {
@@ -61,7 +53,7 @@ std::string ToIso2022Jp(std::string_view utf8) {
   constexpr std::string_view ASCII = "\x1B(B";
   constexpr std::string_view KATAKANA = "\x1B(I";
   constexpr std::string_view KANJI = "\x1B$B";
-  const std::string bytes = Convert(utf8, jetwriter::IconvNameOf(932));
+  const std::string bytes = Convert(utf8, CODE_PAGE_932);
   std::string result;
   std::string_view set = ASCII;
   const auto select = [&](std::string_view wanted) {
@@ -70,7 +62,7 @@ std::string ToIso2022Jp(std::string_view utf8) {
   };
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const unsigned byte = ByteAt(bytes, i);
-    if (IsLeadByte(static_cast<unsigned char>(byte)) && i + 1 < bytes.size()) {
+    if (text::IsLeadByte(static_cast<unsigned char>(byte)) && i + 1 < bytes.size()) {
       const unsigned cell = ToJisCell(byte, ByteAt(bytes, ++i));
       select(KANJI);
       result.push_back(static_cast<char>(0x21 + cell / 94));
@@ -84,19 +76,11 @@ std::string ToIso2022Jp(std::string_view utf8) {
   return result;
 }
 
-std::size_t CharacterBytes(std::string_view utf8) {
-  std::size_t length = 1;
-  while (length < utf8.size() && (ByteAt(utf8, length) & 0xC0) == 0x80)
-    ++length;
-  return length;
-}
-
 std::string_view FirstCharacters(std::string_view utf8, std::size_t count) {
-  std::size_t length = 0;
-  for (std::size_t i = 0; i < count && length < utf8.size(); ++i) {
-    length += CharacterBytes(utf8.substr(length));
-  }
-  return utf8.substr(0, length);
+  std::string_view rest = utf8;
+  for (std::size_t i = 0; i < count && !rest.empty(); ++i)
+    (void)text::TakeUtf8Character(rest);
+  return utf8.substr(0, utf8.size() - rest.size());
 }
 
 void AppendQuoted(std::string& text, unsigned byte) {
@@ -110,7 +94,7 @@ std::string EncodeQ(std::string_view bytes) {
   for (const char c : bytes) {
     if (c == ' ') {
       text += '_';
-    } else if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
+    } else if (text::IsAsciiLetterOrDigit(c)) {
       text += c;
     } else {
       AppendQuoted(text, static_cast<unsigned char>(c));
@@ -124,7 +108,7 @@ std::string EncodeQ(std::string_view bytes) {
 std::optional<std::string> DecodeBase64(std::string_view text) {
   const auto isLawful = [](char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '/' || c == '=' ||
-           std::isspace(static_cast<unsigned char>(c)) != 0;
+           text::IsBlank(c);
   };
   if (!std::all_of(text.begin(), text.end(), isLawful)) return std::nullopt;
   return mime::DecodeTransfer(mime::TransferEncoding::Base64, text);
@@ -134,13 +118,9 @@ std::optional<std::string> DecodeHex(std::string_view digits) {
   std::string bytes;
   if (digits.size() % 2 != 0) return std::nullopt;
   for (std::size_t i = 0; i < digits.size(); i += 2) {
-    const auto digitAt = [&](std::size_t at) {
-      return HEX_DIGITS.find(
-          static_cast<char>(std::toupper(static_cast<unsigned char>(digits[at]))));
-    };
-    const std::size_t high = digitAt(i);
-    const std::size_t low = digitAt(i + 1);
-    if (high > 0xF || low > 0xF) return std::nullopt;
+    const int high = text::HexDigit(digits[i]);
+    const int low = text::HexDigit(digits[i + 1]);
+    if (high < 0 || low < 0) return std::nullopt;
     bytes.push_back(static_cast<char>(high << 4 | low));
   }
   return bytes;
@@ -172,10 +152,10 @@ std::string EncodeQuotedPrintable(std::string_view bytes) {
 }
 
 std::string ToCharset(std::string_view utf8, std::string_view charset) {
-  const std::string name = ToLower(charset);
+  const std::string name = text::AsciiLower(charset);
   if (name == "utf-8") return std::string(utf8);
   if (name == "iso-2022-jp") return ToIso2022Jp(utf8);
-  if (name == "shift_jis") return Convert(utf8, jetwriter::IconvNameOf(932));
+  if (name == "shift_jis") return Convert(utf8, CODE_PAGE_932);
   if (name == "euc-jp") return Convert(utf8, "EUC-JP-MS");
   return Convert(utf8, name);
 }

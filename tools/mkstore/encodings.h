@@ -17,7 +17,7 @@ namespace nimport::mkstore {
 
 // UTF-8 in the character set that mail software of the time means by a name: iso-2022-jp with
 // NEC's and IBM's characters and single-byte katakana, shift_jis as code page 932, euc-jp as
-// EUC-JP-MS; other names as iconv has them. Throws jetwriter::WriteError.
+// EUC-JP-MS; other names as text::SystemCharset has them. Throws jetwriter::WriteError.
 [[nodiscard]] std::string ToCharset(std::string_view utf8, std::string_view charset);
 
 // An encoded word or several, separated by line end and blank: "=?charset?B?...?=". `encoding` is

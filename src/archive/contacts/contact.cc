@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "archive/mailboxes.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
@@ -33,8 +34,7 @@ std::string FirstLine(std::string_view text) {
   if (begin == std::string_view::npos) return {};
   const std::size_t end = text.find_first_of("\r\n", begin);
   std::string line(text.substr(begin, end == std::string_view::npos ? end : end - begin));
-  std::ranges::replace_if(
-      line, [](char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; }, ' ');
+  std::ranges::replace_if(line, text::IsAsciiControl, ' ');
   return line;
 }
 

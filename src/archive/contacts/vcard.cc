@@ -1,6 +1,6 @@
 #include "archive/contacts/vcard.h"
 
-#include "host/text.h"
+#include "text/utf8.h"
 
 namespace nimport::command {
 
@@ -33,7 +33,7 @@ std::string Escape(std::string_view text, bool escapesSemicolons) {
 void AppendLine(std::string& card, const std::string& line) {
   std::string_view rest = line;
   for (std::size_t room = MAX_LINE; rest.size() > room; room = MAX_LINE - 1) {
-    const std::string_view piece = host::CutUtf8(rest, room);
+    const std::string_view piece = text::CutUtf8(rest, room);
     card.append(piece).append("\r\n ");
     rest.remove_prefix(piece.size());
   }

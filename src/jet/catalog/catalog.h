@@ -9,7 +9,7 @@
 
 #include "jet/catalog/query_limits.h"
 #include "jet/format/stored_query.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -35,7 +35,7 @@ class Catalog {
 
   [[nodiscard]] virtual const std::string& FileName() const = 0;  // UTF-8, for messages
   [[nodiscard]] virtual unsigned TextCodePage() const = 0;
-  [[nodiscard]] virtual const TextConverter& Converter() const = 0;
+  [[nodiscard]] virtual const text::CodePageConverter& Converter() const = 0;
 };
 
 }  // namespace nimport::jet

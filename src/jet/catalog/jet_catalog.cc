@@ -12,7 +12,7 @@
 #include "jet/salvage/query_substitute.h"
 #include "jet/salvage/system_tables.h"
 #include "jet/storage/usage_map.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -55,7 +55,7 @@ std::string GetBytes(const StoredRow& row, std::size_t column) {
 bool HasColumns(const StoredDefinition& definition, const std::vector<KnownColumn>& known) {
   return std::ranges::all_of(known, [&](const KnownColumn& wanted) {
     return std::ranges::any_of(definition.columns, [&](const Column& column) {
-      return EqualsIgnoringAsciiCase(column.name, wanted.name);
+      return text::EqualsIgnoringCase(column.name, wanted.name);
     });
   });
 }
@@ -77,17 +77,17 @@ bool IsLikely(const StoredDefinition& definition, const KnownTable& known) {
 }  // namespace
 
 void JetCatalog::ObjectList::Add(Object object) {
-  byName.emplace(ToAsciiLower(object.name), objects.size());
+  byName.emplace(text::AsciiLower(object.name), objects.size());
   objects.push_back(std::move(object));
 }
 
 const JetCatalog::Object* JetCatalog::ObjectList::Find(std::string_view name) const {
-  const auto found = byName.find(ToAsciiLower(name));
+  const auto found = byName.find(text::AsciiLower(name));
   return found == byName.end() ? nullptr : &objects[found->second];
 }
 
-JetCatalog::JetCatalog(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
-                       const OpenOptions& options)
+JetCatalog::JetCatalog(std::unique_ptr<RandomAccessFile> file,
+                       const text::CodePageConverter& converter, const OpenOptions& options)
     : converter_(converter),
       options_(options),
       damage_(options.damageListener),
@@ -159,7 +159,7 @@ StoredDefinition JetCatalog::ReadDefinition(const std::string& name, std::uint32
     StoredDefinition definition = CheckedDefinition(
         file_.Layout(), stored, page, check, damage_.IsSalvaging(),
         [&](const std::string& damage) { damage_.Report(DatabaseError(place, damage)); });
-    DecodeNames(definition, DecoderTo(CODE_PAGE_UTF8));
+    DecodeNames(definition, DecoderTo(text::CODE_PAGE_UTF8));
     return definition;
   } catch (const DatabaseError& error) {
     RethrowAt(error, place);
@@ -187,7 +187,7 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
   StoredDefinition definition = MakeSystemDefinition(columns, page);
   try {
     // Nothing else is needed to tell whether it is right, or to do without it.
-    StoredDefinition stored = ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8));
+    StoredDefinition stored = ReadTableDefinition(file_, page, DecoderTo(text::CODE_PAGE_UTF8));
     if (!damage_.IsSalvaging() || HasSystemColumns(stored, columns)) {
       definition = std::move(stored);
     } else {
@@ -197,7 +197,7 @@ std::shared_ptr<const StoredTable> JetCatalog::OpenSystemTable(
     damage_.Report(DatabaseError({.file = file_.Name(), .page = error.place().page, .table = name},
                                  error.reason()));
   }
-  return OpenTable(name, std::move(definition), CODE_PAGE_UTF8);
+  return OpenTable(name, std::move(definition), text::CODE_PAGE_UTF8);
 }
 
 // Positions of the columns that are needed.
@@ -252,7 +252,7 @@ const KnownTable* JetCatalog::FindKnownTable(std::string_view name) const {
 
 const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
   const auto found = std::ranges::find_if(options_.known.tables, [&](const KnownTable& known) {
-    return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
+    return text::EqualsIgnoringCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
   });
   return found == options_.known.tables.end() ? nullptr : &*found;
 }
@@ -260,7 +260,7 @@ const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
 const KnownQuery* JetCatalog::FindKnownQuery(std::string_view name) const {
   if (!damage_.IsSalvaging()) return nullptr;
   const auto found = std::ranges::find_if(options_.known.queries, [&](const KnownQuery& known) {
-    return EqualsIgnoringAsciiCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
+    return text::EqualsIgnoringCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
   });
   return found == options_.known.queries.end() ? nullptr : &*found;
 }
@@ -271,12 +271,13 @@ std::optional<std::uint32_t> JetCatalog::GuessDefinition(std::string_view name) 
   std::optional<std::uint32_t> guess;
   for (const std::uint32_t page : survey_.DefinitionPages()) {
     const bool isTaken = std::ranges::any_of(tables_.objects, [&](const Object& other) {
-      return DefinitionPage(other.id) == page && !EqualsIgnoringAsciiCase(other.name, name) &&
+      return DefinitionPage(other.id) == page && !text::EqualsIgnoringCase(other.name, name) &&
              (FindKnownTable(other.name) != nullptr || other.name.starts_with("MSys"));
     });
     if (isTaken) continue;
     try {
-      if (!IsLikely(ReadTableDefinition(file_, page, DecoderTo(CODE_PAGE_UTF8)), *known)) continue;
+      if (!IsLikely(ReadTableDefinition(file_, page, DecoderTo(text::CODE_PAGE_UTF8)), *known))
+        continue;
     } catch (const DatabaseError&) {
       continue;  // the continuation of another one, or damaged itself
     }
@@ -341,7 +342,7 @@ const StoredTable& JetCatalog::QueriesTable() {
 std::shared_ptr<const StoredQuery> JetCatalog::FindQuery(std::string_view name) {
   Refresh();
   const KnownQuery* known = FindKnownQuery(name);
-  if (known != nullptr && replacedQueries_.contains(ToAsciiLower(name))) {
+  if (known != nullptr && replacedQueries_.contains(text::AsciiLower(name))) {
     return MakeSubstituteFor(*known);
   }
   const Object* object = queries_.Find(name);
@@ -363,9 +364,9 @@ std::shared_ptr<const StoredQuery> JetCatalog::FindQuery(std::string_view name) 
 
 bool JetCatalog::ReplaceQuery(const std::string& name, const DatabaseError& error) {
   const KnownQuery* known = FindKnownQuery(name);
-  if (known == nullptr || replacedQueries_.contains(ToAsciiLower(name))) return false;
+  if (known == nullptr || replacedQueries_.contains(text::AsciiLower(name))) return false;
   if (!MakeSubstituteFor(*known)) return false;
-  replacedQueries_.insert(ToAsciiLower(name));
+  replacedQueries_.insert(text::AsciiLower(name));
   damage_.Report(DatabaseError(
       {.file = file_.Name(), .table = name},
       "the stored query is damaged (" + error.reason() + "); its tables are read without it"));

@@ -27,7 +27,7 @@ namespace nimport::jet {
 class JetCatalog final : public Catalog {
  public:
   // Reads the file's header and the list of its objects.
-  JetCatalog(std::unique_ptr<RandomAccessFile> file, const TextConverter& converter,
+  JetCatalog(std::unique_ptr<RandomAccessFile> file, const text::CodePageConverter& converter,
              const OpenOptions& options);
 
   [[nodiscard]] std::shared_ptr<const StoredTable> FindTable(std::string_view name) override;
@@ -36,7 +36,7 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] QueryLimits Limits() const override;
   [[nodiscard]] const std::string& FileName() const override { return file_.Name(); }
   [[nodiscard]] unsigned TextCodePage() const override { return options_.textCodePage; }
-  [[nodiscard]] const TextConverter& Converter() const override { return converter_; }
+  [[nodiscard]] const text::CodePageConverter& Converter() const override { return converter_; }
 
   // Makes FindQuery answer a substitute for a stored query that cannot be evaluated, from now on.
   // False when there is none, or when it is that which cannot be evaluated.
@@ -106,7 +106,7 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] const StoredTable& QueriesTable();
   [[nodiscard]] StoredQuery ReadQuery(const Object& object);
 
-  const TextConverter& converter_;
+  const text::CodePageConverter& converter_;
   OpenOptions options_;
   DamageReporter damage_;
   PageFile file_;

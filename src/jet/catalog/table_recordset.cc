@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "jet/format/name_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -143,7 +143,7 @@ std::size_t TableRecordset::RequireColumn(std::string_view columnName) const {
   const auto& columns = table_.Columns();
   const auto found =
       std::find_if(columns.begin(), columns.end(), [columnName](const ColumnInfo& column) {
-        return EqualsIgnoringAsciiCase(column.name, columnName);
+        return text::EqualsIgnoringCase(column.name, columnName);
       });
   if (found != columns.end()) return static_cast<std::size_t>(found - columns.begin());
   const JetCatalog& catalog = table_.Catalog();

@@ -6,15 +6,15 @@
 #include <span>
 
 #include "jet/format/jet_layout.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
 // What page 0 says about the file.
 struct FileHeader {
   const JetLayout* layout = nullptr;
-  unsigned codePage = CODE_PAGE_WESTERN;  // of Jet 3 text
-  std::uint32_t encodingKey = 0;          // 0: pages are plain
+  unsigned codePage = text::CODE_PAGE_WESTERN;  // of Jet 3 text
+  std::uint32_t encodingKey = 0;                // 0: pages are plain
 };
 
 // The bytes of page 0 that are needed to parse its header.

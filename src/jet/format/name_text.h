@@ -4,15 +4,15 @@
 #include <string>
 #include <string_view>
 
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
 // Names between UTF-8, in which the engine keeps them, and the code page of a database's texts.
 [[nodiscard]] std::string ToUtf8(std::string_view name, unsigned codePage,
-                                 const TextConverter& converter);
+                                 const text::CodePageConverter& converter);
 [[nodiscard]] std::string FromUtf8(std::string_view name, unsigned codePage,
-                                   const TextConverter& converter);
+                                   const text::CodePageConverter& converter);
 
 }  // namespace nimport::jet
 

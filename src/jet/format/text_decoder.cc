@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "jet/database_error.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -22,10 +23,7 @@ bool IsHighSurrogate(std::span<const std::byte> stored, std::size_t unit) {
 }
 
 bool IsAscii(std::span<const std::byte> bytes) {
-  std::byte all{};
-  for (const std::byte byte : bytes)
-    all |= byte;
-  return (all & std::byte{0x80}) == std::byte{0};
+  return text::IsAscii({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 std::string ToString(std::span<const std::byte> bytes) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "jet/format/jet_layout.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -16,7 +16,8 @@ class TextDecoder {
  public:
   // `filePage` is the code page of Jet 3 text, `targetPage` that of the results. `converter` must
   // outlive the decoder.
-  TextDecoder(TextForm form, unsigned filePage, unsigned targetPage, const TextConverter& converter)
+  TextDecoder(TextForm form, unsigned filePage, unsigned targetPage,
+              const text::CodePageConverter& converter)
       : form_(form), filePage_(filePage), targetPage_(targetPage), converter_(&converter) {}
 
   // A text or memo value. Throws DatabaseError, without a place, for a text that ends within a
@@ -36,7 +37,7 @@ class TextDecoder {
   TextForm form_;
   unsigned filePage_;
   unsigned targetPage_;
-  const TextConverter* converter_;
+  const text::CodePageConverter* converter_;
 };
 
 }  // namespace nimport::jet

@@ -15,7 +15,8 @@
 #include "jet/query/query_reader.h"
 #include "jet/query/query_scope.h"
 #include "jet/storage/stored_table.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
+#include "text/name_map.h"
 
 namespace nimport::jet {
 namespace {
@@ -71,9 +72,9 @@ std::string MakeExpressionName(std::size_t position) {
 }
 
 // Names that columns from different sources have.
-NameSet FindSharedNames(const std::vector<PendingColumn>& pending) {
-  NameMap<const ScopeSource*> sources;
-  NameSet shared;
+text::NameSet FindSharedNames(const std::vector<PendingColumn>& pending) {
+  text::NameMap<const ScopeSource*> sources;
+  text::NameSet shared;
   for (const PendingColumn& column : pending) {
     const auto [known, isNew] = sources.emplace(column.Name(), column.origin.source);
     if (!isNew && known->second != column.origin.source) shared.insert(known->first);
@@ -84,7 +85,7 @@ NameSet FindSharedNames(const std::vector<PendingColumn>& pending) {
 // Two plain columns of one name are called by their tables; the same column twice is counted.
 std::vector<QueryPlan::Column> NameColumns(const std::vector<PendingColumn>& pending) {
   const auto shared = FindSharedNames(pending);
-  NameSet taken;
+  text::NameSet taken;
   std::vector<QueryPlan::Column> columns;
   for (std::size_t i = 0; i < pending.size(); ++i) {
     const PendingColumn& column = pending[i];
@@ -117,7 +118,7 @@ class Planner {
     place.file = context_.fileName;
     place.table = queryName;
     std::string user;
-    if (!EqualsIgnoringAsciiCase(queryName, context_.queryName)) {
+    if (!text::EqualsIgnoringCase(queryName, context_.queryName)) {
       user = " (used by the query " + Quote(context_.queryName) + ")";
     }
     throw DatabaseError(std::move(place), "the stored query cannot be evaluated: " + reason + user);
@@ -125,7 +126,7 @@ class Planner {
 
   QueryPlan PlanStored(const StoredQuery& query) {
     const auto isSame = [&query](const std::string& name) {
-      return EqualsIgnoringAsciiCase(name, query.name);
+      return text::EqualsIgnoringCase(name, query.name);
     };
     if (std::any_of(beingPlanned_.begin(), beingPlanned_.end(), isSame)) {
       FailIn(query.name, "it takes its rows from itself");

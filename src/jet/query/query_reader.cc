@@ -5,7 +5,7 @@
 
 #include "jet/format/system_layout.h"
 #include "jet/query/expression/sql_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -116,7 +116,7 @@ void ReadRow(const QueryRow& row, SelectStatement& select, bool& hasAllColumns) 
     case ATTRIBUTE_ORDER_BY:
       select.order.push_back(
           {.expression = row.expression,
-           .isDescending = EqualsIgnoringAsciiCase(row.name1, ORDER_DESCENDING)});
+           .isDescending = text::EqualsIgnoringCase(row.name1, ORDER_DESCENDING)});
       return;
     default:
       throw SqlError("it has a part of unknown kind " + std::to_string(row.attribute));

@@ -14,7 +14,7 @@
 
 #include "jet/query/query_cursor.h"
 #include "jet/recordset.h"
-#include "text/ascii_case.h"
+#include "text/name_map.h"
 
 namespace nimport::jet {
 
@@ -50,7 +50,7 @@ class PreparedQuery {
   QueryContext context_;
   QueryPlan plan_;
   std::vector<ColumnInfo> columns_;
-  NameMap<std::size_t> columnsByName_;  // UTF-8; of several the first
+  text::NameMap<std::size_t> columnsByName_;  // UTF-8; of several the first
   std::optional<RowList> keptRows_;
   std::map<std::size_t, HeldVector<IndexEntry>> columnIndexes_;
   std::map<std::size_t, std::optional<std::size_t>> drivingColumns_;  // see FindDrivingColumn

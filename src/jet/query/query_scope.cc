@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "jet/query/expression/sql_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -22,7 +22,7 @@ namespace {
 
 void QueryScope::AddSource(ScopeSource source) {
   const auto isSame = [&source](const ScopeSource& other) {
-    return EqualsIgnoringAsciiCase(other.name, source.name);
+    return text::EqualsIgnoringCase(other.name, source.name);
   };
   if (std::any_of(sources_.begin(), sources_.end(), isSame)) {
     throw SqlError("two of its sources are called " + Quote(source.name));
@@ -37,7 +37,7 @@ void QueryScope::AddSource(ScopeSource source) {
 
 std::size_t QueryScope::FindSource(std::string_view name) const {
   for (std::size_t i = 0; i < sources_.size(); ++i) {
-    if (EqualsIgnoringAsciiCase(sources_[i].name, name)) return i;
+    if (text::EqualsIgnoringCase(sources_[i].name, name)) return i;
   }
   throw SqlError("it has no source " + Quote(name));
 }
@@ -49,10 +49,10 @@ std::span<const FoundColumn> QueryScope::FindAll(std::string_view columnName) co
 
 FoundColumn QueryScope::FindQualified(const std::string& source, const std::string& name) const {
   for (const FoundColumn& candidate : FindAll(name)) {
-    if (EqualsIgnoringAsciiCase(candidate.source->name, source)) return candidate;
+    if (text::EqualsIgnoringCase(candidate.source->name, source)) return candidate;
   }
   const auto isSource = [&source](const ScopeSource& candidate) {
-    return EqualsIgnoringAsciiCase(candidate.name, source);
+    return text::EqualsIgnoringCase(candidate.name, source);
   };
   if (std::ranges::any_of(sources_, isSource)) {
     throw SqlError("the source " + Quote(source) + " has no column " + Quote(name));

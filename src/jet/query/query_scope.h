@@ -13,7 +13,8 @@
 #include "jet/query/expression/expression.h"
 #include "jet/query/expression/expression_evaluator.h"
 #include "jet/query/expression/expression_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
+#include "text/name_map.h"
 
 namespace nimport::jet {
 
@@ -72,8 +73,8 @@ class QueryScope {
 
   const TextRules& texts_;
   std::deque<ScopeSource> sources_;
-  NameMap<std::vector<FoundColumn>> columns_;  // of all sources
-  NameMap<BoundPtr> outputs_;
+  text::NameMap<std::vector<FoundColumn>> columns_;  // of all sources
+  text::NameMap<BoundPtr> outputs_;
 };
 
 }  // namespace nimport::jet

@@ -8,7 +8,7 @@
 #include "jet/database_error.h"
 #include "jet/format/jet_layout.h"
 #include "jet/storage/value_decoder.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -56,7 +56,7 @@ bool IsOneByteOff(const std::string& a, const std::string& b) {
 
 const Column* FindByName(const StoredDefinition& definition, const std::string& storedName) {
   const auto found = std::ranges::find_if(definition.columns, [&](const Column& column) {
-    return EqualsIgnoringAsciiCase(column.name, storedName);
+    return text::EqualsIgnoringCase(column.name, storedName);
   });
   return found == definition.columns.end() ? nullptr : &*found;
 }
@@ -117,7 +117,7 @@ std::string CheckVariableSlots(const StoredDefinition& definition) {
 std::string CheckNames(const StoredDefinition& definition) {
   std::vector<std::string> names;
   for (const Column& column : definition.columns)
-    names.push_back(ToAsciiLower(column.name));
+    names.push_back(text::AsciiLower(column.name));
   std::ranges::sort(names);
   if (!names.empty() && names.front().empty()) return "a column has no name";
   if (std::ranges::adjacent_find(names) != names.end()) return "two columns have the same name";

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "jet/format/jet_layout.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 
@@ -37,7 +37,7 @@ bool HasSystemColumns(const StoredDefinition& definition, std::span<const System
     if (!columns[wanted.id].inJet3) return true;
     const auto found = std::ranges::find(definition.columns, wanted.id, &Column::id);
     return found != definition.columns.end() && found->type == wanted.type &&
-           EqualsIgnoringAsciiCase(found->name, wanted.name) && found->isFixed == wanted.isFixed &&
+           text::EqualsIgnoringCase(found->name, wanted.name) && found->isFixed == wanted.isFixed &&
            (found->isFixed ? found->fixedOffset == wanted.fixedOffset
                            : found->variableSlot == wanted.variableSlot);
   });

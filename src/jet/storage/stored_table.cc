@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "jet/storage/stored_row.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -69,7 +69,7 @@ UsedPages StoredTable::SalvagePages() const {
 std::optional<std::size_t> StoredTable::FindColumn(std::string_view name) const {
   const auto& columns = definition_.columns;
   const auto found = std::find_if(columns.begin(), columns.end(), [name](const Column& column) {
-    return EqualsIgnoringAsciiCase(column.name, name);
+    return text::EqualsIgnoringCase(column.name, name);
   });
   if (found == columns.end()) return std::nullopt;
   return static_cast<std::size_t>(found - columns.begin());

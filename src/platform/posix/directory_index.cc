@@ -32,8 +32,9 @@ std::uint64_t HashOf(std::u16string_view text) {
 }  // namespace
 
 std::u16string DirectoryIndex::FoldName(std::string_view nativeName) const {
-  if (const auto utf16 = text_.ToUtf16Strict(nativeName, CODE_PAGE_UTF8)) return FoldCase(*utf16);
-  return FoldCase(text_.ToUtf16(nativeName, CODE_PAGE_JAPANESE));
+  if (const auto utf16 = text_.ToUtf16Strict(nativeName, text::CODE_PAGE_UTF8))
+    return text::FoldCase(*utf16);
+  return text::FoldCase(text_.ToUtf16(nativeName, text::CODE_PAGE_JAPANESE));
 }
 
 std::optional<DirectoryIndex::Directory> DirectoryIndex::Read(const std::string& path) const {
@@ -75,7 +76,7 @@ const DirectoryIndex::Directory* DirectoryIndex::Get(const std::string& path) {
 
 std::optional<std::string> DirectoryIndex::Find(const std::string& directory,
                                                 std::u16string_view name) {
-  const std::u16string folded = FoldCase(name);
+  const std::u16string folded = text::FoldCase(name);
   const std::uint64_t hash = HashOf(folded);
   const std::lock_guard lock(mutex_);
   const Directory* known = Get(directory);

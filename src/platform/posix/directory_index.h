@@ -11,7 +11,7 @@
 
 #include <sys/stat.h>
 
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::posix {
 
@@ -20,7 +20,7 @@ namespace nimport::platform::posix {
 // mail. Safe to use from several threads.
 class DirectoryIndex {
  public:
-  explicit DirectoryIndex(const TextConverter& text) : text_(text) {}
+  explicit DirectoryIndex(const text::CodePageConverter& text) : text_(text) {}
 
   // The name, as the directory spells it, that equals `name` but for letter case. Of several, the
   // first in the order of their bytes. A name in the directory that is not UTF-8 is taken for code
@@ -45,7 +45,7 @@ class DirectoryIndex {
   [[nodiscard]] std::optional<Directory> Read(const std::string& path) const;
   [[nodiscard]] std::u16string FoldName(std::string_view nativeName) const;
 
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   std::mutex mutex_;
   std::list<Directory> directories_;  // the one used last comes first
 };

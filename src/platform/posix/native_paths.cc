@@ -10,6 +10,7 @@
 #include "platform/posix/real_path.h"
 #include "platform/posix/wine_prefix.h"
 #include "platform/windows_path.h"
+#include "text/ascii.h"
 
 namespace nimport::platform::posix {
 namespace {
@@ -33,7 +34,7 @@ bool IsSameFile(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-NativePaths::NativePaths(Settings settings, const TextConverter& text)
+NativePaths::NativePaths(Settings settings, const text::CodePageConverter& text)
     : settings_(std::move(settings)), text_(text), directories_(text) {}
 
 std::optional<std::string> NativePaths::FindWineDrive(char letter) const {
@@ -64,7 +65,7 @@ void NativePaths::Descend(NativePath& path, const std::string& part) const {
   Append(path, part);
   if (!path.exists || IsThere(path.str())) return;
   std::optional<std::string> found =
-      directories_.Find(path.directory, text_.ToUtf16(part, CODE_PAGE_JAPANESE));
+      directories_.Find(path.directory, text_.ToUtf16(part, text::CODE_PAGE_JAPANESE));
   path.exists = found.has_value();
   if (found) path.name = *std::move(found);
 }
@@ -84,11 +85,10 @@ std::optional<std::string> NativePaths::FindStart(const WindowsPath& path) const
 }
 
 std::optional<std::string> NativePaths::ToNativeName(const std::string& part) const {
-  const bool isAscii = std::ranges::all_of(part, [](char c) { return (c & 0x80) == 0; });
-  if (isAscii) return part;
-  const std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+  if (text::IsAscii(part)) return part;
+  const std::optional<std::u16string> utf16 = text_.ToUtf16Strict(part, text::CODE_PAGE_JAPANESE);
   if (!utf16) return std::nullopt;
-  return text_.FromUtf16(*utf16, CODE_PAGE_UTF8);
+  return text_.FromUtf16(*utf16, text::CODE_PAGE_UTF8);
 }
 
 std::optional<NativePath> NativePaths::Spell(const WindowsPath& path) const {
@@ -204,7 +204,7 @@ StoredPlace NativePaths::FindStored(const StoredPath& stored) const {
 std::optional<std::string> NativePaths::SpellBelow(const std::string& start,
                                                    std::u16string_view below,
                                                    const std::string& nativeDirectory) const {
-  std::string path = start + text_.FromUtf16(below, CODE_PAGE_JAPANESE);
+  std::string path = start + text_.FromUtf16(below, text::CODE_PAGE_JAPANESE);
   // A name that code page 932 does not have, or that Windows does not allow, leads elsewhere.
   const std::optional<NativePath> back = Find(path);
   if (!back || !back->exists || !IsSameFile(back->str(), nativeDirectory)) return std::nullopt;
@@ -217,7 +217,7 @@ std::optional<std::string> NativePaths::ToWindowsOnDrive(const std::string& nati
   const std::optional<std::string> root = drive ? FindRealPath(*drive) : std::nullopt;
   if (!root || !nativeDirectory.starts_with(WithSlash(*root))) return std::nullopt;
   std::u16string below =
-      text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), CODE_PAGE_UTF8);
+      text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), text::CODE_PAGE_UTF8);
   std::ranges::replace(below, u'/', u'\\');
   return SpellBelow(std::string{letter, ':', '\\'}, below, nativeDirectory);
 }
@@ -228,7 +228,7 @@ std::optional<std::string> NativePaths::ToWindows(const std::string& nativeDirec
   for (char letter = 'Z'; letter >= 'A'; --letter) {
     if (std::optional<std::string> path = ToWindowsOnDrive(*real, letter)) return path;
   }
-  return SpellBelow("", text_.ToUtf16(*real, CODE_PAGE_UTF8), *real);
+  return SpellBelow("", text_.ToUtf16(*real, text::CODE_PAGE_UTF8), *real);
 }
 
 }  // namespace nimport::platform::posix

@@ -10,7 +10,7 @@
 #include "platform/settings.h"
 #include "platform/stored_path.h"
 #include "platform/windows_path.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::posix {
 
@@ -36,7 +36,7 @@ struct StoredPlace {
 // Safe to use from several threads.
 class NativePaths {
  public:
-  NativePaths(Settings settings, const TextConverter& text);
+  NativePaths(Settings settings, const text::CodePageConverter& text);
 
   // Parts that are not there as spelt are looked for without regard to letter case; from the first
   // part that is not there at all on, the path is as spelt. Empty when it cannot be understood.
@@ -86,7 +86,7 @@ class NativePaths {
                                                       const std::string& nativeDirectory) const;
 
   Settings settings_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   mutable DirectoryIndex directories_;
 };
 

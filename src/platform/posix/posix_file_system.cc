@@ -139,7 +139,7 @@ std::optional<std::string> PosixFileSystem::ReadFileVersion(std::string_view pat
   try {
     const std::optional<std::u16string> version = FindFileVersion(*OpenForReading(path));
     if (!version) return std::nullopt;
-    return text_.FromUtf16(*version, CODE_PAGE_JAPANESE);
+    return text_.FromUtf16(*version, text::CODE_PAGE_JAPANESE);
   } catch (const FileError&) {
     return std::nullopt;
   }

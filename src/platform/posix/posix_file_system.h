@@ -5,14 +5,14 @@
 #include "platform/posix/native_paths.h"
 #include "platform/settings.h"
 #include "platform/temporary_directories.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::posix {
 
 class PosixFileSystem final : public FileSystem {
  public:
   // `text` must outlive this object.
-  PosixFileSystem(const Settings& settings, const TextConverter& text)
+  PosixFileSystem(const Settings& settings, const text::CodePageConverter& text)
       : text_(text),
         paths_(settings, text),
         temporaryDirectories_(settings,
@@ -36,7 +36,7 @@ class PosixFileSystem final : public FileSystem {
   // A path that hosts can be told. Throws FileError.
   [[nodiscard]] std::string SpellDirectory(const std::string& native) const;
 
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   NativePaths paths_;
   TemporaryDirectories temporaryDirectories_;
 };

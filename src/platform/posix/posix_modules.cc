@@ -5,6 +5,8 @@
 
 #include <dlfcn.h>
 
+#include "text/ascii.h"
+
 namespace nimport::platform::posix {
 namespace {
 
@@ -23,14 +25,8 @@ class PosixModule final : public Module {
   void* handle_;
 };
 
-char ToLower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
 std::string LibraryName(std::string_view windowsName) {
-  std::string stem(windowsName.substr(0, windowsName.rfind('.')));
-  std::transform(stem.begin(), stem.end(), stem.begin(), ToLower);
-  return "lib" + stem + ".so";
+  return "lib" + text::AsciiLower(windowsName.substr(0, windowsName.rfind('.'))) + ".so";
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include "platform/posix/posix_modules.h"
 #include "platform/registry_files.h"
 #include "platform/settings.h"
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::posix {
 
@@ -39,12 +39,12 @@ class PosixPlatform final : public Platform {
   [[nodiscard]] FileSystem& files() override { return files_; }
   [[nodiscard]] const Clock& clock() const override { return clock_; }
   [[nodiscard]] ModuleLoader& modules() override { return modules_; }
-  [[nodiscard]] const TextConverter& text() const override { return text_; }
+  [[nodiscard]] const text::CodePageConverter& text() const override { return text_; }
   [[nodiscard]] DiagnosticsSink& diagnostics() override { return diagnostics_; }
 
  private:
   Settings settings_;
-  SystemText text_;
+  text::CodePageConverter text_;
   RegistryFiles registry_;
   PosixFileSystem files_;
   PosixClock clock_;

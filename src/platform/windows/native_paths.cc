@@ -66,7 +66,7 @@ std::optional<std::wstring> ToFullPath(const std::wstring& path) {
 
 std::optional<std::wstring> NativePaths::Append(std::wstring start, const WindowsPath& path) const {
   for (const std::string& part : path.parts) {
-    const std::optional<std::u16string> name = text_.ToUtf16Strict(part, CODE_PAGE_JAPANESE);
+    const std::optional<std::u16string> name = text_.ToUtf16Strict(part, text::CODE_PAGE_JAPANESE);
     if (!name || EndsInDroppedCharacter(part)) return std::nullopt;
     start.append(L"\\").append(ToWide(*name));
   }
@@ -98,8 +98,8 @@ std::optional<std::wstring> NativePaths::ResolveMapped(const WindowsPath& path) 
 }
 
 std::optional<std::wstring> NativePaths::FindShare(const WindowsPath& path) const {
-  const auto server = text_.ToUtf16Strict(path.server, CODE_PAGE_JAPANESE);
-  const auto share = text_.ToUtf16Strict(path.share, CODE_PAGE_JAPANESE);
+  const auto server = text_.ToUtf16Strict(path.server, text::CODE_PAGE_JAPANESE);
+  const auto share = text_.ToUtf16Strict(path.share, text::CODE_PAGE_JAPANESE);
   if (!server || !share || EndsInDroppedCharacter(path.share)) return std::nullopt;
   return std::wstring(UNC_PREFIX) + ToWide(*server) + L'\\' + ToWide(*share);
 }
@@ -154,7 +154,7 @@ std::optional<std::string> NativePaths::ToCodePage(const std::wstring& directory
   if (!full) return std::nullopt;
   DropTrailingSeparators(*full);
   const std::u16string utf16 = FromWide(std::wstring_view(*full).substr(LONG_PREFIX.size()));
-  std::string path = text_.FromUtf16(utf16, CODE_PAGE_JAPANESE);
+  std::string path = text_.FromUtf16(utf16, text::CODE_PAGE_JAPANESE);
   // A character that code page 932 lacks leads elsewhere, and so does a network path.
   std::optional<std::wstring> back = FindOwn(path + '\\');
   if (!back) return std::nullopt;

@@ -10,7 +10,7 @@
 #include "platform/settings.h"
 #include "platform/stored_path.h"
 #include "platform/windows_path.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 
@@ -34,7 +34,7 @@ struct StoredPlace {
 // be "file", "NUL.txt" and "COM1" devices, "file:x" a stream of another file.
 class NativePaths {
  public:
-  NativePaths(Settings settings, const TextConverter& text)
+  NativePaths(Settings settings, const text::CodePageConverter& text)
       : settings_(std::move(settings)), text_(text) {}
 
   // A path that the settings name: drives that NIMPORT_DRIVES names lie where it says. Empty when
@@ -62,7 +62,7 @@ class NativePaths {
                                                     const StoredTarget& target) const;
 
   Settings settings_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
 };
 
 }  // namespace nimport::platform::windows

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "text/code_page_table.h"
+#include "text/utf16.h"
 
 namespace nimport::platform::windows {
 
@@ -21,12 +21,11 @@ static_assert(sizeof(wchar_t) == sizeof(char16_t));
 
 // What is no UTF-8 becomes U+FFFD.
 [[nodiscard]] inline std::wstring WideFromUtf8(std::string_view text) {
-  bool isDamaged = false;
-  return ToWide(Utf16FromUtf8(text, isDamaged));
+  return ToWide(text::Utf16FromUtf8(text));
 }
 
 [[nodiscard]] inline std::string Utf8FromWide(std::wstring_view text) {
-  return Utf8FromUtf16(FromWide(text));
+  return text::Utf8FromUtf16(FromWide(text));
 }
 
 }  // namespace nimport::platform::windows

@@ -111,13 +111,13 @@ std::optional<std::string> WindowsFileSystem::ReadFileVersion(std::string_view p
   const std::optional<std::wstring> native = paths_.FindMapped(path);
   if (!native) return std::nullopt;
   if (const std::optional<std::wstring> version = AskSystemForVersion(*native)) {
-    return text_.FromUtf16(FromWide(*version), CODE_PAGE_JAPANESE);
+    return text_.FromUtf16(FromWide(*version), text::CODE_PAGE_JAPANESE);
   }
   // Of resources in several languages the system sees the one of this machine's language alone.
   try {
     const std::optional<std::u16string> version = FindFileVersion(*OpenWideFile(*native));
     if (!version) return std::nullopt;
-    return text_.FromUtf16(*version, CODE_PAGE_JAPANESE);
+    return text_.FromUtf16(*version, text::CODE_PAGE_JAPANESE);
   } catch (const FileError&) {
     return std::nullopt;
   }

@@ -5,7 +5,7 @@
 #include "platform/settings.h"
 #include "platform/temporary_directories.h"
 #include "platform/windows/native_paths.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 
@@ -14,7 +14,7 @@ namespace nimport::platform::windows {
 class WindowsFileSystem final : public FileSystem {
  public:
   // `text` must outlive this object.
-  WindowsFileSystem(const Settings& settings, const TextConverter& text)
+  WindowsFileSystem(const Settings& settings, const text::CodePageConverter& text)
       : text_(text),
         paths_(settings, text),
         temporaryDirectories_(settings,
@@ -39,7 +39,7 @@ class WindowsFileSystem final : public FileSystem {
   // A path that hosts can be told. Throws FileError.
   [[nodiscard]] std::string SpellDirectory(const std::string& native) const;
 
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   NativePaths paths_;
   TemporaryDirectories temporaryDirectories_;
 };

@@ -8,7 +8,7 @@
 #include "platform/windows/windows_file_system.h"
 #include "platform/windows/windows_modules.h"
 #include "platform/windows/windows_registry.h"
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 
@@ -31,12 +31,12 @@ class WindowsPlatform final : public Platform {
   [[nodiscard]] FileSystem& files() override { return files_; }
   [[nodiscard]] const Clock& clock() const override { return clock_; }
   [[nodiscard]] ModuleLoader& modules() override { return modules_; }
-  [[nodiscard]] const TextConverter& text() const override { return text_; }
+  [[nodiscard]] const text::CodePageConverter& text() const override { return text_; }
   [[nodiscard]] DiagnosticsSink& diagnostics() override { return diagnostics_; }
 
  private:
   Settings settings_;
-  SystemText text_;
+  text::CodePageConverter text_;
   WindowsRegistry registry_;
   WindowsFileSystem files_;
   WindowsClock clock_;

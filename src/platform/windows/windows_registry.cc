@@ -69,15 +69,16 @@ bool IsText(DWORD type) {
 std::optional<std::string> WindowsRegistry::ReadString(RegistryHive hive, std::string_view key,
                                                        std::string_view valueName) const {
   if (settings_("NIMPORT_REGISTRY")) return files_.ReadString(hive, key, valueName);
-  const Key open(hive, ToWide(text_.ToUtf16(key, CODE_PAGE_JAPANESE)));
+  const Key open(hive, ToWide(text_.ToUtf16(key, text::CODE_PAGE_JAPANESE)));
   DWORD type = REG_NONE;
   const std::optional<std::string> bytes =
-      open.Read(ToWide(text_.ToUtf16(valueName, CODE_PAGE_JAPANESE)), type);
+      open.Read(ToWide(text_.ToUtf16(valueName, text::CODE_PAGE_JAPANESE)), type);
   if (!bytes) return std::nullopt;
-  std::string value = IsText(type) ? text_.FromUtf16(UnitsOf(*bytes), CODE_PAGE_JAPANESE) : *bytes;
+  std::string value =
+      IsText(type) ? text_.FromUtf16(UnitsOf(*bytes), text::CODE_PAGE_JAPANESE) : *bytes;
   if (value.ends_with('\0')) value.pop_back();
   if (value.size() > MAX_VALUE_BYTES) RefuseLong(std::string(valueName));
-  return std::string(UpToNul(value));
+  return std::string(text::UpToNul(value));
 }
 
 }  // namespace nimport::platform::windows

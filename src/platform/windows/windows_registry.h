@@ -6,7 +6,7 @@
 #include "platform/registry.h"
 #include "platform/registry_files.h"
 #include "platform/settings.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 
@@ -15,7 +15,7 @@ namespace nimport::platform::windows {
 class WindowsRegistry final : public Registry {
  public:
   // `text` must outlive this object.
-  WindowsRegistry(const Settings& settings, const TextConverter& text)
+  WindowsRegistry(const Settings& settings, const text::CodePageConverter& text)
       : settings_(settings),
         text_(text),
         files_([settings] { return ReadRegistryFileNames(settings, ';'); }, text) {}
@@ -25,7 +25,7 @@ class WindowsRegistry final : public Registry {
 
  private:
   Settings settings_;
-  const TextConverter& text_;
+  const text::CodePageConverter& text_;
   RegistryFiles files_;
 };
 

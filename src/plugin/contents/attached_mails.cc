@@ -29,14 +29,14 @@ ExtensionRequest ExtensionOf(std::string_view name) {
 
 // The first "Content-Type" line of a MIME file, wherever it stands. Throws Failure (-3) when there
 // is none. The file is searched once.
-const ValueText& TopContentType(mailstore::MailStore& store, mailstore::MimeFile& file) {
-  std::optional<std::optional<ValueText>>& known = store.mimeFile.facts.topContentType;
+const text::ValueText& TopContentType(mailstore::MailStore& store, mailstore::MimeFile& file) {
+  std::optional<std::optional<text::ValueText>>& known = store.mimeFile.facts.topContentType;
   if (!known) {
     const std::string& text = file.Text();
     // The terminator belongs to the text that is searched, so an empty file has lines, too.
     const std::string_view withTerminator(text.c_str(), text.size() + 1);
     const auto line = mailstore::FindHeaderLine(withTerminator, FieldSelector::ContentType);
-    known.emplace(line ? std::optional(ValueText::Cut(*line)) : std::nullopt);
+    known.emplace(line ? std::optional(text::ValueText::Cut(*line)) : std::nullopt);
   }
   if (!*known) FailInvalid("the mail has no header line content-type");
   return **known;
@@ -75,7 +75,7 @@ ExtensionRequest OwnName(const std::string& path) {
 
 std::string CopyFile(Extraction& extraction, const std::optional<std::string>& storedPath) {
   if (!storedPath) FailInvalid("the mail names no stored file");
-  const auto path = PathText::Fit(*storedPath);
+  const auto path = text::PathText::Fit(*storedPath);
   if (!path) FailInvalid("the path of the stored file is too long");
   const std::string contents =
       ReadStoredFile(extraction.store.platform.files(),
@@ -93,14 +93,14 @@ std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
 }
 
 // The path of the received file that a forwarded mail names.
-std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const NameText& key) {
+std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const text::NameText& key) {
   return store.linkedFiles.FindPath(store.database, key.str(), store.FindDatabaseStamp());
 }
 
 std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
   const auto mailId = platform::ReadText(*row.recordset, row.columns.filePathColumn);
   if (!mailId) FailInvalid("the mail names no received file");
-  return CopyFile(extraction, FindLinkedPath(extraction.store, NameText::Cut(*mailId)));
+  return CopyFile(extraction, FindLinkedPath(extraction.store, text::NameText::Cut(*mailId)));
 }
 
 // The extension of the quoted file name in a container's header: from its first dot up to the
@@ -116,7 +116,7 @@ mailstore::MimeFileFacts::ContainerExtension FindContainerExtension(std::string_
   if (end == std::string_view::npos || text[end] == '\n') {
     return {.fault = "the S/MIME container's name is not quoted"};
   }
-  return {.text = NameText::Cut(text.substr(dot, end - dot)).str()};
+  return {.text = text::NameText::Cut(text.substr(dot, end - dot)).str()};
 }
 
 // The same of a MIME file, which is searched once. Throws Failure (-3) when there is none.
@@ -136,8 +136,8 @@ const mime::Attachments& GetAttachments(mailstore::MailStore& store) {
 
 // The name of an attachment, without its head where it is too long: the extension is what counts.
 std::string AttachmentName(std::string_view name) {
-  const std::string_view whole = UpToNul(name);
-  const std::size_t excess = whole.size() - std::min(whole.size(), PathText::MAX_BYTES);
+  const std::string_view whole = text::UpToNul(name);
+  const std::size_t excess = whole.size() - std::min(whole.size(), text::PathText::MAX_BYTES);
   return std::string(whole.substr(excess));
 }
 

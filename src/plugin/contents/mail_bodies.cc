@@ -12,6 +12,7 @@
 #include "store/mail_row.h"
 #include "store/mail_text.h"
 #include "store/mime_file.h"
+#include "text/text_lines.h"
 
 namespace nimport::extraction {
 namespace {
@@ -64,7 +65,7 @@ std::string NormalizeStoredText(std::string text) {
 // The text behind the header of a whole mail.
 std::string_view BodyOfWholeMail(std::string_view text) {
   std::size_t position = 0;
-  while (const auto line = mailstore::ReadTextLine(text, position)) {
+  while (const auto line = text::ReadTextLine(text, position)) {
     if (line->empty()) break;
   }
   return text.substr(position);
@@ -99,7 +100,8 @@ mime::MainPart FetchMainPart(mime::MimeSession& session, std::int32_t bodyIndex)
 
 std::string WriteMainPart(Extraction& extraction, std::int32_t bodyIndex) {
   const mime::MainPart part = FetchMainPart(extraction.store.mime, bodyIndex);
-  if (part.contentType.size() > ValueText::MAX_BYTES) FailInvalid("the content type is too long");
+  if (part.contentType.size() > text::ValueText::MAX_BYTES)
+    FailInvalid("the content type is too long");
   if (IsSmimeContainer(part.contentType)) {
     return WritePlaceholder(extraction, ".TMP", RESULT_DATABASE);
   }

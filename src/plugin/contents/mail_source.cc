@@ -24,7 +24,7 @@ void AppendHeaderLine(std::string& block, std::string_view name, std::string_vie
   block.append(name).append(": ").append(value).append(LINE_END);
 }
 
-void AppendIfSet(std::string& block, std::string_view name, const ValueText& value) {
+void AppendIfSet(std::string& block, std::string_view name, const text::ValueText& value) {
   if (!value.empty()) AppendHeaderLine(block, name, value.str());
 }
 

@@ -18,7 +18,7 @@ void AppendNumbered(const std::vector<RelatedEntry>& entries, std::vector<Relate
   std::unordered_map<std::string_view, std::int32_t> counts;
   for (const RelatedEntry& entry : entries) {
     parts.push_back({.occurrence = counts[entry.contentType]++,
-                     .contentType = ValueText::Cut(entry.contentType)});
+                     .contentType = text::ValueText::Cut(entry.contentType)});
   }
 }
 
@@ -43,13 +43,14 @@ void BuildRelatedParts(std::string_view text, std::vector<RelatedPart>& parts) {
 }
 
 std::optional<std::string> ExtensionForContentType(std::string_view contentType) {
-  contentType = UpToNul(contentType);
+  contentType = text::UpToNul(contentType);
   const std::size_t slash = contentType.find('/');
   if (slash == std::string_view::npos) return std::nullopt;
   std::string_view subtype = contentType.substr(slash + 1);
   subtype = subtype.substr(0, subtype.find(';'));
   if (LooksLikePlain(subtype)) return ".txt";
-  if (subtype.size() + 1 > NameText::MAX_BYTES) FailInvalid("a content type's subtype is too long");
+  if (subtype.size() + 1 > text::NameText::MAX_BYTES)
+    FailInvalid("a content type's subtype is too long");
   return std::string(".").append(subtype);
 }
 

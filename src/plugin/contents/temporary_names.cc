@@ -44,7 +44,7 @@ std::string NameFromLast(std::string_view path, const ExtensionRequest& request)
 // Whether `text` is more than a file's name or the end of one.
 bool LeadsElsewhere(std::string_view text) {
   return text.find_first_of(std::string_view("/:\0", 3)) != std::string_view::npos ||
-         FindLastCharacter(text, '\\') != std::string_view::npos;
+         text::FindLastCharacter(text, '\\') != std::string_view::npos;
 }
 
 // Throws for a name that is no file's.
@@ -57,7 +57,7 @@ void RequireOwnName(const FileName& file) {
 
 void TemporaryNames::SetPendingName(std::string_view path) {
   if (path.empty()) FailInvalid("the name for the next temporary file is empty");
-  if (path.size() > PathText::MAX_BYTES) {
+  if (path.size() > text::PathText::MAX_BYTES) {
     FailInvalid("the name for the next temporary file is too long");
   }
   pendingTempName_ = path;
@@ -80,9 +80,9 @@ std::string TemporaryNames::NextPath(const ExtensionRequest& request) {
 std::string TemporaryNames::ChoosePath(const ExtensionRequest& request) {
   if (const auto* file = std::get_if<FileName>(&request)) RequireOwnName(*file);
   std::string path = NextPath(request);
-  if (path.size() > PathText::MAX_BYTES) {
+  if (path.size() > text::PathText::MAX_BYTES) {
     FailInvalid("a temporary file's path would be longer than " +
-                std::to_string(PathText::MAX_BYTES) + " bytes");
+                std::to_string(text::PathText::MAX_BYTES) + " bytes");
   }
   const auto* extension = std::get_if<std::string>(&request);
   if (extension != nullptr && LeadsElsewhere(*extension)) {

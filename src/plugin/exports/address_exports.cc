@@ -147,8 +147,8 @@ ResultCode GetFieldText(const char* function, HandleNode* session, HandleNode* b
                         ResultString* text) {
   return RunOnBook(function, session, [&](MailerContext& context, const AddressBook&) {
     static_cast<void>(RequireBook(book));
-    WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
-                      context.platform.text());
+    nimport::WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
+                               context.platform.text());
   });
 }
 
@@ -226,7 +226,7 @@ ResultCode NIMPORT_CALL AD_GetName(HandleNode* session, HandleNode* node, Result
   return RunExport("AD_GetName", [&](ExportCall& call) {
     const MailerContext& context = call.RequireSession(session);
     const std::string_view name = node == nullptr ? "" : nimport::NameOf(context, *node);
-    WriteResultString(text, name, context.platform.text());
+    nimport::WriteResultString(text, name, context.platform.text());
   });
 }
 
@@ -269,11 +269,11 @@ ResultCode NIMPORT_CALL AD_GetFieldIndex(HandleNode* session, HandleNode* book,
 
 ResultCode NIMPORT_CALL AD_GetValue(HandleNode* session, HandleNode* address, std::int32_t field,
                                     ResultString* text) {
-  return RunOnBook("AD_GetValue", session,
-                   [&](MailerContext& context, const AddressBook& bookData) {
-                     const HandleNode& node = nimport::RequireAddress(address);
-                     const AddressField& asked = nimport::addressbook::GetAddressField(field);
-                     WriteResultString(text, nimport::ResolveAddress(bookData, node).*asked.value,
-                                       context.platform.text());
-                   });
+  return RunOnBook(
+      "AD_GetValue", session, [&](MailerContext& context, const AddressBook& bookData) {
+        const HandleNode& node = nimport::RequireAddress(address);
+        const AddressField& asked = nimport::addressbook::GetAddressField(field);
+        nimport::WriteResultString(text, nimport::ResolveAddress(bookData, node).*asked.value,
+                                   context.platform.text());
+      });
 }

@@ -59,8 +59,8 @@ using nimport::RunExport;
 ResultCode NIMPORT_CALL ML_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
   return RunExport("ML_GetName", [&](ExportCall& call) {
     nimport::MailerContext& context = call.RequireSession(session);
-    WriteResultString(text, nimport::NameOf(context, nimport::RequireHandle(node)),
-                      context.platform.text());
+    nimport::WriteResultString(text, nimport::NameOf(context, nimport::RequireHandle(node)),
+                               context.platform.text());
   });
 }
 

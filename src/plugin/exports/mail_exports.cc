@@ -41,8 +41,8 @@ ResultCode GetField(const char* function, const MailArguments& arguments, FieldS
                     std::int32_t body, ResultString* text) {
   return RunOnMail(
       function, arguments, [&](MailerContext& context, MailStore& store, std::int32_t folder) {
-        const ValueText value = GetMailField(store, folder, arguments.mail, selector, body);
-        WriteResultString(text, value.str(), context.platform.text());
+        const text::ValueText value = GetMailField(store, folder, arguments.mail, selector, body);
+        nimport::WriteResultString(text, value.str(), context.platform.text());
       });
 }
 
@@ -68,12 +68,12 @@ using PathWriter = std::string (*)(extraction::Extraction&, std::int32_t, std::i
 ResultCode GetPath(const char* function, const MailArguments& arguments, std::int32_t index,
                    ResultString* path, PathWriter write) {
   if (IsOpenCabinet(arguments.session, arguments.folder)) return RESULT_OK;
-  return RunOnMail(function, arguments,
-                   [&](MailerContext& context, MailStore& store, std::int32_t folder) {
-                     extraction::Extraction extraction = MakeExtraction(context, store);
-                     WriteResultString(path, write(extraction, folder, arguments.mail, index),
-                                       context.platform.text());
-                   });
+  return RunOnMail(
+      function, arguments, [&](MailerContext& context, MailStore& store, std::int32_t folder) {
+        extraction::Extraction extraction = MakeExtraction(context, store);
+        nimport::WriteResultString(path, write(extraction, folder, arguments.mail, index),
+                                   context.platform.text());
+      });
 }
 
 }  // namespace
@@ -131,8 +131,9 @@ ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder
         // A NUL ends a source, unless everything that there is is wanted.
         const auto end = context.platform.IsSalvaging() ? nimport::TextEnd::AtItsLength
                                                         : nimport::TextEnd::AtFirstNul;
-        WriteResultString(text, nimport::source::ComposeMailSource(store, folderIndex, mail),
-                          context.platform.text(), end);
+        nimport::WriteResultString(text,
+                                   nimport::source::ComposeMailSource(store, folderIndex, mail),
+                                   context.platform.text(), end);
       });
 }
 
@@ -142,7 +143,8 @@ ResultCode NIMPORT_CALL ML_SetTempFileName(HandleNode* session, const NimportCha
     if (name == nullptr) nimport::FailInvalid("no name for the temporary file");
     // Some systems write a letter and its mark apart, which code page 932 cannot.
     nimport::GetTemporaryNames(context).SetPendingName(context.platform.text().FromUtf16(
-        nimport::ComposeForCodePage932(nimport::CopyText(name)), nimport::CODE_PAGE_JAPANESE));
+        nimport::text::ComposeForCodePage932(nimport::CopyText(name)),
+        nimport::text::CODE_PAGE_JAPANESE));
   });
 }
 

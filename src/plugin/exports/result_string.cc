@@ -25,10 +25,10 @@ void* MakeBuffer(const void* bytes, std::size_t size) {
 
 }  // namespace
 
-void WriteResultString(ResultString* record, std::string_view text, const TextConverter& converter,
-                       TextEnd end) {
+void WriteResultString(ResultString* record, std::string_view text,
+                       const text::CodePageConverter& converter, TextEnd end) {
   if (record == nullptr) FailInvalid("no record for the text");
-  const std::string_view whole = end == TextEnd::AtFirstNul ? UpToNul(text) : text;
+  const std::string_view whole = end == TextEnd::AtFirstNul ? text::UpToNul(text) : text;
   // The C library's own function, not one of this library: it still works after this one has been
   // unloaded.
   record->release = std::free;
@@ -40,7 +40,7 @@ void WriteResultString(ResultString* record, std::string_view text, const TextCo
       record->length = static_cast<std::intptr_t>(whole.size());
       return;
     case ENCODING_UTF16: {
-      const std::u16string utf16 = converter.ToUtf16(whole, CODE_PAGE_JAPANESE);
+      const std::u16string utf16 = converter.ToUtf16(whole, text::CODE_PAGE_JAPANESE);
       record->buffer = MakeBuffer(utf16.data(), utf16.size() * sizeof(char16_t));
       record->length = static_cast<std::intptr_t>(utf16.size());
       return;

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "nimport/nimport.h"
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport {
 
@@ -15,8 +15,8 @@ enum class TextEnd { AtFirstNul, AtItsLength };
 // the encoding that the record asks for. The buffer is malloc'ed and released by the host through
 // record->release. Throws Failure (-3) for a null record or an unknown encoding, which leaves
 // `length` 0 and `buffer` null; std::bad_alloc.
-void WriteResultString(ResultString* record, std::string_view text, const TextConverter& converter,
-                       TextEnd end = TextEnd::AtFirstNul);
+void WriteResultString(ResultString* record, std::string_view text,
+                       const text::CodePageConverter& converter, TextEnd end = TextEnd::AtFirstNul);
 
 }  // namespace nimport
 

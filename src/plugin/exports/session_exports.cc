@@ -49,7 +49,7 @@ ResultCode IsExistMailer(const char* function, std::int32_t* exists) {
 ResultCode GetMailerName(const char* function, HandleNode* session, ResultString* text) {
   return RunExport(function, [&](ExportCall& call) {
     const MailerContext& context = call.RequireSession(session);
-    WriteResultString(text, MAILER_NAME, context.platform.text());
+    nimport::WriteResultString(text, MAILER_NAME, context.platform.text());
   });
 }
 

@@ -16,7 +16,7 @@ namespace nimport::addressbook {
 struct AddressGroup {
   std::int32_t parentIndex = -1;  // position of the group that it belongs to; -1 at the top level
   std::int32_t index = 0;         // its own position
-  NameText name;
+  text::NameText name;
   std::shared_ptr<const AddressList> addresses;  // null when there are none
 };
 

@@ -66,7 +66,7 @@ class TreeWalk {
   [[nodiscard]] bool MayLoad(KeyMembers& members);
   void Enter(std::int32_t groupIndex, std::int32_t key);
   void Leave();
-  std::int32_t AppendGroup(std::int32_t parentIndex, const NameText& name);
+  std::int32_t AppendGroup(std::int32_t parentIndex, const text::NameText& name);
   void LoadAddresses(std::int32_t groupIndex, KeyMembers& members);
 };
 
@@ -167,7 +167,7 @@ void TreeWalk::Leave() {
   }
 }
 
-std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const NameText& name) {
+std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const text::NameText& name) {
   const auto index = static_cast<std::int32_t>(groups_.size());
   groups_.push_back({parentIndex, index, name, nullptr});
   return index;

@@ -8,11 +8,12 @@
 namespace nimport::addressbook {
 namespace {
 
-static_assert(2 * NameText::MAX_BYTES + ValueText::MAX_BYTES <= AddressTexts::PIECE_BYTES);
+static_assert(2 * text::NameText::MAX_BYTES + text::ValueText::MAX_BYTES <=
+              AddressTexts::PIECE_BYTES);
 
 template <typename Limit>
 std::string_view Cut(std::string_view text) {
-  return CutAtWholeCharacter(UpToNul(text), Limit::MAX_BYTES);
+  return text::CutAtWholeCharacter(text::UpToNul(text), Limit::MAX_BYTES);
 }
 
 std::uint16_t BytesOf(std::string_view text) {
@@ -32,9 +33,9 @@ char* AddressTexts::Take(std::size_t bytes) {
 }
 
 void AddressList::Append(const AddressEntry& entry) {
-  const std::string_view name = Cut<NameText>(entry.name);
-  const std::string_view comment = Cut<ValueText>(entry.comment);
-  const std::string_view userId = Cut<NameText>(entry.userId);
+  const std::string_view name = Cut<text::NameText>(entry.name);
+  const std::string_view comment = Cut<text::ValueText>(entry.comment);
+  const std::string_view userId = Cut<text::NameText>(entry.userId);
   const std::size_t bytes = name.size() + comment.size() + userId.size();
   char* end = bytes == 0 ? nullptr : texts_->Take(bytes);
   places_.push_back({.begin = end,

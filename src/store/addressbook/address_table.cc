@@ -147,7 +147,7 @@ void AddressTable::AddMember(const Row& row, std::int32_t type, KeyMembers& memb
 GroupRow AddressTable::ReadGroup(const Row& row) {
   const jet::Value name = row.Get(Name);
   RequireValue(row, name, "a group without a Name");
-  return {.key = row.GetNumber(KeyNo), .name = NameText::Cut(platform::TextOf(name))};
+  return {.key = row.GetNumber(KeyNo), .name = text::NameText::Cut(platform::TextOf(name))};
 }
 
 void AddressTable::AppendAddress(const Row& row, AddressList& addresses) {

@@ -24,7 +24,7 @@ using BadRowListener = std::function<void(const std::string&)>;
 // A row that stands for a group.
 struct GroupRow {
   std::int32_t key = 0;
-  NameText name;
+  text::NameText name;
 };
 
 // The rows that belong to one key, in the table's order. Groups and addresses each end before the

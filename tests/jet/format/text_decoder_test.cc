@@ -4,7 +4,7 @@
 
 #include "jet/database_error.h"
 #include "tests/jet/bytes.h"
-#include "tests/jet/iconv_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -13,36 +13,33 @@ TEST(TextDecoder, Jet4Texts) {
   const struct {
     const char* stored;
     const char* wanted;  // UTF-8
-    bool isConverted;    // whether the converter may be asked
     const char* why;
   } CASES[] = {
-      {"", "", false, "empty"},
-      {"FFFE", "", false, "compressed and empty"},
-      {"61006200", "ab", true, "ASCII in two bytes a character"},
-      {"FFFE616263", "abc", false, "compressed ASCII"},
-      {"FFFE6162636465666768696A6B6C6D6E", "abcdefghijklmn", false, "longer than a machine word"},
-      {"4230443057302D4E", "\xE3\x81\x82\xE3\x81\x84\xE3\x81\x97\xE4\xB8\xAD", true, "Japanese"},
-      {"FFFE636166E9", "caf\xC3\xA9", true, "Latin-1, one byte a character"},
-      {"FFFE636166E9002D4E", "caf\xC3\xA9\xE4\xB8\xAD", true, "two bytes a character at the end"},
+      {"", "", "empty"},
+      {"FFFE", "", "compressed and empty"},
+      {"61006200", "ab", "ASCII in two bytes a character"},
+      {"FFFE616263", "abc", "compressed ASCII"},
+      {"FFFE6162636465666768696A6B6C6D6E", "abcdefghijklmn", "longer than a machine word"},
+      {"4230443057302D4E", "\xE3\x81\x82\xE3\x81\x84\xE3\x81\x97\xE4\xB8\xAD", "Japanese"},
+      {"FFFE636166E9", "caf\xC3\xA9", "Latin-1, one byte a character"},
+      {"FFFE636166E9002D4E", "caf\xC3\xA9\xE4\xB8\xAD", "two bytes a character at the end"},
       {"FFFE61002D4E0062",
        "a\xE4\xB8\xAD"
        "b",
-       true, "there and back"},
-      {"FFFE6100", "a", true, "a switch at the end"},
-      {"3DD800DE", "\xF0\x9F\x98\x80", true, "a surrogate pair"},
+       "there and back"},
+      {"FFFE6100", "a", "a switch at the end"},
+      {"3DD800DE", "\xF0\x9F\x98\x80", "a surrogate pair"},
   };
-  const IconvConverter converter;
-  const TextDecoder decoder(TextForm::Utf16Le, 1252, CODE_PAGE_UTF8, converter);
+  const text::CodePageConverter converter;
+  const TextDecoder decoder(TextForm::Utf16Le, 1252, text::CODE_PAGE_UTF8, converter);
   for (const auto& row : CASES) {
-    converter.calls = 0;
     EXPECT_EQ(decoder.Decode(FromHex(row.stored)), row.wanted) << row.why;
-    EXPECT_EQ(converter.calls > 0, row.isConverted) << row.why;
   }
 }
 
 TEST(TextDecoder, HalfACharacterIsDamage) {
-  const IconvConverter converter;
-  const TextDecoder decoder(TextForm::Utf16Le, 1252, CODE_PAGE_JAPANESE, converter);
+  const text::CodePageConverter converter;
+  const TextDecoder decoder(TextForm::Utf16Le, 1252, text::CODE_PAGE_JAPANESE, converter);
   for (const char* stored : {"61", "616263", "FFFE61002D"}) {
     EXPECT_THROW((void)decoder.Decode(FromHex(stored)), DatabaseError) << stored;
   }
@@ -54,27 +51,24 @@ TEST(TextDecoder, Jet3TextsAreInTheFilesCodePage) {
     unsigned targetPage;
     const char* stored;
     const char* wanted;  // hexadecimal
-    bool isConverted;
   } CASES[] = {
-      {932, 932, "82A0FFFE81", "82A0FFFE81", false},  // passed through, damage and all
-      {932, 65001, "6162", "6162", false},
-      {932, 65001, "82A0", "E38182", true},
-      {1252, 65001, "A3", "C2A3", true},
-      {1252, 932, "8C", "3F", true},  // a letter that code page 932 lacks
+      {932, 932, "82A0FFFE81", "82A0FFFE81"},  // passed through, damage and all
+      {932, 65001, "6162", "6162"},
+      {932, 65001, "82A0", "E38182"},
+      {1252, 65001, "A3", "C2A3"},
+      {1252, 932, "8C", "3F"},  // a letter that code page 932 lacks
   };
-  const IconvConverter converter;
+  const text::CodePageConverter converter;
   for (const auto& row : CASES) {
-    converter.calls = 0;
     const TextDecoder decoder(TextForm::CodePage, row.filePage, row.targetPage, converter);
     EXPECT_EQ(decoder.Decode(FromHex(row.stored)), FromHexString(row.wanted)) << row.stored;
-    EXPECT_EQ(converter.calls > 0, row.isConverted) << row.stored;
   }
 }
 
 // U+1F600 is two units; whatever length a piece has, one of these texts has the pair across its
 // end.
 TEST(TextDecoder, LongTextsKeepCharactersOfTwoUnitsWhole) {
-  const IconvConverter converter;
+  const text::CodePageConverter converter;
   const TextDecoder decoder(TextForm::Utf16Le, 1252, 65001, converter);
   for (const std::size_t before : {0, 1}) {
     std::string stored(before, 'x');

@@ -20,11 +20,11 @@ BoundPtr Bind(const Expression& expression, const TextRules& texts) {
 }
 
 std::string Evaluated(const std::string& sql) {
-  const IconvConverter converter;
+  const text::CodePageConverter converter;
   const QueryContext context{
       .fileName = {},
       .queryName = {},
-      .texts = TextRules(converter, CODE_PAGE_JAPANESE),
+      .texts = TextRules(converter, text::CODE_PAGE_JAPANESE),
       .tables = {},
       .budget = std::make_unique<QueryBudget>("", "", QueryLimits::ForFile(0))};
   try {

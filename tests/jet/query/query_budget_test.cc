@@ -9,7 +9,7 @@
 
 #include "jet/database.h"
 #include "tests/jet/generated_database.h"
-#include "tests/jet/iconv_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -109,7 +109,7 @@ class QueryBudgetTest : public testing::Test {
     }
   }
 
-  IconvConverter converter_;
+  text::CodePageConverter converter_;
   std::atomic<bool> interruption_ = false;
   std::unique_ptr<Database> database_;
 };

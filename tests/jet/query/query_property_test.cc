@@ -267,7 +267,7 @@ class World {
   }
 
   std::vector<std::string> Finish(std::vector<Combination> rows) {
-    const auto lower = [](std::string text) { return ToAsciiLower(text); };
+    const auto lower = [](std::string text) { return text::AsciiLower(text); };
     if (query_.isDistinct) {
       std::vector<std::string> seen;
       std::erase_if(rows, [&](const Combination& row) {

@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 
 #include "jet/database.h"
-#include "tests/jet/iconv_converter.h"
 #include "tests/jet/samples.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -31,7 +31,8 @@ class QuerySamplesTest : public testing::Test {
   }
 
   [[nodiscard]] std::string ToCodePage(const std::string& utf8) const {
-    return converter_.FromUtf16(converter_.ToUtf16(utf8, CODE_PAGE_UTF8), CODE_PAGE_JAPANESE);
+    return converter_.FromUtf16(converter_.ToUtf16(utf8, text::CODE_PAGE_UTF8),
+                                text::CODE_PAGE_JAPANESE);
   }
 
   [[nodiscard]] Value ToValue(const Json& json) const {
@@ -72,7 +73,7 @@ class QuerySamplesTest : public testing::Test {
     }
   }
 
-  IconvConverter converter_;
+  text::CodePageConverter converter_;
 };
 
 TEST_F(QuerySamplesTest, EveryQueryOfTheDemoStoreGivesItsRows) {

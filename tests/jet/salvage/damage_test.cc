@@ -7,8 +7,8 @@
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
 #include "tests/jet/generated_database.h"
-#include "tests/jet/iconv_converter.h"
 #include "tests/jet/samples.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 using jetwriter::DatabaseWriter;
 using jetwriter::JetVersion;
 
-const IconvConverter CONVERTER;
+const text::CodePageConverter CONVERTER;
 
 // What could be read of a file.
 struct Outcome {
@@ -52,7 +52,7 @@ Outcome ReadEverything(std::vector<std::byte> bytes, bool isListening) {
   Guard(outcome, [&] {
     const auto database = Database::Open(
         std::make_unique<MemoryFile>("test.mdb", std::move(bytes)), CONVERTER,
-        {.textCodePage = CODE_PAGE_UTF8, .damageListener = isListening ? &damage : nullptr});
+        {.textCodePage = text::CODE_PAGE_UTF8, .damageListener = isListening ? &damage : nullptr});
     for (const std::string& name : database->TableNames()) {
       Guard(outcome, [&] { ReadRows(*database->OpenTable(name), outcome); });
     }

@@ -13,8 +13,8 @@
 #include "jet/format/jet_layout.h"
 #include "jet/format/system_layout.h"
 #include "tests/jet/generated_database.h"
-#include "tests/jet/iconv_converter.h"
 #include "tests/jet/samples.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
@@ -26,7 +26,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-const IconvConverter CONVERTER;
+const text::CodePageConverter CONVERTER;
 constexpr std::int32_t MAILS = 60;
 constexpr std::size_t LONG_BYTES = 20'000;
 
@@ -122,7 +122,7 @@ Salvaged Salvage(const Victim& victim, bool isListening = true) {
   Salvaged result;
   const auto database =
       Database::Open(std::make_unique<MemoryFile>("test.mdb", victim.bytes), CONVERTER,
-                     {.textCodePage = CODE_PAGE_UTF8,
+                     {.textCodePage = text::CODE_PAGE_UTF8,
                       .damageListener = isListening ? &damage : nullptr,
                       .known = KNOWN});
   const auto table = database->OpenTable("Mails");
@@ -340,7 +340,7 @@ TEST(Salvage, NoFalseAlarmInFilesThatAccessWrote) {
     DamageList damage;
     const auto database =
         Database::Open(std::make_unique<MemoryFile>(name, std::move(bytes)), CONVERTER,
-                       {.textCodePage = CODE_PAGE_UTF8, .damageListener = &damage});
+                       {.textCodePage = text::CODE_PAGE_UTF8, .damageListener = &damage});
     for (const std::string& table : database->TableNames()) {
       const auto definition = database->OpenTable(table);
       const auto rows = definition->OpenRecordset();

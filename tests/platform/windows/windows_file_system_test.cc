@@ -12,7 +12,7 @@
 #include "common/test_directory.h"
 #include "mkstore/executable.h"
 #include "platform/windows/wide_text.h"
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 namespace {
@@ -48,7 +48,7 @@ class WindowsFileSystemTest : public testing::Test {
   tests::TestDirectory directory_;
   std::string base_;
   std::map<std::string, std::string> settings_;
-  SystemText text_;
+  text::CodePageConverter text_;
   WindowsFileSystem files_{[this](const char* name) -> std::optional<std::string> {
                              const auto found = settings_.find(name);
                              if (found == settings_.end()) return std::nullopt;

@@ -8,7 +8,7 @@
 
 #include "common/test_directory.h"
 #include "platform/windows/wide_text.h"
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {
 namespace {
@@ -56,7 +56,7 @@ class WindowsRegistryTest : public testing::Test {
 
   std::string name_;
   std::optional<std::string> registryFiles_;
-  SystemText text_;
+  text::CodePageConverter text_;
   WindowsRegistry registry_{
       [this](const char* setting) {
         return std::string_view(setting) == "NIMPORT_REGISTRY" ? registryFiles_ : std::nullopt;

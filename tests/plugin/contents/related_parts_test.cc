@@ -14,7 +14,8 @@ using mailstore::RelatedPart;
 
 // The parts as "type#occurrence, type#occurrence", and " !" behind them where the scan fails.
 std::string Scan(std::string_view text) {
-  std::vector<RelatedPart> parts = {{.occurrence = 7, .contentType = ValueText::Cut("old/one")}};
+  std::vector<RelatedPart> parts = {
+      {.occurrence = 7, .contentType = text::ValueText::Cut("old/one")}};
   std::string suffix;
   try {
     BuildRelatedParts(text, parts);

@@ -280,7 +280,7 @@ TEST_P(DatabaseWriterTest, SaysWhatDoesNotFit) {
       {{Column("a", ColumnType::Integer)}, 32768, "out of the column's range"},
       {{Column("a", ColumnType::Long)}, jet::Text{"1"}, "no whole number"},
       {{Column("a", ColumnType::Text, 5)}, 1, "no text"},
-      {{Column("a", ColumnType::Text, 5)}, jet::Text{"\xFF"}, "no place in the character set"},
+      {{Column("a", ColumnType::Text, 5)}, jet::Text{"\xFF"}, "no UTF-8 at its byte 0"},
       {{Column("a", ColumnType::Boolean)}, 1, "neither true nor false"},
       {{Column("a", ColumnType::Binary, 4090)}, MakeBinary(4090), "longer than the"},
   };

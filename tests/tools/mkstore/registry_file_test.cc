@@ -56,7 +56,7 @@ TEST(WriteRegistry, WineHasAFilePerHive) {
 }
 
 TEST(WriteRegistry, ThePlatformReadsEveryForm) {
-  const TextConverter& text = platform::SystemPlatform().text();
+  const text::CodePageConverter& text = platform::SystemPlatform().text();
   for (const RegistryForm form :
        {RegistryForm::Regedit4, RegistryForm::Unicode, RegistryForm::Utf8, RegistryForm::Wine}) {
     const platform::RegistryQuery query{platform::RegistryHive::LocalMachine, "software\\a b",

@@ -8,7 +8,7 @@
 #include "jet/query/expression/expression_literal.h"
 #include "jet/query/expression/sql_lexer.h"
 #include "jet/query/expression/sql_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -71,7 +71,7 @@ constexpr std::array<NamedLiteral, 7> NAMED_LITERALS{{{"True", true},
                                                       {"Null", std::nullopt}}};
 
 bool IsWord(const Token& token, std::string_view word) {
-  return token.kind == TokenKind::Word && EqualsIgnoringAsciiCase(token.text, word);
+  return token.kind == TokenKind::Word && text::EqualsIgnoringCase(token.text, word);
 }
 
 bool IsSymbol(const Token& token, std::string_view symbol) {

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
@@ -43,7 +43,7 @@ class DateReader {
   std::optional<int> ReadNumber() {
     SkipSpaces();
     std::size_t size = 0;
-    while (size < text_.size() && text_[size] >= '0' && text_[size] <= '9')
+    while (size < text_.size() && text::IsAsciiDigit(text_[size]))
       ++size;
     if (size > 4) return std::nullopt;
     const auto number = ParseWhole<int>(text_.substr(0, size));
@@ -60,7 +60,7 @@ class DateReader {
 
   bool SkipWord(std::string_view word) {
     SkipSpaces();
-    if (!EqualsIgnoringAsciiCase(text_.substr(0, word.size()), word)) return false;
+    if (!text::EqualsIgnoringCase(text_.substr(0, word.size()), word)) return false;
     text_.remove_prefix(word.size());
     return true;
   }

@@ -3,22 +3,11 @@
 #include <algorithm>
 
 #include "jet/format/name_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
-namespace {
-
-// All code pages that Jet knows agree on these bytes, so most texts need no conversion.
-bool IsAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-}  // namespace
-
 std::u16string TextRules::Fold(std::string_view text) const {
-  std::u16string folded = IsAscii(text) ? std::u16string(text.begin(), text.end())
-                                        : converter_->ToUtf16(text, codePage_);
+  std::u16string folded = converter_->ToUtf16(text, codePage_);
   for (char16_t& unit : folded) {
     if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit - u'A' + u'a');
   }
@@ -27,10 +16,11 @@ std::u16string TextRules::Fold(std::string_view text) const {
 
 std::strong_ordering TextRules::Compare(std::string_view left, std::string_view right) const {
   if (left == right) return std::strong_ordering::equal;
-  if (!IsAscii(left) || !IsAscii(right)) return Fold(left) <=> Fold(right);
+  // All code pages that Jet knows agree on ASCII, so most texts need no conversion.
+  if (!text::IsAscii(left) || !text::IsAscii(right)) return Fold(left) <=> Fold(right);
   return std::lexicographical_compare_three_way(
       left.begin(), left.end(), right.begin(), right.end(),
-      [](char a, char b) { return ToAsciiLower(a) <=> ToAsciiLower(b); });
+      [](char a, char b) { return text::AsciiLower(a) <=> text::AsciiLower(b); });
 }
 
 bool TextRules::AreEqual(std::string_view left, std::string_view right) const {

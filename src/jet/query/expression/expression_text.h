@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "text/text_converter.h"
+#include "text/code_page_converter.h"
 
 namespace nimport::jet {
 
@@ -15,7 +15,7 @@ namespace nimport::jet {
 class TextRules {
  public:
   // Borrows `converter` for its whole life.
-  TextRules(const TextConverter& converter, unsigned codePage)
+  TextRules(const text::CodePageConverter& converter, unsigned codePage)
       : converter_(&converter), codePage_(codePage) {}
 
   // UTF-16 with small ASCII letters only.
@@ -28,7 +28,7 @@ class TextRules {
   [[nodiscard]] std::string ToUtf8(std::string_view text) const;
 
  private:
-  const TextConverter* converter_;
+  const text::CodePageConverter* converter_;
   unsigned codePage_;
 };
 

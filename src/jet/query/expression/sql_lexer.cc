@@ -4,32 +4,18 @@
 #include <utility>
 
 #include "jet/query/expression/sql_text.h"
-#include "text/ascii_case.h"
+#include "text/ascii.h"
 
 namespace nimport::jet {
 namespace {
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-bool IsHexDigit(char c) {
-  const char lower = ToAsciiLower(c);
-  return IsDigit(c) || (lower >= 'a' && lower <= 'f');
-}
-
 // Every character beyond ASCII belongs to a name: Japanese names stand without brackets, too.
 bool IsWordStart(char c) {
-  const char lower = ToAsciiLower(c);
-  return (lower >= 'a' && lower <= 'z') || c == '_' || static_cast<unsigned char>(c) >= 0x80;
+  return text::IsAsciiLetter(c) || c == '_' || !text::IsAscii(c);
 }
 
 bool IsWordPart(char c) {
-  return IsWordStart(c) || IsDigit(c) || c == '$';
-}
-
-bool IsSpace(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+  return IsWordStart(c) || text::IsAsciiDigit(c) || c == '$';
 }
 
 bool EndsOperand(const Token& token) {
@@ -54,7 +40,7 @@ class Lexer {
   }
 
   bool SkipSpaces() {
-    while (position_ < sql_.size() && IsSpace(sql_[position_]))
+    while (position_ < sql_.size() && text::IsBlank(sql_[position_]))
       ++position_;
     return position_ < sql_.size();
   }
@@ -94,18 +80,19 @@ class Lexer {
 
   // A point behind a name separates a source from a column, whatever follows.
   [[nodiscard]] bool StartsNumber() const {
-    if (IsDigit(Peek())) return true;
-    return Peek() == '.' && IsDigit(Peek(1)) && (tokens_.empty() || !EndsOperand(tokens_.back()));
+    if (text::IsAsciiDigit(Peek())) return true;
+    return Peek() == '.' && text::IsAsciiDigit(Peek(1)) &&
+           (tokens_.empty() || !EndsOperand(tokens_.back()));
   }
 
   // Behind an operand the ampersand concatenates.
   [[nodiscard]] bool StartsHexNumber() const {
-    return Peek() == '&' && ToAsciiLower(Peek(1)) == 'h' && IsHexDigit(Peek(2)) &&
+    return Peek() == '&' && text::AsciiLower(Peek(1)) == 'h' && text::HexDigit(Peek(2)) >= 0 &&
            (tokens_.empty() || !EndsOperand(tokens_.back()));
   }
 
   void SkipDigits() {
-    while (IsDigit(Peek()))
+    while (text::IsAsciiDigit(Peek()))
       ++position_;
   }
 
@@ -117,7 +104,7 @@ class Lexer {
       SkipDigits();
     }
     const std::size_t sign = Peek(1) == '+' || Peek(1) == '-' ? 1 : 0;
-    if (ToAsciiLower(Peek()) == 'e' && IsDigit(Peek(1 + sign))) {
+    if (text::AsciiLower(Peek()) == 'e' && text::IsAsciiDigit(Peek(1 + sign))) {
       position_ += 1 + sign;
       SkipDigits();
     }
@@ -127,7 +114,7 @@ class Lexer {
   void ReadHexNumber() {
     const std::size_t start = position_;
     position_ += 2;
-    while (IsHexDigit(Peek()))
+    while (text::HexDigit(Peek()) >= 0)
       ++position_;
     Add(TokenKind::Number, std::string(sql_.substr(start, position_ - start)), start);
   }

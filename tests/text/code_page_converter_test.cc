@@ -1,4 +1,4 @@
-#include "text/system_text.h"
+#include "text/code_page_converter.h"
 
 #include <iterator>
 #include <string>
@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
-namespace nimport::platform {
+#include "text/code_page_932.h"
+
+namespace nimport::text {
 namespace {
 
-const SystemText TEXT;
+const CodePageConverter TEXT;
 
 std::string Hex(std::string_view bytes) {
   std::string hex;
@@ -24,7 +26,7 @@ std::string Hex(std::string_view bytes) {
 
 // Characters that Microsoft's code page 932 and JIS's Shift_JIS place differently, or that only
 // Microsoft has. From Microsoft's published table of the code page.
-TEST(SystemTextTest, CodePage932IsMicrosofts) {
+TEST(CodePageConverter, CodePage932IsMicrosofts) {
   const struct {
     std::string bytes;
     char16_t unit;
@@ -66,7 +68,7 @@ TEST(SystemTextTest, CodePage932IsMicrosofts) {
   }
 }
 
-TEST(SystemTextTest, EveryDoubleByteCodeSurvivesTheRoundTripButForDuplicates) {
+TEST(CodePageConverter, EveryDoubleByteCodeSurvivesTheRoundTripButForDuplicates) {
   int defined = 0;
   int duplicates = 0;
   for (unsigned code = 0x8140; code <= 0xFCFC; ++code) {
@@ -88,7 +90,7 @@ TEST(SystemTextTest, EveryDoubleByteCodeSurvivesTheRoundTripButForDuplicates) {
   EXPECT_EQ(duplicates, 398);
 }
 
-TEST(SystemTextTest, WhatCodePage932LacksBecomesItsLikenessOrAQuestionMark) {
+TEST(CodePageConverter, WhatCodePage932LacksBecomesItsLikenessOrAQuestionMark) {
   const struct {
     std::u16string text;
     std::string bytes;
@@ -106,7 +108,7 @@ TEST(SystemTextTest, WhatCodePage932LacksBecomesItsLikenessOrAQuestionMark) {
     EXPECT_EQ(Hex(TEXT.FromUtf16(row.text, 932)), Hex(row.bytes));
 }
 
-TEST(SystemTextTest, DamageIsReplacedAndStrictlyRefused) {
+TEST(CodePageConverter, DamageIsReplacedAndStrictlyRefused) {
   const struct {
     unsigned codePage;
     std::string bytes;
@@ -120,7 +122,7 @@ TEST(SystemTextTest, DamageIsReplacedAndStrictlyRefused) {
       {1253, "\xD2q", u"\uFFFDq", "undefined in the Greek code page"},
       {949, "\xB0", u"\uFFFD", "cut"},
       {65001, "\xE3\x81", u"\uFFFD", "cut"},
-      {65001, "\xE3\x81q", u"\uFFFDq", "the letter behind is kept"},
+      {65001, "\xE3\x81q", u"\uFFFDq", "the letter after it is kept"},
       {65001, "\xC0\xAF", u"\uFFFD\uFFFD", "too long a form of a slash"},
       {65001, "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", "a surrogate"},
       {65001, "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", "beyond Unicode"},
@@ -131,7 +133,27 @@ TEST(SystemTextTest, DamageIsReplacedAndStrictlyRefused) {
   }
 }
 
-TEST(SystemTextTest, KnowsTheCodePagesOfOldDatabases) {
+// What is not lost on the way to UTF-8, and what damage becomes there.
+TEST(CodePage932, AsUtf8) {
+  const struct {
+    std::string bytes;
+    std::string utf8;
+    const char* why;
+  } CASES[] = {
+      {"", "", "nothing"},
+      {"abc\\~", "abc\\~", "the ASCII half is ASCII"},
+      {"\x81\x60\x87\x40\xEE\xE0", "～①髙", "Microsoft's, NEC's and NEC's selection of IBM's"},
+      {"\x95\x5C\x83\x5C", "表ソ", "second bytes that look like a backslash"},
+      {"\xA0\xFD", "\xC2\xA0\xEF\xA3\xB1", "single bytes that only Microsoft maps"},
+      {"a\x81", "a\uFFFD", "a lead byte at the end"},
+      {"\x81\x20z", "\uFFFD z", "a lead byte without a second one"},
+      {"\x85\x40z", "\uFFFDz", "an undefined code"},
+  };
+  for (const auto& row : CASES)
+    EXPECT_EQ(Utf8FromCodePage932(row.bytes), row.utf8) << row.why;
+}
+
+TEST(CodePageConverter, KnowsTheCodePagesOfOldDatabases) {
   const struct {
     unsigned codePage;
     std::string bytes;
@@ -166,7 +188,7 @@ TEST(SystemTextTest, KnowsTheCodePagesOfOldDatabases) {
 }
 
 // Under the thread sanitizer this also watches the making of the tables.
-TEST(SystemTextTest, ThreadsConvertAtOnce) {
+TEST(CodePageConverter, ThreadsConvertAtOnce) {
   const unsigned codePages[] = {932, 936, 949, 1251, 65001};
   std::vector<int> failures(8);
   std::vector<std::thread> threads;
@@ -186,4 +208,4 @@ TEST(SystemTextTest, ThreadsConvertAtOnce) {
 }
 
 }  // namespace
-}  // namespace nimport::platform
+}  // namespace nimport::text
