@@ -61,7 +61,7 @@ class Database {
   // evaluates, which the error names.
   [[nodiscard]] virtual std::unique_ptr<QueryDefinition> OpenQuery(std::string_view name) = 0;
 
-  // Whether the listener was told of damage to this table so far.
+  // Whether damage to this table was reported so far.
   [[nodiscard]] virtual bool IsKnownDamaged(std::string_view /*tableName*/) const { return false; }
 
   // User tables and stored queries of every kind, in catalog order.

@@ -39,7 +39,8 @@ class Interrupted : public DatabaseError {
   explicit Interrupted(ErrorPlace place) : DatabaseError(std::move(place), "interrupted") {}
 };
 
-// Told of damage that was stepped over, once per damaged page or row and open database.
+// Takes reports of damage that was stepped over: one for each damaged page or row, while the
+// database is open.
 class DamageListener {
  public:
   virtual ~DamageListener() = default;

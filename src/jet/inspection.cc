@@ -97,7 +97,7 @@ class Inspector {
     report_.pagesByType["header"] = 1;
     for (std::uint32_t number = 1; number < file.PageCount(); ++number) {
       try {
-        const Page page = file.Read(number, PageUse::Passing, file.PageCount() - number - 1);
+        const Page page = file.Read(number, ReadHint::Once, file.PageCount() - number - 1);
         const std::string name = NamePage(page);
         ++report_.pagesByType[name.empty() ? "unknown" : name];
         if (!name.empty()) continue;

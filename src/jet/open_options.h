@@ -61,8 +61,9 @@ struct OpenOptions {
   unsigned textCodePage = text::CODE_PAGE_JAPANESE;
   // Memory for pages that have been read.
   std::size_t cacheBytes = std::size_t{8} << 20;
-  // When set, damaged pages and rows of a table are told to it and left out of scans; otherwise
-  // they throw. A damaged definition of a table throws in either case. Must outlive the database.
+  // When set, damaged pages and rows of a table are reported to it and left out of scans;
+  // otherwise they throw. A damaged definition of a table throws in either case. Must outlive the
+  // database.
   DamageListener* damageListener = nullptr;
   // When set, whatever evaluates a stored query ends with Interrupted within milliseconds of its
   // becoming true. Any thread or signal handler may set it. Must outlive the database.

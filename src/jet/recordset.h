@@ -30,7 +30,7 @@ class Recordset {
  public:
   virtual ~Recordset() = default;
 
-  // Whether the recordset stands behind its last row.
+  // Whether the recordset stands after its last row.
   [[nodiscard]] virtual bool IsEof() const = 0;
 
   // Stands on the first row, or at the end when there is none.

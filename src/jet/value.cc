@@ -44,7 +44,7 @@ std::string_view TakeDigits(std::string_view& text) {
   return digits;
 }
 
-// A whole number in decimal digits, with blanks around it, a sign and zeros behind the point.
+// A whole number in decimal digits, with blanks around it, a sign and zeros after the point.
 std::optional<std::int32_t> WholeNumber(std::string_view text) {
   while (!text.empty() && text.front() == ' ')
     text.remove_prefix(1);
@@ -86,7 +86,7 @@ std::string Digits(std::array<std::uint32_t, 4> magnitude) {
 }  // namespace
 
 std::optional<CalendarDate> ToCalendarDate(Date date) {
-  // Well within what the conversions below can hold; the exact limits follow behind the rounding.
+  // Well within what the conversions below can hold; the exact limits follow after the rounding.
   if (!std::isfinite(date.days) || std::fabs(date.days) > 1e7) return std::nullopt;
   const double wholeDays = std::trunc(date.days);
   std::int64_t milliseconds =

@@ -19,7 +19,6 @@ class ByteWriter {
 
   void U8(std::uint64_t value) { Number(value, 1); }
   void U16(std::uint64_t value) { Number(value, 2); }
-  void U24(std::uint64_t value) { Number(value, 3); }
   void U32(std::uint64_t value) { Number(value, 4); }
   void U64(std::uint64_t value) { Number(value, 8); }
   void F32(float value) { U32(std::bit_cast<std::uint32_t>(value)); }

@@ -7,7 +7,7 @@
 
 #include "jet/format/system_layout.h"
 #include "jetwriter/byte_writer.h"
-#include "jetwriter/table_definition.h"
+#include "jetwriter/definition_writer.h"
 #include "jetwriter/usage_map_writer.h"
 #include "jetwriter/write_error.h"
 

@@ -23,9 +23,9 @@ std::string LongValueWriter::Write(std::string_view value) {
   return descriptor.Take();
 }
 
-DataPage LongValueWriter::MakePage(std::uint32_t pageNumber) {
+PageBuilder LongValueWriter::MakePage(std::uint32_t pageNumber) {
   ownedPages_.Add(pageNumber);
-  return DataPage(context_.layout, pageNumber, jet::OWNER_LONG_VALUES);
+  return PageBuilder(context_.layout, pageNumber, jet::OWNER_LONG_VALUES);
 }
 
 std::uint32_t LongValueWriter::WriteSingle(std::string_view value) {
@@ -48,7 +48,7 @@ std::uint32_t LongValueWriter::WriteChain(std::string_view value) {
     ByteWriter part;
     part.U32(nextPage << 8);
     part.Bytes(data);
-    DataPage page = MakePage(pageNumber);
+    PageBuilder page = MakePage(pageNumber);
     page.AddRow(part.View());
     context_.pages.Write(pageNumber, page.ToBytes());
     if (nextPage == 0) return first;

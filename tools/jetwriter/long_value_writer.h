@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "jetwriter/data_page.h"
+#include "jetwriter/page_builder.h"
 #include "jetwriter/writer_context.h"
 
 namespace nimport::jetwriter {
@@ -29,10 +29,10 @@ class LongValueWriter {
  private:
   [[nodiscard]] std::uint32_t WriteSingle(std::string_view value);
   [[nodiscard]] std::uint32_t WriteChain(std::string_view value);
-  [[nodiscard]] DataPage MakePage(std::uint32_t pageNumber);
+  [[nodiscard]] PageBuilder MakePage(std::uint32_t pageNumber);
 
   WriterContext& context_;
-  std::optional<DataPage> page_;  // takes values that need less than a page
+  std::optional<PageBuilder> page_;  // takes values that need less than a page
   PageSet ownedPages_;
   PageSet freePages_;
 };

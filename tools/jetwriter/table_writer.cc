@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "jetwriter/byte_writer.h"
-#include "jetwriter/table_definition.h"
+#include "jetwriter/definition_writer.h"
 #include "jetwriter/usage_map_writer.h"
 #include "jetwriter/value_encoder.h"
 #include "jetwriter/write_error.h"
@@ -13,7 +13,7 @@ namespace nimport::jetwriter {
 namespace {
 
 // What a slot keeps of a row that moved: Jet 3 cuts it to the pointer, Jet 4 leaves the bytes
-// behind the pointer as they were.
+// after the pointer as they were.
 constexpr std::size_t MOVED_SLOT_BYTES_JET4 = 24;
 
 void CheckTable(const TableSpec& spec) {
@@ -113,7 +113,7 @@ void TableWriter::PlaceRow(const std::string& row, RowForm form) {
   Append(page_, source.View(), jet::SLOT_MOVED);
 }
 
-std::uint32_t TableWriter::Append(std::optional<DataPage>& page, std::string_view row,
+std::uint32_t TableWriter::Append(std::optional<PageBuilder>& page, std::string_view row,
                                   std::uint16_t flags) {
   if (page && !page->HasRoomFor(row.size())) FlushPage(page);
   if (!page) {
@@ -123,7 +123,7 @@ std::uint32_t TableWriter::Append(std::optional<DataPage>& page, std::string_vie
   return page->AddRow(row, flags);
 }
 
-void TableWriter::FlushPage(std::optional<DataPage>& page) {
+void TableWriter::FlushPage(std::optional<PageBuilder>& page) {
   if (page) context_.pages.Write(page->PageNumber(), page->ToBytes());
   page.reset();
 }

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "jet/value.h"
-#include "jetwriter/data_page.h"
 #include "jetwriter/long_value_writer.h"
+#include "jetwriter/page_builder.h"
 #include "jetwriter/row_encoder.h"
 #include "jetwriter/schema.h"
 #include "jetwriter/writer_context.h"
@@ -65,8 +65,8 @@ class TableWriter {
       std::span<const jet::Value> values);
   [[nodiscard]] std::optional<std::string> StoreValue(std::size_t id, const jet::Value& value);
   void PlaceRow(const std::string& row, RowForm form);
-  std::uint32_t Append(std::optional<DataPage>& page, std::string_view row, std::uint16_t flags);
-  void FlushPage(std::optional<DataPage>& page);
+  std::uint32_t Append(std::optional<PageBuilder>& page, std::string_view row, std::uint16_t flags);
+  void FlushPage(std::optional<PageBuilder>& page);
 
   WriterContext& context_;
   TableSpec spec_;
@@ -74,8 +74,8 @@ class TableWriter {
   Kind kind_;
   std::vector<PlacedColumn> columns_;
   std::map<std::size_t, LongValueWriter> longValues_;  // by column id
-  std::optional<DataPage> page_;
-  std::optional<DataPage> targetPage_;  // takes the rows that moved
+  std::optional<PageBuilder> page_;
+  std::optional<PageBuilder> targetPage_;  // takes the rows that moved
   PageSet ownedPages_;
   PageSet freePages_;
   std::uint32_t rowCount_ = 0;

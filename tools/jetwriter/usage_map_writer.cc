@@ -46,7 +46,7 @@ std::string MakeMap(WriterContext& context, std::string_view bits) {
   const jet::JetLayout& layout = context.layout;
   const std::size_t mostBytes = context.options.maxInlineMapBytes;
   const std::size_t usualBytes = std::min(layout.usageMapStartBytes, mostBytes);
-  // A table made late has its pages close together, far behind the file's begin.
+  // A table made late has its pages close together, far after the file's begin.
   const std::size_t leading = bits.empty() ? 0 : bits.find_first_not_of('\0');
   if (bits.size() > usualBytes && bits.size() - leading <= usualBytes) {
     return MakeInlineMap(static_cast<std::uint32_t>(8 * leading), bits.substr(leading), layout);
@@ -111,7 +111,7 @@ void UsageMapWriter::Flush() {
 }
 
 void WriteGlobalMap(WriterContext& context) {
-  DataPage page(context.layout, jet::GLOBAL_MAP_PAGE, jet::OWNER_GLOBAL_MAP);
+  PageBuilder page(context.layout, jet::GLOBAL_MAP_PAGE, jet::OWNER_GLOBAL_MAP);
   page.AddRow(MakeFreePagesMap(context));
   page.AddRow(MakeInlineMap(0, "", context.layout));
   context.pages.Write(jet::GLOBAL_MAP_PAGE, page.ToBytes());

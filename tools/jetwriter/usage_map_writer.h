@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "jetwriter/data_page.h"
+#include "jetwriter/page_builder.h"
 #include "jetwriter/writer_context.h"
 
 namespace nimport::jetwriter {
@@ -24,10 +24,10 @@ class UsageMapWriter {
 
  private:
   WriterContext& context_;
-  std::optional<DataPage> page_;
+  std::optional<PageBuilder> page_;
 };
 
-// Writes page 1: the map of the free pages, which are those behind the end of the file, and an
+// Writes page 1: the map of the free pages, which are those after the end of the file, and an
 // empty one. Called when no more pages will be allocated, except that this may allocate one.
 void WriteGlobalMap(WriterContext& context);
 

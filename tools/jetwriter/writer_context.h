@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "jet/format/jet_layout.h"
-#include "jetwriter/page_file.h"
+#include "jetwriter/page_writer.h"
 #include "jetwriter/text_encoder.h"
 
 namespace nimport::jetwriter {
@@ -37,7 +37,7 @@ struct WriterContext {
   const WriterOptions options;
   const jet::JetLayout& layout;
   const TextEncoder text;
-  PageFile pages;
+  PageWriter pages;
 };
 
 }  // namespace nimport::jetwriter

@@ -70,7 +70,7 @@ bool IsSoundDefinition(const JetLayout& layout, std::span<const std::byte> store
   }
 }
 
-bool IsLikely(const StoredDefinition& definition, const KnownTable& known) {
+bool LooksLike(const StoredDefinition& definition, const KnownTable& known) {
   return HasColumns(definition, known.columns) && HasColumns(definition, known.usualColumns);
 }
 
@@ -276,7 +276,7 @@ std::optional<std::uint32_t> JetCatalog::GuessDefinition(std::string_view name) 
     });
     if (isTaken) continue;
     try {
-      if (!IsLikely(ReadTableDefinition(file_, page, DecoderTo(text::CODE_PAGE_UTF8)), *known))
+      if (!LooksLike(ReadTableDefinition(file_, page, DecoderTo(text::CODE_PAGE_UTF8)), *known))
         continue;
     } catch (const DatabaseError&) {
       continue;  // the continuation of another one, or damaged itself
@@ -346,19 +346,21 @@ std::shared_ptr<const StoredQuery> JetCatalog::FindQuery(std::string_view name) 
     return MakeSubstituteFor(*known);
   }
   const Object* object = queries_.Find(name);
+  if (object == nullptr && known == nullptr) return nullptr;
+  std::shared_ptr<const StoredQuery> query;
   try {
-    if (object == nullptr) {
-      if (known == nullptr) return nullptr;
-      throw DatabaseError({.table = std::string(name)}, "the list of objects does not name it");
-    }
-    auto query = std::make_shared<StoredQuery>(ReadQuery(*object));
-    if (known == nullptr || LooksWhole(*query)) return query;
-    throw DatabaseError({.table = std::string(name)}, "rows of the stored query are missing");
+    if (object != nullptr) query = std::make_shared<StoredQuery>(ReadQuery(*object));
   } catch (const DatabaseError& error) {
     if (known == nullptr || !ReplaceQuery(std::string(name), error)) {
       RethrowAt(error, {.file = file_.Name()});
     }
+    return MakeSubstituteFor(*known);
   }
+  if (query != nullptr && (known == nullptr || LooksWhole(*query))) return query;
+  const DatabaseError damage({.file = file_.Name(), .table = std::string(name)},
+                             query != nullptr ? "rows of the stored query are missing"
+                                              : "the list of objects does not name it");
+  if (!ReplaceQuery(std::string(name), damage)) throw damage;
   return MakeSubstituteFor(*known);
 }
 

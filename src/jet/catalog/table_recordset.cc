@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "jet/catalog/jet_catalog.h"
 #include "jet/format/name_text.h"
 #include "text/ascii.h"
 

@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "jet/catalog/jet_catalog.h"
+#include "jet/database_error.h"
 #include "jet/recordset.h"
-#include "jet/storage/stored_row.h"
 #include "jet/storage/stored_table.h"
 
 namespace nimport::jet {
+
+class JetCatalog;
 
 // A table that was opened by name. When the file changes, it becomes the table of that name in the
 // file as it is now, provided that this has the same columns.

@@ -48,7 +48,6 @@ class ByteReader {
   [[nodiscard]] std::uint64_t U64(std::size_t offset) const { return Load<std::uint64_t>(offset); }
   [[nodiscard]] std::int16_t I16(std::size_t offset) const { return Load<std::int16_t>(offset); }
   [[nodiscard]] std::int32_t I32(std::size_t offset) const { return Load<std::int32_t>(offset); }
-  [[nodiscard]] std::int64_t I64(std::size_t offset) const { return Load<std::int64_t>(offset); }
   [[nodiscard]] float F32(std::size_t offset) const { return Load<float>(offset); }
   [[nodiscard]] double F64(std::size_t offset) const { return Load<double>(offset); }
 

@@ -15,7 +15,7 @@ namespace nimport::jet {
 using ReadRawPage = std::function<bool(std::uint32_t number, std::span<std::byte> target)>;
 
 // What the header of a file should say, judged by the file's first pages: the global map on page 1
-// and the definitions of the system tables behind it. `header` is what it says, empty where it
+// and the definitions of the system tables after it. `header` is what it says, empty where it
 // cannot be parsed. Empty when those pages bear it out, or do not tell; otherwise `damage` says
 // what is wrong with the header.
 [[nodiscard]] std::optional<FileHeader> CorrectHeader(const std::optional<FileHeader>& header,

@@ -14,6 +14,7 @@
 #define NIMPORT_JET_FORMAT_JET_LAYOUT_H_
 
 #include <array>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -61,6 +62,17 @@ inline constexpr std::uint16_t SLOT_DELETED = 0xC000;
 inline constexpr std::size_t MAX_SLOTS_PER_PAGE = 256;
 inline constexpr std::size_t ROW_POINTER_BYTES = 4;
 
+// A row pointer: which page a row lies on, and which of its slots is the row's. Ascending ids are
+// the file's order.
+struct RowId {
+  std::uint32_t packed = 0;  // page number << 8 | slot; 0: none
+
+  [[nodiscard]] std::uint32_t Page() const { return packed >> 8; }
+  [[nodiscard]] std::uint32_t Slot() const { return packed & 0xFF; }
+  [[nodiscard]] bool IsNone() const { return packed == 0; }
+  friend auto operator<=>(const RowId&, const RowId&) = default;
+};
+
 // ---- Page 0 ---------------------------------------------------------------------------------
 
 // Encoded pages were seen in one file of each version. Nothing of a Jet 3 password was seen: its
@@ -83,7 +95,7 @@ inline constexpr std::size_t CODE_PAGE_OFFSET = 0x3C;           // u16
 inline constexpr std::size_t ENCODING_KEY_OFFSET = 0x3E;        // u32, 0 = pages are plain
 inline constexpr std::size_t PASSWORD_OFFSET = 0x42;            // JetLayout::passwordBytes
 inline constexpr std::size_t CREATION_DATE_OFFSET_JET4 = 0x72;  // f64, days
-inline constexpr std::size_t CONSTANT_OFFSET_JET4 = 0x98;       // u32, behind the masked part
+inline constexpr std::size_t CONSTANT_OFFSET_JET4 = 0x98;       // u32, after the masked part
 inline constexpr std::uint32_t CONSTANT_JET4 = 1620;
 inline constexpr std::size_t VERSION_TEXT_OFFSET_JET4 = 0x9C;  // VERSION_TEXT_JET4 with NUL
 inline constexpr std::string_view VERSION_TEXT_JET4 = "4.0";
@@ -189,7 +201,7 @@ struct ColumnRecordLayout {
   std::size_t id;
   std::size_t variableSlot;
   std::size_t ordinal;
-  std::size_t sortOrder;     // behind it in Jet 3 the code page, u16
+  std::size_t sortOrder;     // after it in Jet 3 the code page, u16
   std::size_t precision;     // u8; numeric columns of Jet 4 only, as the next
   std::size_t scale;         // u8
   std::size_t flags;         // u8

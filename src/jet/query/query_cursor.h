@@ -23,7 +23,7 @@ class DrivingCursor {
   DrivingCursor(const DrivingCursor&) = delete;
   DrivingCursor& operator=(const DrivingCursor&) = delete;
 
-  // Puts the next row into the row set; false behind the last one. Does not test filters.
+  // Puts the next row into the row set; false after the last one. Does not test filters.
   bool Next();
 
   void Restart();
@@ -32,10 +32,10 @@ class DrivingCursor {
   [[nodiscard]] std::uint32_t Position() const { return position_; }
   void MoveTo(std::uint32_t position);
 
-  // From now on only those rows behind the current one that are among `entries`, which have one
+  // From now on only those rows after the current one that are among `entries`, which have one
   // value and outlive the cursor. For tables only.
   void RestrictTo(std::span<const IndexEntry> entries);
-  // From now on all rows behind the current one.
+  // From now on all rows after the current one.
   void ClearRestriction();
 
  private:
@@ -60,7 +60,7 @@ class MatchCursor {
 
   // Stands before the matches of what the row set holds of the left rows.
   void Open();
-  // Puts the next match into the row set; false behind the last one.
+  // Puts the next match into the row set; false after the last one.
   bool Next();
 
  private:

@@ -10,6 +10,7 @@
 
 #include "jet/catalog/catalog.h"
 #include "jet/database_error.h"
+#include "jet/query/expression/expression_parser.h"
 #include "jet/query/expression/sql_text.h"
 #include "jet/query/query_join.h"
 #include "jet/query/query_reader.h"

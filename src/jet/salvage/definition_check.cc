@@ -7,6 +7,7 @@
 
 #include "jet/database_error.h"
 #include "jet/format/jet_layout.h"
+#include "jet/storage/page_file.h"
 #include "jet/storage/value_decoder.h"
 #include "text/ascii.h"
 
@@ -140,7 +141,7 @@ std::string CheckRest(const StoredDefinition& definition) {
 // count.
 struct RowShape {
   std::size_t fixedBytes = 0;     // the end of the last column
-  std::size_t variableSlots = 0;  // behind the last column's
+  std::size_t variableSlots = 0;  // after the last column's
   std::size_t columnCount = 0;    // those of deleted columns not among them
 };
 

@@ -14,11 +14,12 @@
 
 #include "jet/open_options.h"
 #include "jet/storage/data_page.h"
-#include "jet/storage/page_file.h"
 #include "jet/storage/row_view.h"
 #include "jet/storage/table_definition.h"
 
 namespace nimport::jet {
+
+class PageFile;
 
 // A few rows of a table, which bear witness to its definition.
 class RowSample {

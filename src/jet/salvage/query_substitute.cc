@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+
+#include "jet/storage/stored_table.h"
 namespace nimport::jet {
 namespace {
 

@@ -4,9 +4,10 @@
 #include <string>
 
 #include "jet/format/stored_query.h"
-#include "jet/storage/stored_table.h"
 
 namespace nimport::jet {
+
+class StoredTable;
 
 // Whether the rows of a stored select query are all there, as far as they tell themselves: they are
 // counted from 1 for each attribute, begin and end with rows of their own, and tie every source to

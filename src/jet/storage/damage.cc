@@ -29,7 +29,7 @@ void DamageReporter::Report(const DatabaseError& damage) {
   const std::uint64_t slot = place.slot ? std::uint64_t{*place.slot} + 1 : 0;
   const std::uint64_t key = place.page ? std::uint64_t{*place.page} << 32 | slot
                                        : NO_PAGE | std::hash<std::string>()(place.table);
-  if (told_.size() >= MAX_PLACES || !told_.insert(key).second) return;
+  if (reported_.size() >= MAX_PLACES || !reported_.insert(key).second) return;
   tables_.insert(place.table);
   listener_->OnDamage(damage);
 }

@@ -6,6 +6,7 @@
 
 #include "jet/database_error.h"
 #include "jet/storage/damage.h"
+#include "jet/storage/page_file.h"
 
 namespace nimport::jet {
 namespace {
@@ -96,7 +97,7 @@ void DataPage::FailSlot(std::size_t begin, std::size_t end) {
 
 OrphanRow ReadOrphanRow(PageFile& file, RowId id, std::uint32_t owner) {
   try {
-    OrphanRow row{.page = DataPage(file.Read(id.Page(), PageUse::Passing), file.Layout(), owner),
+    OrphanRow row{.page = DataPage(file.Read(id.Page(), ReadHint::Once), file.Layout(), owner),
                   .bytes = {}};
     if (id.Slot() >= row.page.SlotCount()) throw DatabaseError({}, "no such slot");
     const Slot slot = row.page.GetSlot(id.Slot());

@@ -1,7 +1,6 @@
 #ifndef NIMPORT_JET_STORAGE_DATA_PAGE_H_
 #define NIMPORT_JET_STORAGE_DATA_PAGE_H_
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,20 +9,11 @@
 
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
-#include "jet/storage/page_file.h"
+#include "jet/storage/page_cache.h"
 
 namespace nimport::jet {
 
-// Which page a row lies on, and which of its slots is the row's; as stored in a row pointer.
-// Ascending ids are the file's order.
-struct RowId {
-  std::uint32_t packed = 0;  // page number << 8 | slot; 0: none
-
-  [[nodiscard]] std::uint32_t Page() const { return packed >> 8; }
-  [[nodiscard]] std::uint32_t Slot() const { return packed & 0xFF; }
-  [[nodiscard]] bool IsNone() const { return packed == 0; }
-  friend auto operator<=>(const RowId&, const RowId&) = default;
-};
+class PageFile;
 
 // What a slot of a data page says.
 struct Slot {

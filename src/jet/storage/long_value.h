@@ -9,9 +9,10 @@
 
 #include "jet/database_error.h"
 #include "jet/storage/data_page.h"
-#include "jet/storage/page_file.h"
 
 namespace nimport::jet {
+
+class PageFile;
 
 // A memo or OLE value: the bytes of its row's own share, or of the pages that this leads to.
 class LongValue {
@@ -32,7 +33,8 @@ class LongValue {
  private:
   void Read(PageFile& file, std::span<const std::byte> descriptor);
 
-  // Not within the object, which is made for every value, whole or not.
+  // Not within the object, which is made for every value, whole or not: setting the 168 bytes of an
+  // empty std::optional to zero each time made a scan take 131 ms instead of 97.
   std::unique_ptr<DatabaseError> damage_;
   DataPage page_;                     // of a value that is one row of another page
   std::vector<std::byte> collected_;  // of a chain

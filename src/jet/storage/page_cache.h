@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace nimport::jet {
@@ -16,6 +17,13 @@ struct PageBlock {
   std::uint32_t loaded = 0;  // bit i: the block's page i has been read
   bool wasUsed = false;      // since the cache last looked for room
   std::unique_ptr<std::byte[]> bytes;
+};
+
+// One page of the file, decoded. Its bytes are valid and unchanged as long as it (or a copy) lives.
+struct Page {
+  std::uint32_t number = 0;
+  std::span<const std::byte> bytes;
+  std::shared_ptr<const PageBlock> keeper;
 };
 
 // Blocks of pages that have been read, found by their number at once. Room is made by dropping

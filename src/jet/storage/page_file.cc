@@ -16,7 +16,9 @@ namespace {
 // Row pointers have 24 bits for the page.
 constexpr std::uint64_t MAX_PAGES = std::uint64_t{1} << 24;
 
-// The pieces in which a scan reads, and how many of them are kept.
+// The pieces in which a scan reads, and how many of them are kept. A few are enough for a scan, and
+// so its memory stays in the processor's cache. While lookups used them too, 8 MiB held 128 of
+// their pages: opening 10,000 folders of 20 mails took 251 ms, and takes 136 with single pages.
 constexpr std::size_t RUN_BYTES = std::size_t{64} << 10;
 constexpr std::size_t RUN_BLOCKS = 16;
 
@@ -94,14 +96,14 @@ void PageFile::SalvageHeader(const std::optional<FileHeader>& header,
   damage_.Report(DatabaseError({.file = Name(), .page = 0}, damage));
 }
 
-Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesToFollow) {
+Page PageFile::Read(std::uint32_t pageNumber, ReadHint hint, std::uint32_t pagesToFollow) {
   ++pagesRead_;
   if (pageNumber == 0 || pageNumber >= pageCount_) {
     throw DatabaseError(
         {.file = Name(), .page = pageNumber},
         "the page lies outside the file's pages 1 to " + std::to_string(pageCount_ - 1));
   }
-  if (use == PageUse::Lasting) {
+  if (hint == ReadHint::Reuse) {
     std::shared_ptr<PageBlock> page = pages_.Find(pageNumber);
     if (page && page->loaded != 0) return Show(pageNumber, std::move(page), 0);
   }
@@ -113,10 +115,10 @@ Page PageFile::Read(std::uint32_t pageNumber, PageUse use, std::uint32_t pagesTo
   }
   // A scan knows better than a guess what it reads next, except within a block.
   const bool hasOneBefore = run && pageInBlock > 0 && (run->loaded >> (pageInBlock - 1) & 1) != 0;
-  const bool goesOn = hasOneBefore || (use == PageUse::Lasting && GoesOn(pageNumber));
-  if (use == PageUse::Lasting && !goesOn) return ReadAlone(pageNumber);
+  const bool continuesScan = hasOneBefore || (hint == ReadHint::Reuse && ContinuesScan(pageNumber));
+  if (hint == ReadHint::Reuse && !continuesScan) return ReadAlone(pageNumber);
   if (!run) run = runs_.Get(number);
-  Load(*run, pageInBlock, goesOn ? pagesPerBlock_ : pagesToFollow);
+  Load(*run, pageInBlock, continuesScan ? pagesPerBlock_ : pagesToFollow);
   return Show(pageNumber, std::move(run), pageInBlock);
 }
 
@@ -136,7 +138,7 @@ Page PageFile::ReadAlone(std::uint32_t pageNumber) {
   return Show(pageNumber, std::move(page), 0);
 }
 
-bool PageFile::GoesOn(std::uint32_t pageNumber) {
+bool PageFile::ContinuesScan(std::uint32_t pageNumber) {
   const std::uint32_t before = pageNumber - 1;
   if (std::find(recent_.begin(), recent_.end(), before) != recent_.end()) return true;
   const std::shared_ptr<PageBlock> run = runs_.Find(before / pagesPerBlock_);

@@ -17,21 +17,17 @@
 namespace nimport::jet {
 
 // Whether a page is likely to be asked for again soon. The pages that a scan goes through and those
-// that hold a single row of interest, as long values do, are passed by.
-enum class PageUse { Passing, Lasting };
-
-// One page of the file, decoded. Its bytes are valid and unchanged as long as it (or a copy) lives.
-struct Page {
-  std::uint32_t number = 0;
-  std::span<const std::byte> bytes;
-  std::shared_ptr<const PageBlock> keeper;
-};
+// that hold a single row of interest, as long values do, are read once.
+enum class ReadHint { Once, Reuse };
 
 // The file as a sequence of pages. Errors are DatabaseErrors with file and page.
 //
-// There are two caches. What is read one page after the other is read in large pieces, into a few
-// blocks that stay in the processor's cache. Pages that lookups ask for, here and there in the
-// file, are kept one by one in all the rest of the memory, which no scan takes from them.
+// There are two caches, and a page may be in either, in both or in none. `runs_` holds blocks of
+// pages that were read one after the other, as a scan does: sixteen blocks, which stay in the
+// processor's cache. `pages_` holds single pages that lookups asked for, here and there in the
+// file; it has all of the memory, and no scan takes it from them. A page that is in neither goes
+// into `runs_` when the page before it is there or was read lately (ContinuesScan), else by its
+// hint.
 class PageFile {
  public:
   // Takes over `file` and reads its header. While `damage`, which must outlive the object, listens,
@@ -53,10 +49,10 @@ class PageFile {
   // Forgets all pages and reads the header again.
   void Reopen();
 
-  // `pagesToFollow` is the number of pages behind this one that the caller is about to read too: as
+  // `pagesToFollow` is the number of pages after this one that the caller is about to read too: as
   // many of them as lie in the same block are read in one piece. Page 0 and pages outside the file
   // are errors.
-  [[nodiscard]] Page Read(std::uint32_t pageNumber, PageUse use = PageUse::Lasting,
+  [[nodiscard]] Page Read(std::uint32_t pageNumber, ReadHint hint = ReadHint::Reuse,
                           std::uint32_t pagesToFollow = 0);
 
  private:
@@ -67,7 +63,7 @@ class PageFile {
                           std::uint32_t pageInBlock) const;
   [[nodiscard]] Page ReadAlone(std::uint32_t pageNumber);
   // Whether the page before this one has just been read, so that more are likely to follow.
-  [[nodiscard]] bool GoesOn(std::uint32_t pageNumber);
+  [[nodiscard]] bool ContinuesScan(std::uint32_t pageNumber);
   void ReadHeader();
   // Throws `error`, if there is one, where nothing can be guessed.
   void SalvageHeader(const std::optional<FileHeader>& header,

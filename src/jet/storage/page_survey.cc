@@ -46,9 +46,9 @@ void PageSurvey::Make() {
   for (std::uint32_t number = 1; number < count; ++number) {
     if (isFree[number]) continue;
     try {
-      Enter(file_.Read(number, PageUse::Passing, count - number - 1));
+      Enter(file_.Read(number, ReadHint::Once, count - number - 1));
     } catch (const DatabaseError&) {
-      // Told of when something is looked for on the page.
+      // Reported when something is looked for on the page.
     }
   }
   isMade_ = true;

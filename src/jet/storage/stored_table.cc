@@ -4,7 +4,9 @@
 #include <iterator>
 #include <utility>
 
-#include "jet/storage/stored_row.h"
+#include "jet/storage/damage.h"
+#include "jet/storage/page_file.h"
+#include "jet/storage/page_survey.h"
 #include "text/ascii.h"
 
 namespace nimport::jet {
@@ -27,14 +29,14 @@ void AddToIndex(StoredScan& scan, std::size_t column, std::vector<IndexEntry>& i
 StoredTable::StoredTable(const TableContext& context, std::string name, StoredDefinition definition,
                          const TextDecoder& texts)
     : context_(context),
+      isSalvaging_(context.damage.IsSalvaging()),
       layout_(&context.file.Layout()),
       name_(std::move(name)),
       texts_(texts),
       definition_(std::move(definition)) {
   try {
-    ownedPages_ = context_.damage.IsSalvaging()
-                      ? SalvagePages()
-                      : ReadUsageMap(context.file, definition_.ownedPagesMap);
+    ownedPages_ =
+        isSalvaging_ ? SalvagePages() : ReadUsageMap(context.file, definition_.ownedPagesMap);
   } catch (const DatabaseError& error) {
     RethrowAt(error, {.table = name_});
   }
@@ -142,10 +144,18 @@ std::uint32_t StoredTable::RowCount() const {
   return *rowCount_;
 }
 
-DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, PageUse use,
+std::uint64_t StoredTable::PagesRead() const {
+  return context_.file.PagesRead();
+}
+
+DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber) const {
+  return ReadDataPage(pageNumber, ReadHint::Reuse, 0);
+}
+
+DataPage StoredTable::ReadDataPage(std::uint32_t pageNumber, ReadHint hint,
                                    std::uint32_t pagesToFollow) const {
-  Page page = context_.file.Read(pageNumber, use, pagesToFollow);
-  if (!context_.damage.IsSalvaging()) return {std::move(page), *layout_, definition_.page};
+  Page page = context_.file.Read(pageNumber, hint, pagesToFollow);
+  if (!isSalvaging_) return {std::move(page), *layout_, definition_.page};
   const auto isOwner = [this](std::uint32_t owner) {
     return owner == OWNER_LONG_VALUES || owner == OWNER_USAGE_MAPS || owner == OWNER_GLOBAL_MAP ||
            context_.survey.IsDefinitionPage(owner);
@@ -160,8 +170,8 @@ void StoredTable::ReportMissingRows(std::uint32_t found) const {
   const std::uint32_t counted = definition_.rowCountHint;
   // The counts of the engine's own tables are not always right.
   if (found >= counted || hasLostRows_ || name_.starts_with(SYSTEM_PREFIX)) return;
-  // The count of a table in use may be behind; but none of its rows cannot be all of them.
-  if (!context_.damage.IsSalvaging() && found > 0) return;
+  // The count of a table in use may be too old; but none of its rows cannot be all of them.
+  if (!isSalvaging_ && found > 0) return;
   ReportDamage(DatabaseError({}, "the table's definition counts " + std::to_string(counted) +
                                      " rows, of which " + std::to_string(found) + " were found"),
                {.page = definition_.page});

@@ -11,15 +11,17 @@
 #include <vector>
 
 #include "jet/format/text_decoder.h"
-#include "jet/storage/damage.h"
 #include "jet/storage/integer_index.h"
-#include "jet/storage/page_file.h"
-#include "jet/storage/page_survey.h"
 #include "jet/storage/stored_row.h"
 #include "jet/storage/table_definition.h"
 #include "jet/storage/usage_map.h"
 
 namespace nimport::jet {
+
+class DamageReporter;
+class PageFile;
+class PageSurvey;
+enum class ReadHint;
 
 // What a table needs of its open database; outlives the table.
 struct TableContext {
@@ -48,7 +50,7 @@ class StoredTable {
 
   // How many pages of the file were asked for since it was opened, for whoever counts what reading
   // costs.
-  [[nodiscard]] std::uint64_t PagesRead() const { return context_.file.PagesRead(); }
+  [[nodiscard]] std::uint64_t PagesRead() const;
 
   // Rows whose column reads as an integer (ToInteger), sorted by value, then by row: every such
   // row, or, where damage ends a scan of the table, those before the damage. Built at the first
@@ -74,12 +76,13 @@ class StoredTable {
   [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
   [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
   // Whether damage is stepped over.
-  [[nodiscard]] bool IsSalvaging() const { return context_.damage.IsSalvaging(); }
+  [[nodiscard]] bool IsSalvaging() const { return isSalvaging_; }
   // Throws DatabaseError, without a place, for a row that cannot be one of the table's.
   void CheckColumnCount(std::size_t count) const;
   // A page of the table's rows; see PageFile::Read. Throws DatabaseError.
-  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, PageUse use = PageUse::Lasting,
-                                      std::uint32_t pagesToFollow = 0) const;
+  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber) const;
+  [[nodiscard]] DataPage ReadDataPage(std::uint32_t pageNumber, ReadHint hint,
+                                      std::uint32_t pagesToFollow) const;
   // Reports damage, adding file and table and what `place` knows; throws it when nobody listens.
   void ReportDamage(const DatabaseError& damage, const ErrorPlace& place) const;
 
@@ -97,6 +100,7 @@ class StoredTable {
   [[nodiscard]] ColumnIndex BuildIndex(std::size_t column) const;
 
   TableContext context_;
+  bool isSalvaging_;
   const JetLayout* layout_;
   std::string name_;
   TextDecoder texts_;

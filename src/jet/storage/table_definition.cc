@@ -7,7 +7,9 @@
 #include "jet/database_error.h"
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
+#include "jet/format/text_decoder.h"
 #include "jet/storage/damage.h"
+#include "jet/storage/page_file.h"
 
 namespace nimport::jet {
 namespace {

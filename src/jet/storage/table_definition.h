@@ -7,12 +7,28 @@
 #include <string>
 #include <vector>
 
-#include "jet/format/text_decoder.h"
-#include "jet/storage/column.h"
-#include "jet/storage/data_page.h"
-#include "jet/storage/page_file.h"
+#include "jet/format/jet_layout.h"
+#include "jet/value.h"
 
 namespace nimport::jet {
+
+class PageFile;
+class TextDecoder;
+
+// One column as its table's definition describes it.
+struct Column {
+  std::string name;  // UTF-8
+  ColumnType type{};
+  std::uint16_t id = 0;
+  bool isFixed = false;
+  std::uint16_t fixedOffset = 0;   // bytes, in the row's fixed area; fixed columns only
+  std::uint16_t variableSlot = 0;  // variable columns only
+  std::uint16_t sizeBytes = 0;     // as defined; 0 for long values
+  std::uint8_t scale = 0;          // Numeric only
+  std::uint8_t storedType = 0;     // the type's number; one that is not known reads as Binary
+
+  friend bool operator==(const Column&, const Column&) = default;
+};
 
 // What the pages of a table's definition say.
 struct StoredDefinition {

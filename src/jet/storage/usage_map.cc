@@ -7,6 +7,8 @@
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
 #include "jet/storage/damage.h"
+#include "jet/storage/data_page.h"
+#include "jet/storage/page_file.h"
 
 namespace nimport::jet {
 namespace {

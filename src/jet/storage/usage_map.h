@@ -5,10 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include "jet/storage/data_page.h"
-#include "jet/storage/page_file.h"
+#include "jet/format/jet_layout.h"
 
 namespace nimport::jet {
+
+class PageFile;
 
 // The pages that a usage map names.
 struct UsedPages {

@@ -12,7 +12,9 @@
 #include "jet/database_error.h"
 #include "jet/format/byte_reader.h"
 #include "jet/format/jet_layout.h"
+#include "jet/format/text_decoder.h"
 #include "jet/storage/long_value.h"
+#include "jet/storage/row_view.h"
 
 namespace nimport::jet {
 namespace {

@@ -4,13 +4,14 @@
 #include <memory>
 
 #include "jet/database_error.h"
-#include "jet/format/text_decoder.h"
-#include "jet/storage/column.h"
-#include "jet/storage/page_file.h"
-#include "jet/storage/row_view.h"
+#include "jet/storage/table_definition.h"
 #include "jet/value.h"
 
 namespace nimport::jet {
+
+class PageFile;
+class RowView;
+class TextDecoder;
 
 // Decodes a column's value. Long values are read from `file`; one of which only the beginning can
 // be read is that beginning, and `cut` says what is wrong with the rest. Throws DatabaseError;
@@ -25,7 +26,8 @@ namespace nimport::jet {
          (column.isFixed && column.type <= ColumnType::DateTime);
 }
 
-// The same as DecodeValue for a plain column, in less time.
+// The same as DecodeValue for a plain column, without looking for a cut value: all columns of
+// 200,000 rows take 22.0 ms with it, 23.6 without.
 [[nodiscard]] Value DecodePlain(const RowView& row, const Column& column);
 
 }  // namespace nimport::jet

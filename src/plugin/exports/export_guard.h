@@ -47,15 +47,15 @@ class ExportCall {
 
 // Computes as usual meanwhile: a host may have set another rounding or precision, or have errors of
 // computation end in an exception.
-class UsualArithmetic {
+class DefaultFloatingPointScope {
  public:
-  UsualArithmetic() {
+  DefaultFloatingPointScope() {
     std::fegetenv(&before_);
     std::fesetenv(FE_DFL_ENV);
   }
-  ~UsualArithmetic() { std::fesetenv(&before_); }
-  UsualArithmetic(const UsualArithmetic&) = delete;
-  UsualArithmetic& operator=(const UsualArithmetic&) = delete;
+  ~DefaultFloatingPointScope() { std::fesetenv(&before_); }
+  DefaultFloatingPointScope(const DefaultFloatingPointScope&) = delete;
+  DefaultFloatingPointScope& operator=(const DefaultFloatingPointScope&) = delete;
 
  private:
   std::fenv_t before_{};
@@ -67,7 +67,7 @@ ResultCode RunExport(const char* function, Work&& work) noexcept {
   // A thread that is cancelled would otherwise unwind from the middle of the work, which the
   // handlers below must not swallow and `noexcept` would not let through.
   const platform::CancellationDelay noCancellation;
-  const UsualArithmetic arithmetic;
+  const DefaultFloatingPointScope arithmetic;
   ExportCall call(function);
   try {
     work(call);

@@ -1,10 +1,9 @@
-#include "jet/query/expression/expression.h"
-
 #include <random>
 
 #include <gtest/gtest.h>
 
 #include "jet/query/expression/expression_evaluator.h"
+#include "jet/query/expression/expression_parser.h"
 #include "jet/query/expression/sql_text.h"
 #include "tests/jet/test_catalog.h"
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "jet/value.h"
@@ -54,10 +53,6 @@ struct Expression {
 // Deeper trees are refused, so that whatever walks one may recurse. Jet itself takes fifty pairs of
 // parentheses.
 inline constexpr std::size_t MAX_EXPRESSION_DEPTH = 200;
-
-// Reads the whole of `sql`, which is UTF-8. Any bytes may come. Throws SqlError naming what is
-// malformed or beyond what is evaluated.
-[[nodiscard]] std::unique_ptr<Expression> ParseExpression(std::string_view sql);
 
 }  // namespace nimport::jet
 

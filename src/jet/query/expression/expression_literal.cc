@@ -98,7 +98,7 @@ bool SetDate(CalendarDate& date, int first, int second, int third) {
 }
 
 // `hour` and its colon have been read.
-bool ReadTimeBehindHour(DateReader& reader, int hour, CalendarDate& date) {
+bool ReadTimeAfterHour(DateReader& reader, int hour, CalendarDate& date) {
   const auto minute = reader.ReadNumber();
   const auto second = reader.Skip(':') ? reader.ReadNumber() : 0;
   if (!minute || !second || *minute > 59 || *second > 59) return false;
@@ -113,14 +113,14 @@ bool ReadTimeBehindHour(DateReader& reader, int hour, CalendarDate& date) {
   return hour <= 23 && reader.IsAtEnd();
 }
 
-bool ReadDateBehindFirst(DateReader& reader, char separator, int first, CalendarDate& date) {
+bool ReadDateAfterFirst(DateReader& reader, char separator, int first, CalendarDate& date) {
   const auto second = reader.ReadNumber();
   if (!second || !reader.Skip(separator)) return false;
   const auto third = reader.ReadNumber();
   if (!third || !SetDate(date, first, *second, *third)) return false;
   if (reader.IsAtEnd()) return true;
   const auto hour = reader.ReadNumber();
-  return hour && reader.Skip(':') && ReadTimeBehindHour(reader, *hour, date);
+  return hour && reader.Skip(':') && ReadTimeAfterHour(reader, *hour, date);
 }
 
 }  // namespace
@@ -142,11 +142,11 @@ std::optional<Date> ParseDateLiteral(std::string_view text) {
   if (!first) return std::nullopt;
   bool isValid = false;
   if (reader.Skip(':')) {
-    isValid = ReadTimeBehindHour(reader, *first, date);
+    isValid = ReadTimeAfterHour(reader, *first, date);
   } else if (reader.Skip('/')) {
-    isValid = ReadDateBehindFirst(reader, '/', *first, date);
+    isValid = ReadDateAfterFirst(reader, '/', *first, date);
   } else if (reader.Skip('-')) {
-    isValid = ReadDateBehindFirst(reader, '-', *first, date);
+    isValid = ReadDateAfterFirst(reader, '-', *first, date);
   }
   if (!isValid) return std::nullopt;
   return ToDate(date);

@@ -34,7 +34,7 @@ class Lexer {
   }
 
  private:
-  // The character `distance` behind the current one; NUL behind the end.
+  // The character `distance` after the current one; NUL after the end.
   [[nodiscard]] char Peek(std::size_t distance = 0) const {
     return position_ + distance < sql_.size() ? sql_[position_ + distance] : '\0';
   }
@@ -78,14 +78,14 @@ class Lexer {
     Add(kind, std::string(sql_.substr(start, position_ - start)), start);
   }
 
-  // A point behind a name separates a source from a column, whatever follows.
+  // A point after a name separates a source from a column, whatever follows.
   [[nodiscard]] bool StartsNumber() const {
     if (text::IsAsciiDigit(Peek())) return true;
     return Peek() == '.' && text::IsAsciiDigit(Peek(1)) &&
            (tokens_.empty() || !EndsOperand(tokens_.back()));
   }
 
-  // Behind an operand the ampersand concatenates.
+  // After an operand the ampersand concatenates.
   [[nodiscard]] bool StartsHexNumber() const {
     return Peek() == '&' && text::AsciiLower(Peek(1)) == 'h' && text::HexDigit(Peek(2)) >= 0 &&
            (tokens_.empty() || !EndsOperand(tokens_.back()));

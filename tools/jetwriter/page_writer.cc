@@ -1,4 +1,4 @@
-#include "jetwriter/page_file.h"
+#include "jetwriter/page_writer.h"
 
 #include <array>
 #include <cassert>
@@ -37,13 +37,13 @@ constexpr std::size_t FILE_BUFFER_BYTES = std::size_t{1} << 20;
 
 }  // namespace
 
-PageFile::PageFile(const std::filesystem::path& path, const Format& format)
+PageWriter::PageWriter(const std::filesystem::path& path, const Format& format)
     : path_(path), format_(format), file_(std::fopen(path.string().c_str(), "wb")) {
   if (!file_) Fail("cannot be created");
   std::setvbuf(file_.get(), nullptr, _IOFBF, FILE_BUFFER_BYTES);
 }
 
-std::uint32_t PageFile::Allocate() {
+std::uint32_t PageWriter::Allocate() {
   if ((std::uint64_t{pageCount_} + 1) * format_.pageSize > format_.maxFileBytes) {
     throw WriteError(path_.string() + " would become larger than " +
                      std::to_string(format_.maxFileBytes >> 20) +
@@ -52,7 +52,7 @@ std::uint32_t PageFile::Allocate() {
   return pageCount_++;
 }
 
-void PageFile::Write(std::uint32_t pageNumber, std::string_view page) {
+void PageWriter::Write(std::uint32_t pageNumber, std::string_view page) {
   assert(page.size() == format_.pageSize && pageNumber < pageCount_);
   const auto offset = static_cast<off_t>(std::uint64_t{pageNumber} * format_.pageSize);
   // A seek empties the buffer, and most pages follow the one before.
@@ -69,11 +69,11 @@ void PageFile::Write(std::uint32_t pageNumber, std::string_view page) {
   nextInFile_ = pageNumber + 1;
 }
 
-void PageFile::Close() {
+void PageWriter::Close() {
   if (std::fclose(file_.release()) != 0) Fail("cannot be written");
 }
 
-void PageFile::Fail(const std::string& what) const {
+void PageWriter::Fail(const std::string& what) const {
   throw WriteError(path_.string() + " " + what + ": " + std::strerror(errno));
 }
 

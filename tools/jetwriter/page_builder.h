@@ -1,5 +1,5 @@
-#ifndef NIMPORT_TOOLS_JETWRITER_DATA_PAGE_H_
-#define NIMPORT_TOOLS_JETWRITER_DATA_PAGE_H_
+#ifndef NIMPORT_TOOLS_JETWRITER_PAGE_BUILDER_H_
+#define NIMPORT_TOOLS_JETWRITER_PAGE_BUILDER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -11,9 +11,9 @@
 namespace nimport::jetwriter {
 
 // A data page being filled with rows, from its end downwards.
-class DataPage {
+class PageBuilder {
  public:
-  DataPage(const jet::JetLayout& layout, std::uint32_t pageNumber, std::uint32_t owner);
+  PageBuilder(const jet::JetLayout& layout, std::uint32_t pageNumber, std::uint32_t owner);
 
   [[nodiscard]] std::uint32_t PageNumber() const { return pageNumber_; }
   [[nodiscard]] bool HasRoomFor(std::size_t rowBytes) const;
@@ -27,9 +27,6 @@ class DataPage {
 
   // For the first page of a chain of long value parts in Jet 4.
   void SetChainStamp(std::uint32_t stamp) { chainStamp_ = stamp; }
-
-  // The largest row that an empty page takes.
-  [[nodiscard]] static std::size_t Capacity(const jet::JetLayout& layout);
 
  private:
   [[nodiscard]] std::size_t FreeBytes() const;
@@ -45,4 +42,4 @@ class DataPage {
 
 }  // namespace nimport::jetwriter
 
-#endif  // NIMPORT_TOOLS_JETWRITER_DATA_PAGE_H_
+#endif  // NIMPORT_TOOLS_JETWRITER_PAGE_BUILDER_H_

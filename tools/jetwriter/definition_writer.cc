@@ -1,4 +1,4 @@
-#include "jetwriter/table_definition.h"
+#include "jetwriter/definition_writer.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "jetwriter/data_page.h"
+#include "jetwriter/page_builder.h"
 
 #include <cassert>
 
@@ -12,26 +12,23 @@ constexpr std::size_t MAX_ROWS = jet::MAX_SLOTS_PER_PAGE - 1;
 
 }  // namespace
 
-DataPage::DataPage(const jet::JetLayout& layout, std::uint32_t pageNumber, std::uint32_t owner)
+PageBuilder::PageBuilder(const jet::JetLayout& layout, std::uint32_t pageNumber,
+                         std::uint32_t owner)
     : layout_(layout),
       pageNumber_(pageNumber),
       owner_(owner),
       bytes_(layout.pageSize, '\0'),
       lowestRow_(layout.pageSize) {}
 
-std::size_t DataPage::Capacity(const jet::JetLayout& layout) {
-  return layout.pageSize - layout.slotTableOffset - jet::SLOT_BYTES;
-}
-
-std::size_t DataPage::FreeBytes() const {
+std::size_t PageBuilder::FreeBytes() const {
   return lowestRow_ - layout_.slotTableOffset - slots_.size();
 }
 
-bool DataPage::HasRoomFor(std::size_t rowBytes) const {
+bool PageBuilder::HasRoomFor(std::size_t rowBytes) const {
   return rowBytes + jet::SLOT_BYTES <= FreeBytes() && slots_.size() / jet::SLOT_BYTES < MAX_ROWS;
 }
 
-std::uint32_t DataPage::AddRow(std::string_view row, std::uint16_t flags) {
+std::uint32_t PageBuilder::AddRow(std::string_view row, std::uint16_t flags) {
   assert(HasRoomFor(row.size()));
   lowestRow_ -= row.size();
   bytes_.replace(lowestRow_, row.size(), row);
@@ -42,7 +39,7 @@ std::uint32_t DataPage::AddRow(std::string_view row, std::uint16_t flags) {
   return pageNumber_ << 8 | slot;
 }
 
-std::string DataPage::ToBytes() const {
+std::string PageBuilder::ToBytes() const {
   ByteWriter header;
   header.U8(static_cast<std::uint8_t>(jet::PageType::Data));
   header.U8(jet::PAGE_MARK);

@@ -1,4 +1,4 @@
-#include "jet/query/expression/expression.h"
+#include "jet/query/expression/expression_parser.h"
 
 #include <algorithm>
 #include <array>
@@ -198,7 +198,7 @@ class Parser {
     std::size_t& depth_;
   };
 
-  // An operand and all operators behind it that bind at least as tightly as `minLevel`.
+  // An operand and all operators after it that bind at least as tightly as `minLevel`.
   ExpressionPtr ParseBinary(int minLevel) {
     const DepthGuard guard(depth_);
     ExpressionPtr left = ParsePrefix();
@@ -321,7 +321,7 @@ class Parser {
     return ParseColumn();
   }
 
-  // Names with points or exclamation marks between them. Everything behind the first is the
+  // Names with points or exclamation marks between them. Everything after the first is the
   // column's name: a query over a join has columns called "Table.Column".
   ExpressionPtr ParseColumn() {
     const Token& first = Take();

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_TOOLS_JETWRITER_TABLE_DEFINITION_H_
-#define NIMPORT_TOOLS_JETWRITER_TABLE_DEFINITION_H_
+#ifndef NIMPORT_TOOLS_JETWRITER_DEFINITION_WRITER_H_
+#define NIMPORT_TOOLS_JETWRITER_DEFINITION_WRITER_H_
 
 #include <cstdint>
 #include <span>
@@ -43,4 +43,4 @@ void WriteDefinitionPages(WriterContext& context, std::uint32_t firstPage,
 
 }  // namespace nimport::jetwriter
 
-#endif  // NIMPORT_TOOLS_JETWRITER_TABLE_DEFINITION_H_
+#endif  // NIMPORT_TOOLS_JETWRITER_DEFINITION_WRITER_H_

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_TOOLS_JETWRITER_PAGE_FILE_H_
-#define NIMPORT_TOOLS_JETWRITER_PAGE_FILE_H_
+#ifndef NIMPORT_TOOLS_JETWRITER_PAGE_WRITER_H_
+#define NIMPORT_TOOLS_JETWRITER_PAGE_WRITER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace nimport::jetwriter {
 
 // The pages of a database file that is being made. Pages are given out in ascending order and may
 // be written in any. All functions throw WriteError.
-class PageFile {
+class PageWriter {
  public:
   struct Format {
     std::size_t pageSize = 0;
@@ -23,7 +23,7 @@ class PageFile {
   };
 
   // Makes the file, or empties one that is there.
-  PageFile(const std::filesystem::path& path, const Format& format);
+  PageWriter(const std::filesystem::path& path, const Format& format);
 
   // Gives out the next page. Throws when the file would become too large.
   [[nodiscard]] std::uint32_t Allocate();
@@ -46,7 +46,7 @@ class PageFile {
   Format format_;
   std::unique_ptr<std::FILE, Closer> file_;
   std::uint32_t pageCount_ = 0;
-  std::uint32_t nextInFile_ = 0;  // the page behind the one written last
+  std::uint32_t nextInFile_ = 0;  // the page after the one written last
 };
 
 // A set of pages, as usage maps tell it. Takes a bit for each page of the file.
@@ -63,4 +63,4 @@ class PageSet {
 
 }  // namespace nimport::jetwriter
 
-#endif  // NIMPORT_TOOLS_JETWRITER_PAGE_FILE_H_
+#endif  // NIMPORT_TOOLS_JETWRITER_PAGE_WRITER_H_
