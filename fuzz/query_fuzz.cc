@@ -13,7 +13,7 @@ namespace {
 
 // How much of a result is asked for: each question pays for some work.
 constexpr int MAX_ROWS = 500;
-constexpr std::size_t MAX_COLUMNS = 20;
+constexpr std::size_t MAX_COLUMNS_READ = 20;
 
 // A hundredth of what a small file may take, so that work that is not counted stands out: the run
 // is given two seconds for an input.
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     const auto query = std::make_shared<PreparedQuery>(catalog, "Q");
     const auto rows = std::make_unique<QueryRecordset>(query);
-    const std::size_t columns = std::min(query->Columns().size(), MAX_COLUMNS);
+    const std::size_t columns = std::min(query->Columns().size(), MAX_COLUMNS_READ);
     for (int count = 0; !rows->IsEof() && count < MAX_ROWS; rows->MoveNext(), ++count) {
       for (std::size_t column = 0; column < columns; ++column)
         (void)rows->GetFieldValue(column);

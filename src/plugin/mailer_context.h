@@ -6,9 +6,9 @@
 #include <memory>
 #include <optional>
 
-#include "platform/database.h"
 #include "platform/mime_session.h"
 #include "platform/platform.h"
+#include "platform/session_database.h"
 #include "plugin/contents/temporary_files.h"
 #include "store/addressbook/address_book.h"
 #include "store/mail_store.h"

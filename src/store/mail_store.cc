@@ -5,7 +5,7 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "platform/database.h"
+#include "platform/session_database.h"
 #include "store/mail_kinds.h"
 
 namespace nimport::mailstore {

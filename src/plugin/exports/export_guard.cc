@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/database.h"
 #include "platform/platform.h"
+#include "platform/session_database.h"
 #include "plugin/mailer_context.h"
 
 namespace nimport {

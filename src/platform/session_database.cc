@@ -1,4 +1,4 @@
-#include "platform/database.h"
+#include "platform/session_database.h"
 
 #include <utility>
 
