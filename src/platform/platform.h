@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/diagnostics.h"
 #include "platform/file_system.h"
 #include "platform/modules.h"
 #include "platform/registry.h"
+#include "platform/settings.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::platform {
@@ -42,6 +45,13 @@ class Platform {
 // The platform of the system that this library was built for. Reads its settings from the
 // environment at each use; one object per process.
 [[nodiscard]] Platform& SystemPlatform();
+
+// A platform of this system with settings of its own. The time zone is the process's all the same.
+[[nodiscard]] std::unique_ptr<Platform> MakePlatform(const Settings& settings);
+
+// The files that stand for the registry with these settings, there or not, as native paths; none
+// where the system has a registry of its own.
+[[nodiscard]] std::vector<std::string> RegistryFilesInUse(const Settings& settings);
 
 // The platform for sessions opened from now on; null means the system's own. For tests.
 void SetPlatformForNewSessions(Platform* platform);

@@ -38,15 +38,9 @@ std::string KeyOf32Bits(std::string_view key) {
 }  // namespace
 
 std::vector<std::string> ReadRegistryFileNames(const Settings& settings, char separator) {
-  std::vector<std::string> names;
   const std::string list = settings("NIMPORT_REGISTRY").value_or("");
-  std::size_t start = 0;
-  while (start < list.size()) {
-    const std::size_t end = std::min(list.find(separator, start), list.size());
-    if (end > start) names.push_back(list.substr(start, end - start));
-    start = end + 1;
-  }
-  return names;
+  const std::vector<std::string_view> names = SplitList(list, separator);
+  return {names.begin(), names.end()};
 }
 
 std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::string_view key,

@@ -27,13 +27,21 @@ bool ReadIsConfined(const Settings& settings) {
   return settings("NIMPORT_CONFINE") == "1";
 }
 
-std::vector<std::pair<char, std::string>> ReadDrives(const Settings& settings) {
-  const std::optional<std::string> setting = settings("NIMPORT_DRIVES");
-  std::string_view list = setting ? std::string_view(*setting) : std::string_view();
-  std::vector<std::pair<char, std::string>> drives;
+std::vector<std::string_view> SplitList(std::string_view list, char separator) {
+  if (list.starts_with('\0')) separator = '\0';
+  std::vector<std::string_view> entries;
   while (!list.empty()) {
-    const std::string_view entry = list.substr(0, list.find(';'));
+    const std::string_view entry = list.substr(0, list.find(separator));
     list.remove_prefix(std::min(list.size(), entry.size() + 1));
+    if (!entry.empty()) entries.push_back(entry);
+  }
+  return entries;
+}
+
+std::vector<std::pair<char, std::string>> ReadDrives(const Settings& settings) {
+  const std::string list = settings("NIMPORT_DRIVES").value_or("");
+  std::vector<std::pair<char, std::string>> drives;
+  for (const std::string_view entry : SplitList(list, ';')) {
     const std::size_t equals = entry.find('=');
     const std::string_view name = entry.substr(0, equals);
     const bool isLetter = name.size() == 1 || (name.size() == 2 && name[1] == ':');

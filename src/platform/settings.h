@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,11 @@ using Settings = std::function<std::optional<std::string>(const char* name)>;
 // Whether NIMPORT_CONFINE is 1: paths that stand in a store lead only to the drives of
 // NIMPORT_DRIVES and to the drive that holds the store, and no link leads out of them.
 [[nodiscard]] bool ReadIsConfined(const Settings& settings);
+
+// The entries of a setting that is a list, with `separator` between them; empty ones are left out.
+// A list that begins with NUL has NUL between its entries instead: no path holds one, and a program
+// that makes its settings itself can so give paths that hold the separator.
+[[nodiscard]] std::vector<std::string_view> SplitList(std::string_view list, char separator);
 
 // The drives of NIMPORT_DRIVES, a letter from A to Z and a native directory each.
 [[nodiscard]] std::vector<std::pair<char, std::string>> ReadDrives(const Settings& settings);

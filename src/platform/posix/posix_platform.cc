@@ -34,6 +34,14 @@ bool PosixPlatform::IsSalvaging() const {
 
 }  // namespace posix
 
+std::unique_ptr<Platform> MakePlatform(const Settings& settings) {
+  return std::make_unique<posix::PosixPlatform>(settings);
+}
+
+std::vector<std::string> RegistryFilesInUse(const Settings& settings) {
+  return posix::FindRegistryFiles(settings);
+}
+
 Platform& SystemPlatform() {
   static auto& platform = MakeForLibrary<posix::PosixPlatform>(EnvironmentSettings());
   return platform;

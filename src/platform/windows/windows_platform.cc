@@ -31,6 +31,14 @@ bool WindowsPlatform::IsSalvaging() const {
 
 }  // namespace windows
 
+std::unique_ptr<Platform> MakePlatform(const Settings& settings) {
+  return std::make_unique<windows::WindowsPlatform>(settings);
+}
+
+std::vector<std::string> RegistryFilesInUse(const Settings& settings) {
+  return ReadRegistryFileNames(settings, ';');
+}
+
 Platform& SystemPlatform() {
   static auto& platform = MakeForLibrary<windows::WindowsPlatform>(EnvironmentSettings());
   return platform;
