@@ -55,9 +55,9 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
 
 }  // namespace
 
-void Account::AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records) {
-  for (const host::DiagnosticRecord& record : records) {
-    std::string reason = record.Describe();
+void Account::AddLosses(const Remark& place, const std::vector<store::Problem>& problems) {
+  for (const store::Problem& problem : problems) {
+    std::string reason = problem.Describe();
     if (!knownLosses_.insert(reason).second) continue;
     losses_.push_back(place);
     losses_.back().reason = std::move(reason);

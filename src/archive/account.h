@@ -11,7 +11,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "host/diagnostics.h"
+#include "store/problem.h"
 
 namespace nimport::command {
 
@@ -55,8 +55,8 @@ class Account {
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 
-  // Damage that the plug-in stepped over while what `place` names was read; each place counts once.
-  void AddLosses(const Remark& place, const std::vector<host::DiagnosticRecord>& records);
+  // Damage that was stepped over while what `place` names was read; each place counts once.
+  void AddLosses(const Remark& place, const std::vector<store::Problem>& problems);
 
   [[nodiscard]] MailCounts Total() const;
   // Whether anything failed or was lost; an interruption is neither.

@@ -39,7 +39,7 @@ std::string DescribeNumbers(std::vector<std::int32_t> numbers, std::size_t maxRa
   return text;
 }
 
-std::string DescribeStrays(std::int32_t folderNumber, const inspection::StrayMails& mails) {
+std::string DescribeStrays(std::int32_t folderNumber, const store::StrayMails& mails) {
   const std::string folder = "folder " + std::to_string(folderNumber);
   const std::string where = mails.cabinetNumber
                                 ? folder + " stands in cabinet " +
@@ -49,7 +49,7 @@ std::string DescribeStrays(std::int32_t folderNumber, const inspection::StrayMai
          DescribeNumbers(mails.dataNos, mails.dataNos.size()) + ")";
 }
 
-void CompareFolders(const inspection::MailList& list, const std::vector<FoundFolder>& found,
+void CompareFolders(const store::MailList& list, const std::vector<FoundFolder>& found,
                     Balance& balance) {
   if (list.folders.size() != found.size()) {
     balance.missing.push_back(RemarkOn(
@@ -69,7 +69,7 @@ void CompareFolders(const inspection::MailList& list, const std::vector<FoundFol
 
 }  // namespace
 
-Balance MakeBalance(const inspection::MailList& list, const std::vector<FoundFolder>& found) {
+Balance MakeBalance(const store::MailList& list, const std::vector<FoundFolder>& found) {
   Balance balance;
   if (!list.failure.empty()) {
     balance.missing.push_back(RemarkOn(MAIL_LIST, list.failure));

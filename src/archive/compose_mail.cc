@@ -24,7 +24,7 @@ constexpr std::size_t MAX_CLOSING_BYTES = 256;
 
 std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
   std::string date;
-  if (headers.date) date = std::to_string(*headers.date);
+  if (headers.columnDate) date = std::to_string(*headers.columnDate);
   if (contents.HasOwnHeader()) return ToHex(DigestOf({date, contents.bytes}));
   const auto textOf = [](const std::optional<std::string>& text) {
     return text ? std::string_view(*text) : std::string_view();
@@ -76,6 +76,7 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
   if (mail.instant) AppendField(lines, "Date", ToMailDate(*mail.instant));
   AppendSender(lines, headers, memberId);
   if (headers.to) AppendAddresses(lines, "To", *headers.to);
+  if (headers.cc) AppendAddresses(lines, "Cc", *headers.cc);
   if (headers.subject) AppendField(lines, "Subject", EncodeTextOf("Subject", *headers.subject));
   AppendField(lines, "Message-ID", MessageIdOf(mail.key, contents));
   if (!mail.isComplete) AppendField(lines, "X-Nimport-Missing", "attached file");
@@ -83,8 +84,8 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
   return lines;
 }
 
-void AppendText(std::string& mail, std::string_view codePage932) {
-  const mime::EncodedText text = mime::EncodeTextPart(text::Utf8FromCodePage932(codePage932));
+void AppendText(std::string& mail, std::string_view utf8) {
+  const mime::EncodedText text = mime::EncodeTextPart(utf8);
   AppendField(mail, "Content-Type", text.contentType);
   AppendField(mail, "Content-Transfer-Encoding", text.transferEncoding);
   mail.append("\r\n").append(text.contents);
@@ -170,27 +171,12 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
 
 }  // namespace
 
-std::optional<std::int64_t> InstantOf(const MailHeaders& headers, const MailContents& contents) {
-  switch (contents.kind) {
-    case ContentsKind::MimeMail:
-      return InstantOfMail(headers.date, contents.bytes);
-    case ContentsKind::WholeMail:
-      if (headers.date) return *headers.date;
-      return InstantOfHeader(contents.bytes);
-    case ContentsKind::Text:
-    case ContentsKind::StoredFile:
-      break;
-  }
-  if (!headers.date) return std::nullopt;
-  return InstantOfColumnDate(*headers.date);
-}
-
 FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                          std::string_view memberId) {
   FinishedMail mail;
   mail.key = KeyOf(headers, contents);
   mail.isComplete = contents.missing.empty();
-  mail.instant = InstantOf(headers, contents);
+  mail.instant = headers.instant;
   switch (contents.kind) {
     case ContentsKind::MimeMail:
       mail.bytes = std::move(contents.bytes);

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "archive/mail_contents.h"
-#include "archive/mail_reader.h"
 
 namespace nimport::command {
 
@@ -26,10 +25,6 @@ struct FinishedMail {
 // away.
 [[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                                        std::string_view memberId);
-
-// When the mail was sent, as far as the store tells.
-[[nodiscard]] std::optional<std::int64_t> InstantOf(const MailHeaders& headers,
-                                                    const MailContents& contents);
 
 // A whole mail in code page 932 as correct MIME. Mail in pure ASCII is given back as it is; header
 // text becomes encoded words, and a text without a charset of its own becomes UTF-8.

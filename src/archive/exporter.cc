@@ -8,8 +8,7 @@
 #include "archive/safe_name.h"
 #include "command/contacts.h"
 #include "command/interruption.h"
-#include "host/address_book.h"
-#include "host/result_error.h"
+#include "store/mail_list.h"
 
 namespace nimport::command {
 
@@ -37,40 +36,72 @@ Remark RemarkOn(const FolderAccount& folder, std::int32_t position, const MailHe
   remark.subject = headers.subject.value_or("");
   remark.from = headers.from.value_or("");
   remark.to = headers.to.value_or("");
-  if (headers.date) remark.date = ToLocalText(InstantOfColumnDate(*headers.date));
+  if (headers.instant) remark.date = ToLocalText(*headers.instant);
   return remark;
+}
+
+// What a folder's mail is, as far as it can be read.
+struct ReadMail {
+  MailHeaders headers;
+  std::optional<MailContents> contents;
+  std::string failure;  // why there are no contents
+};
+
+ReadMail Read(store::Store& store, const store::OpenFolder& folder, std::int32_t position) {
+  const Interruption::Pause pause;
+  ReadMail mail;
+  try {
+    const store::MailRecord record = folder.Read(static_cast<std::size_t>(position));
+    try {
+      mail.contents = ReadContents(store, record);
+    } catch (const store::Error& error) {
+      mail.failure = error.reason();
+    }
+    mail.headers = ReadHeaders(store, record, mail.contents ? &*mail.contents : nullptr);
+  } catch (const store::Error& error) {
+    mail.failure = error.reason();
+  }
+  return mail;
 }
 
 }  // namespace
 
-Exporter::Exporter(const host::Library& library, ExportFormat format)
-    : library_(library), format_(format) {
+Exporter::Exporter(platform::Platform& platform, ExportFormat format)
+    : platform_(platform), format_(format) {
   try {
     OpenStore();
-  } catch (const host::ResultError& error) {
+  } catch (const store::Error& error) {
     // The address book is worth a run of its own.
     try {
-      if (host::AddressBook(library_).AddressCount() == 0) throw error;
-    } catch (const host::ResultError&) {
+      const Interruption::Pause pause;
+      std::vector<store::Problem> ignored;
+      const store::OpenAddressBook book(platform_, ignored,
+                                        {.interruption = &Interruption::Flag()});
+      if (book.book().AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) throw error;
+    } catch (const store::Error&) {
       throw error;
     }
     account_.failures.push_back(RemarkOn(MAIL_DATABASE, error.reason()));
-    account_.AddLosses(RemarkOn(MAIL_DATABASE, {}), library_.TakeLosses());
   }
 }
 
 void Exporter::OpenStore() {
-  reader_.emplace(library_);
-  const Remark list = RemarkOn(FOLDER_LIST, reader_->session().failedListing());
+  {
+    const Interruption::Pause pause;
+    store_.emplace(platform_, store::Options{.interruption = &Interruption::Flag()});
+  }
+  const Remark list = RemarkOn(FOLDER_LIST, store_->failedListing());
   if (!list.reason.empty()) account_.failures.push_back(list);
-  account_.AddLosses(list, library_.TakeLosses());
+  account_.AddLosses(list, store_->TakeLosses());
 }
 
 const Account& Exporter::Run(ExportTarget& target) {
   try {
-    if (reader_) ExportFolders(target);
-    if (reader_ && !Interruption::IsRequested()) StrikeBalance();
+    if (store_) ExportFolders(target);
+    if (store_ && !Interruption::IsRequested()) StrikeBalance();
     if (!Interruption::IsRequested()) ExportContacts(target);
+  } catch (const store::Interrupted&) {
+    // The account says so.
   } catch (const std::exception& error) {
     account_.abortReason = error.what();
   }
@@ -90,20 +121,24 @@ void Exporter::ExportFolders(ExportTarget& target) {
   static_cast<void>(cabinetNames.Take(ACCOUNT_NAME));
   static_cast<void>(cabinetNames.Take(CONTACTS_FILE_NAME));
   std::size_t index = 0;
-  for (const host::Cabinet& cabinet : reader_->session().cabinets()) {
+  for (const store::Cabinet& cabinet : store_->cabinets()) {
     const fs::path directory = cabinetNames.Take(ToSafeName(cabinet.name));
     target.BeginCabinet(directory);
     UniqueNames folderNames;
-    for (const host::Folder& folder : cabinet.folders) {
+    for (const store::Folder& folder : cabinet.folders) {
       const FolderPlace place{.index = index++, .cabinet = &cabinet, .folder = &folder};
-      const fs::path path = directory / folderNames.Take(ToSafeName(folder.name()));
+      const fs::path path = directory / folderNames.Take(ToSafeName(folder.name));
       if (!Interruption::IsRequested()) TryToExportFolder(place, path, target);
     }
   }
 }
 
 void Exporter::StrikeBalance() {
-  Balance balance = MakeBalance(inspection::ReadMailList(), found_);
+  Balance balance;
+  {
+    const Interruption::Pause pause;
+    balance = MakeBalance(store::ReadMailList(platform_), found_);
+  }
   const auto append = [](std::vector<Remark>& list, std::vector<Remark>& more) {
     list.insert(list.end(), std::make_move_iterator(more.begin()),
                 std::make_move_iterator(more.end()));
@@ -114,15 +149,20 @@ void Exporter::StrikeBalance() {
 }
 
 void Exporter::ExportContacts(ExportTarget& target) {
+  std::vector<store::Problem> losses;
   try {
-    account_.contacts = target.WriteContacts(library_);
-  } catch (const host::ResultError& error) {
+    std::optional<store::OpenAddressBook> book;
+    {
+      const Interruption::Pause pause;
+      book.emplace(platform_, losses, store::Options{.interruption = &Interruption::Flag()});
+    }
+    account_.contacts = target.WriteContacts(book->book());
+    for (const store::Problem& note : book->notes())
+      account_.leftOut.push_back(RemarkOn(ADDRESS_BOOK, note.Describe()));
+  } catch (const store::Error& error) {
     account_.failures.push_back(RemarkOn(ADDRESS_BOOK, error.reason()));
   }
-  account_.AddLosses(RemarkOn(ADDRESS_BOOK, {}), library_.TakeLosses());
-  for (const host::DiagnosticRecord& note : library_.TakeNotes()) {
-    account_.leftOut.push_back(RemarkOn(ADDRESS_BOOK, note.Describe()));
-  }
+  account_.AddLosses(RemarkOn(ADDRESS_BOOK, {}), losses);
 }
 
 void Exporter::TryToExportFolder(const FolderPlace& place, const fs::path& path,
@@ -137,24 +177,31 @@ void Exporter::TryToExportFolder(const FolderPlace& place, const fs::path& path,
     const std::unique_ptr<const FolderWriter*, void (*)(const FolderWriter**)> forget(
         &writer_, [](const FolderWriter** pointer) { *pointer = nullptr; });
     ExportFolder(place, *writer, folder);
-  } catch (const host::ResultError& error) {
+  } catch (const store::Error& error) {
     account_.failures.push_back(RemarkOn(folder.name, error.reason()));
   }
-  account_.AddLosses(RemarkOn(folder.name, {}), library_.TakeLosses());
+  account_.AddLosses(RemarkOn(folder.name, {}), store_->TakeLosses());
   progress_.EndFolder(folder);
 }
 
 void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder) {
-  const MailReader::OpenFolder open(*reader_, place);
-  folder.counts.found = open.mailCount();
-  found_.back().mailCount = open.mailCount();
-  progress_.BeginFolder(folder.name, open.mailCount());
+  std::optional<store::OpenFolder> open;
+  {
+    const Interruption::Pause pause;
+    open.emplace(store_->Open(*place.folder));
+  }
+  const auto mailCount = static_cast<std::int32_t>(open->mailCount());
+  folder.counts.found = mailCount;
+  found_.back().mailCount = mailCount;
+  progress_.BeginFolder(folder.name, mailCount);
   try {
-    for (std::int32_t position = 0; position < open.mailCount(); ++position) {
+    for (std::int32_t position = 0; position < mailCount; ++position) {
       if (Interruption::IsRequested()) break;
-      ExportMail(open, position, writer, folder);
+      ExportMail(*open, position, writer, folder);
       progress_.Step(position + 1);
     }
+    writer.Finish();
+  } catch (const store::Interrupted&) {
     writer.Finish();
   } catch (...) {
     writer.GiveUp();
@@ -163,50 +210,28 @@ void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, Fold
   }
 }
 
-void Exporter::ExportMail(const MailReader::OpenFolder& open, std::int32_t position,
+void Exporter::ExportMail(const store::OpenFolder& open, std::int32_t position,
                           FolderWriter& writer, FolderAccount& folder) {
-  std::optional<MailHeaders> all;
-  const auto askHeaders = [&] {
-    if (!all) all = open.Headers(position);
-  };
-  MailHeaders headers;
-  try {
-    MailContents contents = open.Contents(position, askHeaders);
-    if (contents.HasOwnHeader()) {
-      headers = FewHeaders(open.MailAt(position), contents);
-    } else {
-      askHeaders();
-      headers = *all;
-    }
-    if (headers.IsEmpty() && contents.bytes.empty()) {
-      ++folder.counts.skipped;
-      account_.skipped.push_back(RemarkOn(
-          folder, position, headers, "the store holds neither headers nor contents of this mail"));
-    } else {
-      WriteMail(headers, contents, position, writer, folder);
-      AddNotes(headers, contents, position, folder);
-    }
-  } catch (const host::ResultError& error) {
+  ReadMail mail = Read(*store_, open, position);
+  if (!mail.contents) {
     ++folder.counts.failed;
-    askHeaders();
-    account_.failures.push_back(RemarkOn(folder, position, *all, error.reason()));
+    account_.failures.push_back(RemarkOn(folder, position, mail.headers, mail.failure));
+  } else if (mail.headers.IsEmpty() && mail.contents->bytes.empty()) {
+    ++folder.counts.skipped;
+    account_.skipped.push_back(
+        RemarkOn(folder, position, mail.headers,
+                 "the store holds neither headers nor contents of this mail"));
+  } else {
+    WriteMail(mail.headers, *mail.contents, position, writer, folder);
+    AddNotes(mail.headers, *mail.contents, position, folder);
   }
-  const std::vector<host::DiagnosticRecord> losses = library_.TakeLosses();
-  if (losses.empty()) return;
-  askHeaders();
-  account_.AddLosses(RemarkOn(folder, position, *all, {}), losses);
-}
-
-MailHeaders Exporter::FewHeaders(const host::Mail& mail, const MailContents& contents) const {
-  MailHeaders headers;
-  if (format_ == ExportFormat::Eml) ReadSubject(mail, headers);
-  if (!InstantOfHeader(contents.bytes)) ReadDate(mail, headers);
-  return headers;
+  const std::vector<store::Problem> losses = store_->TakeLosses();
+  if (!losses.empty()) account_.AddLosses(RemarkOn(folder, position, mail.headers, {}), losses);
 }
 
 void Exporter::WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
                          FolderWriter& writer, FolderAccount& folder) const {
-  const FinishedMail mail = ComposeMail(headers, contents, reader_->session().accountName());
+  const FinishedMail mail = ComposeMail(headers, contents, store_->memberId());
   const auto outcome = writer.Write(mail, position, headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder.counts.written : folder.counts.alreadyThere);

@@ -12,8 +12,10 @@
 #include "archive/account.h"
 #include "archive/balance.h"
 #include "archive/folder_writer.h"
-#include "archive/mail_reader.h"
+#include "archive/mail_contents.h"
+#include "archive/store_folders.h"
 #include "command/progress.h"
+#include "store/store.h"
 
 namespace nimport::command {
 
@@ -24,14 +26,15 @@ class ExportTarget {
   virtual void BeginCabinet(const std::filesystem::path& path) = 0;
   [[nodiscard]] virtual std::unique_ptr<FolderWriter> OpenFolder(
       const std::filesystem::path& path) = 0;
-  // Returns the number of contacts. Throws host::ResultError.
-  virtual std::int64_t WriteContacts(const host::Library& library) = 0;
+  // Returns the number of contacts.
+  virtual std::int64_t WriteContacts(const addressbook::AddressBook& book) = 0;
 };
 
 class Exporter {
  public:
-  // Throws host::ResultError when neither database can be read. `library` outlives the object.
-  Exporter(const host::Library& library, ExportFormat format);
+  // Throws store::Error when neither database can be read, store::Interrupted. `platform`, whose
+  // settings lead to the store, outlives the object.
+  Exporter(platform::Platform& platform, ExportFormat format);
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
@@ -48,19 +51,17 @@ class Exporter {
   void TryToExportFolder(const FolderPlace& place, const std::filesystem::path& path,
                          ExportTarget& target);
   void ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder);
-  void ExportMail(const MailReader::OpenFolder& open, std::int32_t position, FolderWriter& writer,
+  void ExportMail(const store::OpenFolder& open, std::int32_t position, FolderWriter& writer,
                   FolderAccount& folder);
-  // What is needed beside the header of a mail that has one of its own.
-  [[nodiscard]] MailHeaders FewHeaders(const host::Mail& mail, const MailContents& contents) const;
   void WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
                  FolderWriter& writer, FolderAccount& folder) const;
-  // Mails with a header of their own keep it whatever the plug-in makes of it.
+  // Mails with a header of their own keep it, whatever can be read of it.
   void AddNotes(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
                 const FolderAccount& folder);
 
-  const host::Library& library_;
+  platform::Platform& platform_;
   ExportFormat format_;
-  std::optional<MailReader> reader_;  // empty when the mail database cannot be read
+  std::optional<store::Store> store_;  // empty when the mail database cannot be read
   Account account_;
   std::vector<FoundFolder> found_;
   Progress progress_;

@@ -1,23 +1,38 @@
 #include "archive/mail_contents.h"
 
 #include <algorithm>
-#include <array>
-#include <optional>
+#include <chrono>
 #include <utility>
 
-#include "host/result_error.h"
+#include "archive/header_lines.h"
+#include "archive/mail_date.h"
+#include "common/failure.h"
+#include "mime/header_block.h"
+#include "mime/header_text.h"
+#include "store/mail_date.h"
+#include "store/mail_text.h"
+#include "text/ascii.h"
 
 namespace nimport::command {
 
 namespace {
 
-using host::ExtractedFile;
-using host::Mail;
-using host::ResultError;
+using mailstore::FieldSelector;
+using mailstore::MailContent;
+using store::MailRecord;
+using store::TextField;
 
-constexpr std::string_view LINE_END = "\r\n";
-// What a body file holds when there is no text.
-constexpr std::string_view PLACEHOLDER{"DEFAULT\0", 8};
+constexpr std::string_view DIGITS = "0123456789";
+
+std::optional<std::string> UnlessBlank(std::string_view text) {
+  const std::string_view trimmed = text::Trim(text);
+  return trimmed.empty() ? std::nullopt : std::optional<std::string>(trimmed);
+}
+
+std::string NormalizedText(const TextField& field) {
+  if (field.problem) throw store::Error(*field.problem);
+  return mailstore::NormalizeLineEnds(field.value.value_or(""));
+}
 
 MailContents Make(ContentsKind kind, std::string bytes) {
   MailContents contents;
@@ -26,122 +41,217 @@ MailContents Make(ContentsKind kind, std::string bytes) {
   return contents;
 }
 
-MailContents TextContents(std::string_view text) {
-  return Make(ContentsKind::Text, std::string(text));
+// The text of a mail that should have its header with it, but may not.
+MailContents WholeMailContents(store::Store& store, const MailRecord& record) {
+  std::string text = NormalizedText(record.text);
+  if (!LooksLikeMail(text)) return Make(ContentsKind::Text, std::move(text));
+  return Make(ContentsKind::WholeMail,
+              mailstore::NormalizeLineEnds(store.ReadRawText(record).value_or("")));
 }
 
-MailContents MailOrText(std::string source) {
-  const auto kind = LooksLikeMail(source) ? ContentsKind::WholeMail : ContentsKind::Text;
-  return Make(kind, std::move(source));
+MailContents ForwardedContents(const MailRecord& record) {
+  return Make(ContentsKind::Text,
+              NormalizedText(record.text) + NormalizedText(record.forwardedText));
 }
 
-// The source without the empty header block that stands before a text held in columns.
-std::string_view AfterHeaderBlock(std::string_view source) {
-  if (source.starts_with(LINE_END)) source.remove_prefix(LINE_END.size());
-  return source;
-}
-
-MailContents FileContents(const Mail& mail) {
+MailContents FileContents(store::Store& store, const MailRecord& record) {
   MailContents contents = Make(ContentsKind::StoredFile, {});
   try {
-    ExtractedFile file = mail.Attached(0);
+    store::StoredFile file = store.ReadStoredFile(record);
     contents.bytes = std::move(file.bytes);
     contents.fileName = std::move(file.name);
-    contents.extension = std::move(file.extension);
-  } catch (const ResultError& error) {
-    if (error.code() == RESULT_NO_MEMORY) throw;
+    const std::size_t dot = contents.fileName.rfind('.');
+    if (dot != std::string::npos) contents.extension = contents.fileName.substr(dot);
+  } catch (const store::Error& error) {
     contents.missing = error.reason();
   }
   return contents;
 }
 
-// A mail whose source begins with a header block: the headers are apart.
-MailContents FromColumns(const Mail& mail, std::string_view source) {
-  const std::string_view text = AfterHeaderBlock(source);
-  if (!text.empty() || mail.AttachedCount() == 0) return TextContents(text);
-  return FileContents(mail);
-}
+// Puts what a field holds into `header`, or its problem among the headers' problems.
+class HeaderReader {
+ public:
+  explicit HeaderReader(MailHeaders& headers) : headers_(headers) {}
 
-// A text from a column: its file ends with a NUL byte.
-MailContents FromTextBody(std::string_view text, std::string_view source) {
-  // Where a forwarded text follows, it stands only in the source, which then has no header block.
-  const bool hasHeaderBlock = source.starts_with(LINE_END) && source.substr(2) == text;
-  if (!hasHeaderBlock && source.starts_with(text)) return TextContents(source);
-  return TextContents(text);
-}
-
-// A forwarding mail without a forwarded text: its own text is there all the same.
-MailContents WithoutSource(const Mail& mail, const ResultError& error) {
-  ExtractedFile body;
-  if (mail.TryBody(0, body) != RESULT_OK) throw error;
-  std::string_view text = body.bytes;
-  if (text == PLACEHOLDER) text = {};
-  if (text.ends_with('\0')) text.remove_suffix(1);
-  return TextContents(text);
-}
-
-MailContents WithoutBody(std::string&& source, ResultCode code) {
-  // Bodies of MIME mails, and only theirs, are not there before they are counted.
-  if (code == RESULT_INVALID) return Make(ContentsKind::MimeMail, std::move(source));
-  if (source.starts_with(LINE_END)) return TextContents(AfterHeaderBlock(source));
-  return MailOrText(std::move(source));
-}
-
-// Whether `source` begins as a header block does that the plug-in composes. Of what was asked for,
-// the date stands first, in the form "Mon Sep 21 20:15:42 1998".
-bool MayBeComposed(std::string_view source) {
-  constexpr std::string_view DATE = "Date: ";
-  constexpr std::size_t DATE_BYTES = 24;
-  if (source.starts_with(DATE)) {
-    source.remove_prefix(DATE.size());
-    return source.size() > DATE_BYTES && source[3] == ' ' &&
-           source.substr(DATE_BYTES).starts_with(LINE_END);
+  void Set(std::optional<std::string>& header, const char* name, const TextField& field) {
+    if (field.problem) {
+      Fail(name, field.problem->Describe());
+    } else if (field.value && field.value->find_first_not_of(' ') == std::string::npos) {
+      Fail(name, "the header field is blank");
+    } else if (field.value) {
+      header = UnlessBlank(*field.value);
+    }
   }
-  constexpr std::array<std::string_view, 6> BEGINNINGS = {
-      LINE_END, "From: ", "Message-ID: ", "To: ", "Subject: ", "Content-Type: "};
-  return std::any_of(BEGINNINGS.begin(), BEGINNINGS.end(),
-                     [&](std::string_view beginning) { return source.starts_with(beginning); });
+
+  // From the text of a mail that has its header with it.
+  void SetFromText(std::optional<std::string>& header, const char* name, const TextField& text,
+                   FieldSelector selector) {
+    if (text.problem) return Fail(name, text.problem->Describe());
+    if (!text.value) return Fail(name, "the mail has no text");
+    try {
+      header = UnlessBlank(mailstore::GetHeaderLine(*text.value, selector));
+    } catch (const Failure& failure) {
+      Fail(name, failure.what());
+    }
+  }
+
+  void Fail(const char* name, const std::string& reason) {
+    headers_.problems.push_back(std::string(name) + ": " + reason);
+  }
+
+ private:
+  MailHeaders& headers_;
+};
+
+// The ID and the name after it, or the one that is there.
+TextField Sender(const MailRecord& record) {
+  TextField sender = record.senderId;
+  if (record.senderName.problem || sender.IsAbsent()) return record.senderName;
+  if (sender.value && record.senderName.value) *sender.value += ' ' + *record.senderName.value;
+  return sender;
 }
 
-// What the first body says where the source leaves it open.
-MailContents FromBody(const Mail& mail, std::string source) {
-  ExtractedFile body;
-  const ResultCode code = mail.TryBody(0, body);
-  if (code != RESULT_OK) return WithoutBody(std::move(source), code);
-  if (body.bytes == PLACEHOLDER) return FromColumns(mail, source);
-  if (body.bytes.ends_with('\0')) {
-    return FromTextBody(std::string_view(body.bytes).substr(0, body.bytes.size() - 1), source);
-  }
-  return MailOrText(std::move(source));
+std::int64_t CalendarSeconds(const platform::LocalTime& time) {
+  using std::chrono::sys_days;
+  const std::chrono::year_month_day date{std::chrono::year(time.year),
+                                         std::chrono::month(static_cast<unsigned>(time.month)),
+                                         std::chrono::day(static_cast<unsigned>(time.day))};
+  const std::int64_t days = sys_days(date).time_since_epoch().count();
+  return ((days * 24 + time.hour) * 60 + time.minute) * 60 + time.second;
 }
 
-std::string SourceOf(const Mail& mail, std::optional<ResultError>& error) {
-  try {
-    return mail.Source();
-  } catch (const ResultError& failure) {
-    error = failure;
-    return {};
+// What the clock cannot convert is taken as standard time.
+std::int64_t InstantOf(const platform::LocalTime& time, const platform::Clock& clock) {
+  if (const auto seconds = clock.ToSeconds(time)) return *seconds;
+  return CalendarSeconds(time) + std::int64_t{clock.ZoneBiasMinutes()} * 60;
+}
+
+// The calendar fields of an instant in UTC.
+platform::LocalTime FieldsOf(std::int64_t instant) {
+  using namespace std::chrono;
+  const sys_seconds time{seconds(instant)};
+  const year_month_day date(floor<days>(time));
+  const hh_mm_ss timeOfDay(time - floor<days>(time));
+  return {.year = int{date.year()},
+          .month = static_cast<int>(unsigned{date.month()}),
+          .day = static_cast<int>(unsigned{date.day()}),
+          .hour = static_cast<int>(timeOfDay.hours().count()),
+          .minute = static_cast<int>(timeOfDay.minutes().count()),
+          .second = static_cast<int>(timeOfDay.seconds().count())};
+}
+
+// Whether a zone stands after the time; the year may stand there too.
+bool NamesZone(std::string_view date) {
+  const std::size_t colon = date.rfind(':');
+  if (colon == std::string_view::npos) return true;
+  const std::string_view afterColon = date.substr(colon + 1);
+  const std::string_view rest = text::Trim(
+      afterColon.substr(std::min(afterColon.find_first_not_of(DIGITS), afterColon.size())));
+  return !rest.empty() && !(rest.size() == 4 && rest.find_first_not_of(DIGITS) == rest.npos);
+}
+
+void SetColumnDate(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
+  if (!record.date.value) return;
+  headers.columnDate = CalendarSeconds(*record.date.value);
+  headers.instant = InstantOf(*record.date.value, store.clock());
+}
+
+void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
+  HeaderReader reader(headers);
+  reader.Set(headers.subject, "subject", record.title);
+  reader.Set(headers.from, "sender", Sender(record));
+  reader.Set(headers.to, "recipient", record.recipients);
+  // Empty for most mails, which is no problem.
+  if (record.carbonCopies.value) headers.cc = UnlessBlank(*record.carbonCopies.value);
+  if (record.messageId.value) headers.messageId = UnlessBlank(*record.messageId.value);
+  SetColumnDate(store, record, headers);
+  if (record.date.problem) {
+    reader.Fail("date", record.date.problem->Describe());
+  } else if (!record.date.value) {
+    reader.Fail("date", "the mail has no date that can be used");
   }
+}
+
+// The instant of a date line that no general reader of dates understands; without a zone it is
+// local time.
+std::optional<std::int64_t> InstantOfDateLine(std::string_view line, const platform::Clock& clock) {
+  const auto seconds = mailstore::ParseMailDate(line, clock);
+  if (!seconds) return std::nullopt;
+  return mailstore::SubtractZoneBias(*seconds, clock);
+}
+
+void ReadFromText(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
+  HeaderReader reader(headers);
+  reader.SetFromText(headers.subject, "subject", record.text, FieldSelector::Subject);
+  reader.SetFromText(headers.from, "sender", record.text, FieldSelector::From);
+  reader.SetFromText(headers.to, "recipient", record.text, FieldSelector::To);
+  std::optional<std::string> date;
+  reader.SetFromText(date, "date", record.text, FieldSelector::Date);
+  if (date) {
+    headers.instant = InstantOfDateLine(*date, store.clock());
+    if (!headers.instant) reader.Fail("date", "the date text cannot be read");
+  }
+  if (record.text.value) {
+    const auto id = mailstore::FindHeaderLine(*record.text.value, FieldSelector::MessageId);
+    if (id) headers.messageId = UnlessBlank(*id);
+  }
+}
+
+void ReadFromMime(const store::Store& store, const MailRecord& record, std::string_view mail,
+                  MailHeaders& headers) {
+  const auto block = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail);
+  const auto read = [&block](std::string_view name) -> std::optional<std::string> {
+    const auto raw = block.Find(name);
+    if (!raw) return std::nullopt;
+    return UnlessBlank(mime::DecodeHeaderValue(mime::TextForm::Utf8, *raw));
+  };
+  headers.subject = read("Subject");
+  headers.from = read("From");
+  headers.to = read("To");
+  headers.messageId = read("Message-ID");
+  const std::optional<std::string> date = read("Date");
+  if (date) headers.instant = InstantOfDateLine(*date, store.clock());
+  if (!headers.instant) SetColumnDate(store, record, headers);
 }
 
 }  // namespace
 
-MailContents ReadContents(const Mail& fresh, const Mail& asked,
-                          const std::function<void()>& askHeaders) {
-  std::optional<ResultError> error;
-  std::string askedSource = SourceOf(asked, error);
-  if (error) return WithoutSource(asked, *error);
-  if (askedSource.empty()) return TextContents({});
-  if (!MayBeComposed(askedSource)) return FromBody(asked, std::move(askedSource));
-  // A header block that the plug-in composes is an empty line until the session is asked for
-  // headers, and then holds what was asked for last, be it of another mail; other sources stay as
-  // they are.
-  std::string source = fresh.Source();
-  if (!source.starts_with(LINE_END)) return FromBody(asked, std::move(source));
-  if (source != askedSource) return FromColumns(asked, source);
-  askHeaders();
-  if (source != asked.Source()) return FromColumns(asked, source);
-  return FromBody(asked, std::move(source));
+MailContents ReadContents(store::Store& store, const MailRecord& record) {
+  switch (record.content) {
+    case MailContent::LinkedFile:
+    case MailContent::StoredFile:
+      return FileContents(store, record);
+    case MailContent::Text:
+      break;
+    case MailContent::ForwardedText:
+      return ForwardedContents(record);
+    case MailContent::WholeMail:
+      return WholeMailContents(store, record);
+    case MailContent::MimeFile:
+      return Make(ContentsKind::MimeMail, store.ReadMimeFile(record));
+  }
+  return Make(ContentsKind::Text, NormalizedText(record.text));
+}
+
+MailHeaders ReadHeaders(const store::Store& store, const MailRecord& record,
+                        const MailContents* contents) {
+  MailHeaders headers;
+  if (record.content == MailContent::WholeMail) {
+    ReadFromText(store, record, headers);
+  } else if (mailstore::HasFieldsInColumns(record.content)) {
+    ReadFromColumns(store, record, headers);
+  } else if (contents != nullptr) {
+    ReadFromMime(store, record, contents->bytes, headers);
+  }
+  // The mail's own date counts; without a zone it is the owner's local time.
+  if (contents != nullptr && contents->HasOwnHeader()) {
+    if (const auto instant = InstantOfHeader(contents->bytes)) {
+      const bool isLocal = !NamesZone(FindHeaderValue(contents->bytes, "Date"));
+      headers.instant = isLocal ? InstantOf(FieldsOf(*instant), store.clock()) : *instant;
+      headers.columnDate.reset();
+    }
+  }
+  return headers;
 }
 
 bool LooksLikeMail(std::string_view text) {

@@ -1,13 +1,32 @@
+// A mail of the store in the form in which it is archived.
 #ifndef NIMPORT_ARCHIVE_MAIL_CONTENTS_H_
 #define NIMPORT_ARCHIVE_MAIL_CONTENTS_H_
 
-#include <functional>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "host/mail.h"
+#include "store/store.h"
 
 namespace nimport::command {
+
+// The headers of a mail, as far as the store has them. UTF-8, without blanks at the ends.
+struct MailHeaders {
+  std::optional<std::string> subject;
+  std::optional<std::string> from;
+  std::optional<std::string> to;
+  std::optional<std::string> cc;
+  std::optional<std::string> messageId;
+  // A date that the store keeps in a column: its calendar fields as seconds since 1970-01-01
+  // 00:00:00, whatever the zone. Of a mail with a header of its own only where that has no date.
+  std::optional<std::int64_t> columnDate;
+  std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
+  std::vector<std::string> problems;    // "FIELD: REASON" for each one that could not be read
+
+  [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !instant; }
+};
 
 // In which form a store holds a mail.
 enum class ContentsKind {
@@ -19,7 +38,8 @@ enum class ContentsKind {
 
 struct MailContents {
   ContentsKind kind = ContentsKind::Text;
-  std::string bytes;      // the text (code page 932, CR LF), the mail or the file
+  // The text (UTF-8, CR LF), the whole mail (code page 932, CR LF), the MIME mail or the file.
+  std::string bytes;
   std::string fileName;   // of a stored file; empty where it is not known
   std::string extension;  // of a stored file, with its dot; may be empty
   std::string missing;    // why the stored file is not there; empty when it is
@@ -30,14 +50,14 @@ struct MailContents {
   }
 };
 
-// What the store holds of a mail, in the form that loses nothing. Which form that is no function of
-// the plug-in tells; it shows in how the sources of two sessions differ. `fresh` comes from a
-// session that was never asked for a header or a date since the folder was opened. `asked` comes
-// from one that was asked for those of other mails before; where that does not tell, `askHeaders`
-// is called and must ask it for this mail's. Bodies were counted in neither. A mail without its
-// stored file has contents all the same. Throws host::ResultError when there are none.
-[[nodiscard]] MailContents ReadContents(const host::Mail& fresh, const host::Mail& asked,
-                                        const std::function<void()>& askHeaders);
+// What the store holds of a mail. A mail without its stored file has contents all the same. Throws
+// store::Error when there are none, store::Interrupted.
+[[nodiscard]] MailContents ReadContents(store::Store& store, const store::MailRecord& record);
+
+// The headers of a mail, from wherever its kind keeps them: `contents` are null where they could
+// not be read. A header that cannot be read is absent and stands among the problems.
+[[nodiscard]] MailHeaders ReadHeaders(const store::Store& store, const store::MailRecord& record,
+                                      const MailContents* contents);
 
 // Whether `text` begins with a header line.
 [[nodiscard]] bool LooksLikeMail(std::string_view text);

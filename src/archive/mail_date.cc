@@ -1,6 +1,5 @@
 #include "archive/mail_date.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -33,39 +32,10 @@ std::string Format(const char* format, Values... values) {
   return buffer.data();
 }
 
-// Standard time's seconds east of UTC, this year: the least offset, since clocks are only ever put
-// forward. The plug-in uses the same.
-std::int64_t StandardOffset() {
-  constexpr std::int64_t MONTH = 30 * 86400;
-  const std::int64_t now = time(nullptr);
-  std::int64_t offset = LocalTime(now).tm_gmtoff;
-  for (int month = 1; month < 12; ++month) {
-    offset = std::min<std::int64_t>(offset, LocalTime(now + month * MONTH).tm_gmtoff);
-  }
-  return offset;
-}
-
 }  // namespace
-
-std::int64_t InstantOfColumnDate(std::int32_t date) {
-  static const std::int64_t standardOffset = StandardOffset();
-  return std::int64_t{date} - standardOffset;
-}
 
 std::optional<std::int64_t> InstantOfHeader(std::string_view mail) {
   return mime::ParseDate(FindHeaderValue(mail, "Date"));
-}
-
-std::optional<std::int64_t> InstantOfMail(std::optional<std::int32_t> date, std::string_view mail) {
-  const std::optional<std::int64_t> inHeader = InstantOfHeader(mail);
-  if (!date) return inHeader;
-  const std::int64_t asInstant = *date;
-  const std::int64_t asColumn = InstantOfColumnDate(*date);
-  // A mail without a date line has its date in a column. Otherwise the nearer reading is meant:
-  // a sent mail's column was filled when its header was.
-  if (!inHeader) return asColumn;
-  const bool isInstant = std::llabs(asInstant - *inHeader) <= std::llabs(asColumn - *inHeader);
-  return isInstant ? asInstant : asColumn;
 }
 
 std::string ToMailDate(std::int64_t instant) {

@@ -1,5 +1,4 @@
-// Instants of mails. The plug-in's dates mean two things: of a date kept in a column, its calendar
-// fields counted as if they were UTC; of a date read from a mail's header, the instant itself.
+// Instants of mails, and how they are written.
 #ifndef NIMPORT_ARCHIVE_MAIL_DATE_H_
 #define NIMPORT_ARCHIVE_MAIL_DATE_H_
 
@@ -10,16 +9,8 @@
 
 namespace nimport::command {
 
-// The instant of a date that the store keeps in a column, in seconds since 1970-01-01 UTC.
-[[nodiscard]] std::int64_t InstantOfColumnDate(std::int32_t date);
-
 // The instant that a mail's own header names; empty when it names none that can be read.
 [[nodiscard]] std::optional<std::int64_t> InstantOfHeader(std::string_view mail);
-
-// The instant of a mail that has a header of its own. `date` is what the plug-in answers; whether
-// it came from the header or from a column shows in the header.
-[[nodiscard]] std::optional<std::int64_t> InstantOfMail(std::optional<std::int32_t> date,
-                                                        std::string_view mail);
 
 // "Tue, 13 Jan 1998 10:00:00 +0900" in the machine's time zone.
 [[nodiscard]] std::string ToMailDate(std::int64_t instant);

@@ -18,21 +18,21 @@ std::optional<std::size_t> ToIndex(std::string_view text) {
 }  // namespace
 
 std::string FolderPlace::Name() const {
-  return cabinet->name + '/' + folder->name();
+  return cabinet->name + '/' + folder->name;
 }
 
-std::vector<FolderPlace> AllFolders(const host::MailSession& session) {
+std::vector<FolderPlace> AllFolders(const store::Store& store) {
   std::vector<FolderPlace> places;
-  for (const host::Cabinet& cabinet : session.cabinets()) {
-    for (const host::Folder& folder : cabinet.folders) {
+  for (const store::Cabinet& cabinet : store.cabinets()) {
+    for (const store::Folder& folder : cabinet.folders) {
       places.push_back({.index = places.size(), .cabinet = &cabinet, .folder = &folder});
     }
   }
   return places;
 }
 
-std::vector<FolderPlace> FindFolders(const host::MailSession& session, std::string_view text) {
-  std::vector<FolderPlace> places = AllFolders(session);
+std::vector<FolderPlace> FindFolders(const store::Store& store, std::string_view text) {
+  std::vector<FolderPlace> places = AllFolders(store);
   if (text.empty()) return places;
   const std::optional<std::size_t> index = ToIndex(text);
   std::erase_if(places, [&](const FolderPlace& place) {

@@ -5,7 +5,6 @@
 #include <system_error>
 
 #include <nlohmann/json.hpp>
-#include <stdlib.h>
 
 #include "archive/balance.h"
 #include "archive/store_folders.h"
@@ -14,10 +13,10 @@
 #include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/visible.h"
-#include "host/address_book.h"
-#include "host/native_path.h"
-#include "host/result_error.h"
-#include "host/store_location.h"
+#include "common/failure.h"
+#include "store/installation.h"
+#include "store/mail_list.h"
+#include "store/store.h"
 
 namespace nimport::command {
 
@@ -25,87 +24,85 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// Where the plug-in looks.
-ordered_json DescribeSettings() {
+// Where the store is looked for.
+ordered_json DescribeSettings(const StorePlatform& platform) {
   ordered_json registry = ordered_json::array();
-  for (const std::filesystem::path& file : host::RegistryFilesInUse()) {
+  for (const std::filesystem::path& file : platform.RegistryFiles()) {
     std::error_code error;
     registry.push_back({{"file", file.string()}, {"exists", std::filesystem::exists(file, error)}});
   }
-  const char* const drives = secure_getenv("NIMPORT_DRIVES");
   ordered_json map = ordered_json::object();
-  for (const auto& [letter, directory] : host::ParseDriveMap(drives == nullptr ? "" : drives)) {
+  for (const auto& [letter, directory] : platform.Drives())
     map[std::string(1, letter)] = directory.string();
-  }
   return {{"registry", registry}, {"drives", map}};
 }
 
-ordered_json CheckMailer(const host::Library& library) {
-  ordered_json answer;
-  answer["installed"] = host::IsMailerInstalled(library);
-  if (answer["installed"] == true) return answer;
-  // The function answers 0 even then; its failure inside is recorded under another code.
-  std::string reason = library.TakeReason("ML_IsExistMailer", RESULT_INVALID);
-  for (const host::DiagnosticRecord& record : library.TakeLosses()) {
-    if (reason.empty()) reason = record.Describe();
+ordered_json CheckMailer(StorePlatform& platform) {
+  try {
+    store::CheckInstallation(platform);
+    return {{"installed", true}};
+  } catch (const Failure& failure) {
+    return {{"installed", false}, {"reason", failure.what()}};
   }
-  answer["reason"] = reason.empty()
-                         ? "its settings or its program were not found, or it is older than 5.0"
-                         : reason;
-  return answer;
 }
 
-ordered_json CheckMail(const host::Library& library) {
-  const host::MailSession session(library);
-  ordered_json answer = {{"usable", true}, {"member", session.accountName()}};
-  std::int64_t mailCount = 0;
+void AddLosses(const std::vector<store::Problem>& losses, ordered_json& answer) {
+  std::set<std::string> places;
+  for (const store::Problem& loss : losses) {
+    if (places.insert(loss.Describe()).second) answer["problems"].push_back(loss.Describe());
+  }
+}
+
+ordered_json CheckMail(StorePlatform& platform) {
+  store::Store store(platform, {.interruption = &Interruption::Flag()});
+  ordered_json answer = {{"usable", true}, {"member", store.memberId()}};
+  std::uint64_t mailCount = 0;
   std::vector<std::string> problems;
-  if (!session.failedListing().empty()) problems.push_back(session.failedListing());
-  const std::vector<FolderPlace> places = AllFolders(session);
+  if (!store.failedListing().empty()) problems.push_back(store.failedListing());
+  const std::vector<FolderPlace> places = AllFolders(store);
   std::vector<FoundFolder> found;
   for (const FolderPlace& place : places) {
     found.push_back({.name = place.Name(), .mailCount = std::nullopt});
     try {
-      found.back().mailCount = host::OpenFolder(*place.folder).mailCount();
-      mailCount += *found.back().mailCount;
-    } catch (const host::ResultError& error) {
+      const std::size_t mails = store.Open(*place.folder).mailCount();
+      found.back().mailCount = static_cast<std::int64_t>(mails);
+      mailCount += mails;
+    } catch (const store::Error& error) {
       problems.push_back(place.Name() + ": " + error.reason());
     }
   }
-  const Balance balance = MakeBalance(inspection::ReadMailList(), found);
+  const Balance balance = MakeBalance(store::ReadMailList(platform), found);
   for (const auto* remarks : {&balance.missing, &balance.unlisted}) {
     for (const Remark& remark : *remarks)
       problems.push_back(remark.folder + ": " + remark.reason);
   }
-  answer["cabinets"] = session.cabinets().size();
+  answer["cabinets"] = store.cabinets().size();
   answer["folders"] = places.size();
   answer["mails"] = mailCount;
   answer["problems"] = problems;
+  AddLosses(store.TakeLosses(), answer);
   return answer;
 }
 
-ordered_json CheckAddressBook(const host::Library& library) {
-  const host::AddressBook book(library);
-  return {{"usable", true},
-          {"groups", book.Groups().size()},
-          {"addresses", book.AddressCount()},
-          {"problems", ordered_json::array()}};
+ordered_json CheckAddressBook(StorePlatform& platform) {
+  std::vector<store::Problem> losses;
+  const store::OpenAddressBook open(platform, losses, {.interruption = &Interruption::Flag()});
+  const addressbook::AddressBook& book = open.book();
+  ordered_json answer = {{"usable", true},
+                         {"groups", book.GroupCount()},
+                         {"addresses", book.AddressCount(addressbook::AddressBook::WHOLE_BOOK)},
+                         {"problems", ordered_json::array()}};
+  AddLosses(losses, answer);
+  return answer;
 }
 
-ordered_json CheckDatabase(const host::Library& library,
-                           ordered_json (*check)(const host::Library&)) {
-  ordered_json answer;
+ordered_json CheckDatabase(StorePlatform& platform, ordered_json (*check)(StorePlatform&)) {
+  const Interruption::Pause pause;
   try {
-    answer = check(library);
-  } catch (const host::ResultError& error) {
-    answer = {{"usable", false}, {"reason", error.reason()}};
-    return answer;
+    return check(platform);
+  } catch (const store::Error& error) {
+    return {{"usable", false}, {"reason", error.reason()}};
   }
-  std::set<std::string> places;
-  for (const host::DiagnosticRecord& record : library.TakeLosses()) {
-    if (places.insert(record.Describe()).second) answer["problems"].push_back(record.Describe());
-  }
-  return answer;
 }
 
 void PrintDatabase(const char* title, const ordered_json& answer) {
@@ -128,7 +125,6 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
 }
 
 void Print(const ordered_json& answer) {
-  std::cout << "plug-in: " << Visible(answer["library"].get<std::string>()) << '\n';
   for (const ordered_json& file : answer["settings"]["registry"]) {
     std::cout << "registry: " << Visible(file["file"].get<std::string>())
               << (file["exists"] == true ? "\n" : " (not there)\n");
@@ -161,15 +157,19 @@ void PrintInterrupted(ordered_json& answer, const Options& options) {
 
 }  // namespace
 
-int RunCheck(const host::Library& library, const Options& options) {
+int RunCheck(StorePlatform& platform, const Options& options) {
   ordered_json answer;
   const Interruption::Report report([&] { PrintInterrupted(answer, options); });
-  answer["library"] = library.path().string();
-  answer["settings"] = DescribeSettings();
-  answer["mailClient"] = CheckMailer(library);
-  answer["mail"] = CheckDatabase(library, CheckMail);
-  answer["addressBook"] = CheckDatabase(library, CheckAddressBook);
-  if (options.isDeep) CheckDeep(library, answer["deep"]);
+  try {
+    answer["settings"] = DescribeSettings(platform);
+    answer["mailClient"] = CheckMailer(platform);
+    answer["mail"] = CheckDatabase(platform, CheckMail);
+    answer["addressBook"] = CheckDatabase(platform, CheckAddressBook);
+    if (options.isDeep) CheckDeep(platform, answer["deep"]);
+  } catch (const store::Interrupted&) {
+    PrintInterrupted(answer, options);
+    throw;
+  }
   if (options.isJson) {
     std::cout << ToText(answer);
   } else {

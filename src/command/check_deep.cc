@@ -12,9 +12,9 @@
 #include "command/contacts.h"
 #include "command/interruption.h"
 #include "command/visible.h"
-#include "host/result_error.h"
-#include "inspection/mail_list.h"
-#include "inspection/store_inspection.h"
+#include "store/inspection.h"
+#include "store/mail_list.h"
+#include "store/problem.h"
 
 namespace nimport::command {
 
@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// What the plug-in says of a MIME file that is not there.
+// How the reason begins for a MIME file that is not there.
 constexpr std::string_view NO_MIME_FILE = "no MIME file";
 
 class NoWriter final : public FolderWriter {
@@ -40,13 +40,13 @@ class NoTarget final : public ExportTarget {
       const std::filesystem::path& /*path*/) override {
     return std::make_unique<NoWriter>();
   }
-  std::int64_t WriteContacts(const host::Library& library) override {
+  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
     VCardWriter writer([](std::string_view) {}, VCardVersion::V4_0);
-    return command::WriteContacts(host::AddressBook(library), writer);
+    return command::WriteContacts(book, writer);
   }
 };
 
-ordered_json ToJson(const inspection::DatabaseState& state) {
+ordered_json ToJson(const store::DatabaseState& state) {
   ordered_json json = {{"file", state.file}};
   if (!state.failure.empty()) {
     json["failure"] = state.failure;
@@ -58,18 +58,18 @@ ordered_json ToJson(const inspection::DatabaseState& state) {
   json["pagesByType"] = state.pagesByType;
   json["damagedPages"] = state.DamagedPageCount();
   json["tables"] = ordered_json::array();
-  for (const inspection::TableState& table : state.tables) {
+  for (const store::TableState& table : state.tables) {
     json["tables"].push_back(
         {{"name", table.name}, {"declaredRows", table.declaredRows}, {"rows", table.rows}});
     if (!table.problem.empty()) json["tables"].back()["problem"] = table.problem;
   }
   json["queries"] = ordered_json::array();
-  for (const inspection::QueryState& query : state.queries) {
+  for (const store::QueryState& query : state.queries) {
     json["queries"].push_back({{"name", query.name}, {"isSelect", query.isSelect}});
     if (!query.problem.empty()) json["queries"].back()["problem"] = query.problem;
   }
   json["damage"] = ordered_json::array();
-  for (const inspection::Damage& damage : state.damage) {
+  for (const store::Damage& damage : state.damage) {
     ordered_json place = ordered_json::object();
     if (damage.page) place["page"] = *damage.page;
     if (!damage.table.empty()) place["table"] = damage.table;
@@ -79,7 +79,7 @@ ordered_json ToJson(const inspection::DatabaseState& state) {
   return json;
 }
 
-void AddMailKinds(const inspection::MailList& list, ordered_json& json) {
+void AddMailKinds(const store::MailList& list, ordered_json& json) {
   json["mailsByKind"] = ordered_json::object();
   for (const auto& [kind, count] : list.rowsByKind)
     json["mailsByKind"][std::to_string(kind)] = count;
@@ -162,25 +162,25 @@ void PrintRemarks(const char* title, const ordered_json& remarks) {
 
 }  // namespace
 
-void CheckDeep(const host::Library& library, ordered_json& json) {
+void CheckDeep(StorePlatform& platform, ordered_json& json) {
   json = {{"sound", nullptr}};
-  inspection::StoreState state;
-  inspection::MailList list;
+  store::StoreState state;
+  store::MailList list;
   {
     const Interruption::Pause pause;
-    state = inspection::InspectStore();
-    list = inspection::ReadMailList();
+    state = store::InspectStore(platform);
+    list = store::ReadMailList(platform);
   }
   json["databases"] = {ToJson(state.mail), ToJson(state.addressBook)};
   AddMailKinds(list, json);
   const bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
   if (!isSound) json["sound"] = false;
   try {
-    Exporter exporter(library, ExportFormat::Maildir);
+    Exporter exporter(platform, ExportFormat::Maildir);
     NoTarget target;
     const Interruption::Report report([&] { AddAccount(exporter.InterruptedAccount(), json); });
     AddAccount(exporter.Run(target), json);
-  } catch (const host::ResultError& error) {
+  } catch (const store::Error& error) {
     json["failure"] = error.reason();
     json["sound"] = false;
   }

@@ -4,13 +4,13 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "host/library.h"
+#include "command/store_location.h"
 
 namespace nimport::command {
 
 // Puts what was found into `json`; see docs/nimport-command.md. "sound" says whether nothing is
 // wrong; it is null after an interruption that came before anything wrong was found.
-void CheckDeep(const host::Library& library, nlohmann::ordered_json& json);
+void CheckDeep(StorePlatform& platform, nlohmann::ordered_json& json);
 
 // The same for people, on stdout.
 void PrintDeepCheck(const nlohmann::ordered_json& answer);

@@ -4,16 +4,16 @@
 #define NIMPORT_COMMAND_COMMANDS_H_
 
 #include "command/options.h"
-#include "host/library.h"
+#include "command/store_location.h"
 
 namespace nimport::command {
 
-[[nodiscard]] int RunCheck(const host::Library& library, const Options& options);
-[[nodiscard]] int RunTree(const host::Library& library, const Options& options);
-[[nodiscard]] int RunList(const host::Library& library, const Options& options);
-[[nodiscard]] int RunShow(const host::Library& library, const Options& options);
-[[nodiscard]] int RunContacts(const host::Library& library, const Options& options);
-[[nodiscard]] int RunExport(const host::Library& library, const Options& options);
+[[nodiscard]] int RunCheck(StorePlatform& platform, const Options& options);
+[[nodiscard]] int RunTree(StorePlatform& platform, const Options& options);
+[[nodiscard]] int RunList(StorePlatform& platform, const Options& options);
+[[nodiscard]] int RunShow(StorePlatform& platform, const Options& options);
+[[nodiscard]] int RunContacts(StorePlatform& platform, const Options& options);
+[[nodiscard]] int RunExport(StorePlatform& platform, const Options& options);
 
 }  // namespace nimport::command
 

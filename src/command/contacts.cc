@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -16,7 +17,7 @@
 #include "command/interruption.h"
 #include "command/losses.h"
 #include "command/visible.h"
-#include "host/result_error.h"
+#include "store/store.h"
 
 namespace nimport::command {
 
@@ -69,28 +70,34 @@ std::unique_ptr<ContactWriter> MakeWriter(const Options& options, TextSink sink)
   return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V4_0);
 }
 
-int PrintContacts(const host::Library& library, const Options& options) {
-  const host::AddressBook book(library);
+int PrintContacts(StorePlatform& platform, const Options& options,
+                  std::vector<store::Problem>& losses) {
+  const store::OpenAddressBook open(platform, losses, {.interruption = &Interruption::Flag()});
   const std::unique_ptr<ContactWriter> writer =
       MakeWriter(options, [](std::string_view text) { std::cout << ForStandardOutput(text); });
-  WriteContacts(book, *writer);
-  PrintNotes(library);
-  const bool isComplete = !PrintLosses(library) && !Interruption::IsRequested();
+  WriteContacts(open.book(), *writer);
+  PrintNotes(open.notes());
+  const bool isComplete = !PrintLosses(losses) && !Interruption::IsRequested();
   return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }
 
 }  // namespace
 
-std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer) {
-  const std::vector<host::AddressGroup> groups = book.Groups();
+std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& writer) {
   GroupPath path(writer);
   ContactMaker maker;
   std::int64_t written = 0;
-  for (std::size_t i = 0; i < groups.size() && !Interruption::IsRequested(); ++i) {
-    path.ReturnTo(groups[i].parent);
-    path.Enter(static_cast<std::int32_t>(i), groups[i].name);
-    for (host::Address& address : book.AddressesOf(groups[i])) {
-      writer.Write(maker.Make(std::move(address), path.names(), path.key()));
+  for (std::int32_t i = 0; i < book.GroupCount() && !Interruption::IsRequested(); ++i) {
+    const addressbook::AddressGroup& group = book.At(i);
+    path.ReturnTo(group.parentIndex);
+    path.Enter(i, group.name);
+    for (std::int32_t k = 0; k < book.AddressCount(i); ++k) {
+      const addressbook::AddressEntry address = book.ResolveAddress(i, k);
+      const ContactSource source{.id = book.FirstAddress(i) + k,
+                                 .name = address.name,
+                                 .userId = address.userId,
+                                 .comment = address.comment};
+      writer.Write(maker.Make(source, path.names(), path.key()));
       ++written;
     }
   }
@@ -99,9 +106,9 @@ std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer)
   return written;
 }
 
-std::int64_t WriteContactsFile(const host::Library& library, const std::filesystem::path& path) {
-  const host::AddressBook book(library);
-  if (book.AddressCount() == 0) return 0;
+std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
+                               const std::filesystem::path& path) {
+  if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return 0;
   const Directory directory(path);
   NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
   VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
@@ -111,12 +118,14 @@ std::int64_t WriteContactsFile(const host::Library& library, const std::filesyst
   return written;
 }
 
-int RunContacts(const host::Library& library, const Options& options) {
+int RunContacts(StorePlatform& platform, const Options& options) {
+  const Interruption::Pause pause;  // there is no report
+  std::vector<store::Problem> losses;
   try {
-    return PrintContacts(library, options);
-  } catch (const host::ResultError&) {
-    // Damage that was stepped over before may be why the call failed.
-    PrintLosses(library);
+    return PrintContacts(platform, options, losses);
+  } catch (const store::Error&) {
+    // Damage that was stepped over before may be why the book cannot be read.
+    PrintLosses(losses);
     throw;
   }
 }

@@ -6,21 +6,21 @@
 #include <string>
 
 #include "archive/contacts/contact_writer.h"
-#include "host/address_book.h"
+#include "store/addressbook/address_book.h"
 
 namespace nimport::command {
 
 // Writes the contacts of the whole book, group by group in the store's order. Stops early when the
 // user asks for it. Returns the number of contacts written.
-std::int64_t WriteContacts(const host::AddressBook& book, ContactWriter& writer);
+std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& writer);
 
 // Where an export puts the contacts.
 inline constexpr const char* CONTACTS_FILE_NAME = "contacts.vcf";
 
 // Writes the contacts as vCards to the file of that name in `directory`, which is replaced when all
 // of them are there. Without contacts, and when the user interrupts, nothing is written. Returns
-// the number of contacts written. Throws host::ResultError, std::system_error.
-std::int64_t WriteContactsFile(const host::Library& library,
+// the number of contacts written. Throws std::system_error.
+std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
                                const std::filesystem::path& directory);
 
 }  // namespace nimport::command

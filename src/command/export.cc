@@ -69,8 +69,8 @@ class DirectoryTarget final : public ExportTarget {
   [[nodiscard]] std::unique_ptr<FolderWriter> OpenFolder(const fs::path& path) override {
     return OpenFolderWriter(format_, directory_ / path);
   }
-  std::int64_t WriteContacts(const host::Library& library) override {
-    return WriteContactsFile(library, directory_);
+  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
+    return WriteContactsFile(book, directory_);
   }
 
  private:
@@ -98,9 +98,9 @@ void PutAccount(const Account& account, const Options& options) {
 
 }  // namespace
 
-int RunExport(const host::Library& library, const Options& options) {
+int RunExport(StorePlatform& platform, const Options& options) {
   RequireOutsideStore(options);
-  Exporter exporter(library, options.format);
+  Exporter exporter(platform, options.format);
   const TargetDirectory lock(options.targetDirectory);
   DirectoryTarget target(options.targetDirectory, options.format);
   const Account* account = nullptr;

@@ -3,10 +3,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
-#include <string_view>
-#include <system_error>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -20,22 +18,18 @@ namespace nimport::command {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 std::atomic<bool> isRequested = false;
 std::atomic<bool> isEnding = false;
 
-// See Interruption::workLock. The reports are changed by the working thread and read under the
-// lock.
+// Held by the thread that made the Interruption, but for its pauses: whoever can lock it finds
+// everything that this thread works on at rest. The reports are changed by the working thread and
+// read under the lock.
 std::mutex work;
 thread_local bool isWorker = false;
 std::vector<std::function<void()>> reports;
 
 constexpr std::chrono::milliseconds TIME_TO_STOP{400};
 constexpr std::chrono::milliseconds TIME_TO_REPORT{350};
-
-// Each temporary directory of this process holds this file, which is open.
-constexpr std::string_view LOCK_NAME = ".nimport-lock";
 
 timespec ToTimespec(std::chrono::milliseconds time) {
   return {.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(time).count()};
@@ -53,15 +47,6 @@ void LimitTimeToReport() {
   setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-// The sessions that would remove theirs are in use.
-void RemoveTemporaryDirectories() {
-  std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd", error)) {
-    const fs::path file = fs::read_symlink(entry.path(), error);
-    if (file.filename() == LOCK_NAME) fs::remove_all(file.parent_path(), error);
-  }
-}
-
 bool IsAtRest() {
   for (int tries = 0; tries < 20; ++tries) {
     if (work.try_lock()) return true;
@@ -74,7 +59,6 @@ bool IsAtRest() {
   LimitTimeToReport();
   // Not unlocked: the working thread stays where it is.
   const bool isAtRest = IsAtRest();
-  RemoveTemporaryDirectories();
   if (isAtRest) {
     try {
       while (!reports.empty()) {
@@ -129,8 +113,8 @@ bool Interruption::IsRequested() {
   return isRequested;
 }
 
-std::mutex& Interruption::workLock() {
-  return work;
+const std::atomic<bool>& Interruption::Flag() {
+  return isRequested;
 }
 
 Interruption::Pause::Pause() {

@@ -1,20 +1,19 @@
-// Ctrl-C and its like. The plug-in cannot be interrupted, and a call can take long, so that a
-// thread of its own waits for signals and ends the program where the work does not end by itself.
+// Ctrl-C and its like. Not everything that takes long can be interrupted, so that a thread of its
+// own waits for signals and ends the program where the work does not end by itself.
 #ifndef NIMPORT_COMMAND_INTERRUPTION_H_
 #define NIMPORT_COMMAND_INTERRUPTION_H_
 
+#include <atomic>
 #include <csignal>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 namespace nimport::command {
 
 // While an object lives, SIGINT, SIGTERM and SIGHUP do not end the program but are noted, so that
 // the work can stop at a good place. Where it has not stopped after half a second, or at a second
-// signal, the program ends: it says what it knows by then, removes its temporary directories and
-// exits with EXIT_SOME_FAILED, a second after the signal at the latest. One object per process,
-// made before other threads are.
+// signal, the program ends: it says what it knows by then and exits with EXIT_SOME_FAILED, a second
+// after the signal at the latest. One object per process, made before other threads are.
 class Interruption {
  public:
   Interruption();
@@ -24,12 +23,11 @@ class Interruption {
 
   [[nodiscard]] static bool IsRequested();
 
-  // Held by the thread that made the object, but for the times when it waits for somebody else:
-  // whoever can lock it finds everything that this thread works on at rest. For host::Library.
-  [[nodiscard]] std::mutex& workLock();
+  // True from the first signal on; lasts as long as the process.
+  [[nodiscard]] static const std::atomic<bool>& Flag();
 
-  // While an object lives, the thread that made the Interruption waits for something that can take
-  // long, and touches nothing that a Report reads. Does nothing in other threads.
+  // While an object lives, the thread that made the Interruption does something that can take long,
+  // and touches nothing that a Report reads. Does nothing in other threads.
   class Pause {
    public:
     Pause();

@@ -4,15 +4,15 @@
 
 #include <nlohmann/json.hpp>
 
-#include "archive/compose_mail.h"
+#include "archive/mail_contents.h"
 #include "archive/mail_date.h"
-#include "archive/mail_reader.h"
+#include "archive/store_folders.h"
 #include "command/commands.h"
 #include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
 #include "command/visible.h"
-#include "host/result_error.h"
+#include "store/store.h"
 
 namespace nimport::command {
 
@@ -20,28 +20,32 @@ namespace {
 
 using nlohmann::ordered_json;
 
-ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t position,
+ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, std::size_t position,
                           int& exitCode) {
-  const MailHeaders headers = open.Headers(position);
+  MailHeaders headers;
   ordered_json json = {{"position", position}};
+  const auto fail = [&](const std::string& reason) {
+    json["error"] = reason;
+    exitCode = EXIT_SOME_FAILED;
+  };
+  try {
+    const store::MailRecord record = open.Read(position);
+    std::optional<MailContents> contents;
+    try {
+      contents = ReadContents(store, record);
+      if (!contents->missing.empty()) fail(contents->missing);
+    } catch (const store::Error& error) {
+      // The contents may be lost where the headers are not.
+      fail(error.reason());
+    }
+    headers = ReadHeaders(store, record, contents ? &*contents : nullptr);
+  } catch (const store::Error& error) {
+    fail(error.reason());
+  }
   const auto add = [&](const char* name, const std::optional<std::string>& text) {
     json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
   };
-  std::optional<std::int64_t> instant;
-  try {
-    const MailContents contents = open.Contents(position);
-    instant = InstantOf(headers, contents);
-    if (!contents.missing.empty()) {
-      json["error"] = contents.missing;
-      exitCode = EXIT_SOME_FAILED;
-    }
-  } catch (const host::ResultError& error) {
-    // The contents may be lost where the headers are not.
-    if (headers.date) instant = InstantOfColumnDate(*headers.date);
-    json["error"] = error.reason();
-    exitCode = EXIT_SOME_FAILED;
-  }
-  add("date", instant ? std::optional(ToLocalText(*instant)) : std::nullopt);
+  add("date", headers.instant ? std::optional(ToLocalText(*headers.instant)) : std::nullopt);
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);
@@ -62,18 +66,19 @@ void PrintMail(const ordered_json& mail) {
 
 }  // namespace
 
-int RunList(const host::Library& library, const Options& options) {
-  const MailReader reader(library);
+int RunList(StorePlatform& platform, const Options& options) {
+  const Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &Interruption::Flag()});
   int exitCode = EXIT_ALL_DONE;
   ordered_json folders = ordered_json::array();
-  for (const FolderPlace& place : FindFolders(reader.session(), options.folder)) {
-    const MailReader::OpenFolder open(reader, place);
+  for (const FolderPlace& place : FindFolders(store, options.folder)) {
+    const store::OpenFolder open = store.Open(*place.folder);
     if (!options.isJson) std::cout << Visible(place.Name()) << '\n';
     ordered_json mails = ordered_json::array();
-    for (std::int32_t position = 0; position < open.mailCount(); ++position) {
+    for (std::size_t position = 0; position < open.mailCount(); ++position) {
       // Nobody reads on, or the user has had enough.
       if (!std::cout || Interruption::IsRequested()) return EXIT_SOME_FAILED;
-      ordered_json mail = DescribeMail(open, position, exitCode);
+      ordered_json mail = DescribeMail(store, open, position, exitCode);
       if (options.isJson) {
         mails.push_back(std::move(mail));
       } else {
@@ -85,7 +90,7 @@ int RunList(const host::Library& library, const Options& options) {
   if (options.isJson) {
     std::cout << ToText(folders);
   }
-  return PrintLosses(library) ? EXIT_SOME_FAILED : exitCode;
+  return PrintLosses(store.TakeLosses()) ? EXIT_SOME_FAILED : exitCode;
 }
 
 }  // namespace nimport::command

@@ -8,20 +8,19 @@
 
 namespace nimport::command {
 
-bool PrintLosses(const host::Library& library) {
+bool PrintLosses(std::span<const store::Problem> losses) {
   std::set<std::string> places;
-  for (const host::DiagnosticRecord& record : library.TakeLosses()) {
-    if (places.insert(record.Describe()).second) {
-      std::cerr << "nimport: damage was stepped over: " << Visible(record.Describe()) << '\n';
+  for (const store::Problem& loss : losses) {
+    if (places.insert(loss.Describe()).second) {
+      std::cerr << "nimport: damage was stepped over: " << Visible(loss.Describe()) << '\n';
     }
   }
   return !places.empty();
 }
 
-void PrintNotes(const host::Library& library) {
-  for (const host::DiagnosticRecord& record : library.TakeNotes()) {
-    std::cerr << "nimport: note: " << Visible(record.Describe()) << '\n';
-  }
+void PrintNotes(std::span<const store::Problem> notes) {
+  for (const store::Problem& note : notes)
+    std::cerr << "nimport: note: " << Visible(note.Describe()) << '\n';
 }
 
 }  // namespace nimport::command

@@ -10,9 +10,9 @@
 #include "command/commands.h"
 #include "command/interruption.h"
 #include "command/options.h"
+#include "command/store_location.h"
 #include "command/visible.h"
-#include "host/library.h"
-#include "host/store_location.h"
+#include "store/problem.h"
 
 namespace {
 
@@ -20,22 +20,21 @@ using namespace nimport;
 using namespace nimport::command;
 
 int Run(const Options& options) {
-  Interruption interruption;
-  const host::StoreSettings settings(options.location);
-  const host::Library library(options.library, &interruption.workLock());
+  const Interruption interruption;
+  StorePlatform platform(options.location);
   switch (options.subcommand) {
     case Subcommand::Check:
-      return RunCheck(library, options);
+      return RunCheck(platform, options);
     case Subcommand::Tree:
-      return RunTree(library, options);
+      return RunTree(platform, options);
     case Subcommand::List:
-      return RunList(library, options);
+      return RunList(platform, options);
     case Subcommand::Show:
-      return RunShow(library, options);
+      return RunShow(platform, options);
     case Subcommand::Export:
-      return RunExport(library, options);
+      return RunExport(platform, options);
     case Subcommand::Contacts:
-      return RunContacts(library, options);
+      return RunContacts(platform, options);
   }
   return EXIT_CANNOT_RUN;
 }
@@ -60,6 +59,9 @@ int main(int argc, char** argv) {
     // A reader that has seen enough needs no message.
     if (!HasNoReader()) std::cerr << "nimport: the answer cannot be written\n";
     return EXIT_CANNOT_RUN;
+  } catch (const store::Interrupted&) {
+    std::cerr << "nimport: interrupted\n";
+    return EXIT_SOME_FAILED;
   } catch (const std::exception& error) {
     std::cerr << "nimport: " << VisibleLines(error.what()) << '\n';
     return EXIT_CANNOT_RUN;

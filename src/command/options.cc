@@ -19,8 +19,7 @@ constexpr const char* DESCRIPTION =
 constexpr const char* MAIN_FOOTER =
     "Where the store is: --from names the directory that holds Cabdata.mdb. Instead, --registry "
     "and\n"
-    "--drive let the plug-in find everything as the mail client itself would, stored files "
-    "included.\n"
+    "--drive let everything be found as the mail client itself would, stored files included.\n"
     "With neither, the registry and the drives of the Wine prefix are used.\n"
     "\n"
     "Exit codes: 0 all done, 1 some mails failed, 2 cannot run.\n"
@@ -79,7 +78,7 @@ constexpr const char* CONTACTS_FOOTER =
     "  nimport contacts --from /mnt/disk/NIFTY/Data --vcard 3.0 > contacts.vcf\n"
     "  nimport contacts --from /mnt/disk/NIFTY/Data --excel > contacts.csv";
 
-void AddDrive(const std::string& text, host::DriveMap& drives) {
+void AddDrive(const std::string& text, DriveMap& drives) {
   const std::size_t equals = text.find('=');
   const bool hasLetter = equals == 1 || (equals == 2 && text[1] == ':');
   const bool isSound = hasLetter && text::IsAsciiLetter(text[0]);
@@ -112,9 +111,6 @@ void AddCommonOptions(CLI::App& app, Options& options) {
       ->group(group);
   app.add_option("--member", options.location.memberId, "Member ID, instead of the registry's")
       ->type_name("ID")
-      ->group(group);
-  app.add_option("--library", options.library, "The plug-in to load")
-      ->type_name("PATH")
       ->group(group);
   app.add_flag("--json", options.isJson, "Answer as JSON")->group(group);
 }

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "host/store_location.h"
+#include "command/store_location.h"
 
 namespace nimport::command {
 
@@ -21,8 +21,7 @@ struct Options {
   Subcommand subcommand = Subcommand::Check;
 
   // Common to all.
-  host::StoreLocation location;
-  std::filesystem::path library;  // empty: the usual places
+  StoreLocation location;
   bool isJson = false;
 
   // check

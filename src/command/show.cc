@@ -1,18 +1,25 @@
 // nimport show: one mail.
+#include <algorithm>
+#include <array>
 #include <iostream>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
 #include "archive/compose_mail.h"
+#include "archive/mail_contents.h"
 #include "archive/mail_date.h"
-#include "archive/mail_reader.h"
+#include "archive/store_folders.h"
 #include "command/commands.h"
+#include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
 #include "command/visible.h"
-#include "host/result_error.h"
+#include "mime/mail.h"
+#include "store/mail_text.h"
+#include "store/store.h"
 #include "text/code_page_932.h"
+#include "text/text_lines.h"
 
 namespace nimport::command {
 
@@ -20,105 +27,149 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr std::string_view PLACEHOLDER{"DEFAULT\0", 8};
-
-ordered_json DescribeFile(const host::ExtractedFile& file) {
+// A name, the ending of a name, or neither, and the size.
+ordered_json DescribeFile(const std::string& name, std::size_t sizeBytes) {
   ordered_json json;
-  if (!file.name.empty()) json["name"] = file.name;
-  json["extension"] = file.extension;
-  json["size"] = file.bytes.size();
+  if (!name.empty()) json["name"] = name;
+  const std::size_t dot = name.rfind('.');
+  json["extension"] = dot == std::string::npos ? std::string() : name.substr(dot);
+  json["size"] = sizeBytes;
   return json;
 }
 
-// A body that is text comes with its text, others with their size.
-ordered_json DescribeBody(const host::ExtractedFile& file) {
-  std::string_view bytes = file.bytes;
-  if (bytes == PLACEHOLDER) bytes = {};
-  if (bytes.ends_with('\0')) bytes.remove_suffix(1);
-  const bool isText = file.extension == ".txt" || file.extension == ".html";
-  if (!isText) return DescribeFile(file);
-  return {{"extension", file.extension}, {"text", text::Utf8FromCodePage932(bytes)}};
+ordered_json DescribeText(std::string_view text) {
+  return {{{"extension", ".txt"}, {"text", text}}};
 }
 
-// The content type of a MIME mail's body; those of other mails are plain text.
-std::optional<std::string> ReadContentType(const host::Mail& mail, std::int32_t body) {
-  try {
-    return mail.ContentType(body);
-  } catch (const host::ResultError&) {
-    return std::nullopt;
+// A MIME mail's parts by what they are to its reader.
+class MimeParts {
+ public:
+  explicit MimeParts(std::string mail) : mail_(std::move(mail)) {}
+
+  // What is shown, and what the shown texts refer to: texts come with their text, others with their
+  // size.
+  [[nodiscard]] ordered_json Bodies() {
+    ordered_json list = ordered_json::array();
+    for (const std::size_t part : mail_.roles().mains)
+      list.push_back(DescribeBody(part));
+    for (std::size_t part = 0; part < mail_.parts().size(); ++part) {
+      if (IsRelated(part)) list.push_back(DescribeBody(part));
+    }
+    return list;
+  }
+
+  [[nodiscard]] ordered_json Attachments() {
+    ordered_json list = ordered_json::array();
+    for (const std::size_t part : mail_.roles().attachments)
+      list.push_back(DescribeFile(mail_.SavedName(part), SizeOf(part)));
+    return list;
+  }
+
+ private:
+  [[nodiscard]] std::size_t SizeOf(std::size_t part) const {
+    mime::TransferDecoder contents = mail_.Contents(part);
+    std::array<char, 8192> piece;
+    std::size_t bytes = 0;
+    while (const std::size_t read = contents.Read(piece))
+      bytes += read;
+    return bytes;
+  }
+
+  // Whether nothing else names the part: it is neither shown nor saved, and stands in no enclosed
+  // message.
+  [[nodiscard]] bool IsRelated(std::size_t part) const {
+    const std::vector<mime::Part>& parts = mail_.parts();
+    if (parts[part].kind != mime::PartKind::Leaf) return false;
+    for (const auto* list : {&mail_.roles().mains, &mail_.roles().attachments}) {
+      if (std::ranges::find(*list, part) != list->end()) return false;
+    }
+    for (std::size_t i = parts[part].parent; i != mime::NO_PART; i = parts[i].parent) {
+      if (parts[i].kind == mime::PartKind::Message) return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] ordered_json DescribeBody(std::size_t part) {
+    const mime::Part& described = mail_.parts()[part];
+    ordered_json json;
+    if (mail_.IsText(part)) {
+      json["extension"] = mime::HasType(described, "text/html") ? ".html" : ".txt";
+      json["text"] = mail_.Text(part);
+    } else {
+      json = DescribeFile(mail_.SavedName(part), SizeOf(part));
+    }
+    json["contentType"] = described.type;
+    return json;
+  }
+
+  mime::Mail mail_;
+};
+
+// The text after the header of a mail that is kept as one text.
+std::string BodyOfWholeMail(const store::MailRecord& record) {
+  const std::string text = mailstore::NormalizeLineEnds(record.text.value.value_or(""));
+  std::size_t position = 0;
+  while (const auto line = text::ReadTextLine(text, position)) {
+    if (line->empty()) break;
+  }
+  return text.substr(std::min(position, text.size()));
+}
+
+void DescribeParts(const store::MailRecord& record, MailContents& contents, ordered_json& json,
+                   int& exitCode) {
+  json["bodies"] = ordered_json::array();
+  json["attachments"] = ordered_json::array();
+  switch (contents.kind) {
+    case ContentsKind::Text:
+      json["bodies"] = DescribeText(contents.bytes);
+      return;
+    case ContentsKind::WholeMail:
+      json["bodies"] = DescribeText(BodyOfWholeMail(record));
+      return;
+    case ContentsKind::MimeMail: {
+      MimeParts parts(std::move(contents.bytes));
+      json["bodies"] = parts.Bodies();
+      json["attachments"] = parts.Attachments();
+      return;
+    }
+    case ContentsKind::StoredFile:
+      if (contents.missing.empty()) {
+        json["attachments"].push_back(DescribeFile(contents.fileName, contents.bytes.size()));
+      } else {
+        json["attachments"].push_back({{"error", contents.missing}});
+        exitCode = EXIT_SOME_FAILED;
+      }
   }
 }
 
-// Asks for one thing of a mail; a failure stands in its place.
-template <typename Ask>
-ordered_json Try(Ask ask, int& exitCode) {
-  try {
-    return ask();
-  } catch (const host::ResultError& error) {
-    exitCode = EXIT_SOME_FAILED;
-    return {{"error", error.reason()}};
-  }
-}
-
-ordered_json DescribeAll(std::int32_t count, int& exitCode,
-                         const std::function<ordered_json(std::int32_t)>& describe) {
-  ordered_json list = ordered_json::array();
-  for (std::int32_t i = 0; i < count; ++i) {
-    list.push_back(Try([&] { return describe(i); }, exitCode));
-  }
-  return list;
-}
-
-// A forwarded text and the like stand in no body.
-ordered_json DescribeBodies(const host::Mail& mail, const std::optional<MailContents>& contents,
-                            int& exitCode) {
-  if (contents && contents->kind == ContentsKind::Text) {
-    return {{{"extension", ".txt"}, {"text", text::Utf8FromCodePage932(contents->bytes)}}};
-  }
-  if (contents && contents->kind == ContentsKind::StoredFile) return ordered_json::array();
-  const bool isMime = contents && contents->kind == ContentsKind::MimeMail;
-  return Try(
-      [&] {
-        return DescribeAll(mail.BodyCount(), exitCode, [&](std::int32_t i) {
-          ordered_json json = DescribeBody(mail.Body(i));
-          const auto contentType = isMime ? ReadContentType(mail, i) : std::nullopt;
-          if (contentType) json["contentType"] = *contentType;
-          return json;
-        });
-      },
-      exitCode);
-}
-
-ordered_json DescribeMail(const MailReader::OpenFolder& open, std::int32_t position,
+ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, std::size_t position,
                           int& exitCode) {
-  const MailHeaders headers = open.Headers(position);
-  const host::Mail mail = open.MailAt(position);
+  const store::MailRecord record = open.Read(position);
+  std::optional<MailContents> contents;
+  ordered_json error;
+  try {
+    contents = ReadContents(store, record);
+  } catch (const store::Error& failure) {
+    exitCode = EXIT_SOME_FAILED;
+    error = {{"error", failure.reason()}};
+  }
+  const MailHeaders headers = ReadHeaders(store, record, contents ? &*contents : nullptr);
   ordered_json json;
   const auto add = [&](const char* name, const std::optional<std::string>& text) {
     json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
   };
-  std::optional<MailContents> contents;
-  std::optional<std::int64_t> instant;
-  ordered_json error = Try(
-      [&] {
-        contents = open.Contents(position);
-        instant = InstantOf(headers, *contents);
-        return ordered_json();
-      },
-      exitCode);
-  add("date", instant ? std::optional(ToLocalText(*instant)) : std::nullopt);
+  add("date", headers.instant ? std::optional(ToLocalText(*headers.instant)) : std::nullopt);
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);
-  add("messageId", ReadMessageId(mail));
-  if (!error.is_null()) json["error"] = error["error"];
-  json["bodies"] = DescribeBodies(mail, contents, exitCode);
-  json["attachments"] = Try(
-      [&] {
-        return DescribeAll(mail.AttachedCount(), exitCode,
-                           [&](std::int32_t i) { return DescribeFile(mail.Attached(i)); });
-      },
-      exitCode);
+  add("messageId", headers.messageId);
+  if (contents) {
+    DescribeParts(record, *contents, json, exitCode);
+  } else {
+    json["error"] = error["error"];
+    json["bodies"] = error;
+    json["attachments"] = error;
+  }
   return json;
 }
 
@@ -164,28 +215,30 @@ void Print(const ordered_json& mail) {
 
 }  // namespace
 
-int RunShow(const host::Library& library, const Options& options) {
-  const MailReader reader(library);
-  const FolderPlace place = FindFolders(reader.session(), options.folder).front();
-  const MailReader::OpenFolder open(reader, place);
-  if (options.mail < 0 || options.mail >= open.mailCount()) {
+int RunShow(StorePlatform& platform, const Options& options) {
+  const Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &Interruption::Flag()});
+  const FolderPlace place = FindFolders(store, options.folder).front();
+  const store::OpenFolder open = store.Open(*place.folder);
+  const auto position = static_cast<std::size_t>(options.mail);
+  if (options.mail < 0 || position >= open.mailCount()) {
     throw std::runtime_error(place.Name() + " has no mail " + std::to_string(options.mail));
   }
   if (options.isSource) {
-    const MailHeaders headers = open.Headers(options.mail);
-    MailContents contents = open.Contents(options.mail);
-    const std::string& member = reader.session().accountName();
-    std::cout << ForStandardOutput(ComposeMail(headers, contents, member).bytes);
-    return PrintLosses(library) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
+    const store::MailRecord record = open.Read(position);
+    MailContents contents = ReadContents(store, record);
+    const MailHeaders headers = ReadHeaders(store, record, &contents);
+    std::cout << ForStandardOutput(ComposeMail(headers, contents, store.memberId()).bytes);
+    return PrintLosses(store.TakeLosses()) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;
-  const ordered_json mail = DescribeMail(open, options.mail, exitCode);
+  const ordered_json mail = DescribeMail(store, open, position, exitCode);
   if (options.isJson) {
     std::cout << ToText(mail);
   } else {
     Print(mail);
   }
-  return PrintLosses(library) ? EXIT_SOME_FAILED : exitCode;
+  return PrintLosses(store.TakeLosses()) ? EXIT_SOME_FAILED : exitCode;
 }
 
 }  // namespace nimport::command

@@ -6,11 +6,11 @@
 
 #include "archive/store_folders.h"
 #include "command/commands.h"
+#include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
 #include "command/visible.h"
-#include "host/result_error.h"
-#include "host/session.h"
+#include "store/store.h"
 
 namespace nimport::command {
 
@@ -18,11 +18,12 @@ namespace {
 
 using nlohmann::ordered_json;
 
-ordered_json DescribeFolder(const host::Folder& folder, std::size_t index, int& exitCode) {
-  ordered_json json = {{"index", index}, {"name", folder.name()}};
+ordered_json DescribeFolder(store::Store& store, const store::Folder& folder, std::size_t index,
+                            int& exitCode) {
+  ordered_json json = {{"index", index}, {"name", folder.name}};
   try {
-    json["mails"] = host::OpenFolder(folder).mailCount();
-  } catch (const host::ResultError& error) {
+    json["mails"] = store.Open(folder).mailCount();
+  } catch (const store::Error& error) {
     json["error"] = error.reason();
     exitCode = EXIT_SOME_FAILED;
   }
@@ -46,15 +47,16 @@ void Print(const ordered_json& tree) {
 
 }  // namespace
 
-int RunTree(const host::Library& library, const Options& options) {
-  const host::MailSession session(library);
+int RunTree(StorePlatform& platform, const Options& options) {
+  const Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &Interruption::Flag()});
   int exitCode = EXIT_ALL_DONE;
-  ordered_json tree = {{"account", session.accountName()}, {"cabinets", ordered_json::array()}};
+  ordered_json tree = {{"account", store.memberId()}, {"cabinets", ordered_json::array()}};
   std::size_t index = 0;
-  for (const host::Cabinet& cabinet : session.cabinets()) {
+  for (const store::Cabinet& cabinet : store.cabinets()) {
     ordered_json folders = ordered_json::array();
-    for (const host::Folder& folder : cabinet.folders) {
-      folders.push_back(DescribeFolder(folder, index++, exitCode));
+    for (const store::Folder& folder : cabinet.folders) {
+      folders.push_back(DescribeFolder(store, folder, index++, exitCode));
     }
     tree["cabinets"].push_back({{"name", cabinet.name}, {"folders", folders}});
   }
@@ -63,9 +65,9 @@ int RunTree(const host::Library& library, const Options& options) {
   } else {
     Print(tree);
   }
-  if (PrintLosses(library)) exitCode = EXIT_SOME_FAILED;
-  if (session.failedListing().empty()) return exitCode;
-  std::cerr << "nimport: the list of folders is not complete: " << Visible(session.failedListing())
+  if (PrintLosses(store.TakeLosses())) exitCode = EXIT_SOME_FAILED;
+  if (store.failedListing().empty()) return exitCode;
+  std::cerr << "nimport: the list of folders is not complete: " << Visible(store.failedListing())
             << '\n';
   return EXIT_SOME_FAILED;
 }

@@ -4,11 +4,14 @@
 #include <utility>
 
 #include "common/failure.h"
+#include "common/file_error.h"
 #include "jet/database_error.h"
 #include "platform/mime_session.h"
 #include "plugin/contents/temporary_files.h"
-#include "plugin/discovery.h"
 #include "store/addressbook/address_book_loader.h"
+#include "store/addressbook/address_table.h"
+#include "store/installation.h"
+#include "store/known_objects.h"
 
 namespace nimport {
 namespace {
@@ -17,6 +20,35 @@ void OpenMimeSession(MailerContext& context) {
   context.mimeSession = mime::MimeSession::Open(context.platform.modules());
   if (context.mimeSession == nullptr) {
     FailInvalid("the MIME library (Wexmail) cannot be loaded or does not work");
+  }
+}
+
+void OpenDatabaseFile(MailerContext& context, std::string_view file, jet::KnownObjects known) {
+  const text::PathText path = store::RequireDatabase(context.platform, context.databaseDir, file);
+  try {
+    context.database =
+        std::make_unique<platform::SessionDatabase>(context.platform, path.str(), std::move(known));
+  } catch (const FileMissing& error) {
+    FailInvalid("no database " + error.description());
+  } catch (const FileError& error) {
+    FailDatabase(error.what());
+  } catch (const jet::DatabaseError& error) {
+    FailDatabase(error.what());
+  } catch (const std::bad_alloc&) {
+    FailDatabase("no memory to open " + context.platform.files().NativeName(path.str()));
+  }
+}
+
+// Fills the context's directory and member ID from the platform and opens the database of `mode`.
+// Throws Failure: -3 when a setting or the database is missing, -2 when the database cannot be
+// opened.
+void DiscoverInstallation(MailerContext& context, SessionMode mode) {
+  context.databaseDir = store::FindDatabaseDirectory(context.platform);
+  context.accountId = store::FindMemberId(context.platform);
+  if (mode == SessionMode::AddressBook) {
+    OpenDatabaseFile(context, store::ADDRESS_DATABASE_FILE, addressbook::KnownAddressObjects());
+  } else {
+    OpenDatabaseFile(context, store::MAIL_DATABASE_FILE, mailstore::KnownMailObjects());
   }
 }
 

@@ -72,6 +72,12 @@ std::optional<platform::LocalTime> ToTime(const jet::Value& value) {
 
 }  // namespace
 
+std::optional<platform::LocalTime> ReadAnyDate(const jet::Value& value) {
+  const std::optional<platform::LocalTime> time = ToTime(value);
+  const bool isDay0 = time && time->year == 1899 && time->month == 12 && time->day == 30;
+  return isDay0 ? std::nullopt : time;
+}
+
 std::optional<platform::LocalTime> ReadDateColumn(const jet::Value& value) {
   const std::optional<platform::LocalTime> time = ToTime(value);
   if (!time || time->year < FIRST_YEAR || time->year > LAST_YEAR) return std::nullopt;

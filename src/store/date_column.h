@@ -10,7 +10,10 @@ namespace nimport::mailstore {
 
 // The calendar fields of a date column: a date, or a text of the form "yyyy/mm/dd hh:mm:ss" or
 // "yyyy-mm-dd hh:mm:ss", with or without the time. Milliseconds are dropped. Empty for null, for
-// everything else and for years outside 1970 to 2029.
+// everything else, and for day 0 (1899-12-30), which stands for no date.
+[[nodiscard]] std::optional<platform::LocalTime> ReadAnyDate(const jet::Value& value);
+
+// As hosts get it: empty for years outside 1970 to 2029 too.
 [[nodiscard]] std::optional<platform::LocalTime> ReadDateColumn(const jet::Value& value);
 
 }  // namespace nimport::mailstore

@@ -9,6 +9,7 @@
 #include "common/failure.h"
 #include "platform/columns.h"
 #include "store/mail_kinds.h"
+#include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -19,10 +20,6 @@ constexpr std::string_view STRAYS_NAME = "(no cabinet)";
 
 // The last position that a handle can carry.
 constexpr std::int64_t MAX_INDEX = std::numeric_limits<std::int32_t>::max();
-
-text::NameText ReadName(const jet::Recordset& row, std::string_view column) {
-  return text::NameText::CutOwned(platform::ReadText(row, column).value_or(""));
-}
 
 // As many rows of the table as can be read.
 void ForEachRow(jet::Database& database, std::string_view tableName,
@@ -39,6 +36,12 @@ void ForEachRow(jet::Database& database, std::string_view tableName,
 }
 
 }  // namespace
+
+std::string FolderList::ReadName(const jet::Recordset& row, std::string_view column) const {
+  std::string name = platform::ReadText(row, column).value_or("");
+  if (limits_ == store::TextLimits::None) return name;
+  return text::NameText::CutOwned(std::move(name)).str();
+}
 
 void FolderList::Load(jet::Database& database) {
   LoadCabinets(database,
@@ -84,8 +87,7 @@ void FolderList::ReadFolders(jet::Database& database) {
   }
 }
 
-void FolderList::AppendCabinet(std::int32_t number, text::NameText name,
-                               const FolderGroup& folders) {
+void FolderList::AppendCabinet(std::int32_t number, std::string name, const FolderGroup& folders) {
   const std::int64_t index =
       cabinets_.empty() ? 0
                         : std::int64_t{cabinets_.back().index} + 1 + cabinets_.back().FolderCount();
@@ -130,7 +132,7 @@ void FolderList::AppendStrays(jet::Database& database, const LossListener& onLos
     for (const Folder& folder : cabinet.folders->folders)
       known.insert(folder.number);
   }
-  std::map<std::int32_t, text::NameText> strays;
+  std::map<std::int32_t, std::string> strays;
   ForEachRow(database, FOLDER_TABLE, onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
     if (!known.contains(number)) strays.emplace(number, ReadName(row, "FolderName"));
@@ -138,12 +140,12 @@ void FolderList::AppendStrays(jet::Database& database, const LossListener& onLos
   ForEachRow(database, "DataTBL", onLoss, [&](const jet::Recordset& row) {
     const std::int32_t number = platform::ReadNumber(row, "FolderNo");
     if (known.contains(number) || !IsListedMailKind(platform::ReadNumber(row, "DataType"))) return;
-    strays.emplace(number, text::NameText::Cut("folder " + std::to_string(number)));
+    strays.emplace(number, "folder " + std::to_string(number));
   });
   if (strays.empty()) return;
   for (auto& [number, name] : strays)
     strays_.folders.push_back({.number = number, .name = std::move(name)});
-  AppendCabinet(-1, text::NameText::Cut(STRAYS_NAME), strays_);
+  AppendCabinet(-1, std::string(STRAYS_NAME), strays_);
 }
 
 const FolderList::Cabinet* FolderList::FindCabinet(std::int32_t index) const {
@@ -157,11 +159,11 @@ FolderRecord FolderList::At(std::int32_t index) const {
   const Cabinet* cabinet = FindCabinet(index);
   if (cabinet == nullptr) FailInvalid("no folder at position " + std::to_string(index));
   if (index == cabinet->index) {
-    return {.isCabinet = true, .number = cabinet->number, .name = cabinet->name.str()};
+    return {.isCabinet = true, .number = cabinet->number, .name = cabinet->name};
   }
   const auto place = static_cast<std::size_t>(index - cabinet->index - 1);
   const Folder& folder = cabinet->folders->folders[place];
-  return {.parentIndex = cabinet->index, .number = folder.number, .name = folder.name.str()};
+  return {.parentIndex = cabinet->index, .number = folder.number, .name = folder.name};
 }
 
 std::int32_t FolderList::ChildCount(std::int32_t parentIndex) const {

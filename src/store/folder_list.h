@@ -7,10 +7,12 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "jet/database.h"
+#include "store/text_limits.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
@@ -22,7 +24,8 @@ struct FolderRecord {
   std::int32_t parentIndex = -1;
   // The mail client's number for it.
   std::int32_t number = 0;
-  // Code page 932, at most NameText::MAX_BYTES. Borrows from the list.
+  // In the database's code page; with TextLimits::OfHosts at most text::NameText::MAX_BYTES.
+  // Borrows from the list.
   std::string_view name = {};
 
   [[nodiscard]] bool HasMails() const { return !isCabinet; }
@@ -33,7 +36,7 @@ struct FolderRecord {
 // number are kept once, and records are made when they are asked for.
 class FolderList {
  public:
-  FolderList() = default;
+  explicit FolderList(store::TextLimits limits = store::TextLimits::OfHosts) : limits_(limits) {}
   FolderList(const FolderList&) = delete;
   FolderList& operator=(const FolderList&) = delete;
 
@@ -62,7 +65,7 @@ class FolderList {
  private:
   struct Folder {
     std::int32_t number = 0;
-    text::NameText name;
+    std::string name;
   };
   // The folders with one cabinet number, in the table's order. They end before the first that
   // cannot be read.
@@ -73,7 +76,7 @@ class FolderList {
   struct Cabinet {
     std::int32_t index = 0;  // its position; its folders follow
     std::int32_t number = 0;
-    text::NameText name;
+    std::string name;
     const FolderGroup* folders = nullptr;
 
     [[nodiscard]] std::int32_t FolderCount() const {
@@ -81,16 +84,18 @@ class FolderList {
     }
   };
 
+  store::TextLimits limits_;
   std::vector<Cabinet> cabinets_;
   std::map<std::int32_t, FolderGroup> groups_;  // by cabinet number
   FolderGroup noFolders_;  // of a cabinet whose number no folder has; has the table's failure
   FolderGroup strays_;     // folders that were found in no cabinet
 
   using LossListener = std::function<void(const jet::DatabaseError&)>;
+  [[nodiscard]] std::string ReadName(const jet::Recordset& row, std::string_view column) const;
   void ReadFolders(jet::Database& database);
   void LoadCabinets(jet::Database& database,
                     const std::function<void(const std::exception_ptr&)>& onFolderFailure);
-  void AppendCabinet(std::int32_t number, text::NameText name, const FolderGroup& folders);
+  void AppendCabinet(std::int32_t number, std::string name, const FolderGroup& folders);
   void AppendStrays(jet::Database& database, const LossListener& onLoss);
   // The cabinet at a position or the one whose folder stands there; null when there is none.
   [[nodiscard]] const Cabinet* FindCabinet(std::int32_t index) const;

@@ -24,6 +24,15 @@ constexpr std::string_view EscapeOf(char character) {
 
 }  // namespace
 
+std::string EscapeUtf8FolderName(std::string_view name) {
+  std::string escaped;
+  for (const char byte : name) {
+    const std::string_view escape = EscapeOf(byte);
+    escaped += escape.empty() ? std::string_view(&byte, 1) : escape;
+  }
+  return escaped;
+}
+
 std::string EscapeFolderName(std::string_view name) {
   std::string escaped;
   while (!name.empty()) {

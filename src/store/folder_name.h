@@ -11,6 +11,9 @@ namespace nimport::mailstore {
 // stays as it is. At most 519 bytes; a longer result is cut at a whole character or escape.
 [[nodiscard]] std::string EscapeFolderName(std::string_view name);
 
+// The same of a name in UTF-8, as long as it gets.
+[[nodiscard]] std::string EscapeUtf8FolderName(std::string_view name);
+
 }  // namespace nimport::mailstore
 
 #endif  // NIMPORT_STORE_FOLDER_NAME_H_

@@ -86,4 +86,12 @@ jet::KnownObjects KnownMailObjects() {
   return known;
 }
 
+jet::KnownObjects KnownMailObjects(const text::CodePageConverter& text, unsigned codePage) {
+  jet::KnownObjects known = KnownMailObjects();
+  // All names are ASCII but those of the queries.
+  for (jet::KnownQuery& query : known.queries)
+    query.name = text.FromUtf16(text.ToUtf16(query.name, text::CODE_PAGE_JAPANESE), codePage);
+  return known;
+}
+
 }  // namespace nimport::mailstore

@@ -6,7 +6,6 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "store/mail_kinds.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -84,7 +83,7 @@ std::optional<std::string> LinkedFiles::FindPath(jet::Database& database, std::s
                                                  std::optional<std::uint64_t> databaseStamp) {
   if (!databaseStamp || databaseStamp_ != databaseStamp) indexes_.clear();
   databaseStamp_ = databaseStamp;
-  const auto query = database.OpenQuery(LINKED_FILE_QUERY);
+  const auto query = database.OpenQuery(queryName_);
   const auto rows = query->OpenRecordset();
   const Index& index = GetIndex(*rows, key.size());
   const std::uint32_t hash = HashOf(key);

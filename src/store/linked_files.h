@@ -7,9 +7,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "jet/database.h"
+#include "store/mail_kinds.h"
 
 namespace nimport::mailstore {
 
@@ -18,6 +20,10 @@ namespace nimport::mailstore {
 // length do not, as long as the database is unchanged.
 class LinkedFiles {
  public:
+  // `queryName` is LINKED_FILE_QUERY in the database's code page.
+  explicit LinkedFiles(std::string queryName = std::string(LINKED_FILE_QUERY))
+      : queryName_(std::move(queryName)) {}
+
   // The path in the first received file's row, in the database's order, whose MailID begins with
   // `key`; empty where that row has none. `databaseStamp` is a number that differs whenever the
   // database may have changed, empty where that cannot be told. Throws Failure (-3) when there is
@@ -49,6 +55,7 @@ class LinkedFiles {
   static void AddToIndex(jet::Recordset& rows, Index& index);
   [[nodiscard]] const Index& GetIndex(jet::Recordset& rows, std::size_t keyBytes);
 
+  std::string queryName_;
   std::optional<std::uint64_t> databaseStamp_;
   std::deque<Index> indexes_;  // the one made last comes last
 };

@@ -6,22 +6,10 @@
 #include "common/failure.h"
 #include "platform/columns.h"
 #include "platform/session_database.h"
+#include "store/installation.h"
 #include "store/mail_kinds.h"
 
 namespace nimport::mailstore {
-namespace {
-
-constexpr char MAIL_TABLE[] = "DataTBL";
-constexpr char FOLDER_COLUMN[] = "FolderNo";
-
-// The current row of the list of mails, where its kind is a listed one.
-void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
-  const std::int32_t dataType = platform::ReadNumber(row, "DataType");
-  if (!IsListedMailKind(dataType)) return;
-  mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(row, "DataNo")});
-}
-
-}  // namespace
 
 MailStore::MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
                      jet::Database& mailDatabase, const text::PathText& directory)
@@ -61,14 +49,7 @@ void MailStore::OpenMailList(std::int32_t folderIndex) {
 }
 
 std::vector<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
-  if (folderNumber == 0) return LoadUnnumberedMails();
-  const auto table = database.OpenTable(MAIL_TABLE);
-  const auto rows = table->OpenRecordset();
-  std::vector<MailEntry> mails;
-  if (rows->IsEof()) return mails;
-  for (bool found = rows->FindFirst(FOLDER_COLUMN, folderNumber); found; found = rows->FindNext())
-    AppendListed(*rows, mails);
-  return mails;
+  return folderNumber == 0 ? LoadUnnumberedMails() : ReadFolderMails(database, folderNumber);
 }
 
 std::vector<MailEntry> MailStore::LoadUnnumberedMails() {
@@ -77,12 +58,7 @@ std::vector<MailEntry> MailStore::LoadUnnumberedMails() {
     return unnumberedMails_->mails;
   }
   unnumberedMails_.reset();
-  const auto table = database.OpenTable(MAIL_TABLE);
-  const auto rows = table->OpenRecordset();
-  std::vector<MailEntry> mails;
-  for (; !rows->IsEof(); rows->MoveNext()) {
-    if (platform::ReadNumber(*rows, FOLDER_COLUMN) == 0) AppendListed(*rows, mails);
-  }
+  std::vector<MailEntry> mails = ReadFolderMails(database, 0);
   if (stamp) unnumberedMails_ = {.databaseStamp = *stamp, .mails = mails};
   return mails;
 }
@@ -117,7 +93,8 @@ void MailStore::ReleaseCurrentMail() {
 }
 
 std::optional<std::uint64_t> MailStore::FindDatabaseStamp() const {
-  return platform.files().FindChangeStamp(databaseDir.str() + MAIL_DATABASE_FILE);
+  return platform.files().FindChangeStamp(databaseDir.str() +
+                                          std::string(store::MAIL_DATABASE_FILE));
 }
 
 }  // namespace nimport::mailstore

@@ -15,22 +15,13 @@
 #include "platform/platform.h"
 #include "store/current_mail.h"
 #include "store/folder_list.h"
+#include "store/folder_mails.h"
 #include "store/linked_files.h"
 #include "store/related_part.h"
 #include "store/remembered_mime_file.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
-
-// The mail database, as its path ends behind the directory of the databases.
-inline constexpr char MAIL_DATABASE_FILE[] = "\\Cabdata.mdb";
-
-// A mail of an open folder.
-struct MailEntry {
-  std::int32_t dataType = 0;
-  std::int32_t dataNo = 0;
-  std::int32_t size = 0;  // as the store records it; 0 until it is asked for
-};
 
 // What one session knows of its mails. Everything that fails throws Failure or jet::DatabaseError.
 class MailStore {

@@ -6,22 +6,11 @@
 #include "common/failure.h"
 #include "platform/columns.h"
 #include "store/mail_text.h"
+#include "store/stored_file.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
 namespace {
-
-constexpr char MIME_DIRECTORY[] = "\\Mime\\";
-
-// The path of the row's MIME file.
-platform::StoredPath MimePath(const MailStore& store, const MailRow& row) {
-  const std::optional<std::string> link = platform::ReadText(*row.recordset, "FileLink");
-  if (!link) FailInvalid("the mail names no MIME file");
-  if (!text::NameText::Fit(*link)) FailInvalid("the name of the MIME file is too long");
-  const auto path = text::PathText::Fit(store.databaseDir.str() + MIME_DIRECTORY + *link);
-  if (!path) FailInvalid("the path of the MIME file is too long");
-  return {.path = path->str(), .storeDirectory = store.databaseDir.str()};
-}
 
 std::optional<std::uint64_t> FindChangeStamp(const platform::FileSystem& files,
                                              const platform::StoredPath& path) {
@@ -35,7 +24,9 @@ std::optional<std::uint64_t> FindChangeStamp(const platform::FileSystem& files,
 }  // namespace
 
 MimeFile::MimeFile(MailStore& store, const MailRow& row)
-    : store_(store), path_(MimePath(store, row)) {
+    : store_(store),
+      path_(
+          store::MimeFilePath(store.databaseDir, platform::ReadText(*row.recordset, "FileLink"))) {
   // Taken before the file is read: what changes meanwhile is noticed by the next call.
   const std::optional<std::uint64_t> stamp = FindChangeStamp(store_.platform.files(), path_);
   RememberedMimeFile& known = store_.mimeFile;

@@ -154,8 +154,8 @@ TEST(Contacts, AreCalledBySomething) {
 }
 
 TEST(Contacts, HaveUidsThatDifferAndLast) {
-  const host::Address address{.id = 0, .name = "n", .userId = "u", .comment = "c"};
-  const host::Address other{.id = 0, .name = "nu", .userId = "", .comment = "c"};
+  const ContactSource address{.id = 0, .name = "n", .userId = "u", .comment = "c"};
+  const ContactSource other{.id = 0, .name = "nu", .userId = "", .comment = "c"};
   std::vector<std::string> uids;
   for (int run = 0; run < 2; ++run) {
     ContactMaker maker;

@@ -8,8 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/store.h"
-#include "host/tool.h"
+#include "command/store.h"
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {

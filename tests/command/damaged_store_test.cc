@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "archive/balance.h"
-#include "host/store.h"
-#include "host/tool.h"
+#include "command/store.h"
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {
@@ -91,7 +91,7 @@ TEST(Balance, EveryRowOfTheListIsFoundOrNamed) {
 }
 
 TEST(Balance, FewerMailsThanRowsAreMissed) {
-  inspection::MailList list;
+  store::MailList list;
   list.folders = {{.number = 3, .mailCount = 40}, {.number = 4, .mailCount = 2}};
   const auto missing = [&](std::optional<std::int64_t> found) {
     return command::MakeBalance(list, {{"a/b", found}, {"a/c", 2}}).missing;

@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "host/store.h"
-#include "host/tool.h"
+#include "command/store.h"
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {
@@ -399,7 +399,6 @@ TEST_F(Export, CannotRun) {
       {{"export", "--to", Target().string(), "--from", "/nonexistent"}, "/nonexistent"},
       {{"export", "--to", Target().string(), "--registry", "/nonexistent"}, "/nonexistent"},
       {{"export", "--to", Target().string(), "--drive", "C"}, "C=PATH"},
-      {{"export", "--to", Target().string(), "--library", "/nonexistent.so"}, "/nonexistent.so"},
       {{"export", "--to", Target().string()}, "nimport: "},
       {{"export", "--to", "/dev/null/x", "--from", store_.store().databaseDirectory.string()},
        "/dev/null"},

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/store.h"
-#include "host/tool.h"
+#include "command/store.h"
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {
@@ -92,7 +92,8 @@ TEST_F(Inspection, ShowHasBodiesAndAttachments) {
   const json mime = Ask("show", {"0", "1"});
   EXPECT_EQ(mime["subject"], "two");
   EXPECT_THAT(mime["bodies"][0]["text"].get<std::string>(), HasSubstr("body"));
-  EXPECT_EQ(mime["attachments"], json::parse(R"([{"extension": ".gif", "size": 3}])"));
+  EXPECT_EQ(mime["attachments"],
+            json::parse(R"([{"name": "x.gif", "extension": ".gif", "size": 3}])"));
   const ToolResult source = RunProgram(store_.Command("show", {"0", "1", "--source"}));
   EXPECT_THAT(source.out, testing::StartsWith("Date: Thu, 3 Jun 1999 12:15:42 GMT\r\n"));
   Ask("show", {"0", "2"}, 1);
@@ -146,12 +147,6 @@ TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
   const ToolResult limited = run("ulimit -f 8;", large.Command("export", {"--to", target}), "");
   EXPECT_EQ(limited.exitCode, 2);
   EXPECT_THAT(limited.err, HasSubstr("cannot write " + target));
-  // Not a byte may be written, so that what is said goes through a pipe.
-  const std::string databases = store_.store().databaseDirectory.string();
-  const ToolResult none = run("(ulimit -f 0;", {ToolPath().string(), "tree", "--from", databases},
-                              ") 2>&1 | cat; exit ${PIPESTATUS[0]}");
-  EXPECT_EQ(none.exitCode, 2);
-  EXPECT_THAT(none.out, HasSubstr("settings.reg: cannot be written"));
   const ToolResult full = run("", store_.Command("list"), " >/dev/full");
   EXPECT_EQ(full.exitCode, 2);
   EXPECT_THAT(full.err, HasSubstr("cannot be written"));

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "host/store.h"
-#include "host/tool.h"
+#include "command/store.h"
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {

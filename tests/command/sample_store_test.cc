@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "command/tool.h"
 #include "common/test_directory.h"
-#include "host/tool.h"
 
 namespace nimport::tests {
 namespace {

@@ -13,7 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/test_directory.h"
-#include "host/tool.h"
+#include "command/tool.h"
 #include "mkstore/store_writer.h"
 
 namespace nimport::tests {

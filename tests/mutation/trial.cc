@@ -9,13 +9,12 @@
 
 #include "archive/contacts/vcard.h"
 #include "archive/exporter.h"
-#include "archive/mail_reader.h"
+#include "archive/mail_contents.h"
 #include "archive/store_folders.h"
 #include "command/commands.h"
 #include "command/contacts.h"
-#include "host/address_book.h"
-#include "host/result_error.h"
-#include "host/store_location.h"
+#include "command/store_location.h"
+#include "store/store.h"
 
 // examples/walk.c, whose main function is called so here.
 extern "C" int WalkStore(void);
@@ -65,8 +64,8 @@ std::set<std::string> RemarksOf(const json& account) {
   return remarks;
 }
 
-host::StoreLocation LocationOf(const mkstore::Store& store) {
-  host::StoreLocation location;
+command::StoreLocation LocationOf(const mkstore::Store& store) {
+  command::StoreLocation location;
   location.registryFiles = store.registryFiles;
   location.drives['C'] = store.driveC;
   return location;
@@ -93,11 +92,11 @@ class MemoryTarget final : public command::ExportTarget {
       const fs::path& /*path*/) override {
     return std::make_unique<MemoryWriter>(result_.mails);
   }
-  std::int64_t WriteContacts(const host::Library& library) override {
+  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
     std::string cards;
     command::VCardWriter writer([&](std::string_view card) { cards += card; },
                                 command::VCardVersion::V4_0);
-    const std::int64_t count = command::WriteContacts(host::AddressBook(library), writer);
+    const std::int64_t count = command::WriteContacts(book, writer);
     result_.contacts = SplitContacts(cards);
     return count;
   }
@@ -106,14 +105,21 @@ class MemoryTarget final : public command::ExportTarget {
   Exported& result_;
 };
 
-// What the plug-in tells of the mails of a folder.
-void ReadMails(const command::FolderPlace& place, Exported& result) {
-  const host::OpenFolder folder(*place.folder);
-  for (const host::Mail& mail : folder.Mails()) {
-    const command::MailHeaders headers = command::ReadHeaders(mail);
-    result.mails.insert(headers.subject.value_or("") + '\n' + headers.from.value_or("") + '\n' +
-                        headers.to.value_or("") + '\n' + std::to_string(headers.date.value_or(0)));
-    result.remarks.insert(headers.problems.begin(), headers.problems.end());
+// What the store has of the mails of a folder.
+void ReadMails(store::Store& store, const command::FolderPlace& place, Exported& result) {
+  const store::OpenFolder folder = store.Open(*place.folder);
+  for (std::size_t i = 0; i < folder.mailCount(); ++i) {
+    try {
+      const store::MailRecord record = folder.Read(i);
+      const command::MailContents contents = command::ReadContents(store, record);
+      const command::MailHeaders headers = command::ReadHeaders(store, record, &contents);
+      result.mails.insert(headers.subject.value_or("") + '\n' + headers.from.value_or("") + '\n' +
+                          headers.to.value_or("") + '\n' +
+                          std::to_string(headers.instant.value_or(0)));
+      result.remarks.insert(headers.problems.begin(), headers.problems.end());
+    } catch (const store::Error& error) {
+      result.remarks.insert(error.reason());
+    }
   }
 }
 
@@ -226,9 +232,8 @@ Exported Laboratory::Export(std::size_t store) const {
   options.location = LocationOf(made_[store]);
   options.targetDirectory = places_.out;
   try {
-    const host::StoreSettings settings(options.location);
-    const host::Library library(options.library);
-    result.exitCode = command::RunExport(library, options);
+    command::StorePlatform platform(options.location);
+    result.exitCode = command::RunExport(platform, options);
   } catch (const std::exception& error) {
     result.exitCode = command::EXIT_CANNOT_RUN;
     result.message = error.what();
@@ -250,9 +255,8 @@ Exported Laboratory::Export(std::size_t store) const {
 Exported Laboratory::ExportQuickly(std::size_t store) const {
   Exported result;
   try {
-    const host::StoreSettings settings(LocationOf(made_[store]));
-    const host::Library library;
-    command::Exporter exporter(library, command::ExportFormat::Maildir);
+    command::StorePlatform platform(LocationOf(made_[store]));
+    command::Exporter exporter(platform, command::ExportFormat::Maildir);
     MemoryTarget target(result);
     const command::Account& account = exporter.Run(target);
     result.message = account.abortReason;
@@ -270,23 +274,22 @@ Exported Laboratory::ExportQuickly(std::size_t store) const {
 Exported Laboratory::ReadStrictly(std::size_t store) const {
   Exported result;
   result.exitCode = command::EXIT_ALL_DONE;
-  const host::StoreSettings settings(LocationOf(made_[store]));
-  const host::Library library;
-  unsetenv("NIMPORT_SALVAGE");
+  command::StorePlatform platform(LocationOf(made_[store]), false);
   try {
-    const host::MailSession session(library);
-    if (!session.failedListing().empty()) result.remarks.insert(session.failedListing());
-    for (const command::FolderPlace& place : command::AllFolders(session))
-      ReadMails(place, result);
-  } catch (const host::ResultError& error) {
+    store::Store opened(platform);
+    if (!opened.failedListing().empty()) result.remarks.insert(opened.failedListing());
+    for (const command::FolderPlace& place : command::AllFolders(opened))
+      ReadMails(opened, place, result);
+  } catch (const store::Error& error) {
     result.remarks.insert(error.reason());
   }
   try {
-    const host::AddressBook book(library);
+    std::vector<store::Problem> losses;
+    const store::OpenAddressBook open(platform, losses);
     command::VCardWriter writer([&](std::string_view card) { result.contacts.emplace(card); },
                                 command::VCardVersion::V4_0);
-    command::WriteContacts(book, writer);
-  } catch (const host::ResultError& error) {
+    command::WriteContacts(open.book(), writer);
+  } catch (const store::Error& error) {
     result.remarks.insert(error.reason());
   }
   return result;

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "common/test_directory.h"
-#include "host/tool.h"
+#include "command/tool.h"
 #include "mkstore/store_writer.h"
 
 namespace nimport::tests {

@@ -56,7 +56,7 @@ GroupKey KeyOfGroup(const GroupKey& parent, std::string_view name) {
   return DigestOf({BytesOf(parent), name});
 }
 
-Contact ContactMaker::Make(host::Address address, std::span<const std::string> groups,
+Contact ContactMaker::Make(const ContactSource& address, std::span<const std::string> groups,
                            const GroupKey& group) {
   Contact contact;
   Digest digest = DigestOf({BytesOf(group), address.name, address.userId, address.comment});
@@ -66,9 +66,9 @@ Contact ContactMaker::Make(host::Address address, std::span<const std::string> g
   contact.uid = ToUuid(digest);
   contact.id = address.id;
   contact.emails = EmailsIn(address.userId);
-  contact.name = std::move(address.name);
-  contact.userId = std::move(address.userId);
-  contact.comment = std::move(address.comment);
+  contact.name = address.name;
+  contact.userId = address.userId;
+  contact.comment = address.comment;
   contact.groups = groups.last(std::min(groups.size(), MAX_CATEGORIES));
   return contact;
 }

@@ -9,8 +9,6 @@
 #include <vector>
 
 #include "archive/digest.h"
-#include "host/address_book.h"
-
 namespace nimport::command {
 
 // An address as contacts have it. Texts are UTF-8 and, but for the UID, as stored.
@@ -39,11 +37,19 @@ inline constexpr std::size_t MAX_CATEGORIES = 64;
 using GroupKey = Digest;
 [[nodiscard]] GroupKey KeyOfGroup(const GroupKey& parent, std::string_view name);
 
+// What the address book holds of an address. UTF-8, as stored; any text may be empty.
+struct ContactSource {
+  std::int32_t id = 0;  // position in the whole book
+  std::string_view name;
+  std::string_view userId;
+  std::string_view comment;
+};
+
 // Makes contacts and keeps apart those in which the store holds the very same.
 class ContactMaker {
  public:
   // `groups` are the names, from the outermost; `group` is the key of the last of them.
-  [[nodiscard]] Contact Make(host::Address address, std::span<const std::string> groups,
+  [[nodiscard]] Contact Make(const ContactSource& source, std::span<const std::string> groups,
                              const GroupKey& group);
 
  private:

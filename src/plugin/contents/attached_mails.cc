@@ -11,6 +11,7 @@
 #include "store/mail_row.h"
 #include "store/mail_text.h"
 #include "store/mime_file.h"
+#include "store/stored_file.h"
 #include "text/code_page_932.h"
 
 namespace nimport::extraction {
@@ -54,16 +55,6 @@ std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, co
   return IsSmimeContainer(TopContentType(store, file).str()) ? 1 : 0;
 }
 
-std::string ReadStoredFile(platform::FileSystem& files, const platform::StoredPath& path) {
-  try {
-    return platform::ReadWholeFile(*files.OpenStored(path));
-  } catch (const FileMissing& error) {
-    FailInvalid("no stored file " + error.description());
-  } catch (const FileError& error) {
-    FailDatabase(error.what());
-  }
-}
-
 // The stored file's own name, where the system can take it: 80 bytes are at most 240 in UTF-8.
 ExtensionRequest OwnName(const std::string& path) {
   constexpr std::size_t MAX_OWN_NAME = 80;
@@ -74,18 +65,15 @@ ExtensionRequest OwnName(const std::string& path) {
 }
 
 std::string CopyFile(Extraction& extraction, const std::optional<std::string>& storedPath) {
-  if (!storedPath) FailInvalid("the mail names no stored file");
-  const auto path = text::PathText::Fit(*storedPath);
-  if (!path) FailInvalid("the path of the stored file is too long");
-  const std::string contents =
-      ReadStoredFile(extraction.store.platform.files(),
-                     {.path = path->str(), .storeDirectory = extraction.store.databaseDir.str()});
+  const std::string contents = store::ReadStoredFile(extraction.store.platform.files(),
+                                                     extraction.store.databaseDir, storedPath);
+  const std::string path = text::PathText::Cut(*storedPath).str();
   if (extraction.store.platform.IsSalvaging()) {
-    return WriteTemporaryFile(extraction, contents, {.extension = OwnName(path->str())});
+    return WriteTemporaryFile(extraction, contents, {.extension = OwnName(path)});
   }
   return WriteTemporaryFile(
       extraction, contents,
-      {.extension = ExtensionOf(path->str()), .emptyContents = EmptyContents::AreIncomplete});
+      {.extension = ExtensionOf(path), .emptyContents = EmptyContents::AreIncomplete});
 }
 
 std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {

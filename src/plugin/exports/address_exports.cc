@@ -76,19 +76,11 @@ platform::FailureRecord RecordOn(const MailerContext& context, std::string reaso
   return record;
 }
 
-std::string Describe(const addressbook::RowsLeftOut& rows) {
-  const std::string others = std::to_string(rows.others) + " rows of other kinds";
-  if (rows.groups + rows.addresses == 0) {
-    return others + " than groups and addresses are left out";
-  }
-  return std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
-         " groups are in no group of the address book and are left out, and so are " + others;
-}
-
 void TellOfRowsLeftOut(ExportCall& call, const MailerContext& context,
                        const addressbook::RowsLeftOut& rows) {
-  if (rows.groups + rows.addresses + rows.others == 0) return;
-  platform::FailureRecord note = RecordOn(context, Describe(rows));
+  std::string leftOut = addressbook::Describe(rows);
+  if (leftOut.empty()) return;
+  platform::FailureRecord note = RecordOn(context, std::move(leftOut));
   note.isNote = true;
   call.Tell(std::move(note));
 }
@@ -126,7 +118,7 @@ std::string_view NameOf(const MailerContext& context, const HandleNode& node) {
     case NodeKind::AddressBook:
       return BOOK_NAME;
     case NodeKind::Group:
-      return RequireBookData(context).At(node.id).name.str();
+      return RequireBookData(context).At(node.id).name;
     case NodeKind::Address:
       return ResolveAddress(RequireBookData(context), node).name;
     default:

@@ -1,15 +1,18 @@
 // Version, discovery, sessions.
 #include <memory>
+#include <string_view>
 #include <utility>
 
-#include "plugin/discovery.h"
 #include "plugin/exports/export_guard.h"
 #include "plugin/exports/result_string.h"
 #include "plugin/handle_node.h"
 #include "plugin/session.h"
+#include "store/installation.h"
 
 namespace nimport {
 namespace {
+
+constexpr std::string_view MAILER_NAME = "Nifty Manager";
 
 constexpr std::int32_t INTERFACE_VERSION = 4;
 
@@ -41,7 +44,7 @@ ResultCode IsExistMailer(const char* function, std::int32_t* exists) {
     return RunExport(function, [&](ExportCall&) { RequireOut(exists); });
   }
   const ResultCode found = RunExport(
-      function, [](ExportCall&) { CheckInstallation(platform::PlatformForNewSessions()); });
+      function, [](ExportCall&) { store::CheckInstallation(platform::PlatformForNewSessions()); });
   if (found == RESULT_OK) *exists = 1;
   return RESULT_OK;
 }

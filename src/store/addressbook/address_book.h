@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "store/addressbook/address_list.h"
@@ -16,7 +17,7 @@ namespace nimport::addressbook {
 struct AddressGroup {
   std::int32_t parentIndex = -1;  // position of the group that it belongs to; -1 at the top level
   std::int32_t index = 0;         // its own position
-  text::NameText name;
+  std::string name;               // in the database's code page
   std::shared_ptr<const AddressList> addresses;  // null when there are none
 };
 
@@ -32,6 +33,11 @@ class AddressBook {
   AddressBook() = default;
   // Each group stands at its `index`, behind its parent. There are at most 2^31 - 1 addresses.
   explicit AddressBook(std::vector<AddressGroup> groups);
+
+  // Groups have positions below this number.
+  [[nodiscard]] std::int32_t GroupCount() const {
+    return static_cast<std::int32_t>(groups_.size());
+  }
 
   // Throws Failure (-3) when there is no such group.
   [[nodiscard]] const AddressGroup& At(std::int32_t groupIndex) const;

@@ -66,7 +66,7 @@ class TreeWalk {
   [[nodiscard]] bool MayLoad(KeyMembers& members);
   void Enter(std::int32_t groupIndex, std::int32_t key);
   void Leave();
-  std::int32_t AppendGroup(std::int32_t parentIndex, const text::NameText& name);
+  std::int32_t AppendGroup(std::int32_t parentIndex, const std::string& name);
   void LoadAddresses(std::int32_t groupIndex, KeyMembers& members);
 };
 
@@ -167,7 +167,7 @@ void TreeWalk::Leave() {
   }
 }
 
-std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const text::NameText& name) {
+std::int32_t TreeWalk::AppendGroup(std::int32_t parentIndex, const std::string& name) {
   const auto index = static_cast<std::int32_t>(groups_.size());
   groups_.push_back({parentIndex, index, name, nullptr});
   return index;
@@ -195,9 +195,20 @@ RowsLeftOut CountRowsLeftOut(const AddressTable& table) {
 
 }  // namespace
 
-RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData) {
+std::string Describe(const RowsLeftOut& rows) {
+  if (rows.groups + rows.addresses + rows.others == 0) return {};
+  const std::string others = std::to_string(rows.others) + " rows of other kinds";
+  if (rows.groups + rows.addresses == 0) {
+    return others + " than groups and addresses are left out";
+  }
+  return std::to_string(rows.addresses) + " addresses and " + std::to_string(rows.groups) +
+         " groups are in no group of the address book and are left out, and so are " + others;
+}
+
+RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
+                            store::TextLimits limits) {
   BeginBook(addressBookData);
-  AddressTable table(database);
+  AddressTable table(database, {}, limits);
   TreeWalk walk(table);
   walk.LoadTree();
   addressBookData = AddressBook(walk.TakeGroups());
@@ -205,9 +216,9 @@ RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>&
 }
 
 RowsLeftOut SalvageAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
-                               const BadRowListener& onBadRow) {
+                               const BadRowListener& onBadRow, store::TextLimits limits) {
   BeginBook(addressBookData);
-  AddressTable table(database, onBadRow);
+  AddressTable table(database, onBadRow, limits);
   TreeWalk walk(table);
   walk.LoadTree();
   walk.AddStrays();

@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "jet/database.h"
 #include "store/addressbook/address_book.h"
@@ -43,16 +44,21 @@ struct RowsLeftOut {
   std::size_t others = 0;     // neither groups nor addresses
 };
 
+// What is left out, as a sentence for users; empty when nothing is.
+[[nodiscard]] std::string Describe(const RowsLeftOut& rows);
+
 // Loads the book into `addressBookData`. Throws Failure: -3 when it is there already, or when the
 // walk comes to a group without a name or an address without a user ID; jet::DatabaseError; after a
 // failure `addressBookData` is there, without the groups, and only ReleaseAddressBook removes it.
-RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData);
+RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
+                            store::TextLimits limits = store::TextLimits::OfHosts);
 
 // The same for whoever wants all that can be read: with the strays, and with an empty name or user
 // ID where there is none. `onBadRow` is told of such rows, and where strays end because one of them
 // cannot be read; in the tree that is a failure here too.
 RowsLeftOut SalvageAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
-                               const BadRowListener& onBadRow);
+                               const BadRowListener& onBadRow,
+                               store::TextLimits limits = store::TextLimits::OfHosts);
 
 void ReleaseAddressBook(std::optional<AddressBook>& addressBookData) noexcept;
 

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "store/text_limits.h"
+
 namespace nimport::addressbook {
 
 // One address, in code page 932. What the store does not have is empty. Borrows from its list.
@@ -21,10 +23,10 @@ struct AddressEntry {
 // text takes longer than reading it.
 class AddressTexts {
  public:
-  // No address needs more.
+  // Longer texts have a piece of their own.
   static constexpr std::size_t PIECE_BYTES = std::size_t{1} << 16;
 
-  // Room for `bytes` bytes, at most PIECE_BYTES, which stays where it is.
+  // Room for `bytes` bytes, which stays where it is.
   [[nodiscard]] char* Take(std::size_t bytes);
 
  private:
@@ -36,10 +38,13 @@ class AddressTexts {
 class AddressList {
  public:
   // Lists may share their texts' memory.
-  explicit AddressList(std::shared_ptr<AddressTexts> texts) : texts_(std::move(texts)) {}
+  explicit AddressList(std::shared_ptr<AddressTexts> texts,
+                       store::TextLimits limits = store::TextLimits::OfHosts)
+      : texts_(std::move(texts)), limits_(limits) {}
 
-  // Copies the texts, each up to its first NUL and cut at a whole character where it does not fit:
-  // NameText's limit holds for names and user IDs, ValueText's for comments.
+  // Copies the texts, each up to its first NUL. With TextLimits::OfHosts one that does not fit is
+  // cut at a whole character: text::NameText's limit holds for names and user IDs,
+  // text::ValueText's for comments.
   void Append(const AddressEntry& entry);
 
   [[nodiscard]] std::size_t size() const { return places_.size(); }
@@ -51,12 +56,13 @@ class AddressList {
   // Where the texts of an entry begin; they follow each other in this order.
   struct Place {
     const char* begin = nullptr;
-    std::uint16_t nameBytes = 0;
-    std::uint16_t commentBytes = 0;
-    std::uint16_t userIdBytes = 0;
+    std::uint32_t nameBytes = 0;
+    std::uint32_t commentBytes = 0;
+    std::uint32_t userIdBytes = 0;
   };
 
   std::shared_ptr<AddressTexts> texts_;
+  store::TextLimits limits_;
   std::vector<Place> places_;
 };
 

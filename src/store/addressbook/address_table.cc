@@ -93,8 +93,9 @@ std::size_t AddressTable::SpreadKey::operator()(std::int32_t key) const {
   return static_cast<std::size_t>(bits * 0xBF58476D1CE4E5B9);
 }
 
-AddressTable::AddressTable(jet::Database& database, BadRowListener onBadRow)
-    : onBadRow_(std::move(onBadRow)) {
+AddressTable::AddressTable(jet::Database& database, BadRowListener onBadRow,
+                           store::TextLimits limits)
+    : onBadRow_(std::move(onBadRow)), limits_(limits) {
   const auto table = database.OpenTable(TABLE_NAME);
   const auto rows = table->OpenRecordset();
   const Row row(*table, *rows);
@@ -137,7 +138,7 @@ void AddressTable::AddMember(const Row& row, std::int32_t type, KeyMembers& memb
     ReadUnlessFailed(members.groupFailure, [&] { members.groups.push_back(ReadGroup(row)); });
   } else if (type == TYPE_ADDRESS) {
     ++rowCount_;
-    if (!members.addresses) members.addresses = std::make_shared<AddressList>(texts_);
+    if (!members.addresses) members.addresses = std::make_shared<AddressList>(texts_, limits_);
     ReadUnlessFailed(members.addressFailure, [&] { AppendAddress(row, *members.addresses); });
   } else {
     ++otherRowCount_;
@@ -147,7 +148,10 @@ void AddressTable::AddMember(const Row& row, std::int32_t type, KeyMembers& memb
 GroupRow AddressTable::ReadGroup(const Row& row) {
   const jet::Value name = row.Get(Name);
   RequireValue(row, name, "a group without a Name");
-  return {.key = row.GetNumber(KeyNo), .name = text::NameText::Cut(platform::TextOf(name))};
+  const std::string_view text = platform::TextOf(name);
+  return {.key = row.GetNumber(KeyNo),
+          .name = limits_ == store::TextLimits::None ? std::string(text)
+                                                     : text::NameText::Cut(text).str()};
 }
 
 void AddressTable::AppendAddress(const Row& row, AddressList& addresses) {

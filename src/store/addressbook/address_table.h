@@ -24,7 +24,7 @@ using BadRowListener = std::function<void(const std::string&)>;
 // A row that stands for a group.
 struct GroupRow {
   std::int32_t key = 0;
-  text::NameText name;
+  std::string name;  // in the database's code page, within the table's limits
 };
 
 // The rows that belong to one key, in the table's order. Groups and addresses each end before the
@@ -56,7 +56,8 @@ class AddressTable {
   // stands behind the members of every key. A group without a name and an address without a user ID
   // cannot be used; with a listener, it is told of them and they are used with an empty one. Throws
   // jet::DatabaseError when there is no table.
-  explicit AddressTable(jet::Database& database, BadRowListener onBadRow = {});
+  explicit AddressTable(jet::Database& database, BadRowListener onBadRow = {},
+                        store::TextLimits limits = store::TextLimits::OfHosts);
 
   // The members of a key, without any when no row names the key. Valid while the table lives.
   [[nodiscard]] KeyMembers& MembersOf(std::int32_t key);
@@ -87,6 +88,7 @@ class AddressTable {
   };
 
   BadRowListener onBadRow_;
+  store::TextLimits limits_;
   std::shared_ptr<AddressTexts> texts_ = std::make_shared<AddressTexts>();
   std::unordered_map<std::int32_t, KeyMembers, SpreadKey> members_;
   KeyMembers none_;  // the members of a key that no row names

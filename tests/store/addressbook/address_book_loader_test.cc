@@ -40,7 +40,7 @@ std::string Show(const AddressBook& book, std::int32_t parent = AddressBook::WHO
   std::string text;
   for (std::int32_t i = 0; i < book.ChildCount(parent); ++i) {
     const AddressGroup& group = book.At(book.FindChild(parent, i).value());
-    text += (text.empty() ? "" : " ") + group.name.str() + "(";
+    text += (text.empty() ? "" : " ") + group.name + "(";
     std::string members;
     for (std::int32_t a = 0; a < book.AddressCount(group.index); ++a) {
       members += (a == 0 ? "" : " ") + std::string(book.ResolveAddress(group.index, a).userId);
@@ -59,7 +59,7 @@ std::vector<std::string> GroupNames(const AddressBook& book) {
     waiting.pop_back();
     for (std::int32_t i = 0; i < book.ChildCount(parent); ++i) {
       waiting.push_back(book.FindChild(parent, i).value());
-      names.push_back(book.At(waiting.back()).name.str());
+      names.push_back(book.At(waiting.back()).name);
     }
   }
   return names;

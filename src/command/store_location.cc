@@ -1,0 +1,140 @@
+#include "command/store_location.h"
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "platform/settings.h"
+#include "store/installation.h"
+
+namespace nimport::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* DEFAULT_MEMBER_ID = "MEMBER";
+// Stands before and between the entries of a list (see platform::SplitList).
+constexpr char LIST_SEPARATOR = '\0';
+
+void RequireDirectory(const fs::path& path) {
+  std::error_code error;
+  if (!fs::is_directory(path, error)) {
+    throw std::runtime_error(path.string() + ": no such directory");
+  }
+}
+
+// A letter that the map does not use; N, or else the next one that is free.
+char FreeLetter(const DriveMap& drives) {
+  const std::string_view candidates = "NOPQRSTUVWXYMLKJIHGFEDBA";
+  const auto isFree = [&](char letter) { return !drives.contains(letter); };
+  const auto found = std::ranges::find_if(candidates, isFree);
+  if (found == candidates.end()) throw std::runtime_error("no drive letter is free");
+  return *found;
+}
+
+DriveMap DrivesOf(const platform::Settings& settings) {
+  DriveMap drives;
+  for (auto& [letter, directory] : platform::ReadDrives(settings))
+    drives.insert_or_assign(letter, fs::path(std::move(directory)));
+  return drives;
+}
+
+std::string ToSetting(const DriveMap& drives) {
+  std::string list;
+  for (const auto& [letter, directory] : drives)
+    list += std::string(1, LIST_SEPARATOR) + letter + '=' + directory.string();
+  return list;
+}
+
+// Empty where the usual files are to be asked. The files of the list may be none.
+std::optional<std::string> RegistrySetting(const StoreLocation& location) {
+  if (location.registryFiles.empty() && location.databaseDirectory.empty()) return std::nullopt;
+  std::string list(1, LIST_SEPARATOR);
+  for (const fs::path& file : location.registryFiles) {
+    std::error_code error;
+    if (!fs::is_regular_file(file, error)) {
+      throw std::runtime_error(file.string() + ": no such file");
+    }
+    list += fs::absolute(file).string() + LIST_SEPARATOR;
+  }
+  return list;
+}
+
+// The system's registry beneath what the user has said.
+class RegistryWithAnswers final : public platform::Registry {
+ public:
+  // Texts are in code page 932; empty ones are left to `system`.
+  RegistryWithAnswers(const Registry& system, std::string databaseDirectory, std::string memberId)
+      : system_(system),
+        databaseDirectory_(std::move(databaseDirectory)),
+        memberId_(std::move(memberId)) {}
+
+  [[nodiscard]] std::optional<std::string> ReadString(platform::RegistryHive hive,
+                                                      std::string_view key,
+                                                      std::string_view valueName) const override {
+    // In either hive: the platform family decides which one is asked for the directory.
+    const bool isDirectory =
+        key == store::DIRECTORY_KEY && valueName == store::DATABASE_DIRECTORY_VALUE;
+    if (isDirectory && !databaseDirectory_.empty()) return databaseDirectory_;
+    const bool isMember = key == store::SESSION_KEY && valueName == store::MEMBER_ID_VALUE;
+    if (isMember && !memberId_.empty()) return memberId_;
+    return system_.ReadString(hive, key, valueName);
+  }
+
+ private:
+  const Registry& system_;
+  std::string databaseDirectory_;
+  std::string memberId_;
+};
+
+}  // namespace
+
+StorePlatform::StorePlatform(const StoreLocation& location, bool isSalvaging)
+    : isSalvaging_(isSalvaging) {
+  const platform::Settings environment = platform::EnvironmentSettings();
+  DriveMap drives = DrivesOf(environment);
+  for (const auto& [letter, directory] : location.drives) {
+    RequireDirectory(directory);
+    drives.insert_or_assign(letter, fs::absolute(directory));
+  }
+  std::string databaseDrive;
+  std::string memberId = location.memberId;
+  if (!location.databaseDirectory.empty()) {
+    RequireDirectory(location.databaseDirectory);
+    const char letter = FreeLetter(drives);
+    drives.emplace(letter, fs::absolute(location.databaseDirectory));
+    databaseDrive = std::string(1, letter) + ':';
+    if (memberId.empty()) memberId = DEFAULT_MEMBER_ID;
+  }
+  settings_ = [isSalvaging, environment, drives = ToSetting(drives),
+               registry =
+                   RegistrySetting(location)](const char* name) -> std::optional<std::string> {
+    const std::string_view asked = name;
+    // Whatever paths a store holds, no file of this machine gets into an export.
+    if (asked == "NIMPORT_CONFINE") return "1";
+    if (asked == "NIMPORT_SALVAGE") return isSalvaging ? "1" : "0";
+    if (asked == "NIMPORT_DIAGNOSTICS") return std::nullopt;
+    if (asked == "NIMPORT_DRIVES" && !drives.empty()) return drives;
+    if (asked == "NIMPORT_REGISTRY" && registry) return registry;
+    return environment(name);
+  };
+  system_ = platform::MakePlatform(settings_);
+  registry_ = std::make_unique<RegistryWithAnswers>(
+      system_->registry(), databaseDrive,
+      text().FromUtf16(text().ToUtf16(memberId, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE));
+}
+
+std::vector<fs::path> StorePlatform::RegistryFiles() const {
+  const std::vector<std::string> files = platform::RegistryFilesInUse(settings_);
+  return {files.begin(), files.end()};
+}
+
+DriveMap StorePlatform::Drives() const {
+  return DrivesOf(settings_);
+}
+
+}  // namespace nimport::command

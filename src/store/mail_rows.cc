@@ -1,0 +1,158 @@
+#include "store/mail_rows.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/failure.h"
+#include "platform/columns.h"
+#include "store/date_column.h"
+#include "text/code_page_932.h"
+
+namespace nimport::store {
+namespace {
+
+using mailstore::MailContent;
+using mailstore::MailKindColumns;
+
+constexpr std::string_view NUMBER_COLUMN = "DataNo";
+constexpr std::string_view KIND_COLUMN = "DataType";
+constexpr std::string_view MODE_COLUMN = "EmailMode";
+// Of mails that the owner sent; the other kinds have none.
+constexpr std::string_view CARBON_COPY_COLUMN = "CcField";
+constexpr std::string_view TEXT_COLUMN = "TextData";
+constexpr std::string_view FORWARDED_TEXT_COLUMN = "ForwardText";
+// Stands for a header field's column where the field is in the mail's MIME file.
+constexpr std::string_view MIME_FILE_COLUMN = "FileLink";
+
+constexpr char ToLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+bool IsSameColumn(std::string_view a, std::string_view b) {
+  return std::ranges::equal(a, b, {}, ToLower, ToLower);
+}
+
+// Up to the first NUL; empty for values that are no text.
+std::string TakeText(jet::Value&& value) {
+  auto* text = std::get_if<jet::Text>(&value);
+  if (text == nullptr) return {};
+  const std::string_view kept = text::UpToNul(text->bytes);
+  return kept.size() == text->bytes.size() ? std::move(text->bytes) : std::string(kept);
+}
+
+}  // namespace
+
+// Reads the columns of the current row, each at most once, and knows which were read.
+class MailRows::RowReader {
+ public:
+  RowReader(const std::vector<jet::ColumnInfo>& columns, const jet::Recordset& row)
+      : columns_(columns), row_(row) {}
+
+  [[nodiscard]] bool Has(std::string_view name) const {
+    const auto isThis = [name](const jet::ColumnInfo& c) { return IsSameColumn(c.name, name); };
+    return std::ranges::any_of(columns_, isThis);
+  }
+
+  // A value that cannot be read is a problem of the field alone; an interruption ends everything.
+  [[nodiscard]] Field<jet::Value> Read(std::string_view name) {
+    read_.push_back(name);
+    if (name.empty()) return {};
+    return Try([&] { return row_.GetFieldValue(name); });
+  }
+
+  [[nodiscard]] TextField Text(std::string_view name) {
+    Field<jet::Value> field = Read(name);
+    TextField text{.value = {}, .problem = std::move(field.problem)};
+    if (field.value) text.value = TakeText(*std::move(field.value));
+    return text;
+  }
+
+  [[nodiscard]] Field<std::int32_t> Number(std::string_view name) {
+    Field<jet::Value> field = Read(name);
+    Field<std::int32_t> number{.value = {}, .problem = std::move(field.problem)};
+    if (field.value) number.value = platform::NumberOf(*field.value);
+    return number;
+  }
+
+  [[nodiscard]] Field<platform::LocalTime> Date(std::string_view name) {
+    Field<jet::Value> field = Read(name);
+    Field<platform::LocalTime> date{.value = {}, .problem = std::move(field.problem)};
+    if (field.value) date.value = mailstore::ReadAnyDate(*field.value);
+    return date;
+  }
+
+  [[nodiscard]] std::vector<FurtherColumn> Rest() const {
+    std::vector<FurtherColumn> rest;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const std::string& name = columns_[i].name;
+      const auto isThis = [&](std::string_view other) { return IsSameColumn(name, other); };
+      if (std::ranges::any_of(read_, isThis)) continue;
+      rest.push_back({.name = name, .value = Try([&] { return row_.GetFieldValue(i); })});
+    }
+    return rest;
+  }
+
+ private:
+  template <typename Get>
+  [[nodiscard]] static Field<jet::Value> Try(Get get) {
+    try {
+      jet::Value value = get();
+      if (jet::IsNull(value)) return {};
+      return {.value = std::move(value), .problem = {}};
+    } catch (const jet::Interrupted&) {
+      throw;
+    } catch (const jet::DatabaseError& error) {
+      return {.value = {}, .problem = ToProblem(error)};
+    }
+  }
+
+  const std::vector<jet::ColumnInfo>& columns_;
+  const jet::Recordset& row_;
+  std::vector<std::string_view> read_ = {NUMBER_COLUMN, KIND_COLUMN};
+};
+
+MailRows::MailRows(jet::Database& database, std::string_view queryName)
+    : query_(database.OpenQuery(queryName)), rows_(query_->OpenRecordset()) {}
+
+MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWanted wanted) {
+  if (!rows_->FindFirst(NUMBER_COLUMN, dataNo)) {
+    FailInvalid("the stored query of kind " + std::to_string(dataType) +
+                " has no row with DataNo " + std::to_string(dataNo));
+  }
+  const MailKindColumns& columns = mailstore::LookupMailKind(dataType);
+  MailRecord record;
+  record.number = dataNo;
+  record.dataType = dataType;
+  const bool hasMode = mailstore::HasEmailMode(dataType);
+  record.content =
+      mailstore::GetMailContent(dataType, hasMode ? platform::ReadNumber(*rows_, MODE_COLUMN) : 0);
+  RowReader row(query_->Columns(), *rows_);
+  if (mailstore::HasFieldsInColumns(record.content)) {
+    record.title = row.Text(columns.titleColumn);
+    record.senderId = row.Text(columns.originatorIdColumn);
+    record.senderName = row.Text(columns.originatorNameColumn);
+    record.recipients = row.Text(columns.recipientColumn);
+    if (row.Has(CARBON_COPY_COLUMN)) record.carbonCopies = row.Text(CARBON_COPY_COLUMN);
+    record.messageId = row.Text(columns.messageIdColumn);
+    record.contentType = row.Text(columns.contentTypeColumn);
+  }
+  if (columns.dateColumn != MIME_FILE_COLUMN) record.date = row.Date(columns.dateColumn);
+  if (mailstore::HasOnlyFile(record.content)) {
+    record.fileLink = row.Text(columns.filePathColumn);
+  } else if (record.content == MailContent::MimeFile) {
+    record.fileLink = row.Text(MIME_FILE_COLUMN);
+  } else {
+    record.text = row.Text(TEXT_COLUMN);
+  }
+  if (record.content == MailContent::ForwardedText) {
+    record.forwardedText = row.Text(FORWARDED_TEXT_COLUMN);
+  }
+  if (wanted == ColumnsWanted::All) {
+    // The size column of one kind is the text that names the file.
+    if (columns.sizeColumn != columns.filePathColumn) record.size = row.Number(columns.sizeColumn);
+    record.furtherColumns = row.Rest();
+  }
+  return record;
+}
+
+}  // namespace nimport::store

@@ -1,0 +1,39 @@
+#ifndef NIMPORT_STORE_MAIL_ROWS_H_
+#define NIMPORT_STORE_MAIL_ROWS_H_
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "jet/database.h"
+#include "store/mail_kinds.h"
+#include "store/mail_record.h"
+
+namespace nimport::store {
+
+// The rows of one stored query, read as records. The query stays open, and where its columns stand
+// is found once for all mails.
+class MailRows {
+ public:
+  // `queryName` is in the database's code page. The database outlives the object. Throws
+  // jet::DatabaseError.
+  MailRows(jet::Database& database, std::string_view queryName);
+
+  // The record of the mail with this kind and number. Throws Failure (-3) when the query has no
+  // such row, jet::DatabaseError when it cannot be found or nothing tells where the mail's contents
+  // are.
+  [[nodiscard]] MailRecord Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWanted wanted);
+
+ private:
+  class RowReader;
+
+  std::unique_ptr<jet::QueryDefinition> query_;
+  std::unique_ptr<jet::Recordset> rows_;
+};
+
+}  // namespace nimport::store
+
+#endif  // NIMPORT_STORE_MAIL_ROWS_H_

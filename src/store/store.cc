@@ -1,0 +1,237 @@
+#include "store/store.h"
+
+#include <new>
+
+#include "common/failure.h"
+#include "common/file_error.h"
+#include "platform/windows_path.h"
+#include "store/addressbook/address_book_loader.h"
+#include "store/addressbook/address_table.h"
+#include "store/folder_list.h"
+#include "store/folder_name.h"
+#include "store/installation.h"
+#include "store/known_objects.h"
+#include "store/mail_text.h"
+#include "store/stored_file.h"
+
+namespace nimport::store {
+namespace {
+
+using mailstore::MailContent;
+
+constexpr const char* ADDRESS_TABLE = "AddressBookTBL";
+
+// Runs `work`; what it throws becomes an Error, or Interrupted.
+template <typename Work>
+auto Guarded(Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const jet::Interrupted&) {
+    throw Interrupted();
+  } catch (const jet::DatabaseError& error) {
+    throw Error(ToProblem(error));
+  } catch (const Failure& failure) {
+    throw Error({.reason = failure.what()});
+  } catch (const FileError& error) {
+    throw Error({.reason = error.what()});
+  } catch (const std::bad_alloc&) {
+    throw Error({.reason = "out of memory"});
+  }
+}
+
+std::string Convert(const text::CodePageConverter& text, std::string_view bytes, unsigned from,
+                    unsigned to) {
+  return text.FromUtf16(text.ToUtf16(bytes, from), to);
+}
+
+// A field whose value something depends on. Throws Error for one that cannot be read.
+std::optional<std::string> Require(const TextField& field) {
+  if (field.problem) throw Error(*field.problem);
+  return field.value;
+}
+
+std::string OwnName(const std::string& path) {
+  const auto parsed = platform::ParseWindowsPath(path);
+  return parsed && !parsed->parts.empty() ? parsed->parts.back() : std::string();
+}
+
+}  // namespace
+
+OpenDatabase::OpenDatabase(platform::Platform& platform, const text::PathText& directory,
+                           std::string_view databaseFile, jet::KnownObjects known,
+                           const Options& options, unsigned textCodePage)
+    : path_(RequireDatabase(platform, directory, databaseFile).str()),
+      fileName_(platform.files().NativeName(path_)) {
+  jet::OpenOptions opening;
+  opening.textCodePage = textCodePage;
+  opening.known = std::move(known);
+  if (platform.IsSalvaging()) opening.damageListener = this;
+  opening.interruption = options.interruption;
+  try {
+    database_ =
+        jet::Database::Open(platform.files().OpenForReading(path_), platform.text(), opening);
+  } catch (const std::bad_alloc&) {
+    FailDatabase("no memory to open " + fileName_);
+  }
+}
+
+OpenDatabase::~OpenDatabase() = default;
+
+void OpenDatabase::OnDamage(const jet::DatabaseError& damage) {
+  losses_.push_back(ToProblem(damage));
+}
+
+std::vector<Problem> OpenDatabase::TakeLosses() {
+  return std::exchange(losses_, {});
+}
+
+MailRecord OpenFolder::Read(std::size_t position, ColumnsWanted wanted) const {
+  return store_.ReadRecord(mails_[position], wanted);
+}
+
+Store::Store(platform::Platform& platform, const Options& options)
+    : platform_(platform), options_(options) {
+  Guarded([&] {
+    directory_ = FindDatabaseDirectory(platform_);
+    memberId_ = ToUtf8(FindMemberId(platform_).str());
+    database_ = OpenMailDatabase(text::CODE_PAGE_UTF8);
+    linkedFiles_ = mailstore::LinkedFiles(ToUtf8(mailstore::LINKED_FILE_QUERY));
+    ListFolders();
+  });
+}
+
+Store::~Store() = default;
+
+std::unique_ptr<OpenDatabase> Store::OpenMailDatabase(unsigned codePage) const {
+  return std::make_unique<OpenDatabase>(platform_, directory_, MAIL_DATABASE_FILE,
+                                        mailstore::KnownMailObjects(platform_.text(), codePage),
+                                        options_, codePage);
+}
+
+void Store::ListFolders() {
+  mailstore::FolderList folders(TextLimits::None);
+  try {
+    if (platform_.IsSalvaging()) {
+      folders.Salvage(database_->get(), [this](const jet::DatabaseError& error) {
+        database_->AddLoss(ToProblem(error));
+      });
+    } else {
+      folders.Load(database_->get());
+    }
+  } catch (const Failure& failure) {
+    failedListing_ = failure.what();
+  } catch (const jet::Interrupted&) {
+    throw;
+  } catch (const jet::DatabaseError& error) {
+    failedListing_ = ToProblem(error).Describe();
+  }
+  for (std::int32_t i = 0; const auto cabinet = folders.FindChild(-1, i); ++i) {
+    Cabinet& listed = cabinets_.emplace_back();
+    listed.name = mailstore::EscapeUtf8FolderName(folders.At(*cabinet).name);
+    for (std::int32_t k = 0; const auto folder = folders.FindChild(*cabinet, k); ++k) {
+      const mailstore::FolderRecord record = folders.At(*folder);
+      listed.folders.push_back(
+          {.number = record.number, .name = mailstore::EscapeUtf8FolderName(record.name)});
+    }
+  }
+}
+
+OpenFolder Store::Open(const Folder& folder) {
+  return Guarded([&] {
+    return OpenFolder(*this, mailstore::ReadFolderMails(database_->get(), folder.number));
+  });
+}
+
+MailRecord Store::ReadRecord(const mailstore::MailEntry& mail, ColumnsWanted wanted) {
+  return Guarded([&] {
+    const std::string_view query = mailstore::LookupMailKind(mail.dataType).queryName;
+    return RowsOf(query).Read(mail.dataType, mail.dataNo, wanted);
+  });
+}
+
+MailRows& Store::RowsOf(std::string_view queryName) {
+  const auto known = rows_.find(queryName);
+  if (known != rows_.end()) return known->second;
+  return rows_.try_emplace(queryName, database_->get(), ToUtf8(queryName)).first->second;
+}
+
+std::string Store::ReadMimeFile(const MailRecord& record) {
+  return Guarded([&] {
+    const platform::StoredPath path =
+        MimeFilePath(directory_, ToCodePage932(Require(record.fileLink)));
+    try {
+      return mailstore::NormalizeLineEnds(
+          platform::ReadWholeFile(*platform_.files().OpenStored(path)));
+    } catch (const FileMissing& error) {
+      FailInvalid("no MIME file " + error.description());
+    } catch (const std::bad_alloc&) {
+      FailDatabase("no memory for the MIME file " + platform_.files().NativeName(path.path));
+    }
+  });
+}
+
+std::optional<std::string> Store::ReadRawText(const MailRecord& record) {
+  return Guarded([&] {
+    const std::string_view query = mailstore::LookupMailKind(record.dataType).queryName;
+    if (!rawDatabase_) rawDatabase_ = OpenMailDatabase(text::CODE_PAGE_JAPANESE);
+    MailRows& rows = rawRows_.try_emplace(query, rawDatabase_->get(), query).first->second;
+    return Require(rows.Read(record.dataType, record.number, ColumnsWanted::OfMail).text);
+  });
+}
+
+StoredFile Store::ReadStoredFile(const MailRecord& record) {
+  return Guarded([&] {
+    std::optional<std::string> path = Require(record.fileLink);
+    if (record.content == MailContent::LinkedFile) {
+      if (!path) FailInvalid("the mail names no received file");
+      path = linkedFiles_.FindPath(database_->get(), *path,
+                                   platform_.files().FindChangeStamp(database_->path()));
+    }
+    path = ToCodePage932(path);
+    std::string bytes = store::ReadStoredFile(platform_.files(), directory_, path);
+    return StoredFile{.name = ToUtf8(OwnName(*path)), .bytes = std::move(bytes)};
+  });
+}
+
+std::string Store::ToUtf8(std::string_view codePage932) const {
+  return Convert(platform_.text(), codePage932, text::CODE_PAGE_JAPANESE, text::CODE_PAGE_UTF8);
+}
+
+std::optional<std::string> Store::ToCodePage932(const std::optional<std::string>& text) const {
+  if (!text) return std::nullopt;
+  return Convert(platform_.text(), *text, text::CODE_PAGE_UTF8, text::CODE_PAGE_JAPANESE);
+}
+
+OpenAddressBook::OpenAddressBook(platform::Platform& platform, std::vector<Problem>& losses,
+                                 const Options& options) {
+  Guarded([&] {
+    OpenDatabase database(platform, FindDatabaseDirectory(platform), ADDRESS_DATABASE_FILE,
+                          addressbook::KnownAddressObjects(), options);
+    const auto about = [&database](std::string reason) {
+      return Problem{
+          .reason = std::move(reason), .file = database.fileName(), .table = ADDRESS_TABLE};
+    };
+    const auto takeLosses = [&] {
+      for (Problem& loss : database.TakeLosses())
+        losses.push_back(std::move(loss));
+    };
+    addressbook::RowsLeftOut leftOut;
+    try {
+      leftOut = platform.IsSalvaging()
+                    ? addressbook::SalvageAddressBook(
+                          database.get(), book_,
+                          [&](const std::string& reason) { database.AddLoss(about(reason)); },
+                          TextLimits::None)
+                    : addressbook::LoadAddressBook(database.get(), book_, TextLimits::None);
+    } catch (...) {
+      takeLosses();
+      throw;
+    }
+    takeLosses();
+    if (std::string sentence = addressbook::Describe(leftOut); !sentence.empty()) {
+      notes_.push_back(about(std::move(sentence)));
+    }
+  });
+}
+
+}  // namespace nimport::store
