@@ -22,10 +22,6 @@ if(NIMPORT_SANITIZE)
 endif()
 
 add_compile_options(-fstack-protector-strong)
-# Checked functions of the C library, where the compiler optimises; the tests, which are not
-# optimised, go without. Some compilers define it themselves, with another number.
-add_compile_options("$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
-
 if(WIN32)
   # Programs and libraries lie at another address at each start, in 64-bit Windows anywhere in the
   # whole address space, and data is never code. 32-bit programs may use more than 2 GiB.
@@ -37,6 +33,11 @@ if(WIN32)
   endif()
   return()
 endif()
+
+# Checked functions of the C library, where the compiler optimises; the tests, which are not
+# optimised, go without. Some compilers define it themselves, with another number. Not on Windows:
+# there they are the compiler's own library, which loads further libraries.
+add_compile_options("$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 
 # What the dynamic linker fills in is read-only before the first line of ours runs.
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)

@@ -11,7 +11,6 @@ extern "C" {
 // The compiler's names. Each is defined here, so that nothing of its library comes in.
 void* __stack_chk_guard = nullptr;
 [[noreturn]] void __stack_chk_fail();
-[[noreturn]] void __chk_fail();
 
 }  // extern "C"
 
@@ -55,8 +54,4 @@ __attribute__((constructor(101))) void ChooseGuard() {
 
 extern "C" void __stack_chk_fail() {
   EndProcess("nimport: the stack was overwritten\n");
-}
-
-extern "C" void __chk_fail() {
-  EndProcess("nimport: a buffer was about to be overrun\n");
 }
