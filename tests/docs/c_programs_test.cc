@@ -12,8 +12,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "common/test_directory.h"
 #include "command/tool.h"
+#include "common/test_directory.h"
 #include "mkstore/store_writer.h"
 
 namespace nimport::tests {

@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "common/test_directory.h"
 #include "command/tool.h"
+#include "common/test_directory.h"
 #include "mkstore/store_writer.h"
 
 namespace nimport::tests {
