@@ -17,13 +17,6 @@ RECIPIENT_COLUMNS = {17: "AdditionalIDList", 22: "ToField", 23: "RecipientList",
                      26: "ToField", 27: "ShopMasterID", 28: "RespID", 38: "ToField"}
 LISTED_KINDS = set(RECIPIENT_COLUMNS) | set(MIME_KINDS) | {19, 20, 21, 29, 30}
 
-# What the plug-in's functions do not answer, so that no export can hold it.
-LIMITS = {
-    "sender-without-name": "of a text mail's sender without a name not even the ID is answered",
-    "carbon-copies": "the recipients of carbon copies are not answered",
-    "date-out-of-range": "dates before 1970 and after 2029 are not answered",
-}
-
 
 @dataclasses.dataclass
 class Mail:
@@ -39,12 +32,12 @@ class Mail:
     is_sent: bool = False  # by the store's owner
     sender: str | None = None  # None: not known, or the owner
     recipient: str | None = None
+    carbon_copy: str | None = None
     instant: float | None = None
     date_text: str | None = None  # of a mail with a header of its own
     texts: list[str] = dataclasses.field(default_factory=list)
     htmls: list[str] = dataclasses.field(default_factory=list)
     attachments: list[tuple[str | None, bytes]] = dataclasses.field(default_factory=list)
-    limits: list[str] = dataclasses.field(default_factory=list)
 
 
 def escape_name(name):
@@ -79,12 +72,10 @@ def file_bytes(node):
 
 
 def column_instant(text):
-    """The instant of a date that is kept as local time, or None when it is out of range."""
+    """The instant of a date that is kept as local time."""
     if text is None:
         return None
     local = datetime.datetime.fromisoformat(text)
-    if not 1970 <= local.year < 2030:
-        return None
     return local.replace(microsecond=0, tzinfo=ZONE).timestamp()
 
 
@@ -258,17 +249,12 @@ class StoreDescription:
     def describe_columns(self, mail, source, kind, columns):
         mail.subject = text_or_none(source.get("title"))
         mail.instant = column_instant(source.get("date"))
-        if source.get("date") and mail.instant is None:
-            mail.limits.append("date-out-of-range")
         name, number = columns.get("OriginatorName"), columns.get("OriginatorID")
         if kind == 20:
-            mail.sender = text_or_none(f"{name} {number or ''}") if name else None
-            if not name and number:
-                mail.limits.append("sender-without-name")
+            mail.sender = text_or_none(f"{name or ''} {number or ''}")
         elif kind in RECEIVED_FILE + (21,):
-            mail.sender = text_or_none(f"{number} {name or ''}") if number else None
-        if columns.get("CcField"):
-            mail.limits.append("carbon-copies")
+            mail.sender = text_or_none(f"{number or ''} {name or ''}")
+        mail.carbon_copy = text_or_none(columns.get("CcField"))
         if kind in RECIPIENT_COLUMNS:
             mail.recipient = text_or_none(columns.get(RECIPIENT_COLUMNS[kind]))
             mail.is_sent = mail.recipient is not None
@@ -357,8 +343,10 @@ class SampleAnswers:
             row = next((rows[number] for name, rows in self.rows.items()
                         if number in rows and rows[number].get("DataTime")), row)
         mail.instant = column_instant(row["DataTime"])
-        if row["DataTime"] and mail.instant is None:
-            mail.limits.append("date-out-of-range")
+        row = next((rows[number] for name, rows in self.rows.items() if name != "DataTBL" and number in rows), {})
+        # The plug-in answers no sender where one of the two columns is empty.
+        mail.sender = mail.sender or text_or_none(row.get("OriginatorID")) or text_or_none(row.get("OriginatorName"))
+        mail.carbon_copy = text_or_none(row.get("CcField"))
         if answers["attachedCount"].get("value") == 1:
             self.describe_file(mail, answers["attached"][0], kind, number)
             return

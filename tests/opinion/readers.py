@@ -22,11 +22,11 @@ const mailboxes = (field) => (field?.value ?? []).map((one) => [one.name, one.ad
 for (const file of JSON.parse(fs.readFileSync(0, "utf-8"))) {
   const mail = await simpleParser(fs.readFileSync(file), OPTIONS);
   process.stdout.write(JSON.stringify({
-    subject: mail.subject ?? null, senders: mailboxes(mail.from), recipients: mailboxes(mail.to),
+    subject: mail.subject ?? null, senders: mailboxes(mail.from), recipients: mailboxes(mail.to), carbonCopies: mailboxes(mail.cc),
     instant: mail.headerLines.some((line) => line.key === "date") ? mail.date?.getTime() / 1000 : null,
     texts: mail.text ? [mail.text] : [], htmls: mail.html ? [mail.html] : [],
     attachments: mail.attachments.map((one) => [one.filename ?? null, one.content.toString("base64")]),
-    original: Object.fromEntries(["from", "to"].map((key) => [key, mail.headers.get("x-nimport-" + key) ?? null])),
+    original: Object.fromEntries(["from", "to", "cc"].map((key) => [key, mail.headers.get("x-nimport-" + key) ?? null])),
   }) + "\\n");
 }
 """
@@ -69,11 +69,12 @@ class Reading:
     subject: str | None
     senders: list
     recipients: list
+    carbonCopies: list
     instant: float | None
     texts: list
     htmls: list
     attachments: list
-    original: dict  # texts of the X-Nimport- fields: "from", "to"
+    original: dict  # texts of the X-Nimport- fields: "from", "to", "cc"
 
 
 class PythonEmail:
@@ -95,8 +96,8 @@ class PythonEmail:
         if date is not None and date.tzinfo is None:
             date = date.replace(tzinfo=datetime.timezone.utc)
         reading = Reading(None if mail["subject"] is None else str(mail["subject"]), mailboxes("from"),
-                          mailboxes("to"), date and date.timestamp(), [], [], [],
-                          {key: mail["x-nimport-" + key] and str(mail["x-nimport-" + key]) for key in ("from", "to")})
+                          mailboxes("to"), mailboxes("cc"), date and date.timestamp(), [], [], [],
+                          {key: mail["x-nimport-" + key] and str(mail["x-nimport-" + key]) for key in ("from", "to", "cc")})
         PythonEmail.add_parts(mail, reading)
         return reading
 
