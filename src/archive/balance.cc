@@ -21,7 +21,7 @@ Remark RemarkOn(const std::string& folder, std::string reason) {
   return remark;
 }
 
-// "DataNo 3, 7-9, 12", and how many ranges more there are behind the first `maxRanges`.
+// "DataNo 3, 7-9, 12", and how many ranges more there are after the first `maxRanges`.
 std::string DescribeNumbers(std::vector<std::int32_t> numbers, std::size_t maxRanges) {
   std::ranges::sort(numbers);
   std::string text = "DataNo ";

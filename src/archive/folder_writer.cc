@@ -23,13 +23,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Stands behind the key of a mail whose file was missing.
+// Stands after the key of a mail whose file was missing.
 constexpr std::string_view INCOMPLETE = ".incomplete";
 
 // The mails that are in a folder, by their keys.
 class PresentMails {
  public:
-  // `name` is a key, or one with INCOMPLETE behind it.
+  // `name` is a key, or one with INCOMPLETE after it.
   void Add(std::string_view name, const fs::path& path) {
     const bool isComplete = !name.ends_with(INCOMPLETE);
     if (!isComplete) name.remove_suffix(INCOMPLETE.size());

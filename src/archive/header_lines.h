@@ -24,7 +24,7 @@ struct HeaderField {
 
 struct HeaderBlock {
   std::vector<HeaderField> fields;
-  std::string_view body;      // behind the empty line, or from the line that is no header line on
+  std::string_view body;      // after the empty line, or from the line that is no header line on
   bool isWellFormed = false;  // every line belongs to a field, up to an empty line or the end
 };
 

@@ -7,7 +7,7 @@
 
 namespace nimport::command {
 
-// `json` in lines, with a line end behind it. What is no UTF-8 (names of files may be anything)
+// `json` in lines, with a line end after it. What is no UTF-8 (names of files may be anything)
 // becomes U+FFFD. No control character stands in it but line ends; see VisibleJson.
 [[nodiscard]] std::string ToText(const nlohmann::ordered_json& json);
 

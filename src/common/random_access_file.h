@@ -1,5 +1,5 @@
 // A file that is read at any place. The database engine and the mail store read through this, so
-// that a platform, a test or a fault can stand behind it.
+// that a platform, a test or a fault can provide one.
 #ifndef NIMPORT_COMMON_RANDOM_ACCESS_FILE_H_
 #define NIMPORT_COMMON_RANDOM_ACCESS_FILE_H_
 

@@ -39,7 +39,7 @@ using MT_GetHeaderTextFunction = std::int32_t NIMPORT_MIME_CALL(std::int32_t ses
 // The position of the first main part; 0 when there is none.
 using MT_GetMainHeadPositionFunction = std::int32_t NIMPORT_MIME_CALL(std::int32_t session);
 
-// The main part at `*position`, which moves to the next one (0 behind the last). Null out-pointers
+// The main part at `*position`, which moves to the next one (0 after the last). Null out-pointers
 // are left out; `unused` arguments are null. 1 on success.
 using MT_GetMainNextFunction = std::int32_t NIMPORT_MIME_CALL(
     std::int32_t session, std::int32_t* position, char** contentType,

@@ -94,7 +94,7 @@ class MimeSession {
   // The position of the first main part; 0 when there is none.
   [[nodiscard]] std::int32_t MainHeadPosition() const;
 
-  // The main part at `position`, which moves on to the next one, 0 behind the last. Where the
+  // The main part at `position`, which moves on to the next one, 0 after the last. Where the
   // library leaves the position as it was, it becomes 0, so that a walk always ends.
   [[nodiscard]] MainPart MainNext(std::int32_t& position, MainPartWanted wanted) const;
 

@@ -150,7 +150,7 @@ class Cursor {
   }
 
  private:
-  // What stands behind a '\'.
+  // What stands after a '\'.
   char16_t TakeEscape() {
     if (position_ == text_.size()) return u'\\';
     const char16_t unit = text_[position_];

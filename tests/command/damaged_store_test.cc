@@ -219,7 +219,7 @@ TEST_F(LostPage, OfALongValueCostsTheRestOfThatText) {
               testing::HasSubstr("its long value at page"));
 }
 
-// The mails of folders that are no longer listed stand behind all others.
+// The mails of folders that are no longer listed stand after all others.
 TEST_F(LostPage, OfFoldersCostsTheirNamesAlone) {
   const json whole = Export("whole", 0);
   const std::string mails = Bytes("Cabdata.mdb");

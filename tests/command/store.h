@@ -18,7 +18,7 @@ class TestStore {
   [[nodiscard]] const mkstore::Store& store() const { return store_; }
   [[nodiscard]] const TestDirectory& directory() const { return directory_; }
 
-  // The command line of `nimport SUBCOMMAND` on this store, with `more` behind it.
+  // The command line of `nimport SUBCOMMAND` on this store, with `more` after it.
   [[nodiscard]] std::vector<std::string> Command(const std::string& subcommand,
                                                  const std::vector<std::string>& more = {}) const;
 

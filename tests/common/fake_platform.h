@@ -32,7 +32,7 @@ enum class FileOperation { OpenForReading, Read, OpenForWriting, Write, Close, R
 // Counts operations and decides which fail.
 class FileFaults {
  public:
-  // The `nth` such operation from now on (1 is the next) fails; those behind it work again.
+  // The `nth` such operation from now on (1 is the next) fails; those after it work again.
   void FailNth(FileOperation operation, int nth) { failing_[operation] = counts_[operation] + nth; }
   // All such operations from now on fail.
   void FailAlways(FileOperation operation) { failing_[operation] = ALWAYS; }

@@ -98,7 +98,7 @@ class Worker {
     }
   }
 
-  // To be called once, behind the last line. Keeps the log only of a process that failed.
+  // To be called once, after the last line. Keeps the log only of a process that failed.
   Ending End() {
     int status = 0;
     waitpid(process_, &status, 0);

@@ -71,7 +71,7 @@ std::string DescribePage(std::string_view database, std::size_t page) {
   }
 }
 
-// The bytes of a page that mean something: two ranges, each from its first byte to behind its last.
+// The bytes of a page that mean something: two ranges, each from its first byte to after its last.
 std::vector<std::pair<std::size_t, std::size_t>> UsedRanges(std::string_view database,
                                                             std::size_t page) {
   const std::size_t pageBytes = PageBytes(database);

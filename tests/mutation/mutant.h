@@ -57,7 +57,7 @@ struct Flip {
 };
 
 // Every bit of the pages of those kinds (the names in Mutant::place) in all databases of all
-// stores, but for bytes that belong to nothing: behind a definition's end, and between the slots
+// stores, but for bytes that belong to nothing: after a definition's end, and between the slots
 // and the rows of a page.
 [[nodiscard]] std::vector<Flip> ListFlips(const std::vector<SoundStore>& stores,
                                           const std::vector<std::string>& kinds);

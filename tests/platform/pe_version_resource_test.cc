@@ -92,7 +92,7 @@ Bytes Executable(const Bytes& version, bool is64Bit = false, const Bytes& first 
   image.Put(section + 12, ADDRESS, 4);
   image.Put(section + 16, DATA + version.size() + 4 + first.size(), 4);
   image.Put(section + 20, SECTION, 4);
-  // Three directories, of type, name and language, and the data entry behind them.
+  // Three directories, of type, name and language, and the data entry after them.
   image.Put(SECTION + 14, 2, 2);
   image.Put(SECTION + 16, 3, 4);  // an icon comes first
   image.Put(SECTION + 20, 0x80000040, 4);

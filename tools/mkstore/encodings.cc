@@ -38,7 +38,7 @@ constexpr unsigned ToCell(unsigned lead, unsigned trail) {
   return row * CELLS_PER_LEAD + trail - (trail < 0x80 ? 0x40 : 0x41);
 }
 
-// IBM's kanji stand in code page 932 behind the 94 rows that JIS can express, and a second time
+// IBM's kanji stand in code page 932 after the 94 rows that JIS can express, and a second time
 // within them, in the same order: from ED 40 on.
 unsigned ToJisCell(unsigned lead, unsigned trail) {
   constexpr unsigned IBM_KANJI = ToCell(0xFA, 0x5C);

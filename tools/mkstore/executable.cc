@@ -121,7 +121,7 @@ std::string MakeVersionResource(std::string_view fileVersion) {
                    MakeBlock("VarFileInfo", {.value = {}, .children = languages})});
 }
 
-// The tree type, name, language with one entry on each level, and the resource behind it.
+// The tree type, name, language with one entry on each level, and the resource after it.
 std::string MakeResourceSection(const std::string& resource) {
   constexpr std::uint32_t DIRECTORY_BYTES = 16 + 8;
   constexpr std::uint32_t IS_DIRECTORY = 0x80000000;

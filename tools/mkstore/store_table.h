@@ -17,7 +17,7 @@ namespace nimport::mkstore {
 // that came or went.
 struct TableHistory {
   std::size_t movedEvery = 0;    // each n-th row lies on another page than its slot; 0 = none
-  std::size_t deletedEvery = 0;  // behind each n-th row stands a deleted one; 0 = none
+  std::size_t deletedEvery = 0;  // after each n-th row stands a deleted one; 0 = none
   bool deletedKeepBytes = false;
   std::size_t addedColumns = 0;  // the last columns, unknown to the first `addedAfterRows` rows
   std::size_t addedAfterRows = 0;

@@ -22,7 +22,7 @@ class Catalog {
   virtual ~Catalog() = default;
 
   // Null when there is no such table or query. What was handed out lives on when the file changes,
-  // but tells of the file as it was; see Generation().
+  // but shows the file as it was; see Generation().
   [[nodiscard]] virtual std::shared_ptr<const StoredTable> FindTable(std::string_view name) = 0;
   [[nodiscard]] virtual std::shared_ptr<const StoredQuery> FindQuery(std::string_view name) = 0;
 

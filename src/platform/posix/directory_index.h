@@ -37,7 +37,7 @@ class DirectoryIndex {
     std::string path;
     struct stat status {};
     bool isSettled = false;      // whether a later change is sure to alter `status`
-    std::string names;           // each with a NUL behind it
+    std::string names;           // each with a NUL after it
     std::vector<Entry> entries;  // by hash, then by name
   };
 

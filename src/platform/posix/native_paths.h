@@ -70,7 +70,7 @@ class NativePaths {
   // The directories that a confined path may lead to; none when it may lead nowhere.
   [[nodiscard]] std::vector<std::string> FindRoots(const StoredPath& stored,
                                                    const StoredTarget& target) const;
-  // The directory that a path begins in, with '/' behind it.
+  // The directory that a path begins in, with '/' after it.
   [[nodiscard]] std::optional<std::string> FindStart(const WindowsPath& path) const;
   // Empty where the part is not code page 932.
   [[nodiscard]] std::optional<std::string> ToNativeName(const std::string& part) const;

@@ -123,7 +123,7 @@ class PosixOutputFile final : public OutputFile {
 std::optional<std::uint64_t> ChangeStampOf(const struct stat& status) {
   if (!S_ISREG(status.st_mode)) return std::nullopt;
   // Behind a name stands now this file and now that one. The time of the last change of anything
-  // tells of permissions that were taken away, and of time stamps that were set back.
+  // shows permissions that were taken away, and of time stamps that were set back.
   ChangeStamp stamp = StampOf(status);
   stamp.Add(static_cast<std::uint64_t>(status.st_dev));
   stamp.Add(static_cast<std::uint64_t>(Nanoseconds(status.st_ctim)));

@@ -76,7 +76,7 @@ std::optional<std::string> ToCodePage(UINT codePage, std::u16string_view text) {
   if (text.empty()) return std::string();
   const std::wstring wide(text.begin(), text.end());
   std::string bytes(text.size() * 8, '\0');
-  // These tell of missing characters by failing, the others by a flag.
+  // These report missing characters by failing, the others by a flag.
   const bool fails = codePage == CP_UTF8 || codePage == 54936;
   const bool hasFlag = !fails && !IsLenient(codePage);
   BOOL isMissing = FALSE;

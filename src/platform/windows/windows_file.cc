@@ -180,7 +180,7 @@ std::optional<std::uint64_t> FindWideChangeStamp(const std::wstring& path,
     return std::nullopt;
   }
   // Behind a name stands now this file and now that one. The time of the last change of anything
-  // tells of time stamps that were set back; not every file system has it.
+  // shows time stamps that were set back; not every file system has it.
   ChangeStamp stamp = StampOf(info);
   stamp.Add(info.dwVolumeSerialNumber);
   FILE_BASIC_INFO basic{};

@@ -62,7 +62,7 @@ std::string NormalizeStoredText(std::string text) {
   }
 }
 
-// The text behind the header of a whole mail.
+// The text after the header of a whole mail.
 std::string_view BodyOfWholeMail(std::string_view text) {
   std::size_t position = 0;
   while (const auto line = text::ReadTextLine(text, position)) {

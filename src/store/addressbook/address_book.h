@@ -31,7 +31,7 @@ class AddressBook {
   static constexpr std::int32_t WHOLE_BOOK = -1;
 
   AddressBook() = default;
-  // Each group stands at its `index`, behind its parent. There are at most 2^31 - 1 addresses.
+  // Each group stands at its `index`, after its parent. There are at most 2^31 - 1 addresses.
   explicit AddressBook(std::vector<AddressGroup> groups);
 
   // Groups have positions below this number.

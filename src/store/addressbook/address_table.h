@@ -53,7 +53,7 @@ struct KeyMembers {
 class AddressTable {
  public:
   // Reads the table in one pass. A row whose parent cannot be read ends the table: its failure
-  // stands behind the members of every key. A group without a name and an address without a user ID
+  // stands after the members of every key. A group without a name and an address without a user ID
   // cannot be used; with a listener, it is told of them and they are used with an empty one. Throws
   // jet::DatabaseError when there is no table.
   explicit AddressTable(jet::Database& database, BadRowListener onBadRow = {},

@@ -182,7 +182,7 @@ TEST(ExpressionTest, ColumnsMayBeWrittenInManyWays) {
       {"DataTBL.DataNo", "DataTBL", "DataNo"},
       {"[DataTBL]![No]", "DataTBL", "No"},
       {"[EmShopｸｴﾘｰ].題名", "EmShopｸｴﾘｰ", "題名"},
-      {"T.No", "T", "No"},  // a keyword may be a column's name behind a point
+      {"T.No", "T", "No"},  // a keyword may be a column's name after a point
       {"Q.[T.x]", "Q", "T.x"},
       {"Q.T.x", "Q", "T.x"},
       {"T.[1st]", "T", "1st"},

@@ -299,7 +299,7 @@ class World {
     return shown;
   }
 
-  // A table may stand behind a stored query.
+  // A stored query may stand in for a table.
   enum class View { None, Filtered, Sorted };
 
   std::mt19937 random_;

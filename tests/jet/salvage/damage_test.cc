@@ -162,7 +162,7 @@ void Poke(std::vector<std::byte>& bytes, std::size_t offset, std::uint32_t value
   }
 }
 
-// The first page at or behind `page` with this type and owner (or next page).
+// The first page at or after `page` with this type and owner (or next page).
 std::size_t FindPage(const std::vector<std::byte>& bytes, PageType type, std::uint32_t owner,
                      std::size_t page = 1) {
   const JetLayout& layout = LayoutOf(bytes);

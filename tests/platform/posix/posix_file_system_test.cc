@@ -104,7 +104,7 @@ TEST_F(PosixFileSystemTest, SeesFilesThatCameAfterALookUp) {
   fs::last_write_time(folder, longAgo);
   EXPECT_TRUE(files().Exists("C:\\MAIL\\A.TXT"));
   EXPECT_FALSE(files().Exists("C:\\MAIL\\B.TXT"));
-  // One behind the other, faster than the directory's time stamp can show.
+  // One after the other, faster than the directory's time stamp can show.
   for (const char c : std::string("bcdefghijklm")) {
     directory_.Write(std::string("c/Mail/") + c + ".txt", "");
     EXPECT_TRUE(files().Exists(std::string("C:\\MAIL\\") + c + ".TXT")) << c;

@@ -150,7 +150,7 @@ TEST_F(AttachedMails, OfMimeMailsAreCountedByTheLibraryAndByTheTopContentType) {
 
 TEST_F(AttachedMails, ContainersAreEmptyFilesWithAnExtension) {
   struct Case {
-    const char* lines;  // behind the type
+    const char* lines;  // after the type
     ResultCode code;
     const char* extension;
   };

@@ -12,7 +12,7 @@ namespace {
 
 using mailstore::RelatedPart;
 
-// The parts as "type#occurrence, type#occurrence", and " !" behind them where the scan fails.
+// The parts as "type#occurrence, type#occurrence", and " !" after them where the scan fails.
 std::string Scan(std::string_view text) {
   std::vector<RelatedPart> parts = {
       {.occurrence = 7, .contentType = text::ValueText::Cut("old/one")}};
@@ -91,7 +91,7 @@ TEST(BuildRelatedParts, KeepsWhatItFoundWhenTheStructureIsNotSound) {
       {Top("b1") + gif + "--b1\r\n\r\n--b1--", "image/gif#0 !"},
       {Top("b1") + gif + "--b1\r\nContent-Type: image/png\r\n--b1--", "image/gif#0 !"},
       {Top("b1") + gif + Part("Content-Type image/png") + "--b1--", "image/gif#0 !"},
-      // The content type that the last part lacks stands behind the end of the structure.
+      // The content type that the last part lacks stands after the end of the structure.
       {Top("b1") + gif + Part("X: y") + "--b1--\r\n" + Part("", "image/png"),
        "image/gif#0, image/png#0 !"},
       {Top(std::string(4093, 'b')) + "x" + std::string(4093, 'b') + "--", ""},

@@ -159,7 +159,7 @@ TEST_P(DatabaseWriterTest, DefinitionsOverSeveralPages) {
   EXPECT_EQ(OpenWithEngine(File())->OpenTable("T")->Columns()[249].name, columns[249].name);
 }
 
-// Usage maps: growing inline, beginning behind the file's first pages, by reference over several
+// Usage maps: growing inline, beginning after the file's first pages, by reference over several
 // bitmap pages.
 TEST_P(DatabaseWriterTest, TablesOfAnySize) {
   WriterOptions byReference = Options();

@@ -43,8 +43,8 @@ TEST(EncodeRow, AsAccessWroteIt) {
             "6162636465666768696A6B6C6D6E6F7030272002FF01");
 }
 
-// Forty texts; the value of slot 18 is the first to begin behind byte 255, that of slot 34 the
-// first behind byte 511, and the values end at 590.
+// Forty texts; the value of slot 18 is the first to begin after byte 255, that of slot 34 the
+// first after byte 511, and the values end at 590.
 TEST(EncodeRow, JumpTableOfJet3) {
   std::vector<ColumnSpec> columns;
   std::vector<std::optional<std::string>> values;
