@@ -23,7 +23,8 @@ std::filesystem::path Drives::ToNative(std::string_view windowsPath, const Node&
     const std::string_view part = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (part == "..") place.Fail("the path leads out of its folder");
-    if (!part.empty() && part != ".") path /= part;
+    // As UTF-8, whatever the system's own code page.
+    if (!part.empty() && part != ".") path /= std::u8string(part.begin(), part.end());
   }
   return path;
 }

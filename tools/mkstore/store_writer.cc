@@ -143,8 +143,10 @@ void WriteLooseFiles(const Node& description, const Drives& drives,
               ReadContents(file.At("contents")).bytes);
   }
   for (const Node& file : description.ElementsOf("mimeFiles")) {
-    WriteFile(mimeDirectory / std::filesystem::path(file.At("file").ToText()).filename(),
-              ReadMimeFile(file).value_or(""));
+    const std::string name = file.At("file").ToText();
+    WriteFile(
+        mimeDirectory / std::filesystem::path(std::u8string(name.begin(), name.end())).filename(),
+        ReadMimeFile(file).value_or(""));
   }
 }
 
