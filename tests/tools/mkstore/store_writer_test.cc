@@ -177,9 +177,9 @@ TEST_P(StoreWriterTest, WritesFilesWhereTheirPathsSay) {
     "files": [{"path": "C:\\loose.txt", "contents": {"repeat": "ab", "times": 3}}]})json"));
   EXPECT_EQ(ReadWholeFile(store.root / "d/Data/Mime/A.MIM"), "X: \x95\x5C\nAP8=");
   EXPECT_FALSE(std::filesystem::exists(store.root / "d/Data/Mime/MISSING.MIM"));
-  EXPECT_EQ(ReadWholeFile(store.driveC / "Down/ソ.LZH"), std::string("\x00\x01\xFE", 3));
+  EXPECT_EQ(ReadWholeFile(store.driveC / u8"Down/ソ.LZH"), std::string("\x00\x01\xFE", 3));
   EXPECT_EQ(ReadWholeFile(store.driveC / "loose.txt"), "ababab");
-  EXPECT_TRUE(std::filesystem::exists(store.driveC / "N/表/Winnim.exe"));
+  EXPECT_TRUE(std::filesystem::exists(store.driveC / u8"N/表/Winnim.exe"));
   EXPECT_EQ(ReadWholeFile(store.registryFile).find("ID1"), std::string::npos);
   const Rows rows = ReadTable(store.root / "d/Data/Cabdata.mdb", "EmRcvText");
   EXPECT_EQ(rows[0][5], jet::Value(10)) << "DataSize tells the bytes of the file";
