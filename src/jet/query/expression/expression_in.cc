@@ -26,10 +26,10 @@ void LiteralSet::Sort() {
 }
 
 bool LiteralSet::ContainsText(std::string_view text, const TextRules& texts) const {
-  const auto [first, last] = std::ranges::equal_range(
+  const auto first = std::ranges::lower_bound(
       texts_, text.size(), {}, [](const auto& entry) { return entry.first; });
-  if (first == last) return false;
-  return std::binary_search(first, last, std::pair(text.size(), texts.Fold(text)));
+  if (first == texts_.end() || first->first != text.size()) return false;
+  return std::binary_search(first, texts_.end(), std::pair(text.size(), texts.Fold(text)));
 }
 
 Truth LiteralSet::Contains(const Value& value, const TextRules& texts) const {
