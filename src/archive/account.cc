@@ -4,10 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "command/contacts.h"
-#include "command/visible.h"
+#include "archive/contacts/write_contacts.h"
+#include "text/visible.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -35,7 +35,7 @@ ordered_json ToJson(const Remark& remark) {
   return json;
 }
 
-ordered_json ToJson(const std::vector<Remark>& remarks) {
+ordered_json RemarksToJson(const std::vector<Remark>& remarks) {
   ordered_json json = ordered_json::array();
   for (const Remark& remark : remarks)
     json.push_back(ToJson(remark));
@@ -46,10 +46,10 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
   if (remarks.empty()) return;
   out << title << ":\n";
   for (const Remark& remark : remarks) {
-    out << "  " << Visible(remark.folder);
+    out << "  " << text::Visible(remark.folder);
     if (remark.position) out << ", " << *remark.position;
-    if (!remark.subject.empty()) out << " \"" << Visible(remark.subject) << '"';
-    out << ": " << Visible(remark.reason) << '\n';
+    if (!remark.subject.empty()) out << " \"" << text::Visible(remark.subject) << '"';
+    out << ": " << text::Visible(remark.reason) << '\n';
   }
 }
 
@@ -93,13 +93,13 @@ ordered_json Account::ToJson() const {
     AddCounts(entry, folder.counts);
     json["folders"].push_back(std::move(entry));
   }
-  json["failures"] = command::ToJson(failures);
-  json["incomplete"] = command::ToJson(incomplete);
-  json["skippedMails"] = command::ToJson(skipped);
-  json["notes"] = command::ToJson(notes);
-  json["unlisted"] = command::ToJson(unlisted);
-  json["leftOut"] = command::ToJson(leftOut);
-  json["losses"] = command::ToJson(losses_);
+  json["failures"] = RemarksToJson(failures);
+  json["incomplete"] = RemarksToJson(incomplete);
+  json["skippedMails"] = RemarksToJson(skipped);
+  json["notes"] = RemarksToJson(notes);
+  json["unlisted"] = RemarksToJson(unlisted);
+  json["leftOut"] = RemarksToJson(leftOut);
+  json["losses"] = RemarksToJson(losses_);
   return json;
 }
 
@@ -119,4 +119,4 @@ void Account::Print(std::ostream& out) const {
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -13,7 +13,7 @@
 
 #include "store/problem.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // Numbers of mails. found is the sum of the others, except after an interruption.
 struct MailCounts {
@@ -41,6 +41,9 @@ struct Remark {
   std::string date;
   std::string reason;
 };
+
+// Where an export leaves its account.
+inline constexpr const char* ACCOUNT_NAME = "account.json";
 
 class Account {
  public:
@@ -71,6 +74,6 @@ class Account {
   std::set<std::string> knownLosses_;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_ACCOUNT_H_

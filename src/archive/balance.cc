@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <utility>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -87,4 +87,4 @@ Balance MakeBalance(const store::MailList& list, const std::vector<FoundFolder>&
   return balance;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

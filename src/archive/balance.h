@@ -10,7 +10,7 @@
 #include "archive/account.h"
 #include "store/mail_list.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // What was found of a folder, in the order of the list of folders.
 struct FoundFolder {
@@ -27,6 +27,6 @@ struct Balance {
 [[nodiscard]] Balance MakeBalance(const store::MailList& list,
                                   const std::vector<FoundFolder>& found);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_BALANCE_H_

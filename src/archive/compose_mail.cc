@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "archive/digest.h"
-#include "archive/mail_date.h"
+#include "archive/instant.h"
 #include "archive/mailboxes.h"
 #include "archive/safe_name.h"
 #include "mime/header_encoding.h"
@@ -15,7 +15,7 @@
 #include "text/code_page_932.h"
 #include "text/utf8.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -197,4 +197,4 @@ FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
   return mail;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -8,7 +8,7 @@
 
 #include "archive/mail_contents.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // A mail as today's programs read it.
 struct FinishedMail {
@@ -30,6 +30,6 @@ struct FinishedMail {
 // text becomes encoded words, and a text without a charset of its own becomes UTF-8.
 [[nodiscard]] std::string ConvertWholeMail(std::string mail);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_COMPOSE_MAIL_H_

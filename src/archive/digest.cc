@@ -5,7 +5,7 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 Digest DigestOf(std::initializer_list<std::string_view> texts) {
   XXH3_state_t state;
@@ -34,4 +34,4 @@ std::uint64_t ShortDigestOf(std::string_view text) {
   return XXH3_64bits(text.data(), text.size());
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

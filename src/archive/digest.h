@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 using Digest = std::array<std::uint8_t, 16>;
 
@@ -28,6 +28,6 @@ using Digest = std::array<std::uint8_t, 16>;
 // A shorter digest, for tables in memory.
 [[nodiscard]] std::uint64_t ShortDigestOf(std::string_view text);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_DIGEST_H_

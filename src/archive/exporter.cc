@@ -4,19 +4,18 @@
 #include <utility>
 
 #include "archive/compose_mail.h"
-#include "archive/mail_date.h"
+#include "archive/contacts/write_contacts.h"
+#include "archive/instant.h"
 #include "archive/safe_name.h"
-#include "command/contacts.h"
-#include "command/interruption.h"
+#include "platform/interruption.h"
 #include "store/mail_list.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* ACCOUNT_NAME = "account.json";
 // Stand for a folder's name in the account.
 constexpr const char* ADDRESS_BOOK = "(address book)";
 constexpr const char* MAIL_DATABASE = "(mail database)";
@@ -48,7 +47,7 @@ struct ReadMail {
 };
 
 ReadMail Read(store::Store& store, const store::OpenFolder& folder, std::int32_t position) {
-  const Interruption::Pause pause;
+  const platform::Interruption::Pause pause;
   ReadMail mail;
   try {
     const store::MailRecord record = folder.Read(static_cast<std::size_t>(position));
@@ -66,17 +65,17 @@ ReadMail Read(store::Store& store, const store::OpenFolder& folder, std::int32_t
 
 }  // namespace
 
-Exporter::Exporter(platform::Platform& platform, ExportFormat format)
-    : platform_(platform), format_(format) {
+Exporter::Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress)
+    : platform_(platform), format_(format), progress_(progress) {
   try {
     OpenStore();
   } catch (const store::Error& error) {
     // The address book is worth a run of its own.
     try {
-      const Interruption::Pause pause;
+      const platform::Interruption::Pause pause;
       std::vector<store::Problem> ignored;
       const store::OpenAddressBook book(platform_, ignored,
-                                        {.interruption = &Interruption::Flag()});
+                                        {.interruption = &platform::Interruption::Flag()});
       if (book.book().AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) throw error;
     } catch (const store::Error&) {
       throw error;
@@ -87,8 +86,8 @@ Exporter::Exporter(platform::Platform& platform, ExportFormat format)
 
 void Exporter::OpenStore() {
   {
-    const Interruption::Pause pause;
-    store_.emplace(platform_, store::Options{.interruption = &Interruption::Flag()});
+    const platform::Interruption::Pause pause;
+    store_.emplace(platform_, store::Options{.interruption = &platform::Interruption::Flag()});
   }
   const Remark list = RemarkOn(FOLDER_LIST, store_->failedListing());
   if (!list.reason.empty()) account_.failures.push_back(list);
@@ -98,14 +97,14 @@ void Exporter::OpenStore() {
 const Account& Exporter::Run(ExportTarget& target) {
   try {
     if (store_) ExportFolders(target);
-    if (store_ && !Interruption::IsRequested()) StrikeBalance();
-    if (!Interruption::IsRequested()) ExportContacts(target);
+    if (store_ && !platform::Interruption::IsRequested()) StrikeBalance();
+    if (!platform::Interruption::IsRequested()) ExportContacts(target);
   } catch (const store::Interrupted&) {
     // The account says so.
   } catch (const std::exception& error) {
     account_.abortReason = error.what();
   }
-  account_.isInterrupted = Interruption::IsRequested();
+  account_.isInterrupted = platform::Interruption::IsRequested();
   return account_;
 }
 
@@ -128,7 +127,7 @@ void Exporter::ExportFolders(ExportTarget& target) {
     for (const store::Folder& folder : cabinet.folders) {
       const FolderPlace place{.index = index++, .cabinet = &cabinet, .folder = &folder};
       const fs::path path = directory / folderNames.Take(ToSafeName(folder.name));
-      if (!Interruption::IsRequested()) TryToExportFolder(place, path, target);
+      if (!platform::Interruption::IsRequested()) TryToExportFolder(place, path, target);
     }
   }
 }
@@ -136,7 +135,7 @@ void Exporter::ExportFolders(ExportTarget& target) {
 void Exporter::StrikeBalance() {
   Balance balance;
   {
-    const Interruption::Pause pause;
+    const platform::Interruption::Pause pause;
     balance = MakeBalance(store::ReadMailList(platform_), found_);
   }
   const auto append = [](std::vector<Remark>& list, std::vector<Remark>& more) {
@@ -153,8 +152,9 @@ void Exporter::ExportContacts(ExportTarget& target) {
   try {
     std::optional<store::OpenAddressBook> book;
     {
-      const Interruption::Pause pause;
-      book.emplace(platform_, losses, store::Options{.interruption = &Interruption::Flag()});
+      const platform::Interruption::Pause pause;
+      book.emplace(platform_, losses,
+                   store::Options{.interruption = &platform::Interruption::Flag()});
     }
     account_.contacts = target.WriteContacts(book->book());
     for (const store::Problem& note : book->notes())
@@ -187,7 +187,7 @@ void Exporter::TryToExportFolder(const FolderPlace& place, const fs::path& path,
 void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder) {
   std::optional<store::OpenFolder> open;
   {
-    const Interruption::Pause pause;
+    const platform::Interruption::Pause pause;
     open.emplace(store_->Open(*place.folder));
   }
   const auto mailCount = static_cast<std::int32_t>(open->mailCount());
@@ -196,7 +196,7 @@ void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, Fold
   progress_.BeginFolder(folder.name, mailCount);
   try {
     for (std::int32_t position = 0; position < mailCount; ++position) {
-      if (Interruption::IsRequested()) break;
+      if (platform::Interruption::IsRequested()) break;
       ExportMail(*open, position, writer, folder);
       progress_.Step(position + 1);
     }
@@ -248,4 +248,4 @@ void Exporter::AddNotes(const MailHeaders& headers, const MailContents& contents
   }
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

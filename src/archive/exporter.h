@@ -11,13 +11,13 @@
 
 #include "archive/account.h"
 #include "archive/balance.h"
+#include "archive/export_progress.h"
 #include "archive/folder_writer.h"
 #include "archive/mail_contents.h"
 #include "archive/store_folders.h"
-#include "command/progress.h"
 #include "store/store.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // Where the mails and contacts go. Paths are beneath the target.
 class ExportTarget {
@@ -33,8 +33,8 @@ class ExportTarget {
 class Exporter {
  public:
   // Throws store::Error when neither database can be read, store::Interrupted. `platform`, whose
-  // settings lead to the store, outlives the object.
-  Exporter(platform::Platform& platform, ExportFormat format);
+  // settings lead to the store, and `progress` outlive the object.
+  Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress);
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
@@ -64,10 +64,10 @@ class Exporter {
   std::optional<store::Store> store_;  // empty when the mail database cannot be read
   Account account_;
   std::vector<FoundFolder> found_;
-  Progress progress_;
+  ExportProgress& progress_;
   const FolderWriter* writer_ = nullptr;  // of the last folder in the account, while it is written
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_EXPORTER_H_

@@ -12,12 +12,12 @@
 #include <utility>
 
 #include "archive/digest.h"
-#include "archive/mail_date.h"
+#include "archive/instant.h"
 #include "archive/mailboxes.h"
 #include "archive/new_file.h"
 #include "archive/safe_name.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -460,4 +460,4 @@ std::unique_ptr<FolderWriter> OpenFolderWriter(ExportFormat format, const fs::pa
   return nullptr;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "archive/compose_mail.h"
-#include "command/options.h"
 
-namespace nimport::command {
+namespace nimport::archive {
+
+enum class ExportFormat { Maildir, Mbox, Eml };
 
 // Writes the mails of one folder. A mail appears under its final name only when it is whole and
 // outlasts a loss of power. Mails that an earlier run wrote are recognised, also after a mail
@@ -66,6 +67,6 @@ class MailKeys {
   std::map<std::uint64_t, int> counts_;  // of those that came more than once
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_FOLDER_WRITER_H_

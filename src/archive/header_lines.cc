@@ -5,7 +5,7 @@
 #include "archive/mail_contents.h"
 #include "text/ascii.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::string FindHeaderValue(std::string_view mail, std::string_view name) {
   return {};
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

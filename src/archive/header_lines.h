@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 struct HeaderField {
   std::string_view name;  // without blanks before the colon
@@ -37,6 +37,6 @@ struct HeaderBlock {
 // The value of the first field called `name`; empty when there is none.
 [[nodiscard]] std::string FindHeaderValue(std::string_view mail, std::string_view name);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_HEADER_LINES_H_

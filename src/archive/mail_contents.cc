@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "archive/header_lines.h"
-#include "archive/mail_date.h"
+#include "archive/instant.h"
 #include "common/failure.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
@@ -13,7 +13,7 @@
 #include "store/mail_text.h"
 #include "text/ascii.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -264,4 +264,4 @@ bool LooksLikeMail(std::string_view text) {
   return !name.empty() && std::all_of(name.begin(), name.end(), isNameByte);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

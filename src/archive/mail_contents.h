@@ -10,7 +10,7 @@
 
 #include "store/store.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // The headers of a mail, as far as the store has them. UTF-8, without blanks at the ends.
 struct MailHeaders {
@@ -62,6 +62,6 @@ struct MailContents {
 // Whether `text` begins with a header line.
 [[nodiscard]] bool LooksLikeMail(std::string_view text);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_MAIL_CONTENTS_H_

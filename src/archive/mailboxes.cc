@@ -6,7 +6,7 @@
 #include "mime/header_encoding.h"
 #include "text/ascii.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -156,4 +156,4 @@ std::string EncodeMailboxes(const std::vector<Mailbox>& mailboxes, std::size_t c
   return out;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // The domain of the addresses that are made up for member IDs. It can never exist.
 inline constexpr std::string_view MEMBER_DOMAIN = "nifty-manager.invalid";
@@ -29,6 +29,6 @@ struct Mailbox {
 [[nodiscard]] std::string EncodeMailboxes(const std::vector<Mailbox>& mailboxes,
                                           std::size_t column);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_MAILBOXES_H_

@@ -10,9 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "command/interruption.h"
+#include "platform/interruption.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -57,12 +57,12 @@ void Directory::Take(const Directory& directory, const std::string& from,
 }
 
 void Directory::FlushNames() const {
-  const Interruption::Pause pause;
+  const platform::Interruption::Pause pause;
   if (fsync(descriptor_) != 0 && !CannotFlush()) Fail("cannot flush", path_);
 }
 
 void Directory::FlushFileSystem() const {
-  const Interruption::Pause pause;
+  const platform::Interruption::Pause pause;
   if (syncfs(descriptor_) != 0 && !CannotFlush()) Fail("cannot flush", path_);
 }
 
@@ -102,7 +102,7 @@ void NewFile::PutInPlace(const Directory& directory, const std::string& name) {
   WriteAll(buffer_);
   buffer_.clear();
   {
-    const Interruption::Pause pause;
+    const platform::Interruption::Pause pause;
     if (fdatasync(descriptor_) != 0 && !CannotFlush()) Fail("cannot write", TemporaryPath());
   }
   directory.Take(directory_, temporaryName_, name);
@@ -173,4 +173,4 @@ void FileBatch::PutInPlace() {
     std::filesystem::remove(path);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

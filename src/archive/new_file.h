@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // A directory that is there, held open: names in it are found without a walk along its path.
 // Failures are std::system_error.
@@ -109,6 +109,6 @@ class FileBatch {
   std::size_t bytes_ = 0;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_NEW_FILE_H_

@@ -5,7 +5,7 @@
 #include "text/ascii.h"
 #include "text/utf8.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -55,4 +55,4 @@ std::string UniqueNames::Take(const std::string& name) {
   return candidate;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

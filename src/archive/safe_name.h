@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // The longest name that is made, in bytes; every file system takes 255, and endings are added.
 inline constexpr std::size_t MAX_NAME_BYTES = 200;
@@ -27,6 +27,6 @@ class UniqueNames {
   std::map<std::string, int> taken_;  // with the next number to try for the name
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_SAFE_NAME_H_

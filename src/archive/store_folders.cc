@@ -4,7 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -45,4 +45,4 @@ std::vector<FolderPlace> FindFolders(const store::Store& store, std::string_view
   return places;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -8,7 +8,7 @@
 
 #include "store/store.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // A folder and where it stands. Borrows from the store.
 struct FolderPlace {
@@ -27,6 +27,6 @@ struct FolderPlace {
 [[nodiscard]] std::vector<FolderPlace> FindFolders(const store::Store& store,
                                                    std::string_view text);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_STORE_FOLDERS_H_

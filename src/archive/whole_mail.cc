@@ -15,7 +15,7 @@
 #include "text/code_page_932.h"
 #include "text/utf8.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -133,4 +133,4 @@ std::string ConvertWholeMail(std::string mail) {
   return out.append("\r\n").append(header.body);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -10,13 +10,13 @@
 #include "archive/store_folders.h"
 #include "command/check_deep.h"
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/json_text.h"
-#include "command/visible.h"
 #include "common/failure.h"
+#include "platform/interruption.h"
 #include "store/installation.h"
 #include "store/mail_list.h"
 #include "store/store.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -54,14 +54,14 @@ void AddLosses(const std::vector<store::Problem>& losses, ordered_json& answer) 
 }
 
 ordered_json CheckMail(StorePlatform& platform) {
-  store::Store store(platform, {.interruption = &Interruption::Flag()});
+  store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
   ordered_json answer = {{"usable", true}, {"member", store.memberId()}};
   std::uint64_t mailCount = 0;
   std::vector<std::string> problems;
   if (!store.failedListing().empty()) problems.push_back(store.failedListing());
-  const std::vector<FolderPlace> places = AllFolders(store);
-  std::vector<FoundFolder> found;
-  for (const FolderPlace& place : places) {
+  const std::vector<archive::FolderPlace> places = archive::AllFolders(store);
+  std::vector<archive::FoundFolder> found;
+  for (const archive::FolderPlace& place : places) {
     found.push_back({.name = place.Name(), .mailCount = std::nullopt});
     try {
       const std::size_t mails = store.Open(*place.folder).mailCount();
@@ -71,9 +71,9 @@ ordered_json CheckMail(StorePlatform& platform) {
       problems.push_back(place.Name() + ": " + error.reason());
     }
   }
-  const Balance balance = MakeBalance(store::ReadMailList(platform), found);
+  const archive::Balance balance = archive::MakeBalance(store::ReadMailList(platform), found);
   for (const auto* remarks : {&balance.missing, &balance.unlisted}) {
-    for (const Remark& remark : *remarks)
+    for (const archive::Remark& remark : *remarks)
       problems.push_back(remark.folder + ": " + remark.reason);
   }
   answer["cabinets"] = store.cabinets().size();
@@ -86,7 +86,8 @@ ordered_json CheckMail(StorePlatform& platform) {
 
 ordered_json CheckAddressBook(StorePlatform& platform) {
   std::vector<store::Problem> losses;
-  const store::OpenAddressBook open(platform, losses, {.interruption = &Interruption::Flag()});
+  const store::OpenAddressBook open(platform, losses,
+                                    {.interruption = &platform::Interruption::Flag()});
   const addressbook::AddressBook& book = open.book();
   ordered_json answer = {{"usable", true},
                          {"groups", book.GroupCount()},
@@ -97,7 +98,7 @@ ordered_json CheckAddressBook(StorePlatform& platform) {
 }
 
 ordered_json CheckDatabase(StorePlatform& platform, ordered_json (*check)(StorePlatform&)) {
-  const Interruption::Pause pause;
+  const platform::Interruption::Pause pause;
   try {
     return check(platform);
   } catch (const store::Error& error) {
@@ -108,7 +109,7 @@ ordered_json CheckDatabase(StorePlatform& platform, ordered_json (*check)(StoreP
 void PrintDatabase(const char* title, const ordered_json& answer) {
   std::cout << title << ": ";
   if (answer["usable"] == false) {
-    std::cout << "cannot be read: " << Visible(answer["reason"].get<std::string>()) << '\n';
+    std::cout << "cannot be read: " << text::Visible(answer["reason"].get<std::string>()) << '\n';
     return;
   }
   std::cout << "can be read";
@@ -116,21 +117,21 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
     if (answer.contains(number)) std::cout << ", " << answer[number] << ' ' << number;
   }
   if (answer.contains("member")) {
-    std::cout << ", member " << Visible(answer["member"].get<std::string>());
+    std::cout << ", member " << text::Visible(answer["member"].get<std::string>());
   }
   std::cout << '\n';
   for (const ordered_json& problem : answer["problems"]) {
-    std::cout << "  " << Visible(problem.get<std::string>()) << '\n';
+    std::cout << "  " << text::Visible(problem.get<std::string>()) << '\n';
   }
 }
 
 void Print(const ordered_json& answer) {
   for (const ordered_json& file : answer["settings"]["registry"]) {
-    std::cout << "registry: " << Visible(file["file"].get<std::string>())
+    std::cout << "registry: " << text::Visible(file["file"].get<std::string>())
               << (file["exists"] == true ? "\n" : " (not there)\n");
   }
   for (const auto& [letter, directory] : answer["settings"]["drives"].items()) {
-    std::cout << "drive " << letter << ": " << Visible(directory.get<std::string>()) << '\n';
+    std::cout << "drive " << letter << ": " << text::Visible(directory.get<std::string>()) << '\n';
   }
   const ordered_json& mailer = answer["mailClient"];
   std::cout << "mail client: ";
@@ -138,7 +139,7 @@ void Print(const ordered_json& answer) {
     std::cout << "installed\n";
   } else {
     std::cout << "not installed (not needed to read the store): "
-              << Visible(mailer["reason"].get<std::string>()) << '\n';
+              << text::Visible(mailer["reason"].get<std::string>()) << '\n';
   }
   PrintDatabase("mail", answer["mail"]);
   PrintDatabase("address book", answer["addressBook"]);
@@ -159,7 +160,7 @@ void PrintInterrupted(ordered_json& answer, const Options& options) {
 
 int RunCheck(StorePlatform& platform, const Options& options) {
   ordered_json answer;
-  const Interruption::Report report([&] { PrintInterrupted(answer, options); });
+  const platform::Interruption::Report report([&] { PrintInterrupted(answer, options); });
   try {
     answer["settings"] = DescribeSettings(platform);
     answer["mailClient"] = CheckMailer(platform);

@@ -8,13 +8,14 @@
 
 #include "archive/account.h"
 #include "archive/contacts/vcard.h"
+#include "archive/contacts/write_contacts.h"
 #include "archive/exporter.h"
-#include "command/contacts.h"
-#include "command/interruption.h"
-#include "command/visible.h"
+#include "command/progress.h"
+#include "platform/interruption.h"
 #include "store/inspection.h"
 #include "store/mail_list.h"
 #include "store/problem.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -25,24 +26,24 @@ using nlohmann::ordered_json;
 // How the reason begins for a MIME file that is not there.
 constexpr std::string_view NO_MIME_FILE = "no MIME file";
 
-class NoWriter final : public FolderWriter {
+class NoWriter final : public archive::FolderWriter {
  public:
-  Outcome Write(const FinishedMail& /*mail*/, std::int32_t /*position*/,
+  Outcome Write(const archive::FinishedMail& /*mail*/, std::int32_t /*position*/,
                 const std::string& /*subject*/) override {
     return Outcome::Written;
   }
 };
 
-class NoTarget final : public ExportTarget {
+class NoTarget final : public archive::ExportTarget {
  public:
   void BeginCabinet(const std::filesystem::path& /*path*/) override {}
-  [[nodiscard]] std::unique_ptr<FolderWriter> OpenFolder(
+  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(
       const std::filesystem::path& /*path*/) override {
     return std::make_unique<NoWriter>();
   }
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
-    VCardWriter writer([](std::string_view) {}, VCardVersion::V4_0);
-    return command::WriteContacts(book, writer);
+    archive::VCardWriter writer([](std::string_view) {}, archive::VCardVersion::V4_0);
+    return archive::WriteContacts(book, writer);
   }
 };
 
@@ -86,7 +87,7 @@ void AddMailKinds(const store::MailList& list, ordered_json& json) {
 }
 
 // The parts of an account that say what can be read.
-void AddAccount(const Account& exported, ordered_json& json) {
+void AddAccount(const archive::Account& exported, ordered_json& json) {
   const ordered_json account = exported.ToJson();
   const std::int64_t found = account["found"];
   json["mails"] = {{"found", found}, {"readable", account["written"]}};
@@ -117,46 +118,47 @@ const char* Verdict(const ordered_json& answer) {
 }
 
 void PrintDatabase(const ordered_json& database) {
-  std::cout << Visible(database["file"].get<std::string>()) << ": ";
+  std::cout << text::Visible(database["file"].get<std::string>()) << ": ";
   if (database.contains("failure")) {
-    std::cout << "cannot be read: " << Visible(database["failure"].get<std::string>()) << '\n';
+    std::cout << "cannot be read: " << text::Visible(database["failure"].get<std::string>())
+              << '\n';
     return;
   }
-  std::cout << Visible(database["format"].get<std::string>()) << ", " << database["sizeBytes"]
+  std::cout << text::Visible(database["format"].get<std::string>()) << ", " << database["sizeBytes"]
             << " bytes, " << database["pages"] << " pages, " << database["damagedPages"]
             << " damaged\n  pages:";
   for (const auto& [type, count] : database["pagesByType"].items())
     std::cout << ' ' << count << ' ' << type
               << (type == database["pagesByType"].rbegin().key() ? "\n" : ",");
   for (const ordered_json& table : database["tables"]) {
-    std::cout << "  table " << Visible(table["name"].get<std::string>()) << ": " << table["rows"]
-              << " rows";
+    std::cout << "  table " << text::Visible(table["name"].get<std::string>()) << ": "
+              << table["rows"] << " rows";
     if (table["rows"] != table["declaredRows"]) std::cout << " of " << table["declaredRows"];
     if (table.contains("problem"))
-      std::cout << ": " << Visible(table["problem"].get<std::string>());
+      std::cout << ": " << text::Visible(table["problem"].get<std::string>());
     std::cout << '\n';
   }
   for (const ordered_json& query : database["queries"]) {
-    std::cout << "  query " << Visible(query["name"].get<std::string>());
+    std::cout << "  query " << text::Visible(query["name"].get<std::string>());
     if (query["isSelect"] == false) std::cout << ": selects nothing, not looked at";
     if (query.contains("problem"))
-      std::cout << ": " << Visible(query["problem"].get<std::string>());
+      std::cout << ": " << text::Visible(query["problem"].get<std::string>());
     std::cout << '\n';
   }
   for (const ordered_json& damage : database["damage"])
-    std::cout << "  damage: " << Visible(damage["reason"].get<std::string>()) << '\n';
+    std::cout << "  damage: " << text::Visible(damage["reason"].get<std::string>()) << '\n';
 }
 
 void PrintRemarks(const char* title, const ordered_json& remarks) {
   if (remarks.empty()) return;
   std::cout << title << ":\n";
   for (const ordered_json& remark : remarks) {
-    std::cout << "  " << Visible(remark["folder"].get<std::string>());
+    std::cout << "  " << text::Visible(remark["folder"].get<std::string>());
     if (remark.contains("position")) std::cout << ", " << remark["position"];
     if (remark.contains("subject")) {
-      std::cout << " \"" << Visible(remark["subject"].get<std::string>()) << '"';
+      std::cout << " \"" << text::Visible(remark["subject"].get<std::string>()) << '"';
     }
-    std::cout << ": " << Visible(remark["reason"].get<std::string>()) << '\n';
+    std::cout << ": " << text::Visible(remark["reason"].get<std::string>()) << '\n';
   }
 }
 
@@ -167,7 +169,7 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   store::StoreState state;
   store::MailList list;
   {
-    const Interruption::Pause pause;
+    const platform::Interruption::Pause pause;
     state = store::InspectStore(platform);
     list = store::ReadMailList(platform);
   }
@@ -176,9 +178,11 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   const bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
   if (!isSound) json["sound"] = false;
   try {
-    Exporter exporter(platform, ExportFormat::Maildir);
+    Progress progress;
+    archive::Exporter exporter(platform, archive::ExportFormat::Maildir, progress);
     NoTarget target;
-    const Interruption::Report report([&] { AddAccount(exporter.InterruptedAccount(), json); });
+    const platform::Interruption::Report report(
+        [&] { AddAccount(exporter.InterruptedAccount(), json); });
     AddAccount(exporter.Run(target), json);
   } catch (const store::Error& error) {
     json["failure"] = error.reason();
@@ -193,7 +197,7 @@ void PrintDeepCheck(const ordered_json& answer) {
   for (const auto& [kind, count] : answer["mailsByKind"].items())
     std::cout << "mails of kind " << kind << ": " << count << '\n';
   if (answer.contains("failure")) {
-    std::cout << "cannot be read: " << Visible(answer["failure"].get<std::string>()) << '\n';
+    std::cout << "cannot be read: " << text::Visible(answer["failure"].get<std::string>()) << '\n';
   }
   if (!answer.contains("mails")) return;
   PrintRemarks("files that are missing", answer["missingFiles"]);

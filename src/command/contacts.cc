@@ -1,125 +1,55 @@
 // nimport contacts: the address book in forms that today's programs open.
-#include "command/contacts.h"
-
 #include <iostream>
 #include <memory>
-#include <optional>
-#include <span>
-#include <utility>
 #include <vector>
 
 #include "archive/contacts/contacts_json.h"
 #include "archive/contacts/csv.h"
 #include "archive/contacts/ldif.h"
 #include "archive/contacts/vcard.h"
-#include "archive/new_file.h"
+#include "archive/contacts/write_contacts.h"
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/losses.h"
-#include "command/visible.h"
+#include "command/terminal.h"
+#include "platform/interruption.h"
 #include "store/store.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
 namespace {
 
-// The groups that stand open while the book is walked.
-class GroupPath {
- public:
-  explicit GroupPath(ContactWriter& writer) : writer_(writer) {}
-
-  // Leaves groups until the one at `place` of the list is the innermost; -1 leaves all.
-  void ReturnTo(std::int32_t place) {
-    while (!places_.empty() && places_.back() != place) {
-      writer_.EndGroup();
-      places_.pop_back();
-      names_.pop_back();
-      keys_.pop_back();
-    }
-  }
-
-  void Enter(std::int32_t place, const std::string& name) {
-    writer_.BeginGroup(name);
-    keys_.push_back(KeyOfGroup(keys_.empty() ? GroupKey() : keys_.back(), name));
-    places_.push_back(place);
-    names_.push_back(name);
-  }
-
-  [[nodiscard]] std::span<const std::string> names() const { return names_; }
-  [[nodiscard]] const GroupKey& key() const { return keys_.back(); }
-
- private:
-  ContactWriter& writer_;
-  std::vector<std::int32_t> places_;
-  std::vector<std::string> names_;
-  std::vector<GroupKey> keys_;
-};
-
-std::unique_ptr<ContactWriter> MakeWriter(const Options& options, TextSink sink) {
-  if (options.isJson) return std::make_unique<JsonContactWriter>(std::move(sink));
+std::unique_ptr<archive::ContactWriter> MakeWriter(const Options& options, archive::TextSink sink) {
+  if (options.isJson) return std::make_unique<archive::JsonContactWriter>(std::move(sink));
   switch (options.contactForm) {
     case ContactForm::VCard3:
-      return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V3_0);
+      return std::make_unique<archive::VCardWriter>(std::move(sink), archive::VCardVersion::V3_0);
     case ContactForm::VCard4:
       break;
     case ContactForm::Csv:
-      return std::make_unique<CsvWriter>(std::move(sink), options.isForExcel);
+      return std::make_unique<archive::CsvWriter>(std::move(sink), options.isForExcel);
     case ContactForm::Ldif:
-      return std::make_unique<LdifWriter>(std::move(sink));
+      return std::make_unique<archive::LdifWriter>(std::move(sink));
   }
-  return std::make_unique<VCardWriter>(std::move(sink), VCardVersion::V4_0);
+  return std::make_unique<archive::VCardWriter>(std::move(sink), archive::VCardVersion::V4_0);
 }
 
 int PrintContacts(StorePlatform& platform, const Options& options,
                   std::vector<store::Problem>& losses) {
-  const store::OpenAddressBook open(platform, losses, {.interruption = &Interruption::Flag()});
-  const std::unique_ptr<ContactWriter> writer =
+  const store::OpenAddressBook open(platform, losses,
+                                    {.interruption = &platform::Interruption::Flag()});
+  const std::unique_ptr<archive::ContactWriter> writer =
       MakeWriter(options, [](std::string_view text) { std::cout << ForStandardOutput(text); });
-  WriteContacts(open.book(), *writer);
+  archive::WriteContacts(open.book(), *writer);
   PrintNotes(open.notes());
-  const bool isComplete = !PrintLosses(losses) && !Interruption::IsRequested();
+  const bool isComplete = !PrintLosses(losses) && !platform::Interruption::IsRequested();
   return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }
 
 }  // namespace
 
-std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& writer) {
-  GroupPath path(writer);
-  ContactMaker maker;
-  std::int64_t written = 0;
-  for (std::int32_t i = 0; i < book.GroupCount() && !Interruption::IsRequested(); ++i) {
-    const addressbook::AddressGroup& group = book.At(i);
-    path.ReturnTo(group.parentIndex);
-    path.Enter(i, group.name);
-    for (std::int32_t k = 0; k < book.AddressCount(i); ++k) {
-      const addressbook::AddressEntry address = book.ResolveAddress(i, k);
-      const ContactSource source{.id = book.FirstAddress(i) + k,
-                                 .name = address.name,
-                                 .userId = address.userId,
-                                 .comment = address.comment};
-      writer.Write(maker.Make(source, path.names(), path.key()));
-      ++written;
-    }
-  }
-  path.ReturnTo(-1);
-  writer.Finish();
-  return written;
-}
-
-std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
-                               const std::filesystem::path& path) {
-  if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return 0;
-  const Directory directory(path);
-  NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
-  VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
-  const std::int64_t written = WriteContacts(book, writer);
-  if (Interruption::IsRequested()) return 0;
-  file.PutInPlace(directory, CONTACTS_FILE_NAME);
-  return written;
-}
-
 int RunContacts(StorePlatform& platform, const Options& options) {
-  const Interruption::Pause pause;  // there is no report
+  const platform::Interruption::Pause pause;  // there is no report
   std::vector<store::Problem> losses;
   try {
     return PrintContacts(platform, options, losses);

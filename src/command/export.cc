@@ -11,22 +11,21 @@
 #include <unistd.h>
 
 #include "archive/account.h"
+#include "archive/contacts/write_contacts.h"
 #include "archive/exporter.h"
 #include "archive/folder_writer.h"
 #include "archive/new_file.h"
 #include "command/commands.h"
-#include "command/contacts.h"
-#include "command/interruption.h"
 #include "command/json_text.h"
-#include "command/visible.h"
+#include "command/progress.h"
+#include "platform/interruption.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* ACCOUNT_NAME = "account.json";
 
 // The directory that is written to, for this process alone.
 class TargetDirectory {
@@ -60,26 +59,26 @@ void RequireOutsideStore(const Options& options) {
 }
 
 // Files beneath a directory.
-class DirectoryTarget final : public ExportTarget {
+class DirectoryTarget final : public archive::ExportTarget {
  public:
-  DirectoryTarget(const fs::path& directory, ExportFormat format)
+  DirectoryTarget(const fs::path& directory, archive::ExportFormat format)
       : directory_(directory), format_(format) {}
 
   void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
-  [[nodiscard]] std::unique_ptr<FolderWriter> OpenFolder(const fs::path& path) override {
-    return OpenFolderWriter(format_, directory_ / path);
+  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
+    return archive::OpenFolderWriter(format_, directory_ / path);
   }
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
-    return WriteContactsFile(book, directory_);
+    return archive::WriteContactsFile(book, directory_);
   }
 
  private:
   fs::path directory_;
-  ExportFormat format_;
+  archive::ExportFormat format_;
 };
 
 // Prints the account and leaves it beside the mails.
-void PutAccount(const Account& account, const Options& options) {
+void PutAccount(const archive::Account& account, const Options& options) {
   const std::string json = ToText(account.ToJson());
   if (options.isJson) {
     std::cout << json;
@@ -87,25 +86,27 @@ void PutAccount(const Account& account, const Options& options) {
     account.Print(std::cout);
   }
   if (!account.abortReason.empty())
-    std::cerr << "nimport: " << Visible(account.abortReason) << '\n';
-  const Directory directory(options.targetDirectory);
+    std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
+  const archive::Directory directory(options.targetDirectory);
   // Directories and names that were made before are on the disk when the account is.
   directory.FlushFileSystem();
-  NewFile file(directory, std::string(".") + ACCOUNT_NAME + ".tmp");
+  archive::NewFile file(directory, std::string(".") + archive::ACCOUNT_NAME + ".tmp");
   file.Write(json);
-  file.PutInPlace(directory, ACCOUNT_NAME);
+  file.PutInPlace(directory, archive::ACCOUNT_NAME);
 }
 
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
   RequireOutsideStore(options);
-  Exporter exporter(platform, options.format);
+  Progress progress;
+  archive::Exporter exporter(platform, options.format, progress);
   const TargetDirectory lock(options.targetDirectory);
   DirectoryTarget target(options.targetDirectory, options.format);
-  const Account* account = nullptr;
+  const archive::Account* account = nullptr;
   {
-    const Interruption::Report report([&] { PutAccount(exporter.InterruptedAccount(), options); });
+    const platform::Interruption::Report report(
+        [&] { PutAccount(exporter.InterruptedAccount(), options); });
     account = &exporter.Run(target);
   }
   PutAccount(*account, options);

@@ -2,12 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "command/visible.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
 std::string ToText(const nlohmann::ordered_json& json) {
-  return VisibleJson(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + '\n';
+  return text::VisibleJson(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) +
+         '\n';
 }
 
 }  // namespace nimport::command

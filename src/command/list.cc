@@ -4,15 +4,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "archive/instant.h"
 #include "archive/mail_contents.h"
-#include "archive/mail_date.h"
 #include "archive/store_folders.h"
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
-#include "command/visible.h"
+#include "platform/interruption.h"
 #include "store/store.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -22,7 +22,7 @@ using nlohmann::ordered_json;
 
 ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, std::size_t position,
                           int& exitCode) {
-  MailHeaders headers;
+  archive::MailHeaders headers;
   ordered_json json = {{"position", position}};
   const auto fail = [&](const std::string& reason) {
     json["error"] = reason;
@@ -30,22 +30,23 @@ ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, st
   };
   try {
     const store::MailRecord record = open.Read(position);
-    std::optional<MailContents> contents;
+    std::optional<archive::MailContents> contents;
     try {
-      contents = ReadContents(store, record);
+      contents = archive::ReadContents(store, record);
       if (!contents->missing.empty()) fail(contents->missing);
     } catch (const store::Error& error) {
       // The contents may be lost where the headers are not.
       fail(error.reason());
     }
-    headers = ReadHeaders(store, record, contents ? &*contents : nullptr);
+    headers = archive::ReadHeaders(store, record, contents ? &*contents : nullptr);
   } catch (const store::Error& error) {
     fail(error.reason());
   }
   const auto add = [&](const char* name, const std::optional<std::string>& text) {
     json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
   };
-  add("date", headers.instant ? std::optional(ToLocalText(*headers.instant)) : std::nullopt);
+  add("date",
+      headers.instant ? std::optional(archive::ToLocalText(*headers.instant)) : std::nullopt);
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);
@@ -53,7 +54,7 @@ ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, st
 }
 
 std::string OneLine(const ordered_json& text) {
-  return text.is_string() ? Visible(text.get<std::string>()) : "-";
+  return text.is_string() ? text::Visible(text.get<std::string>()) : "-";
 }
 
 void PrintMail(const ordered_json& mail) {
@@ -67,17 +68,17 @@ void PrintMail(const ordered_json& mail) {
 }  // namespace
 
 int RunList(StorePlatform& platform, const Options& options) {
-  const Interruption::Pause pause;  // there is no report
-  store::Store store(platform, {.interruption = &Interruption::Flag()});
+  const platform::Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
   int exitCode = EXIT_ALL_DONE;
   ordered_json folders = ordered_json::array();
-  for (const FolderPlace& place : FindFolders(store, options.folder)) {
+  for (const archive::FolderPlace& place : archive::FindFolders(store, options.folder)) {
     const store::OpenFolder open = store.Open(*place.folder);
-    if (!options.isJson) std::cout << Visible(place.Name()) << '\n';
+    if (!options.isJson) std::cout << text::Visible(place.Name()) << '\n';
     ordered_json mails = ordered_json::array();
     for (std::size_t position = 0; position < open.mailCount(); ++position) {
       // Nobody reads on, or the user has had enough.
-      if (!std::cout || Interruption::IsRequested()) return EXIT_SOME_FAILED;
+      if (!std::cout || platform::Interruption::IsRequested()) return EXIT_SOME_FAILED;
       ordered_json mail = DescribeMail(store, open, position, exitCode);
       if (options.isJson) {
         mails.push_back(std::move(mail));

@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "command/visible.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -12,7 +12,7 @@ bool PrintLosses(std::span<const store::Problem> losses) {
   std::set<std::string> places;
   for (const store::Problem& loss : losses) {
     if (places.insert(loss.Describe()).second) {
-      std::cerr << "nimport: damage was stepped over: " << Visible(loss.Describe()) << '\n';
+      std::cerr << "nimport: damage was stepped over: " << text::Visible(loss.Describe()) << '\n';
     }
   }
   return !places.empty();
@@ -20,7 +20,7 @@ bool PrintLosses(std::span<const store::Problem> losses) {
 
 void PrintNotes(std::span<const store::Problem> notes) {
   for (const store::Problem& note : notes)
-    std::cerr << "nimport: note: " << Visible(note.Describe()) << '\n';
+    std::cerr << "nimport: note: " << text::Visible(note.Describe()) << '\n';
 }
 
 }  // namespace nimport::command

@@ -8,11 +8,11 @@
 #include <unistd.h>
 
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/options.h"
 #include "command/store_location.h"
-#include "command/visible.h"
+#include "platform/interruption.h"
 #include "store/problem.h"
+#include "text/visible.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ using namespace nimport;
 using namespace nimport::command;
 
 int Run(const Options& options) {
-  const Interruption interruption;
+  const platform::Interruption interruption(EXIT_SOME_FAILED);
   StorePlatform platform(options.location);
   switch (options.subcommand) {
     case Subcommand::Check:
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
     std::cerr << "nimport: interrupted\n";
     return EXIT_SOME_FAILED;
   } catch (const std::exception& error) {
-    std::cerr << "nimport: " << VisibleLines(error.what()) << '\n';
+    std::cerr << "nimport: " << text::VisibleLines(error.what()) << '\n';
     return EXIT_CANNOT_RUN;
   }
 }

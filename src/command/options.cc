@@ -185,8 +185,10 @@ void AddSubcommands(CLI::App& app, Options& options) {
   exporting.add_option("--to", options.targetDirectory, "Directory to write to; made if missing")
       ->type_name("DIR")
       ->required();
-  const std::map<std::string, ExportFormat> formats = {
-      {"maildir", ExportFormat::Maildir}, {"mbox", ExportFormat::Mbox}, {"eml", ExportFormat::Eml}};
+  const std::map<std::string, archive::ExportFormat> formats = {
+      {"maildir", archive::ExportFormat::Maildir},
+      {"mbox", archive::ExportFormat::Mbox},
+      {"eml", archive::ExportFormat::Eml}};
   exporting.add_option("--format", options.format, "maildir (the default), mbox or eml")
       ->transform(CLI::CheckedTransformer(formats))
       ->type_name("FORMAT")

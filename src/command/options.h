@@ -7,13 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "archive/folder_writer.h"
 #include "command/store_location.h"
 
 namespace nimport::command {
 
 enum class Subcommand { Check, Tree, List, Show, Export, Contacts };
-
-enum class ExportFormat { Maildir, Mbox, Eml };
 
 enum class ContactForm { VCard4, VCard3, Csv, Ldif };
 
@@ -33,7 +32,7 @@ struct Options {
   bool isSource = false;
   // export
   std::filesystem::path targetDirectory;
-  ExportFormat format = ExportFormat::Maildir;
+  archive::ExportFormat format = archive::ExportFormat::Maildir;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;

@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-#include "command/visible.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -19,7 +19,7 @@ constexpr const char* CLEAR_LINE = "\r\x1b[K";
 Progress::Progress() : isTerminal_(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::BeginFolder(const std::string& name, std::int32_t mailCount) {
-  name_ = Visible(name);
+  name_ = text::Visible(name);
   mailCount_ = mailCount;
   if (isTerminal_) Draw(0);
 }
@@ -29,10 +29,10 @@ void Progress::Step(std::int32_t done) {
   if (std::chrono::steady_clock::now() - lastDrawn_ >= DRAW_INTERVAL) Draw(done);
 }
 
-void Progress::EndFolder(const FolderAccount& folder) {
+void Progress::EndFolder(const archive::FolderAccount& folder) {
   if (isTerminal_) std::cerr << CLEAR_LINE;
-  const MailCounts& counts = folder.counts;
-  std::cerr << Visible(folder.name) << ": " << counts.found << " mails, " << counts.written
+  const archive::MailCounts& counts = folder.counts;
+  std::cerr << text::Visible(folder.name) << ": " << counts.found << " mails, " << counts.written
             << " written";
   if (counts.alreadyThere > 0) std::cerr << ", " << counts.alreadyThere << " already there";
   if (counts.skipped > 0) std::cerr << ", " << counts.skipped << " skipped";

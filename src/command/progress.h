@@ -5,19 +5,19 @@
 #include <cstdint>
 #include <string>
 
-#include "archive/account.h"
+#include "archive/export_progress.h"
 
 namespace nimport::command {
 
-// Tells on stderr how far an export is: a bar where stderr is a terminal, a line per folder
+// Shows on stderr how far an export is: a bar where stderr is a terminal, a line per folder
 // otherwise.
-class Progress {
+class Progress final : public archive::ExportProgress {
  public:
   Progress();
 
-  void BeginFolder(const std::string& name, std::int32_t mailCount);
-  void Step(std::int32_t done);
-  void EndFolder(const FolderAccount& folder);
+  void BeginFolder(const std::string& name, std::int32_t mailCount) override;
+  void Step(std::int32_t done) override;
+  void EndFolder(const archive::FolderAccount& folder) override;
 
  private:
   void Draw(std::int32_t done);

@@ -7,19 +7,20 @@
 #include <nlohmann/json.hpp>
 
 #include "archive/compose_mail.h"
+#include "archive/instant.h"
 #include "archive/mail_contents.h"
-#include "archive/mail_date.h"
 #include "archive/store_folders.h"
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
-#include "command/visible.h"
+#include "command/terminal.h"
 #include "mime/mail.h"
+#include "platform/interruption.h"
 #include "store/mail_text.h"
 #include "store/store.h"
 #include "text/code_page_932.h"
 #include "text/text_lines.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -115,24 +116,24 @@ std::string BodyOfWholeMail(const store::MailRecord& record) {
   return text.substr(std::min(position, text.size()));
 }
 
-void DescribeParts(const store::MailRecord& record, MailContents& contents, ordered_json& json,
-                   int& exitCode) {
+void DescribeParts(const store::MailRecord& record, archive::MailContents& contents,
+                   ordered_json& json, int& exitCode) {
   json["bodies"] = ordered_json::array();
   json["attachments"] = ordered_json::array();
   switch (contents.kind) {
-    case ContentsKind::Text:
+    case archive::ContentsKind::Text:
       json["bodies"] = DescribeText(contents.bytes);
       return;
-    case ContentsKind::WholeMail:
+    case archive::ContentsKind::WholeMail:
       json["bodies"] = DescribeText(BodyOfWholeMail(record));
       return;
-    case ContentsKind::MimeMail: {
+    case archive::ContentsKind::MimeMail: {
       MimeParts parts(std::move(contents.bytes));
       json["bodies"] = parts.Bodies();
       json["attachments"] = parts.Attachments();
       return;
     }
-    case ContentsKind::StoredFile:
+    case archive::ContentsKind::StoredFile:
       if (contents.missing.empty()) {
         json["attachments"].push_back(DescribeFile(contents.fileName, contents.bytes.size()));
       } else {
@@ -145,20 +146,22 @@ void DescribeParts(const store::MailRecord& record, MailContents& contents, orde
 ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, std::size_t position,
                           int& exitCode) {
   const store::MailRecord record = open.Read(position);
-  std::optional<MailContents> contents;
+  std::optional<archive::MailContents> contents;
   ordered_json error;
   try {
-    contents = ReadContents(store, record);
+    contents = archive::ReadContents(store, record);
   } catch (const store::Error& failure) {
     exitCode = EXIT_SOME_FAILED;
     error = {{"error", failure.reason()}};
   }
-  const MailHeaders headers = ReadHeaders(store, record, contents ? &*contents : nullptr);
+  const archive::MailHeaders headers =
+      archive::ReadHeaders(store, record, contents ? &*contents : nullptr);
   ordered_json json;
   const auto add = [&](const char* name, const std::optional<std::string>& text) {
     json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
   };
-  add("date", headers.instant ? std::optional(ToLocalText(*headers.instant)) : std::nullopt);
+  add("date",
+      headers.instant ? std::optional(archive::ToLocalText(*headers.instant)) : std::nullopt);
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);
@@ -183,14 +186,14 @@ std::string NameOf(const ordered_json& file) {
 
 void PrintPart(const char* title, const ordered_json& part) {
   if (part.contains("text")) {
-    std::cout << '\n' << VisibleLines(part["text"].get<std::string>()) << '\n';
+    std::cout << '\n' << text::VisibleLines(part["text"].get<std::string>()) << '\n';
   } else if (part.contains("error")) {
     std::cout << '\n'
-              << title << " (cannot be read: " << Visible(part["error"].get<std::string>())
+              << title << " (cannot be read: " << text::Visible(part["error"].get<std::string>())
               << ")\n";
   } else {
     std::cout << '\n'
-              << title << ' ' << Visible(NameOf(part)) << ", " << part["size"] << " bytes\n";
+              << title << ' ' << text::Visible(NameOf(part)) << ", " << part["size"] << " bytes\n";
   }
 }
 
@@ -206,7 +209,7 @@ void PrintParts(const char* title, const ordered_json& parts) {
 void Print(const ordered_json& mail) {
   for (const char* name : {"date", "from", "to", "subject", "messageId", "error"}) {
     if (mail.contains(name) && mail[name].is_string()) {
-      std::cout << name << ": " << Visible(mail[name].get<std::string>()) << '\n';
+      std::cout << name << ": " << text::Visible(mail[name].get<std::string>()) << '\n';
     }
   }
   PrintParts("body", mail["bodies"]);
@@ -216,9 +219,9 @@ void Print(const ordered_json& mail) {
 }  // namespace
 
 int RunShow(StorePlatform& platform, const Options& options) {
-  const Interruption::Pause pause;  // there is no report
-  store::Store store(platform, {.interruption = &Interruption::Flag()});
-  const FolderPlace place = FindFolders(store, options.folder).front();
+  const platform::Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
+  const archive::FolderPlace place = archive::FindFolders(store, options.folder).front();
   const store::OpenFolder open = store.Open(*place.folder);
   const auto position = static_cast<std::size_t>(options.mail);
   if (options.mail < 0 || position >= open.mailCount()) {
@@ -226,9 +229,9 @@ int RunShow(StorePlatform& platform, const Options& options) {
   }
   if (options.isSource) {
     const store::MailRecord record = open.Read(position);
-    MailContents contents = ReadContents(store, record);
-    const MailHeaders headers = ReadHeaders(store, record, &contents);
-    std::cout << ForStandardOutput(ComposeMail(headers, contents, store.memberId()).bytes);
+    archive::MailContents contents = archive::ReadContents(store, record);
+    const archive::MailHeaders headers = archive::ReadHeaders(store, record, &contents);
+    std::cout << ForStandardOutput(archive::ComposeMail(headers, contents, store.memberId()).bytes);
     return PrintLosses(store.TakeLosses()) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;

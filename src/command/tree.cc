@@ -6,11 +6,11 @@
 
 #include "archive/store_folders.h"
 #include "command/commands.h"
-#include "command/interruption.h"
 #include "command/json_text.h"
 #include "command/losses.h"
-#include "command/visible.h"
+#include "platform/interruption.h"
 #include "store/store.h"
+#include "text/visible.h"
 
 namespace nimport::command {
 
@@ -32,12 +32,13 @@ ordered_json DescribeFolder(store::Store& store, const store::Folder& folder, st
 
 void Print(const ordered_json& tree) {
   for (const ordered_json& cabinet : tree["cabinets"]) {
-    std::cout << Visible(cabinet["name"].get<std::string>()) << '\n';
+    std::cout << text::Visible(cabinet["name"].get<std::string>()) << '\n';
     for (const ordered_json& folder : cabinet["folders"]) {
       std::cout << std::setw(5) << folder["index"].get<std::size_t>() << "  "
-                << Visible(folder["name"].get<std::string>());
+                << text::Visible(folder["name"].get<std::string>());
       if (folder.contains("error")) {
-        std::cout << "  (cannot be read: " << Visible(folder["error"].get<std::string>()) << ")\n";
+        std::cout << "  (cannot be read: " << text::Visible(folder["error"].get<std::string>())
+                  << ")\n";
       } else {
         std::cout << "  (" << folder["mails"] << " mails)\n";
       }
@@ -48,8 +49,8 @@ void Print(const ordered_json& tree) {
 }  // namespace
 
 int RunTree(StorePlatform& platform, const Options& options) {
-  const Interruption::Pause pause;  // there is no report
-  store::Store store(platform, {.interruption = &Interruption::Flag()});
+  const platform::Interruption::Pause pause;  // there is no report
+  store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
   int exitCode = EXIT_ALL_DONE;
   ordered_json tree = {{"account", store.memberId()}, {"cabinets", ordered_json::array()}};
   std::size_t index = 0;
@@ -67,8 +68,8 @@ int RunTree(StorePlatform& platform, const Options& options) {
   }
   if (PrintLosses(store.TakeLosses())) exitCode = EXIT_SOME_FAILED;
   if (store.failedListing().empty()) return exitCode;
-  std::cerr << "nimport: the list of folders is not complete: " << Visible(store.failedListing())
-            << '\n';
+  std::cerr << "nimport: the list of folders is not complete: "
+            << text::Visible(store.failedListing()) << '\n';
   return EXIT_SOME_FAILED;
 }
 

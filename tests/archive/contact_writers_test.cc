@@ -13,7 +13,7 @@
 #include "archive/contacts/ldif.h"
 #include "archive/contacts/vcard.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 namespace {
 
 using testing::HasSubstr;
@@ -126,7 +126,7 @@ TEST(Contacts, TellAddressesFromMemberIds) {
   const struct {
     const char* userId;
     std::vector<std::string> emails;
-    const char* ownId;
+    const char* nativeId;
     const char* why;
   } cases[] = {
       {"a@example.jp", {"a@example.jp"}, "", "an address needs no other form"},
@@ -142,7 +142,7 @@ TEST(Contacts, TellAddressesFromMemberIds) {
   for (const auto& c : cases) {
     const Contact contact = MakeContact("x", c.userId, "");
     EXPECT_EQ(contact.emails, c.emails) << c.why;
-    EXPECT_EQ(contact.OwnId(), c.ownId) << c.why;
+    EXPECT_EQ(contact.NativeId(), c.nativeId) << c.why;
   }
 }
 
@@ -282,4 +282,4 @@ TEST(Json, NestsGroups) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::archive

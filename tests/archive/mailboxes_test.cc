@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nimport::command {
+namespace nimport::archive {
 namespace {
 
 // "NAME<ADDRESS>" for each mailbox, with '*' where the address was made up.
@@ -56,4 +56,4 @@ TEST(EncodeMailboxes, OneMailboxALine) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nimport::command {
+namespace nimport::archive {
 namespace {
 
 TEST(SafeName, NeverLeavesItsDirectory) {
@@ -38,4 +38,4 @@ TEST(UniqueNames, EachNameOnce) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -6,7 +6,7 @@
 #include "archive/header_lines.h"
 #include "archive/mail_contents.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 namespace {
 
 // Code page 932: 件 is 8C 8F, 本 is 96 7B.
@@ -70,4 +70,4 @@ TEST(SplitHeader, EdgesOfAHeader) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::archive

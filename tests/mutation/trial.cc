@@ -8,11 +8,12 @@
 #include <sys/stat.h>
 
 #include "archive/contacts/vcard.h"
+#include "archive/contacts/write_contacts.h"
 #include "archive/exporter.h"
 #include "archive/mail_contents.h"
 #include "archive/store_folders.h"
 #include "command/commands.h"
-#include "command/contacts.h"
+#include "command/progress.h"
 #include "command/store_location.h"
 #include "store/store.h"
 
@@ -71,10 +72,10 @@ command::StoreLocation LocationOf(const mkstore::Store& store) {
   return location;
 }
 
-class MemoryWriter final : public command::FolderWriter {
+class MemoryWriter final : public archive::FolderWriter {
  public:
   explicit MemoryWriter(std::multiset<std::string>& mails) : mails_(mails) {}
-  Outcome Write(const command::FinishedMail& mail, std::int32_t /*position*/,
+  Outcome Write(const archive::FinishedMail& mail, std::int32_t /*position*/,
                 const std::string& /*subject*/) override {
     mails_.insert(mail.bytes);
     return Outcome::Written;
@@ -84,19 +85,19 @@ class MemoryWriter final : public command::FolderWriter {
   std::multiset<std::string>& mails_;
 };
 
-class MemoryTarget final : public command::ExportTarget {
+class MemoryTarget final : public archive::ExportTarget {
  public:
   explicit MemoryTarget(Exported& result) : result_(result) {}
   void BeginCabinet(const fs::path& /*path*/) override {}
-  [[nodiscard]] std::unique_ptr<command::FolderWriter> OpenFolder(
+  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(
       const fs::path& /*path*/) override {
     return std::make_unique<MemoryWriter>(result_.mails);
   }
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
     std::string cards;
-    command::VCardWriter writer([&](std::string_view card) { cards += card; },
-                                command::VCardVersion::V4_0);
-    const std::int64_t count = command::WriteContacts(book, writer);
+    archive::VCardWriter writer([&](std::string_view card) { cards += card; },
+                                archive::VCardVersion::V4_0);
+    const std::int64_t count = archive::WriteContacts(book, writer);
     result_.contacts = SplitContacts(cards);
     return count;
   }
@@ -106,13 +107,13 @@ class MemoryTarget final : public command::ExportTarget {
 };
 
 // What the store has of the mails of a folder.
-void ReadMails(store::Store& store, const command::FolderPlace& place, Exported& result) {
+void ReadMails(store::Store& store, const archive::FolderPlace& place, Exported& result) {
   const store::OpenFolder folder = store.Open(*place.folder);
   for (std::size_t i = 0; i < folder.mailCount(); ++i) {
     try {
       const store::MailRecord record = folder.Read(i);
-      const command::MailContents contents = command::ReadContents(store, record);
-      const command::MailHeaders headers = command::ReadHeaders(store, record, &contents);
+      const archive::MailContents contents = archive::ReadContents(store, record);
+      const archive::MailHeaders headers = archive::ReadHeaders(store, record, &contents);
       result.mails.insert(headers.subject.value_or("") + '\n' + headers.from.value_or("") + '\n' +
                           headers.to.value_or("") + '\n' +
                           std::to_string(headers.instant.value_or(0)));
@@ -256,9 +257,10 @@ Exported Laboratory::ExportQuickly(std::size_t store) const {
   Exported result;
   try {
     command::StorePlatform platform(LocationOf(made_[store]));
-    command::Exporter exporter(platform, command::ExportFormat::Maildir);
+    command::Progress progress;
+    archive::Exporter exporter(platform, archive::ExportFormat::Maildir, progress);
     MemoryTarget target(result);
-    const command::Account& account = exporter.Run(target);
+    const archive::Account& account = exporter.Run(target);
     result.message = account.abortReason;
     result.remarks = RemarksOf(account.ToJson());
     result.exitCode = !account.abortReason.empty() ? command::EXIT_CANNOT_RUN
@@ -278,7 +280,7 @@ Exported Laboratory::ReadStrictly(std::size_t store) const {
   try {
     store::Store opened(platform);
     if (!opened.failedListing().empty()) result.remarks.insert(opened.failedListing());
-    for (const command::FolderPlace& place : command::AllFolders(opened))
+    for (const archive::FolderPlace& place : archive::AllFolders(opened))
       ReadMails(opened, place, result);
   } catch (const store::Error& error) {
     result.remarks.insert(error.reason());
@@ -286,9 +288,9 @@ Exported Laboratory::ReadStrictly(std::size_t store) const {
   try {
     std::vector<store::Problem> losses;
     const store::OpenAddressBook open(platform, losses);
-    command::VCardWriter writer([&](std::string_view card) { result.contacts.emplace(card); },
-                                command::VCardVersion::V4_0);
-    command::WriteContacts(open.book(), writer);
+    archive::VCardWriter writer([&](std::string_view card) { result.contacts.emplace(card); },
+                                archive::VCardVersion::V4_0);
+    archive::WriteContacts(open.book(), writer);
   } catch (const store::Error& error) {
     result.remarks.insert(error.reason());
   }

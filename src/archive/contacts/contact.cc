@@ -6,7 +6,7 @@
 #include "archive/mailboxes.h"
 #include "text/ascii.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -40,7 +40,7 @@ std::string FirstLine(std::string_view text) {
 
 }  // namespace
 
-std::string_view Contact::OwnId() const {
+std::string_view Contact::NativeId() const {
   const bool isPlainAddress = emails.size() == 1 && emails.front() == userId;
   return isPlainAddress ? std::string_view() : userId;
 }
@@ -73,4 +73,4 @@ Contact ContactMaker::Make(const ContactSource& address, std::span<const std::st
   return contact;
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

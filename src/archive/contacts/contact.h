@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "archive/digest.h"
-namespace nimport::command {
+namespace nimport::archive {
 
 // An address as contacts have it. Texts are UTF-8 and, but for the UID, as stored.
 struct Contact {
@@ -24,7 +24,7 @@ struct Contact {
   std::span<const std::string> groups;
 
   // The user ID, unless it is an internet address and nothing else.
-  [[nodiscard]] std::string_view OwnId() const;
+  [[nodiscard]] std::string_view NativeId() const;
   // The name or whatever else the contact can be called by, on one line. Never empty.
   [[nodiscard]] std::string DisplayName() const;
 };
@@ -56,6 +56,6 @@ class ContactMaker {
   std::map<Digest, int> digests_;  // how often each was seen
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_CONTACT_H_

@@ -8,7 +8,7 @@
 
 #include "archive/contacts/contact.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // Where the text goes, piece by piece.
 using TextSink = std::function<void(std::string_view)>;
@@ -34,10 +34,10 @@ class ContactWriter {
 };
 
 // A sentence for contacts whose form has no place for the mail client's own IDs.
-[[nodiscard]] inline std::string NoteOnOwnId(std::string_view ownId) {
-  return "NIFTY Manager ID: " + std::string(ownId);
+[[nodiscard]] inline std::string NoteOnNativeId(std::string_view nativeId) {
+  return "NIFTY Manager ID: " + std::string(nativeId);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_CONTACT_WRITER_H_

@@ -4,9 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "command/visible.h"
+#include "text/visible.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -16,7 +16,7 @@ using nlohmann::ordered_json;
 constexpr std::size_t MAX_INDENTED_LEVELS = 20;
 
 std::string ToLine(const ordered_json& json) {
-  return VisibleJson(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+  return text::VisibleJson(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 ordered_json Describe(const Contact& contact) {
@@ -79,4 +79,4 @@ void JsonContactWriter::NewLine() const {
   Put("\n" + std::string(2 + 2 * std::min(levels_.size(), MAX_INDENTED_LEVELS), ' '));
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -5,7 +5,7 @@
 
 #include "archive/contacts/contact_writer.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // {"groups": [{"name", "addresses": [...], "groups": [...]}]}, written as it comes: how deep groups
 // are nested is the file's choice, and building and printing such a value would go as deep.
@@ -33,6 +33,6 @@ class JsonContactWriter final : public ContactWriter {
   std::vector<Level> levels_;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_CONTACTS_JSON_H_

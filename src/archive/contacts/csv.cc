@@ -2,7 +2,7 @@
 
 #include <initializer_list>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -62,8 +62,8 @@ CsvWriter::CsvWriter(TextSink sink, bool hasByteOrderMark) : ContactWriter(std::
 }
 
 void CsvWriter::Write(const Contact& contact) {
-  Put(ToRow({contact.name, Join(contact.emails), contact.OwnId(), contact.comment,
+  Put(ToRow({contact.name, Join(contact.emails), contact.NativeId(), contact.comment,
              Join(contact.groups)}));
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

@@ -3,7 +3,7 @@
 
 #include "archive/contacts/contact_writer.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // Comma-separated values, RFC 4180, in UTF-8, with a line of column names at the top. Texts are as
 // stored; a cell that holds several has "; " between them.
@@ -15,6 +15,6 @@ class CsvWriter final : public ContactWriter {
   void Write(const Contact& contact) override;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_CSV_H_

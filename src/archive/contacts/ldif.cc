@@ -4,7 +4,7 @@
 
 #include "mime/transfer_encoding.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -50,7 +50,7 @@ void LdifWriter::BeginGroup(const std::string& name) {
 
 void LdifWriter::Write(const Contact& contact) {
   const std::string dn = "uid=" + contact.uid + ",ou=contacts";
-  const std::string_view ownId = contact.OwnId();
+  const std::string_view nativeId = contact.NativeId();
   const std::string name = contact.DisplayName();
   std::string entry = "\n";
   AppendLine(entry, "dn", dn);
@@ -58,13 +58,13 @@ void LdifWriter::Write(const Contact& contact) {
     AppendLine(entry, "objectClass", kind);
   }
   AppendLine(entry, "uid", contact.uid);
-  AppendUnlessEmpty(entry, "uid", ownId);
+  AppendUnlessEmpty(entry, "uid", nativeId);
   AppendLine(entry, "cn", name);
   AppendLine(entry, "sn", name);
   for (const std::string& email : contact.emails)
     AppendLine(entry, "mail", email);
   AppendUnlessEmpty(entry, "description", contact.comment);
-  if (!ownId.empty()) AppendLine(entry, "description", NoteOnOwnId(ownId));
+  if (!nativeId.empty()) AppendLine(entry, "description", NoteOnNativeId(nativeId));
   Put(entry);
   if (!path_.empty()) path_.back().members.push_back(dn);
 }
@@ -87,4 +87,4 @@ void LdifWriter::EndGroup() {
   if (!path_.empty()) path_.back().members.push_back(dn);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

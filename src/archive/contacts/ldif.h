@@ -6,7 +6,7 @@
 
 #include "archive/contacts/contact_writer.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // LDIF, RFC 2849: an inetOrgPerson per contact, and a groupOfNames per group, whose members are its
 // contacts and the groups beneath it. A group in which there is nobody has no entry, since the
@@ -30,6 +30,6 @@ class LdifWriter final : public ContactWriter {
   std::size_t groupCount_ = 0;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_LDIF_H_

@@ -2,7 +2,7 @@
 
 #include "text/utf8.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -69,9 +69,9 @@ void VCardWriter::Write(const Contact& contact) {
     appendText(isV3 ? "EMAIL;TYPE=INTERNET" : "EMAIL", email);
   }
   if (!contact.comment.empty()) appendText("NOTE", contact.comment);
-  if (const std::string_view ownId = contact.OwnId(); !ownId.empty()) {
-    appendText("NOTE", NoteOnOwnId(ownId));
-    appendText("X-NIMPORT-USER-ID", ownId);
+  if (const std::string_view nativeId = contact.NativeId(); !nativeId.empty()) {
+    appendText("NOTE", NoteOnNativeId(nativeId));
+    appendText("X-NIMPORT-USER-ID", nativeId);
   }
   if (const std::string list = Categories(contact.groups, isV3); !list.empty()) {
     AppendLine(card, "CATEGORIES:" + list);
@@ -80,4 +80,4 @@ void VCardWriter::Write(const Contact& contact) {
   Put(card);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

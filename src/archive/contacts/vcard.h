@@ -3,7 +3,7 @@
 
 #include "archive/contacts/contact_writer.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 enum class VCardVersion { V3_0, V4_0 };
 
@@ -21,6 +21,6 @@ class VCardWriter final : public ContactWriter {
   VCardVersion version_;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
 #endif  // NIMPORT_ARCHIVE_CONTACTS_VCARD_H_

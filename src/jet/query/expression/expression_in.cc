@@ -26,8 +26,8 @@ void LiteralSet::Sort() {
 }
 
 bool LiteralSet::ContainsText(std::string_view text, const TextRules& texts) const {
-  const auto first = std::ranges::lower_bound(
-      texts_, text.size(), {}, [](const auto& entry) { return entry.first; });
+  const auto first = std::ranges::lower_bound(texts_, text.size(), {},
+                                              [](const auto& entry) { return entry.first; });
   if (first == texts_.end() || first->first != text.size()) return false;
   return std::binary_search(first, texts_.end(), std::pair(text.size(), texts.Fold(text)));
 }

@@ -1,25 +1,27 @@
-#include "command/interruption.h"
+#include "platform/interruption.h"
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "command/options.h"
-#include "command/visible.h"
+#include "text/visible.h"
 
-namespace nimport::command {
+namespace nimport::platform {
 
 namespace {
 
 std::atomic<bool> isRequested = false;
 std::atomic<bool> isEnding = false;
+int exitCodeWhenInterrupted = 0;
 
 // Held by the thread that made the Interruption, but for its pauses: whoever can lock it finds
 // everything that this thread works on at rest. The reports are changed by the working thread and
@@ -37,7 +39,7 @@ timespec ToTimespec(std::chrono::milliseconds time) {
 
 // A report may wait forever for somebody to read it.
 void EndWithoutReport(int) {
-  _exit(EXIT_SOME_FAILED);
+  _exit(exitCodeWhenInterrupted);
 }
 
 void LimitTimeToReport() {
@@ -66,47 +68,66 @@ bool IsAtRest() {
         reports.pop_back();
       }
     } catch (const std::exception& error) {
-      std::cerr << "nimport: " << Visible(error.what()) << '\n';
+      std::cerr << "nimport: " << text::Visible(error.what()) << '\n';
     }
     std::cout.flush();
   }
   std::cerr << "nimport: interrupted\n";
-  _exit(EXIT_SOME_FAILED);
+  _exit(exitCodeWhenInterrupted);
 }
 
 }  // namespace
 
-Interruption::Interruption() {
-  sigemptyset(&signals_);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    sigaddset(&signals_, signal);
-  // Threads that are made from here on inherit this: the signals come to the watcher alone.
-  pthread_sigmask(SIG_BLOCK, &signals_, &formerMask_);
+// Waits for the signals in a thread of its own.
+class Interruption::Watcher {
+ public:
+  Watcher() {
+    sigemptyset(&signals_);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+      sigaddset(&signals_, signal);
+    // Threads that are made from here on inherit this: the signals come to the watcher alone.
+    pthread_sigmask(SIG_BLOCK, &signals_, &formerMask_);
+    thread_ = std::thread([this] { Watch(); });
+  }
+  ~Watcher() {
+    isEnding = true;
+    pthread_kill(thread_.native_handle(), SIGTERM);
+    thread_.join();
+    pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
+  }
+  Watcher(const Watcher&) = delete;
+  Watcher& operator=(const Watcher&) = delete;
+
+ private:
+  void Watch() const {
+    int signal = 0;
+    sigwait(&signals_, &signal);
+    if (isEnding) return;
+    isRequested = true;
+    const timespec time = ToTimespec(TIME_TO_STOP);
+    sigtimedwait(&signals_, nullptr, &time);
+    if (!isEnding) EndNow();
+  }
+
+  sigset_t signals_ = {};
+  sigset_t formerMask_ = {};
+  std::thread thread_;
+};
+
+Interruption::Interruption(int exitCode) {
+  exitCodeWhenInterrupted = exitCode;
   work.lock();
   isWorker = true;
-  watcher_ = std::thread([this] { Watch(); });
+  watcher_ = std::make_unique<Watcher>();
 }
 
 Interruption::~Interruption() {
-  isEnding = true;
-  pthread_kill(watcher_.native_handle(), SIGTERM);
   {
     const Pause pause;
-    watcher_.join();
+    watcher_.reset();
   }
   isWorker = false;
   work.unlock();
-  pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
-}
-
-void Interruption::Watch() const {
-  int signal = 0;
-  sigwait(&signals_, &signal);
-  if (isEnding) return;
-  isRequested = true;
-  const timespec time = ToTimespec(TIME_TO_STOP);
-  sigtimedwait(&signals_, nullptr, &time);
-  if (!isEnding) EndNow();
 }
 
 bool Interruption::IsRequested() {
@@ -133,4 +154,4 @@ Interruption::Report::~Report() {
   reports.pop_back();
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::platform

@@ -1,13 +1,13 @@
 // Instants of mails, and how they are written.
-#ifndef NIMPORT_ARCHIVE_MAIL_DATE_H_
-#define NIMPORT_ARCHIVE_MAIL_DATE_H_
+#ifndef NIMPORT_ARCHIVE_INSTANT_H_
+#define NIMPORT_ARCHIVE_INSTANT_H_
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // The instant that a mail's own header names; empty when it names none that can be read.
 [[nodiscard]] std::optional<std::int64_t> InstantOfHeader(std::string_view mail);
@@ -21,6 +21,6 @@ namespace nimport::command {
 // "Tue Jan 13 01:00:00 1998", UTC.
 [[nodiscard]] std::string ToUtcText(std::int64_t instant);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
-#endif  // NIMPORT_ARCHIVE_MAIL_DATE_H_
+#endif  // NIMPORT_ARCHIVE_INSTANT_H_

@@ -1,13 +1,13 @@
 // Texts of a store as they may be shown. Whoever wrote a mail chose its characters: those that move
 // the cursor, change a terminal's settings or turn the direction of writing would have it show
 // something else than there is.
-#ifndef NIMPORT_COMMAND_VISIBLE_H_
-#define NIMPORT_COMMAND_VISIBLE_H_
+#ifndef NIMPORT_TEXT_VISIBLE_H_
+#define NIMPORT_TEXT_VISIBLE_H_
 
 #include <string>
 #include <string_view>
 
-namespace nimport::command {
+namespace nimport::text {
 
 // `text`, on one line and harmless on a terminal: control characters below U+0020 and U+007F become
 // their pictures (U+2400 and the following), those from U+0080 to U+009F, line separators and
@@ -21,10 +21,6 @@ namespace nimport::command {
 // The same characters, in JSON text, as escapes of JSON. What is no UTF-8 stays.
 [[nodiscard]] std::string VisibleJson(std::string_view json);
 
-// Something for other programs, such as a mail's source or vCards: as it is, but made visible where
-// standard output is a terminal.
-[[nodiscard]] std::string ForStandardOutput(std::string_view text);
+}  // namespace nimport::text
 
-}  // namespace nimport::command
-
-#endif  // NIMPORT_COMMAND_VISIBLE_H_
+#endif  // NIMPORT_TEXT_VISIBLE_H_

@@ -1,8 +1,8 @@
-#include "command/visible.h"
+#include "text/visible.h"
 
 #include <gtest/gtest.h>
 
-namespace nimport::command {
+namespace nimport::text {
 namespace {
 
 TEST(Visible, EveryCharacterThatWouldNotBeSeen) {
@@ -32,4 +32,4 @@ TEST(Visible, EveryCharacterThatWouldNotBeSeen) {
 }
 
 }  // namespace
-}  // namespace nimport::command
+}  // namespace nimport::text

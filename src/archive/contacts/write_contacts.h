@@ -1,5 +1,5 @@
-#ifndef NIMPORT_COMMAND_CONTACTS_H_
-#define NIMPORT_COMMAND_CONTACTS_H_
+#ifndef NIMPORT_ARCHIVE_CONTACTS_WRITE_CONTACTS_H_
+#define NIMPORT_ARCHIVE_CONTACTS_WRITE_CONTACTS_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -8,7 +8,7 @@
 #include "archive/contacts/contact_writer.h"
 #include "store/addressbook/address_book.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 // Writes the contacts of the whole book, group by group in the store's order. Stops early when the
 // user asks for it. Returns the number of contacts written.
@@ -23,6 +23,6 @@ inline constexpr const char* CONTACTS_FILE_NAME = "contacts.vcf";
 std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
                                const std::filesystem::path& directory);
 
-}  // namespace nimport::command
+}  // namespace nimport::archive
 
-#endif  // NIMPORT_COMMAND_CONTACTS_H_
+#endif  // NIMPORT_ARCHIVE_CONTACTS_WRITE_CONTACTS_H_

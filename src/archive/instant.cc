@@ -1,4 +1,4 @@
-#include "archive/mail_date.h"
+#include "archive/instant.h"
 
 #include <array>
 #include <cstdio>
@@ -9,7 +9,7 @@
 #include "archive/header_lines.h"
 #include "mime/date.h"
 
-namespace nimport::command {
+namespace nimport::archive {
 
 namespace {
 
@@ -63,4 +63,4 @@ std::string ToUtcText(std::int64_t instant) {
                 fields.tm_min, fields.tm_sec, fields.tm_year + 1900);
 }
 
-}  // namespace nimport::command
+}  // namespace nimport::archive

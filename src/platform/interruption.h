@@ -1,22 +1,21 @@
 // Ctrl-C and its like. Not everything that takes long can be interrupted, so that a thread of its
 // own waits for signals and ends the program where the work does not end by itself.
-#ifndef NIMPORT_COMMAND_INTERRUPTION_H_
-#define NIMPORT_COMMAND_INTERRUPTION_H_
+#ifndef NIMPORT_PLATFORM_INTERRUPTION_H_
+#define NIMPORT_PLATFORM_INTERRUPTION_H_
 
 #include <atomic>
-#include <csignal>
 #include <functional>
-#include <thread>
+#include <memory>
 
-namespace nimport::command {
+namespace nimport::platform {
 
 // While an object lives, SIGINT, SIGTERM and SIGHUP do not end the program but are noted, so that
 // the work can stop at a good place. Where it has not stopped after half a second, or at a second
-// signal, the program ends: it says what it knows by then and exits with EXIT_SOME_FAILED, a second
-// after the signal at the latest. One object per process, made before other threads are.
+// signal, the program ends: it says what it knows by then and exits with the code given here, a
+// second after the signal at the latest. One object per process, made before other threads are.
 class Interruption {
  public:
-  Interruption();
+  explicit Interruption(int exitCode);
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
@@ -47,13 +46,11 @@ class Interruption {
   };
 
  private:
-  void Watch() const;
+  class Watcher;
 
-  sigset_t signals_ = {};
-  sigset_t formerMask_ = {};
-  std::thread watcher_;
+  std::unique_ptr<Watcher> watcher_;
 };
 
-}  // namespace nimport::command
+}  // namespace nimport::platform
 
-#endif  // NIMPORT_COMMAND_INTERRUPTION_H_
+#endif  // NIMPORT_PLATFORM_INTERRUPTION_H_

@@ -1,15 +1,13 @@
-#include "command/visible.h"
+#include "text/visible.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
 
-#include <unistd.h>
-
 #include "text/utf8.h"
 
-namespace nimport::command {
+namespace nimport::text {
 
 namespace {
 
@@ -45,8 +43,8 @@ std::string ToVisible(std::string_view text, bool keepsLines) {
   while (!text.empty()) {
     const bool isLineEnd = text.front() == '\n' || text.starts_with("\r\n");
     const std::string_view from = text;
-    const char32_t character = text::TakeUtf8Character(text);
-    if (character == text::DAMAGED_UTF8) {
+    const char32_t character = TakeUtf8Character(text);
+    if (character == DAMAGED_UTF8) {
       out += REPLACEMENT;
     } else if (keepsLines && (isLineEnd || character == '\t')) {
       if (character != '\r') out += from.front();
@@ -75,16 +73,11 @@ std::string VisibleJson(std::string_view json) {
   out.reserve(json.size());
   while (!json.empty()) {
     const std::string_view from = json;
-    const char32_t character = text::TakeUtf8Character(json);
+    const char32_t character = TakeUtf8Character(json);
     const bool isEscaped = character >= 0x7F && IsHarmful(character);
     out += isEscaped ? Format("\\u%04x", character) : from.substr(0, from.size() - json.size());
   }
   return out;
 }
 
-std::string ForStandardOutput(std::string_view text) {
-  static const bool isTerminal = isatty(STDOUT_FILENO) == 1;
-  return isTerminal ? VisibleLines(text) : std::string(text);
-}
-
-}  // namespace nimport::command
+}  // namespace nimport::text

@@ -1,0 +1,85 @@
+#include "archive/contacts/write_contacts.h"
+
+#include <span>
+#include <vector>
+
+#include "archive/contacts/vcard.h"
+#include "archive/new_file.h"
+#include "platform/interruption.h"
+
+namespace nimport::archive {
+
+using platform::Interruption;
+
+namespace {
+
+// The groups that stand open while the book is walked.
+class GroupPath {
+ public:
+  explicit GroupPath(ContactWriter& writer) : writer_(writer) {}
+
+  // Leaves groups until the one at `place` of the list is the innermost; -1 leaves all.
+  void ReturnTo(std::int32_t place) {
+    while (!places_.empty() && places_.back() != place) {
+      writer_.EndGroup();
+      places_.pop_back();
+      names_.pop_back();
+      keys_.pop_back();
+    }
+  }
+
+  void Enter(std::int32_t place, const std::string& name) {
+    writer_.BeginGroup(name);
+    keys_.push_back(KeyOfGroup(keys_.empty() ? GroupKey() : keys_.back(), name));
+    places_.push_back(place);
+    names_.push_back(name);
+  }
+
+  [[nodiscard]] std::span<const std::string> names() const { return names_; }
+  [[nodiscard]] const GroupKey& key() const { return keys_.back(); }
+
+ private:
+  ContactWriter& writer_;
+  std::vector<std::int32_t> places_;
+  std::vector<std::string> names_;
+  std::vector<GroupKey> keys_;
+};
+
+}  // namespace
+
+std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& writer) {
+  GroupPath path(writer);
+  ContactMaker maker;
+  std::int64_t written = 0;
+  for (std::int32_t i = 0; i < book.GroupCount() && !Interruption::IsRequested(); ++i) {
+    const addressbook::AddressGroup& group = book.At(i);
+    path.ReturnTo(group.parentIndex);
+    path.Enter(i, group.name);
+    for (std::int32_t k = 0; k < book.AddressCount(i); ++k) {
+      const addressbook::AddressEntry address = book.ResolveAddress(i, k);
+      const ContactSource source{.id = book.FirstAddress(i) + k,
+                                 .name = address.name,
+                                 .userId = address.userId,
+                                 .comment = address.comment};
+      writer.Write(maker.Make(source, path.names(), path.key()));
+      ++written;
+    }
+  }
+  path.ReturnTo(-1);
+  writer.Finish();
+  return written;
+}
+
+std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
+                               const std::filesystem::path& path) {
+  if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return 0;
+  const Directory directory(path);
+  NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
+  VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
+  const std::int64_t written = WriteContacts(book, writer);
+  if (Interruption::IsRequested()) return 0;
+  file.PutInPlace(directory, CONTACTS_FILE_NAME);
+  return written;
+}
+
+}  // namespace nimport::archive
