@@ -72,18 +72,22 @@ FileDescriptor OpenResolved(const std::string& path, const std::vector<std::stri
 
 }  // namespace
 
-FileDescriptor OpenConfined(const std::string& path, const std::vector<std::string>& roots,
-                            int flags) {
+ConfinedPath::ConfinedPath(const std::string& path, const std::vector<std::string>& roots)
+    : path_(path), roots_(roots), root_(OpenRoot(roots.front())), rootError_(errno) {}
+
+FileDescriptor ConfinedPath::Open(int flags) const {
   flags |= O_CLOEXEC;
-  const FileDescriptor root = OpenRoot(roots.front());
-  if (!root.IsOpen()) return {};
-  const std::size_t first = path.find_first_not_of('/', roots.front().size());
-  const std::string relative = first == std::string::npos ? "" : path.substr(first);
-  FileDescriptor file = OpenBeneath(root, relative, flags);
+  if (!root_.IsOpen()) {
+    errno = rootError_;
+    return {};
+  }
+  const std::size_t first = path_.find_first_not_of('/', roots_.front().size());
+  const std::string relative = first == std::string::npos ? "" : path_.substr(first);
+  FileDescriptor file = OpenBeneath(root_, relative, flags);
   // The kernel lacks the call or is not let to use it, or there are links that need a closer look.
   const bool needsLook = errno == ENOSYS || errno == EPERM || errno == EXDEV || errno == EAGAIN;
   if (file.IsOpen() || !needsLook) return file;
-  return OpenResolved(path, roots, flags);
+  return OpenResolved(path_, roots_, flags);
 }
 
 }  // namespace nimport::platform::posix

@@ -8,13 +8,24 @@
 
 namespace nimport::platform::posix {
 
-// Opens `path`, which begins with the first of `roots`, if the file that it names in the end lies
-// in one of these directories: symbolic links may lead from one place in them to another, never out
-// of them, also while they are being changed. The directories themselves may be links. `flags` are
-// those of open; O_CLOEXEC is added. On failure the result is not open and errno tells why: EXDEV
-// for a file elsewhere.
-[[nodiscard]] FileDescriptor OpenConfined(const std::string& path,
-                                          const std::vector<std::string>& roots, int flags);
+// A path that may lead only into some directories. Symbolic links may lead from one place in them
+// to another, never out of them, also while they are being changed. The directories themselves may
+// be links.
+class ConfinedPath {
+ public:
+  // `path` begins with the first of `roots`; both outlive the object.
+  ConfinedPath(const std::string& path, const std::vector<std::string>& roots);
+
+  // `flags` are those of open; O_CLOEXEC is added. On failure the result is not open and errno says
+  // why: EXDEV for a file elsewhere.
+  [[nodiscard]] FileDescriptor Open(int flags) const;
+
+ private:
+  const std::string& path_;
+  const std::vector<std::string>& roots_;
+  FileDescriptor root_;  // the first one
+  int rootError_ = 0;    // errno, where that one cannot be opened
+};
 
 }  // namespace nimport::platform::posix
 

@@ -38,6 +38,13 @@ std::optional<std::int64_t> OffsetAt(std::int64_t utcSeconds) {
 
 }  // namespace
 
+void PosixClock::RefreshZone(std::int64_t now) const {
+  // Whoever else changed the C library's zone meanwhile has mostly changed its offset.
+  if (refreshed_ && *refreshed_ == std::pair(CurrentZone(now), now)) return;
+  tzset();
+  refreshed_.emplace(CurrentZone(now), now);
+}
+
 PosixClock::ZoneState PosixClock::CurrentZone(std::int64_t now) {
   const char* setting = std::getenv("TZ");
   return {.setting = setting == nullptr ? "" : setting,
@@ -60,14 +67,14 @@ int PosixClock::ZoneBiasMinutes() const {
 
 std::optional<std::int32_t> PosixClock::ToSeconds(const LocalTime& time) const {
   const std::lock_guard lock(mutex_);
-  tzset();
+  RefreshZone(::time(nullptr));
   // Not mktime: of an hour that occurs twice it takes the one that was converted last.
   return FindMoment(time, OffsetAt);
 }
 
 std::optional<LocalTime> PosixClock::ToLocalTime(std::int32_t seconds) const {
   const std::lock_guard lock(mutex_);
-  tzset();
+  RefreshZone(time(nullptr));
   const time_t moment = seconds;
   tm local{};
   if (localtime_r(&moment, &local) == nullptr) return std::nullopt;

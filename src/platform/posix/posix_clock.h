@@ -29,12 +29,18 @@ class PosixClock final : public Clock {
     friend bool operator==(const ZoneState&, const ZoneState&) = default;
   };
 
+  // Looks which zone holds now: at once for TZ, at most a second late for the machine's own, since
+  // the C library asks for its file each time. Under the lock.
+  void RefreshZone(std::int64_t now) const;
+
   // The zone that was found last, by whoever looked; `now` in seconds since 1970.
   [[nodiscard]] static ZoneState CurrentZone(std::int64_t now);
 
   // The C library's idea of the zone is the process's, and changes with each look at TZ.
   mutable std::mutex mutex_;
   mutable std::optional<std::pair<ZoneState, int>> known_;
+  // What RefreshZone found last, and in which second.
+  mutable std::optional<std::pair<ZoneState, std::int64_t>> refreshed_;
 };
 
 }  // namespace nimport::platform::posix

@@ -46,24 +46,41 @@ std::string NearestDirectory(std::string path) {
                     directory + " cannot be read: " + std::generic_category().message(EACCES));
 }
 
-FileDescriptor Open(const StoredPlace& place, int flags) {
-  if (!place.roots.empty()) return OpenConfined(place.path, place.roots, flags);
-  return FileDescriptor(open(place.path.c_str(), flags | O_CLOEXEC));
-}
-
-// What is there, a link followed. Throws FileMissing.
-struct stat Examine(const StoredPlace& place) {
-  struct stat status {};
-  bool isThere = false;
-  if (place.roots.empty()) {
-    isThere = stat(place.path.c_str(), &status) == 0;
-  } else {
-    const FileDescriptor file = Open(place, O_PATH);
-    isThere = file.IsOpen() && fstat(file.get(), &status) == 0;
+// A place that a path in a store leads to.
+class StoredFile {
+ public:
+  explicit StoredFile(StoredPlace place) : place_(std::move(place)) {
+    if (!place_.roots.empty()) confined_.emplace(place_.path, place_.roots);
   }
-  if (!isThere) FailMissing(place.path, errno);
-  return status;
-}
+  StoredFile(const StoredFile&) = delete;
+  StoredFile& operator=(const StoredFile&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return place_.path; }
+
+  // What is there, a link followed. Throws FileMissing.
+  [[nodiscard]] struct stat Examine() const {
+    struct stat status {};
+    bool isThere = false;
+    if (confined_) {
+      const FileDescriptor file = confined_->Open(O_PATH);
+      isThere = file.IsOpen() && fstat(file.get(), &status) == 0;
+    } else {
+      isThere = stat(path().c_str(), &status) == 0;
+    }
+    if (!isThere) FailMissing(path(), errno);
+    return status;
+  }
+
+  // Not open on failure; errno says why.
+  [[nodiscard]] FileDescriptor Open(int flags) const {
+    return confined_ ? confined_->Open(flags)
+                     : FileDescriptor(open(path().c_str(), flags | O_CLOEXEC));
+  }
+
+ private:
+  StoredPlace place_;
+  std::optional<ConfinedPath> confined_;
+};
 
 }  // namespace
 
@@ -91,16 +108,18 @@ std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenForReading(std::string_vi
 }
 
 std::optional<std::uint64_t> PosixFileSystem::FindStoredChangeStamp(const StoredPath& path) const {
-  return ChangeStampOf(Examine(paths_.FindStored(path)));
+  return ChangeStampOf(StoredFile(paths_.FindStored(path)).Examine());
 }
 
 std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenStored(const StoredPath& path) const {
-  const StoredPlace place = paths_.FindStored(path);
+  const StoredFile stored(paths_.FindStored(path));
   // The mere opening of a device may do something.
-  if (!S_ISREG(Examine(place).st_mode)) throw FileError(place.path + ": is not a regular file");
-  FileDescriptor file = Open(place, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (!file.IsOpen()) FailFile(place.path, "cannot be opened", errno);
-  return MakeFile(place.path, std::move(file));
+  if (!S_ISREG(stored.Examine().st_mode)) {
+    throw FileError(stored.path() + ": is not a regular file");
+  }
+  FileDescriptor file = stored.Open(O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.IsOpen()) FailFile(stored.path(), "cannot be opened", errno);
+  return MakeFile(stored.path(), std::move(file));
 }
 
 std::unique_ptr<OutputFile> PosixFileSystem::OpenForWriting(std::string_view path) {
