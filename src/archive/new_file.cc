@@ -18,10 +18,14 @@ namespace {
 
 constexpr std::size_t BUFFER_BYTES = 1 << 20;
 
-// When a batch is put in place: a flush takes milliseconds however little there is to flush, and
-// what waits is written again after the program was killed.
-constexpr std::size_t BATCH_FILES = 2000;
+// What is flushed at once: a flush takes milliseconds however little there is to flush, and what
+// waits is written again after the program was killed.
+constexpr std::size_t BATCH_FILES = 1000;
 constexpr std::size_t BATCH_BYTES = 64 << 20;
+
+// What may wait to be written.
+constexpr std::size_t MAX_QUEUED_FILES = 256;
+constexpr std::size_t MAX_QUEUED_BYTES = 4 << 20;
 
 // Some file systems cannot flush; what they lose is seen by the next run.
 bool CannotFlush() {
@@ -141,32 +145,139 @@ std::filesystem::path NewFile::TemporaryPath() const {
 }
 
 FileBatch::~FileBatch() {
-  for (const File& file : files_)
-    unlinkat(from_.descriptor(), file.temporaryName.c_str(), 0);
+  {
+    const std::lock_guard lock(mutex_);
+    isEnding_ = true;
+  }
+  changed_.notify_all();
+  if (thread_.joinable()) thread_.join();
+  if (flush_.valid()) flush_.wait();
+  for (const std::deque<File>* files : {&flushing_, &files_})
+    for (const File& file : *files)
+      unlinkat(from_.descriptor(), file.temporaryName.c_str(), 0);
 }
 
 void FileBatch::Add(const std::string& temporaryName, const std::string& name,
                     std::string_view bytes, std::optional<std::int64_t> instant,
                     std::vector<std::filesystem::path> replaced) {
-  NewFile file(from_, temporaryName);
-  file.Write(bytes);
-  file.Close(instant);
   std::erase(replaced, to_.path() / name);
-  files_.push_back({temporaryName, name, std::move(replaced)});
-  bytes_ += bytes.size();
-  if (files_.size() >= BATCH_FILES || bytes_ >= BATCH_BYTES) PutInPlace();
+  File file{temporaryName, name, std::move(replaced)};
+  if (bytes.size() > MAX_QUEUED_BYTES / 4) {
+    // A copy of a long mail would cost more than the time that is won.
+    WaitUntilIdle();
+    ++waiting_;
+    Write(std::move(file), bytes, instant);
+    return;
+  }
+  Job job{std::move(file), std::string(bytes), instant};
+  WaitForRoom(bytes.size());
+  ++waiting_;
+  {
+    const std::lock_guard lock(mutex_);
+    jobBytes_ += bytes.size();
+    jobs_.push_back(std::move(job));
+  }
+  changed_.notify_all();
+  if (!thread_.joinable()) thread_ = std::thread([this] { Work(); });
 }
 
 void FileBatch::PutInPlace() {
-  if (files_.empty()) return;
-  from_.FlushFileSystem();
+  WaitUntilIdle();
+  FinishFlush();
+  if (hasFlushFailed_) return;
+  flushing_ = std::exchange(files_, {});
+  fileBytes_ = 0;
+  FinishFlush();
+}
+
+void FileBatch::Work() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    changed_.wait(lock, [this] { return isEnding_ || !jobs_.empty(); });
+    if (isEnding_) return;
+    Job job = std::move(jobs_.front());
+    jobs_.pop_front();
+    isBusy_ = true;
+    lock.unlock();
+    std::exception_ptr failure;
+    try {
+      Write(std::move(job.file), job.bytes, job.instant);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    lock.lock();
+    isBusy_ = false;
+    jobBytes_ -= job.bytes.size();
+    if (failure) {
+      failure_ = failure;
+      waiting_ -= jobs_.size();
+      jobs_.clear();
+      jobBytes_ = 0;
+    }
+    changed_.notify_all();
+  }
+}
+
+void FileBatch::WaitForRoom(std::size_t bytes) {
+  const platform::Interruption::Pause pause;
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] {
+    return failure_ || (jobs_.size() < MAX_QUEUED_FILES && jobBytes_ + bytes <= MAX_QUEUED_BYTES);
+  });
+  RethrowFailure();
+}
+
+void FileBatch::WaitUntilIdle() {
+  const platform::Interruption::Pause pause;
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return !isBusy_ && jobs_.empty(); });
+  RethrowFailure();
+}
+
+void FileBatch::RethrowFailure() {
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+}
+
+void FileBatch::Write(File file, std::string_view bytes, std::optional<std::int64_t> instant) {
+  try {
+    NewFile writing(from_, file.temporaryName);
+    writing.Write(bytes);
+    writing.Close(instant);
+  } catch (...) {
+    --waiting_;
+    throw;
+  }
+  files_.push_back(std::move(file));
+  fileBytes_ += bytes.size();
+  if (files_.size() >= BATCH_FILES || fileBytes_ >= BATCH_BYTES) BeginFlush();
+}
+
+void FileBatch::BeginFlush() {
+  FinishFlush();
+  if (hasFlushFailed_) return;
+  flushing_ = std::exchange(files_, {});
+  fileBytes_ = 0;
+  flush_ = std::async(std::launch::async, [this] { from_.FlushFileSystem(); });
+}
+
+void FileBatch::FinishFlush() {
+  if (flushing_.empty() || hasFlushFailed_) return;
+  // The system reports a failure once: a later flush would succeed and prove nothing.
+  hasFlushFailed_ = true;
+  if (flush_.valid()) {
+    const platform::Interruption::Pause pause;
+    flush_.get();
+  } else {
+    from_.FlushFileSystem();
+  }
+  hasFlushFailed_ = false;
   std::vector<std::filesystem::path> replaced;
-  for (; !files_.empty(); files_.pop_front()) {
-    File& file = files_.front();
+  for (; !flushing_.empty(); flushing_.pop_front()) {
+    File& file = flushing_.front();
     to_.Take(from_, file.temporaryName, file.name);
+    --waiting_;
     std::ranges::move(file.replaced, std::back_inserter(replaced));
   }
-  bytes_ = 0;
   if (replaced.empty()) return;
   to_.FlushNames();
   for (const std::filesystem::path& path : replaced)

@@ -1,13 +1,19 @@
 #ifndef NIMPORT_ARCHIVE_NEW_FILE_H_
 #define NIMPORT_ARCHIVE_NEW_FILE_H_
 
+#include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <filesystem>
+#include <future>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace nimport::archive {
@@ -72,9 +78,11 @@ class NewFile {
   std::string buffer_;
 };
 
-// Files that are written but keep their temporary names until many of them are flushed at once: a
-// flush for each would take longer than all the rest. Those that are still waiting when the object
-// is destroyed are removed. Failures are std::system_error.
+// Writes many files into a directory, in a thread of its own while the next ones are made. They
+// keep temporary names until a lot of them is flushed at once, since a flush for each would take
+// longer than all the rest; while one lot is flushed the next one is written. Those that still wait
+// when the object is destroyed are removed. Failures are std::system_error; they may come from a
+// later call than the one whose file they concern, which they name.
 class FileBatch {
  public:
   // Files are written in `from` and belong in `to`, on the same file system; both outlive the
@@ -85,16 +93,16 @@ class FileBatch {
   FileBatch& operator=(const FileBatch&) = delete;
 
   // Writes a file of `bytes` that is to be called `name`; `instant` as for a NewFile. Those of
-  // `replaced` that have another path are removed once it has its name. Puts everything in place
-  // when enough is waiting.
+  // `replaced` that have another path are removed once it has its name.
   void Add(const std::string& temporaryName, const std::string& name, std::string_view bytes,
            std::optional<std::int64_t> instant, std::vector<std::filesystem::path> replaced);
 
-  // Flushes what is waiting, then gives it its names, in the order in which it came.
+  // Flushes what is waiting, then gives it its names, in the order in which it came. After a
+  // failure of Add, what was written before that.
   void PutInPlace();
 
-  // How many files wait.
-  [[nodiscard]] std::size_t waiting() const { return files_.size(); }
+  // How many files have not got their names yet. May be asked in any thread.
+  [[nodiscard]] std::size_t waiting() const { return waiting_; }
 
  private:
   struct File {
@@ -102,11 +110,44 @@ class FileBatch {
     std::string name;
     std::vector<std::filesystem::path> replaced;
   };
+  struct Job {
+    File file;
+    std::string bytes;
+    std::optional<std::int64_t> instant;
+  };
+
+  // Runs in the thread until the object is destroyed.
+  void Work();
+  // Wait until the thread can take a file of so many bytes, or has nothing to do. Throw what failed
+  // there.
+  void WaitForRoom(std::size_t bytes);
+  void WaitUntilIdle();
+  void RethrowFailure();
+
+  // These belong to the thread, or to the caller while that is idle.
+  void Write(File file, std::string_view bytes, std::optional<std::int64_t> instant);
+  void BeginFlush();
+  // Waits for the flush that is under way, or flushes, and names what it was for.
+  void FinishFlush();
 
   const Directory& from_;
   const Directory& to_;
-  std::deque<File> files_;
-  std::size_t bytes_ = 0;
+  std::atomic<std::size_t> waiting_ = 0;
+
+  std::deque<File> flushing_;  // may be on the disk; `flush_` knows
+  std::future<void> flush_;
+  bool hasFlushFailed_ = false;  // what waits goes on waiting
+  std::deque<File> files_;       // written after that flush began
+  std::size_t fileBytes_ = 0;    // of those
+
+  std::mutex mutex_;  // of all that follows
+  std::condition_variable changed_;
+  std::deque<Job> jobs_;
+  std::size_t jobBytes_ = 0;
+  bool isBusy_ = false;  // with a job that it took from the queue
+  bool isEnding_ = false;
+  std::exception_ptr failure_;  // that nobody has heard of yet
+  std::thread thread_;          // since the first job
 };
 
 }  // namespace nimport::archive
