@@ -26,7 +26,7 @@ std::string ReadRegistryFile(const std::string& name) {
 }
 
 // Where a 64-bit Windows keeps the key for a 32-bit program; empty when it has no such place.
-std::string KeyOf32Bits(std::string_view key) {
+std::string Wow64Key(std::string_view key) {
   const std::string_view start = key.substr(0, SOFTWARE.size());
   const auto fold = [](std::string_view ascii) {
     return text::FoldCase(std::u16string(ascii.begin(), ascii.end()));
@@ -45,8 +45,8 @@ std::vector<std::string> ReadRegistryFileNames(const Settings& settings, char se
 
 std::optional<std::string> RegistryFiles::ReadString(RegistryHive hive, std::string_view key,
                                                      std::string_view valueName) const {
-  const std::string keyOf32Bits = KeyOf32Bits(key);
-  for (const std::string_view place : {key, std::string_view(keyOf32Bits)}) {
+  const std::string redirected = Wow64Key(key);
+  for (const std::string_view place : {key, std::string_view(redirected)}) {
     if (place.empty()) continue;
     for (const std::string& name : fileNames_()) {
       const RegistryQuery query{.hive = hive, .key = place, .valueName = valueName};

@@ -35,7 +35,7 @@ std::vector<std::string> ParseListedNames(std::string_view contents) {
 
 TemporaryDirectories::Made TemporaryDirectories::MakeIn(const std::string& place) {
   std::unique_ptr<PrivateDirectory> directory = MakePrivateDirectory(place);
-  std::string path = spell_(directory->path());
+  std::string path = toWindowsPath_(directory->path());
   return {.path = std::move(path), .directory = std::move(directory)};
 }
 

@@ -19,13 +19,13 @@ namespace nimport::platform {
 // Safe to use from several threads.
 class TemporaryDirectories {
  public:
-  // Spells a directory of the system (UTF-8) as its user wants it, without a trailing separator.
-  // Throws FileError where it cannot be spelt; another place is then tried.
-  using Spelling = std::function<std::string(const std::string& directory)>;
+  // The Windows path of a directory of the system (UTF-8), without a trailing separator.
+  // Throws FileError where it has none; another place is then tried.
+  using ToWindowsPath = std::function<std::string(const std::string& directory)>;
 
   // Directories that are left when the object is destroyed go as by Remove.
-  TemporaryDirectories(Settings settings, Spelling spell)
-      : settings_(std::move(settings)), spell_(std::move(spell)) {}
+  TemporaryDirectories(Settings settings, ToWindowsPath toWindowsPath)
+      : settings_(std::move(settings)), toWindowsPath_(std::move(toWindowsPath)) {}
 
   // A new directory in the first of the system's temporary places where that is possible. Throws
   // FileError, which names each place and what is wrong with it.
@@ -48,7 +48,7 @@ class TemporaryDirectories {
   [[nodiscard]] Made MakeIn(const std::string& place);
 
   Settings settings_;
-  Spelling spell_;
+  ToWindowsPath toWindowsPath_;
   std::mutex mutex_;
   std::list<Made> made_;
   bool hasLookedForLeftovers_ = false;

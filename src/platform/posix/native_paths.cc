@@ -91,35 +91,35 @@ std::optional<std::string> NativePaths::ToNativeName(const std::string& part) co
   return text_.FromUtf16(*utf16, text::CODE_PAGE_UTF8);
 }
 
-std::optional<NativePath> NativePaths::Spell(const WindowsPath& path) const {
+std::optional<NativePath> NativePaths::ToLiteral(const WindowsPath& path) const {
   std::optional<std::string> start = FindStart(path);
   if (!start) return std::nullopt;
-  NativePath spelt{.directory = *std::move(start), .name = {}, .exists = false};
+  NativePath literal{.directory = *std::move(start), .name = {}, .exists = false};
   for (std::size_t i = 0; i < path.parts.size(); ++i) {
     std::optional<std::string> name = ToNativeName(path.parts[i]);
     if (!name) return std::nullopt;
     if (i + 1 == path.parts.size()) {
-      spelt.name = *std::move(name);
+      literal.name = *std::move(name);
     } else {
-      spelt.directory.append(*name) += '/';
+      literal.directory.append(*name) += '/';
     }
   }
-  return spelt;
+  return literal;
 }
 
-std::optional<std::string> NativePaths::SpellOnly(std::string_view path) const {
+std::optional<std::string> NativePaths::LiteralPath(std::string_view path) const {
   const std::optional<WindowsPath> parsed = ParseWindowsPath(path);
-  const std::optional<NativePath> spelt = parsed ? Spell(*parsed) : std::nullopt;
-  if (!spelt) return std::nullopt;
-  return spelt->str();
+  const std::optional<NativePath> literal = parsed ? ToLiteral(*parsed) : std::nullopt;
+  if (!literal) return std::nullopt;
+  return literal->str();
 }
 
 std::optional<NativePath> NativePaths::Resolve(const WindowsPath& path, bool lastAsSpelt) const {
-  // Most paths are there as spelt, and one look tells.
-  std::optional<NativePath> spelt = Spell(path);
-  if (!spelt) return std::nullopt;
-  spelt->exists = IsThere(spelt->str());
-  if (spelt->exists) return spelt;
+  // Most paths are there as written, and one look tells.
+  std::optional<NativePath> literal = ToLiteral(path);
+  if (!literal) return std::nullopt;
+  literal->exists = IsThere(literal->str());
+  if (literal->exists) return literal;
 
   NativePath result;
   result.directory = FindStart(path).value_or("/");
@@ -201,9 +201,9 @@ StoredPlace NativePaths::FindStored(const StoredPath& stored) const {
                         : "no directory is given for drive " + std::string{target.path.drive});
 }
 
-std::optional<std::string> NativePaths::SpellBelow(const std::string& start,
-                                                   std::u16string_view below,
-                                                   const std::string& nativeDirectory) const {
+std::optional<std::string> NativePaths::ToWindowsBelow(const std::string& start,
+                                                       std::u16string_view below,
+                                                       const std::string& nativeDirectory) const {
   std::string path = start + text_.FromUtf16(below, text::CODE_PAGE_JAPANESE);
   // A name that code page 932 does not have, or that Windows does not allow, leads elsewhere.
   const std::optional<NativePath> back = Find(path);
@@ -219,7 +219,7 @@ std::optional<std::string> NativePaths::ToWindowsOnDrive(const std::string& nati
   std::u16string below =
       text_.ToUtf16(nativeDirectory.substr(WithSlash(*root).size()), text::CODE_PAGE_UTF8);
   std::ranges::replace(below, u'/', u'\\');
-  return SpellBelow(std::string{letter, ':', '\\'}, below, nativeDirectory);
+  return ToWindowsBelow(std::string{letter, ':', '\\'}, below, nativeDirectory);
 }
 
 std::optional<std::string> NativePaths::ToWindows(const std::string& nativeDirectory) const {
@@ -228,7 +228,7 @@ std::optional<std::string> NativePaths::ToWindows(const std::string& nativeDirec
   for (char letter = 'Z'; letter >= 'A'; --letter) {
     if (std::optional<std::string> path = ToWindowsOnDrive(*real, letter)) return path;
   }
-  return SpellBelow("", text_.ToUtf16(*real, text::CODE_PAGE_UTF8), *real);
+  return ToWindowsBelow("", text_.ToUtf16(*real, text::CODE_PAGE_UTF8), *real);
 }
 
 }  // namespace nimport::platform::posix

@@ -38,11 +38,12 @@ class NativePaths {
  public:
   NativePaths(Settings settings, const text::CodePageConverter& text);
 
-  // Parts that are not there as spelt are looked for without regard to letter case; from the first
-  // part that is not there at all on, the path is as spelt. Empty when it cannot be understood.
+  // Parts that are not there as written are looked for without regard to letter case; from the
+  // first part that is not there at all on, the path is as written. Empty when it cannot be
+  // understood.
   [[nodiscard]] std::optional<NativePath> Find(std::string_view path) const;
 
-  // As Find, but the last part is taken as spelt: for a file that is about to be written.
+  // As Find, but the last part is taken as written: for a file that is about to be written.
   [[nodiscard]] std::optional<NativePath> FindParent(std::string_view path) const;
 
   // As Find, for a path that stands in a store, which reaches drives that are mapped and what lies
@@ -53,8 +54,8 @@ class NativePaths {
   // Why Find has no answer for a path.
   [[nodiscard]] std::string ExplainUnusable(std::string_view path) const;
 
-  // The path as spelt, whether or not something is there.
-  [[nodiscard]] std::optional<std::string> SpellOnly(std::string_view path) const;
+  // The path as written, whether or not something is there.
+  [[nodiscard]] std::optional<std::string> LiteralPath(std::string_view path) const;
 
   // The Windows form of an existing directory, without a trailing '\'; where no drive leads there,
   // its own path, which begins with '/'. Empty when its name does not exist in code page 932.
@@ -74,16 +75,16 @@ class NativePaths {
   [[nodiscard]] std::optional<std::string> FindStart(const WindowsPath& path) const;
   // Empty where the part is not code page 932.
   [[nodiscard]] std::optional<std::string> ToNativeName(const std::string& part) const;
-  [[nodiscard]] std::optional<NativePath> Spell(const WindowsPath& path) const;
-  // Goes one part down: as spelt, or to what is there.
+  [[nodiscard]] std::optional<NativePath> ToLiteral(const WindowsPath& path) const;
+  // Goes one part down: as written, or to what is there.
   void Append(NativePath& path, const std::string& part) const;
   void Descend(NativePath& path, const std::string& part) const;
   [[nodiscard]] std::optional<std::string> ToWindowsOnDrive(const std::string& nativeDirectory,
                                                             char letter) const;
   // `start` and the path after it, if they lead to the directory.
-  [[nodiscard]] std::optional<std::string> SpellBelow(const std::string& start,
-                                                      std::u16string_view below,
-                                                      const std::string& nativeDirectory) const;
+  [[nodiscard]] std::optional<std::string> ToWindowsBelow(const std::string& start,
+                                                          std::u16string_view below,
+                                                          const std::string& nativeDirectory) const;
 
   Settings settings_;
   const text::CodePageConverter& text_;

@@ -92,10 +92,10 @@ void PosixFileSystem::RequireExists(std::string_view path) const {
 }
 
 std::optional<std::uint64_t> PosixFileSystem::FindChangeStamp(std::string_view path) const {
-  // A file that is there as spelt, as most are, is found with one look.
-  const std::optional<std::string> spelt = paths_.SpellOnly(path);
-  if (!spelt) return std::nullopt;
-  if (const std::optional<std::uint64_t> stamp = FindNativeChangeStamp(*spelt)) return stamp;
+  // A file that is there as written, as most are, is found with one look.
+  const std::optional<std::string> literal = paths_.LiteralPath(path);
+  if (!literal) return std::nullopt;
+  if (const std::optional<std::uint64_t> stamp = FindNativeChangeStamp(*literal)) return stamp;
   const std::optional<NativePath> native = paths_.Find(path);
   if (!native || !native->exists) return std::nullopt;
   return FindNativeChangeStamp(native->str());
@@ -133,7 +133,7 @@ std::unique_ptr<OutputFile> PosixFileSystem::OpenForWriting(std::string_view pat
 
 void PosixFileSystem::Remove(std::string_view path) noexcept {
   try {
-    // As spelt, as for writing: a file that differs in letter case is not one that we wrote.
+    // As written, as for writing: a file that differs in letter case is not one that we wrote.
     const std::optional<NativePath> native = paths_.FindParent(path);
     if (native && native->exists) unlink(native->str().c_str());
   } catch (const std::exception&) {
@@ -141,7 +141,7 @@ void PosixFileSystem::Remove(std::string_view path) noexcept {
   }
 }
 
-std::string PosixFileSystem::SpellDirectory(const std::string& native) const {
+std::string PosixFileSystem::ToWindowsPath(const std::string& native) const {
   if (std::optional<std::string> path = paths_.ToWindows(native)) return *std::move(path);
   throw FileError(native + ": has no name in code page 932");
 }

@@ -92,7 +92,7 @@ void WindowsFileSystem::Remove(std::string_view path) noexcept {
   }
 }
 
-std::string WindowsFileSystem::SpellDirectory(const std::string& native) const {
+std::string WindowsFileSystem::ToWindowsPath(const std::string& native) const {
   if (std::optional<std::string> path = paths_.ToCodePage(WideFromUtf8(native))) {
     return *std::move(path);
   }

@@ -18,7 +18,7 @@ class WindowsFileSystem final : public FileSystem {
       : text_(text),
         paths_(settings, text),
         temporaryDirectories_(settings,
-                              [this](const std::string& path) { return SpellDirectory(path); }) {}
+                              [this](const std::string& path) { return ToWindowsPath(path); }) {}
 
   void RequireExists(std::string_view path) const override;
   [[nodiscard]] std::optional<std::uint64_t> FindChangeStamp(std::string_view path) const override;
@@ -37,7 +37,7 @@ class WindowsFileSystem final : public FileSystem {
 
  private:
   // A path that hosts can be told. Throws FileError.
-  [[nodiscard]] std::string SpellDirectory(const std::string& native) const;
+  [[nodiscard]] std::string ToWindowsPath(const std::string& native) const;
 
   const text::CodePageConverter& text_;
   NativePaths paths_;

@@ -64,7 +64,7 @@ TEST_F(PosixFileSystemTest, FindsFilesAsWindowsWould) {
     std::string content;  // "-" for nothing there
     const char* why;
   } CASES[] = {
-      {"C:\\Nifty\\Mail\\Cabdata.mdb", "db", "as spelt"},
+      {"C:\\Nifty\\Mail\\Cabdata.mdb", "db", "as written"},
       {"c:\\NIFTY\\mail\\CABDATA.MDB", "db", "letter case"},
       {"C:/nifty/Mail\\Cabdata.mdb", "db", "either separator"},
       {"C:\\Nifty\\x\\..\\Mail\\.\\Cabdata.mdb", "db", "dots"},
