@@ -1,21 +1,22 @@
 # What a build for Windows needs besides. Only the plug-in and its tests are built there.
 
 # Wide functions throughout; those of Windows 7 and later.
-add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+target_compile_definitions(nimport_build_options
+  INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
 
 # Nothing but the system's own libraries is needed where the plug-in runs.
-add_link_options(-static)
+target_link_options(nimport_build_options INTERFACE -static)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   # Hosts keep the stack aligned to 4 bytes only. Doubles are computed as on every other system,
   # whatever precision the host has set.
-  add_compile_options(-mstackrealign -msse2 -mfpmath=sse)
+  target_compile_options(nimport_build_options INTERFACE -mstackrealign -msse2 -mfpmath=sse)
 endif()
 
 # The tests share precompiled headers, of which ccache must be told that they are safe to use.
 if(CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
                                   ${CCACHE})
-  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
+  target_compile_options(nimport_build_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
 endif()
 
 if(NOT CMAKE_CROSSCOMPILING)
