@@ -193,6 +193,7 @@ void Exporter::ExportFolder(const FolderPlace& place, FolderWriter& writer, Fold
   const auto mailCount = static_cast<std::int32_t>(open->mailCount());
   folder.counts.found = mailCount;
   found_.back().mailCount = mailCount;
+  writer.Expect(open->mailCount());
   progress_.BeginFolder(folder.name, mailCount);
   try {
     for (std::int32_t position = 0; position < mailCount; ++position) {

@@ -83,6 +83,7 @@ bool IsTorn(const fs::path& path, std::string_view bytes) {
 // A folder with a file for each mail.
 class FilesWriter : public FolderWriter {
  public:
+  void Expect(std::size_t mails) override { keys_.Reserve(mails); }
   void Finish() override { batch_.PutInPlace(); }
   void GiveUp() noexcept override {
     try {
@@ -124,6 +125,7 @@ class FilesWriter : public FolderWriter {
   }
 
   PresentMails present_;
+  MailKeys keys_;
 
  private:
   Directory temporary_;
@@ -177,8 +179,6 @@ class MaildirWriter final : public FilesWriter {
       present_.Add(std::string_view(name).substr(begin, end - begin), entry.path());
     }
   }
-
-  MailKeys keys_;
 };
 
 // "NNNNN subject.KEY.eml", with the beginning of the key; ".NNNNN.tmp" until it is whole.
@@ -220,8 +220,6 @@ class EmlWriter final : public FilesWriter {
     const std::size_t dot = rest.rfind('.');
     if (dot != std::string::npos) present_.Add(std::string_view(stem).substr(dot + 1), path);
   }
-
-  MailKeys keys_;
 };
 
 constexpr std::string_view SEPARATOR = "From ";
@@ -282,6 +280,8 @@ class MboxWriter final : public FolderWriter {
     }
     if (last_.empty() && IsHalfSeparator(ReadOld(0))) end_ = 0;
   }
+
+  void Expect(std::size_t mails) override { keys_.Reserve(mails); }
 
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
@@ -423,7 +423,7 @@ std::string MailKeys::Take(const std::string& key) {
 }
 
 bool MailKeys::Insert(std::uint64_t digest) {
-  if (2 * (used_ + 1) > slots_.size()) Grow();
+  if (used_ + 1 > slots_.size() / 4 * 3) Rebuild(slots_.size() * 3 / 2 + 64);
   std::size_t slot = digest % slots_.size();
   for (; slots_[slot] != 0; slot = (slot + 1) % slots_.size()) {
     if (slots_[slot] == digest) return false;
@@ -433,13 +433,18 @@ bool MailKeys::Insert(std::uint64_t digest) {
   return true;
 }
 
-void MailKeys::Grow() {
+void MailKeys::Rebuild(std::size_t slots) {
   const std::vector<std::uint64_t> old = std::move(slots_);
-  slots_.assign(std::max<std::size_t>(2 * old.size(), 64), 0);
+  slots_.assign(slots, 0);
   used_ = 0;
   for (const std::uint64_t digest : old) {
     if (digest != 0) Insert(digest);
   }
+}
+
+void MailKeys::Reserve(std::size_t count) {
+  const std::size_t slots = count / 3 * 4 + 64;
+  if (slots > slots_.size()) Rebuild(slots);
 }
 
 const char* FolderEnding(ExportFormat format) {

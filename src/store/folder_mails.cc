@@ -10,7 +10,7 @@ constexpr char MAIL_TABLE[] = "DataTBL";
 constexpr char FOLDER_COLUMN[] = "FolderNo";
 
 // The current row of the list of mails, where its kind is a listed one.
-void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
+void AppendListed(const jet::Recordset& row, std::deque<MailEntry>& mails) {
   const std::int32_t dataType = platform::ReadNumber(row, "DataType");
   if (!IsListedMailKind(dataType)) return;
   mails.push_back({.dataType = dataType, .dataNo = platform::ReadNumber(row, "DataNo")});
@@ -18,10 +18,10 @@ void AppendListed(const jet::Recordset& row, std::vector<MailEntry>& mails) {
 
 }  // namespace
 
-std::vector<MailEntry> ReadFolderMails(jet::Database& database, std::int32_t folderNumber) {
+std::deque<MailEntry> ReadFolderMails(jet::Database& database, std::int32_t folderNumber) {
   const auto table = database.OpenTable(MAIL_TABLE);
   const auto rows = table->OpenRecordset();
-  std::vector<MailEntry> mails;
+  std::deque<MailEntry> mails;
   if (folderNumber == 0) {
     for (; !rows->IsEof(); rows->MoveNext()) {
       if (platform::ReadNumber(*rows, FOLDER_COLUMN) == 0) AppendListed(*rows, mails);

@@ -145,7 +145,7 @@ text::ValueText GetMailField(MailStore& store, std::int32_t folderIndex, std::in
   text::ValueText value;
   {
     MailRow row = FindMailRow(store, folderIndex, mailIndex);
-    RefreshMailSize(row);
+    RequireMailSize(row);
     value = ReadFieldSource(store, row, selector, bodyIndex);
   }
   if (!value.empty()) return value;

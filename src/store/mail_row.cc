@@ -27,9 +27,9 @@ MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mai
   return {entry, columns, std::move(recordset)};
 }
 
-void RefreshMailSize(MailRow& row) {
+void RequireMailSize(const MailRow& row) {
   const std::string_view column = row.columns.sizeColumn;
-  row.entry.size = column.empty() ? 0 : platform::ReadNumber(*row.recordset, column);
+  if (!column.empty()) static_cast<void>(platform::ReadNumber(*row.recordset, column));
 }
 
 MailContent ContentOf(const MailRow& row) {

@@ -29,8 +29,9 @@ struct MailRow {
 [[nodiscard]] MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex,
                                        std::int32_t mailIndex);
 
-// Sets the entry's size to what the store records, 0 where the kind records none.
-void RefreshMailSize(MailRow& row);
+// Throws jet::DatabaseError where the store records a size that cannot be read: the contents are
+// not to be had then either.
+void RequireMailSize(const MailRow& row);
 
 // Where the mail's contents are kept.
 [[nodiscard]] MailContent ContentOf(const MailRow& row);

@@ -41,24 +41,24 @@ void MailStore::OpenMailList(std::int32_t folderIndex) {
   const FolderRecord folder = RequireFolderList().At(folderIndex);
   if (IsLoaded(folderIndex)) return;
   if (currentMail || loadedFolder_) FailInvalid("another folder is open");
-  std::vector<MailEntry> mails = LoadMails(folder.number);
+  std::deque<MailEntry> mails = LoadMails(folder.number);
   currentMail.emplace();
   currentParts.emplace();
   currentPartCount = 0;
   loadedFolder_ = {.index = folderIndex, .mails = std::move(mails)};
 }
 
-std::vector<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
+std::deque<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
   return folderNumber == 0 ? LoadUnnumberedMails() : ReadFolderMails(database, folderNumber);
 }
 
-std::vector<MailEntry> MailStore::LoadUnnumberedMails() {
+std::deque<MailEntry> MailStore::LoadUnnumberedMails() {
   const std::optional<std::uint64_t> stamp = FindDatabaseStamp();
   if (stamp && unnumberedMails_ && unnumberedMails_->databaseStamp == *stamp) {
     return unnumberedMails_->mails;
   }
   unnumberedMails_.reset();
-  std::vector<MailEntry> mails = ReadFolderMails(database, 0);
+  std::deque<MailEntry> mails = ReadFolderMails(database, 0);
   if (stamp) unnumberedMails_ = {.databaseStamp = *stamp, .mails = mails};
   return mails;
 }

@@ -4,6 +4,7 @@
 #define NIMPORT_STORE_MAIL_STORE_H_
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -78,19 +79,19 @@ class MailStore {
  private:
   struct LoadedFolder {
     std::int32_t index = 0;
-    std::vector<MailEntry> mails;
+    std::deque<MailEntry> mails;
   };
   // The mails without a folder's number, of which the database's own index does not know.
   struct UnnumberedMails {
     std::uint64_t databaseStamp = 0;
-    std::vector<MailEntry> mails;
+    std::deque<MailEntry> mails;
   };
 
   [[nodiscard]] bool IsLoaded(std::int32_t folderIndex) const {
     return loadedFolder_ && loadedFolder_->index == folderIndex;
   }
-  [[nodiscard]] std::vector<MailEntry> LoadMails(std::int32_t folderNumber);
-  [[nodiscard]] std::vector<MailEntry> LoadUnnumberedMails();
+  [[nodiscard]] std::deque<MailEntry> LoadMails(std::int32_t folderNumber);
+  [[nodiscard]] std::deque<MailEntry> LoadUnnumberedMails();
   void ReleaseCurrentMail();
 
   std::map<std::string_view, std::unique_ptr<jet::QueryDefinition>> queries_;

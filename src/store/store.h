@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -98,11 +99,11 @@ class OpenFolder {
 
  private:
   friend class Store;
-  OpenFolder(Store& store, std::vector<mailstore::MailEntry> mails)
+  OpenFolder(Store& store, std::deque<mailstore::MailEntry> mails)
       : store_(store), mails_(std::move(mails)) {}
 
   Store& store_;
-  std::vector<mailstore::MailEntry> mails_;
+  std::deque<mailstore::MailEntry> mails_;
 };
 
 class Store {

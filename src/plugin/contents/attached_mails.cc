@@ -160,7 +160,7 @@ std::string WriteMimeAttachment(Extraction& extraction, const MailRow& row,
 std::optional<std::int32_t> CountAttachedMails(Extraction& extraction, std::int32_t folderIndex,
                                                std::int32_t mailIndex) {
   MailRow row = FindMailRow(extraction.store, folderIndex, mailIndex);
-  RefreshMailSize(row);
+  RequireMailSize(row);
   const MailContent content = mailstore::GetMailContent(row.entry.dataType, 0);
   if (content == MailContent::MimeFile) return CountMimeAttachments(extraction.store, row);
   return mailstore::HasOnlyFile(content) ? 1 : 0;

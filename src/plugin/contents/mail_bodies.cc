@@ -35,7 +35,7 @@ std::int32_t CountMimeBodies(Extraction& extraction, std::int32_t folderIndex,
                              std::int32_t mailIndex) {
   mailstore::MailStore& store = extraction.store;
   MailRow row = FindMailRow(store, folderIndex, mailIndex);
-  RefreshMailSize(row);
+  RequireMailSize(row);
   mailstore::MimeFile file(store, row);
   const std::int32_t parsed = file.Parse();
   if (parsed == 0) return 0;
