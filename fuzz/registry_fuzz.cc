@@ -1,7 +1,7 @@
 // Registry files of every form.
 #include "fuzz_input.h"
+#include "platform/formats/registry_text.h"
 #include "platform/platform.h"
-#include "platform/registry_text.h"
 
 using namespace nimport::platform;
 

@@ -3,7 +3,7 @@
 
 #include "common/memory_file.h"
 #include "fuzz_input.h"
-#include "platform/pe_version_resource.h"
+#include "platform/formats/pe_version_resource.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto* begin = reinterpret_cast<const std::byte*>(data);

@@ -33,6 +33,10 @@ class DiagnosticsSink {
   virtual void Report(const FailureRecord& record) noexcept = 0;
 };
 
+// The record as one line of JSON in UTF-8, with its LF. What is not known is left out; bytes that
+// are no UTF-8 become U+FFFD.
+[[nodiscard]] std::string ToJsonLine(const FailureRecord& record);
+
 }  // namespace nimport::platform
 
 #endif  // NIMPORT_PLATFORM_DIAGNOSTICS_H_

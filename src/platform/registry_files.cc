@@ -2,8 +2,8 @@
 
 #include "common/file_error.h"
 #include "platform/file_system.h"
+#include "platform/formats/registry_text.h"
 #include "platform/native_file.h"
-#include "platform/registry_text.h"
 #include "text/letter_case.h"
 
 namespace nimport::platform {

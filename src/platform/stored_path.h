@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/windows_path.h"
+#include "platform/formats/windows_path.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::platform {

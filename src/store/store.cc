@@ -4,7 +4,7 @@
 
 #include "common/failure.h"
 #include "common/file_error.h"
-#include "platform/windows_path.h"
+#include "platform/formats/windows_path.h"
 #include "store/addressbook/address_book_loader.h"
 #include "store/addressbook/address_table.h"
 #include "store/folder_list.h"

@@ -10,7 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/failure_record_json.h"
 #include "platform/posix/file_descriptor.h"
 
 namespace nimport::platform::posix {

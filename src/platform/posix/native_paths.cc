@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 
 #include "common/file_error.h"
+#include "platform/formats/windows_path.h"
 #include "platform/posix/real_path.h"
 #include "platform/posix/wine_prefix.h"
-#include "platform/windows_path.h"
 #include "text/ascii.h"
 
 namespace nimport::platform::posix {

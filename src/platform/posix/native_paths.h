@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/formats/windows_path.h"
 #include "platform/posix/directory_index.h"
 #include "platform/settings.h"
 #include "platform/stored_path.h"
-#include "platform/windows_path.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::platform::posix {

@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "common/file_error.h"
+#include "platform/formats/pe_version_resource.h"
 #include "platform/native_file.h"
-#include "platform/pe_version_resource.h"
 #include "platform/posix/confined_file.h"
 #include "platform/posix/file_descriptor.h"
 #include "platform/posix/posix_file.h"

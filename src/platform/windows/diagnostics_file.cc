@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include "platform/failure_record_json.h"
 #include "platform/windows/file_handle.h"
 #include "platform/windows/native_paths.h"
 #include "platform/windows/wide_text.h"

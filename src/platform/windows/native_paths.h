@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/formats/windows_path.h"
 #include "platform/settings.h"
 #include "platform/stored_path.h"
-#include "platform/windows_path.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::platform::windows {

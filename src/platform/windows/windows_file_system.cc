@@ -6,7 +6,7 @@
 #include <windows.h>
 
 #include "common/file_error.h"
-#include "platform/pe_version_resource.h"
+#include "platform/formats/pe_version_resource.h"
 #include "platform/windows/file_handle.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/windows_file.h"

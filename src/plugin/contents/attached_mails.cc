@@ -6,7 +6,7 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "platform/windows_path.h"
+#include "platform/formats/windows_path.h"
 #include "plugin/contents/smime_types.h"
 #include "store/mail_row.h"
 #include "store/mail_text.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mkstore/drives.h"
-#include "platform/pe_version_resource.h"
+#include "platform/formats/pe_version_resource.h"
 #include "tests/tools/engine_reader.h"
 
 namespace nimport::mkstore {

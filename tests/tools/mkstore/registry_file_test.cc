@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/registry_text.h"
+#include "platform/formats/registry_text.h"
 #include "tests/tools/engine_reader.h"
 
 namespace nimport::mkstore {

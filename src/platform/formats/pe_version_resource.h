@@ -1,6 +1,6 @@
 // The version text in an executable (PE32 or PE32+).
-#ifndef NIMPORT_PLATFORM_PE_VERSION_RESOURCE_H_
-#define NIMPORT_PLATFORM_PE_VERSION_RESOURCE_H_
+#ifndef NIMPORT_PLATFORM_FORMATS_PE_VERSION_RESOURCE_H_
+#define NIMPORT_PLATFORM_FORMATS_PE_VERSION_RESOURCE_H_
 
 #include <optional>
 #include <string>
@@ -16,4 +16,4 @@ namespace nimport::platform {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_PE_VERSION_RESOURCE_H_
+#endif  // NIMPORT_PLATFORM_FORMATS_PE_VERSION_RESOURCE_H_

@@ -1,7 +1,7 @@
 // Registry files, in the forms in which people have them: exports of both kinds, and the files in
 // which Wine keeps its registry.
-#ifndef NIMPORT_PLATFORM_REGISTRY_TEXT_H_
-#define NIMPORT_PLATFORM_REGISTRY_TEXT_H_
+#ifndef NIMPORT_PLATFORM_FORMATS_REGISTRY_TEXT_H_
+#define NIMPORT_PLATFORM_FORMATS_REGISTRY_TEXT_H_
 
 #include <optional>
 #include <string>
@@ -35,4 +35,4 @@ struct RegistryQuery {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_REGISTRY_TEXT_H_
+#endif  // NIMPORT_PLATFORM_FORMATS_REGISTRY_TEXT_H_

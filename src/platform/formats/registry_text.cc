@@ -1,4 +1,4 @@
-#include "platform/registry_text.h"
+#include "platform/formats/registry_text.h"
 
 #include <algorithm>
 #include <utility>

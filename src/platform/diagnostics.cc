@@ -1,4 +1,4 @@
-#include "platform/failure_record_json.h"
+#include "platform/diagnostics.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 // Paths as the mail client's data spells them.
-#ifndef NIMPORT_PLATFORM_WINDOWS_PATH_H_
-#define NIMPORT_PLATFORM_WINDOWS_PATH_H_
+#ifndef NIMPORT_PLATFORM_FORMATS_WINDOWS_PATH_H_
+#define NIMPORT_PLATFORM_FORMATS_WINDOWS_PATH_H_
 
 #include <optional>
 #include <string>
@@ -35,4 +35,4 @@ struct WindowsPath {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_WINDOWS_PATH_H_
+#endif  // NIMPORT_PLATFORM_FORMATS_WINDOWS_PATH_H_

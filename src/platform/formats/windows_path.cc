@@ -1,4 +1,4 @@
-#include "platform/windows_path.h"
+#include "platform/formats/windows_path.h"
 
 #include <algorithm>
 #include <array>
