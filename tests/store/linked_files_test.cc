@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "common/failure.h"
+#include "store/database_in_memory.h"
 #include "store/mail_kinds.h"
 
 namespace nimport::mailstore {
@@ -11,80 +12,31 @@ namespace {
 struct ReceivedFile {
   std::optional<std::string> mailId;
   std::optional<std::string> path;
-};
+  bool isDamaged = false;
+  test::RowState state = test::RowState::Whole;
 
-struct Rows {
-  std::vector<ReceivedFile> files;
-  std::size_t moves = 0;
-  std::optional<std::size_t> damagedRow = {};
-};
-
-class RowsInMemory final : public jet::Recordset {
- public:
-  explicit RowsInMemory(Rows& rows) : rows_(rows) {}
-  [[nodiscard]] bool IsEof() const override { return at_ >= rows_.files.size(); }
-  void MoveFirst() override { at_ = 0; }
-  void MoveNext() override {
-    ++rows_.moves;
-    ++at_;
-  }
-  [[nodiscard]] jet::Value GetFieldValue(std::string_view column) const override {
-    const ReceivedFile& file = rows_.files.at(at_);
-    if (at_ == rows_.damagedRow) throw jet::DatabaseError({}, "damaged");
+  [[nodiscard]] jet::Value GetValue(std::string_view column) const {
+    if (isDamaged) throw jet::DatabaseError({}, "injected damage");
     EXPECT_TRUE(column == "MailID" || column == "RcvFilePath") << column;
-    const std::optional<std::string>& text = column == "MailID" ? file.mailId : file.path;
+    const std::optional<std::string>& text = column == "MailID" ? mailId : path;
     return text ? jet::Value(jet::Text{*text}) : jet::Value();
   }
-  [[nodiscard]] jet::Value GetFieldValue(std::size_t) const override { return {}; }
-  [[nodiscard]] jet::Bookmark GetBookmark() const override { return {at_}; }
-  void SetBookmark(jet::Bookmark bookmark) override {
-    at_ = static_cast<std::size_t>(bookmark.position);
-  }
-  bool FindFirst(std::string_view, std::int32_t) override { return false; }
-  bool FindNext() override { return false; }
-
- private:
-  Rows& rows_;
-  std::size_t at_ = 0;
 };
 
-class DatabaseOfFiles final : public jet::Database {
- public:
-  explicit DatabaseOfFiles(Rows& rows) : rows_(rows) {}
-  [[nodiscard]] std::unique_ptr<jet::TableDefinition> OpenTable(std::string_view) override {
-    throw jet::DatabaseError({}, "no tables");
+class LinkedFilesTest : public testing::Test {
+ protected:
+  std::optional<std::string> Find(std::string_view key, std::optional<std::uint64_t> stamp) {
+    return links_.FindPath(database_, key, stamp);
   }
-  [[nodiscard]] std::unique_ptr<jet::QueryDefinition> OpenQuery(std::string_view name) override {
-    EXPECT_EQ(name, LINKED_FILE_QUERY);
-    return std::make_unique<Query>(rows_);
-  }
-  [[nodiscard]] std::vector<std::string> TableNames() override { return {}; }
-  [[nodiscard]] std::vector<std::string> QueryNames() override { return {}; }
 
- private:
-  class Query final : public jet::QueryDefinition {
-   public:
-    explicit Query(Rows& rows) : rows_(rows) {}
-    [[nodiscard]] const std::vector<jet::ColumnInfo>& Columns() const override { return columns_; }
-    [[nodiscard]] std::unique_ptr<jet::Recordset> OpenRecordset() const override {
-      return std::make_unique<RowsInMemory>(rows_);
-    }
-
-   private:
-    Rows& rows_;
-    std::vector<jet::ColumnInfo> columns_;
-  };
-  Rows& rows_;
+  test::RowsInMemory<ReceivedFile> received_{.name = std::string(LINKED_FILE_QUERY), .rows = {}};
+  test::DatabaseInMemory<ReceivedFile> database_{received_};
+  LinkedFiles links_;
 };
 
-TEST(LinkedFiles, AreTheFirstWhoseNumberBeginsWithTheKey) {
-  Rows rows{.files = {{std::nullopt, "null"},
-                      {"XAB", "x"},
-                      {"ABC", "abc"},
-                      {"AB", "ab"},
-                      {"Q1", "q1"},
-                      {"Q12", "q12"},
-                      {"T1", std::nullopt}}};
+TEST_F(LinkedFilesTest, AreTheFirstWhoseNumberBeginsWithTheKey) {
+  received_.rows = {{std::nullopt, "null"}, {"XAB", "x"},   {"ABC", "abc"},      {"AB", "ab"},
+                    {"Q1", "q1"},           {"Q12", "q12"}, {"T1", std::nullopt}};
   const struct {
     const char* key;
     std::optional<std::string> path;
@@ -97,51 +49,43 @@ TEST(LinkedFiles, AreTheFirstWhoseNumberBeginsWithTheKey) {
       {"Q12", "q12", "a second one that begins like the first"},
       {"T1", std::nullopt, "without a path"},
   };
-  DatabaseOfFiles database(rows);
-  LinkedFiles links;
   for (const auto& stamp : {std::optional<std::uint64_t>(), std::optional<std::uint64_t>(1),
                             std::optional<std::uint64_t>(1)}) {
     for (const auto& c : cases)
-      EXPECT_EQ(links.FindPath(database, c.key, stamp), c.path) << c.key << c.why;
-    for (const char* key : {"ABCD", "Z", "ab"}) {
-      EXPECT_THROW((void)links.FindPath(database, key, stamp), Failure) << key;
-    }
+      EXPECT_EQ(Find(c.key, stamp), c.path) << c.key << c.why;
+    for (const char* key : {"ABCD", "Z", "ab"})
+      EXPECT_THROW((void)Find(key, stamp), Failure) << key;
   }
 }
 
-TEST(LinkedFiles, AreGoneThroughOnceForAnUnchangedDatabase) {
-  Rows rows;
-  for (std::int32_t i = 1; i <= 1000; ++i)
-    rows.files.push_back({"M" + std::to_string(1000 + i), std::to_string(i)});
-  DatabaseOfFiles database(rows);
-  LinkedFiles links;
-  for (std::int32_t i = 1; i <= 1000; ++i) {
-    EXPECT_EQ(links.FindPath(database, "M" + std::to_string(1000 + i), 7), std::to_string(i));
-  }
-  EXPECT_EQ(rows.moves, 1000u);
-  rows.files[0].mailId = "N1001";
-  EXPECT_EQ(links.FindPath(database, "N1001", 8), "1");
-  EXPECT_THROW((void)links.FindPath(database, "M1001", 8), Failure);
-  EXPECT_EQ(rows.moves, 2000u);
+TEST_F(LinkedFilesTest, AreGoneThroughOnceForAnUnchangedDatabase) {
+  for (int i = 1001; i <= 2000; ++i)
+    received_.rows.push_back({"M" + std::to_string(i), std::to_string(i)});
+  for (int i = 1001; i <= 2000; ++i)
+    EXPECT_EQ(Find("M" + std::to_string(i), 7), std::to_string(i));
+  // Each row's number for the index, and number and path when it is asked for.
+  EXPECT_EQ(received_.valuesRead, 3000u);
+  received_.rows[0].mailId = "N1001";
+  EXPECT_EQ(Find("N1001", 8), "1001");
+  EXPECT_THROW((void)Find("M1001", 8), Failure);
 }
 
-TEST(LinkedFiles, BeforeADamagedRowAreFound) {
-  Rows rows{.files = {{"A1", "a"}, {"B1", "b"}, {"C1", "c"}}};
-  DatabaseOfFiles database(rows);
+TEST_F(LinkedFilesTest, BeforeADamagedRowAreFound) {
+  received_.rows = {{"A1", "a"}, {"B1", "b"}, {"C1", "c"}};
   for (std::size_t damaged = 0; damaged < 3; ++damaged) {
-    rows.damagedRow = damaged;
-    LinkedFiles links;
-    const char* const keys[] = {"A1", "B1", "C1"};
+    received_.rows[damaged].isDamaged = true;
+    links_ = LinkedFiles();
     for (std::size_t i = 0; i < 3; ++i) {
+      const std::string key = *received_.rows[i].mailId;
       if (i < damaged) {
-        EXPECT_EQ(links.FindPath(database, keys[i], 1), rows.files[i].path) << damaged;
+        EXPECT_EQ(Find(key, 1), received_.rows[i].path) << damaged;
       } else {
-        EXPECT_THROW((void)links.FindPath(database, keys[i], 1), jet::DatabaseError) << damaged;
+        EXPECT_THROW((void)Find(key, 1), jet::DatabaseError) << damaged;
       }
     }
     // A read that failed once only.
-    rows.damagedRow.reset();
-    EXPECT_EQ(links.FindPath(database, "C1", 1), "c");
+    received_.rows[damaged].isDamaged = false;
+    EXPECT_EQ(Find("C1", 1), "c");
   }
 }
 

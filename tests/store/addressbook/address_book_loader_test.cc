@@ -1,39 +1,108 @@
 // How the tree comes out of the rows, which failure comes first, and what hostile keys cost.
 #include "store/addressbook/address_book_loader.h"
 
-#include <functional>
 #include <new>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "common/failure.h"
-#include "store/addressbook/table_in_memory.h"
+#include "store/database_in_memory.h"
 
 namespace nimport::addressbook {
 namespace {
 
-using test::Address;
-using test::AddressRow;
-using test::Group;
-using test::TableInMemory;
+using test::RowState;
 
-// The code that an export would answer with.
-ResultCode Load(TableInMemory& table, std::optional<AddressBook>& book) {
-  test::DatabaseInMemory database(table);
-  try {
-    LoadAddressBook(database, book);
-    return RESULT_OK;
-  } catch (const Failure& failure) {
-    return failure.code();
-  } catch (const jet::DatabaseError&) {
-    return RESULT_DATABASE;
-  } catch (const std::bad_alloc&) {
-    return RESULT_NO_MEMORY;
+constexpr std::int32_t GROUP = 0;
+constexpr std::int32_t ADDRESS = 2;
+
+struct AddressRow {
+  std::int32_t type = GROUP;
+  std::int32_t parent = 0;
+  std::int32_t key = 0;
+  std::optional<std::string> name = {};
+  std::optional<std::string> userId = {};
+  std::string damagedColumn = {};  // cannot be read
+  RowState state = RowState::Whole;
+
+  [[nodiscard]] jet::Value GetValue(std::string_view column) const {
+    if (column == damagedColumn) throw jet::DatabaseError({}, "injected damage");
+    if (column == "KeyNo") return key;
+    if (column == "ParentKeyNo") return parent;
+    if (column == "Type") return type;
+    if (column == "Name" && name) return jet::Text{*name};
+    if (column == "UserID" && userId) return jet::Text{*userId};
+    return {};
   }
+};
+
+using Rows = std::vector<AddressRow>;
+
+AddressRow Group(std::int32_t parent, std::int32_t key, std::string name) {
+  return {.parent = parent, .key = key, .name = std::move(name)};
 }
+
+AddressRow Address(std::int32_t parent, std::string userId) {
+  return {.type = ADDRESS, .parent = parent, .key = -99, .userId = std::move(userId)};
+}
+
+// Rows as words: "A=1/2" is the group A with key 2 beneath key 1, "x@2" the address x in the group
+// with key 2, "?1/7" a row of another type. Without its letter a row has no name or user ID. After
+// '!' comes a column that cannot be read, or what going to the row does: "damage", "memory".
+Rows Parse(const std::string& text) {
+  Rows rows;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    const std::size_t sign = word.find_first_of("=@?");
+    const bool isAddress = word[sign] == '@';
+    AddressRow& row = rows.emplace_back();
+    row.type = isAddress ? ADDRESS : word[sign] == '=' ? GROUP : 1;
+    if (sign > 0) (isAddress ? row.userId : row.name) = word.substr(0, sign);
+    std::istringstream rest(word.substr(sign + 1));
+    rest >> row.parent;
+    char after = 0;
+    while (rest >> after) {
+      if (after == '/') rest >> row.key;
+      if (after == '!') rest >> row.damagedColumn;
+    }
+    if (row.damagedColumn == "damage") row.state = RowState::Damaged;
+    if (row.damagedColumn == "memory") row.state = RowState::NoMemory;
+  }
+  return rows;
+}
+
+// A table, and the book that is loaded from it.
+struct Loading {
+  explicit Loading(Rows rows) : table{.name = "AddressBookTBL", .rows = std::move(rows)} {}
+
+  // The code that an export would answer with.
+  ResultCode Load() {
+    try {
+      left = LoadAddressBook(database, book);
+      return RESULT_OK;
+    } catch (const Failure& failure) {
+      return failure.code();
+    } catch (const jet::DatabaseError&) {
+      return RESULT_DATABASE;
+    } catch (const std::bad_alloc&) {
+      return RESULT_NO_MEMORY;
+    }
+  }
+  void Salvage() {
+    left = SalvageAddressBook(database, book,
+                              [this](const std::string& reason) { reported.push_back(reason); });
+  }
+
+  test::RowsInMemory<AddressRow> table;
+  test::DatabaseInMemory<AddressRow> database{table};
+  std::optional<AddressBook> book;
+  RowsLeftOut left;
+  std::vector<std::string> reported;
+};
 
 // "A(x y B(z))": each group with its addresses and the groups beneath it.
 std::string Show(const AddressBook& book, std::int32_t parent = AddressBook::WHOLE_BOOK) {
@@ -65,280 +134,125 @@ std::vector<std::string> GroupNames(const AddressBook& book) {
   return names;
 }
 
-void FailOnBadRow(const std::string& reason) {
-  ADD_FAILURE() << reason;
+std::string Show(const RowsLeftOut& left) {
+  return std::to_string(left.groups) + " " + std::to_string(left.addresses) + " " +
+         std::to_string(left.others);
 }
 
-struct TreeCase {
-  const char* why;
-  std::vector<AddressRow> rows;
-  const char* tree;
-};
-
-TEST(AddressBookLoader, MakesTheTree) {
-  const TreeCase cases[] = {
-      {"an empty table is a book without groups", {}, ""},
-      {"addresses alone are in no group", {Address(0, "x"), Address(7, "y")}, ""},
-      {"siblings keep the order of their rows",
-       {Group(0, 9, "A"), Group(0, 2, "B"), Group(0, 5, "C")},
-       "A() B() C()"},
-      {"children may stand before their group",
-       {Address(2, "x"), Group(1, 2, "B"), Address(1, "y"), Group(0, 1, "A"), Address(2, "z")},
-       "A(y B(x z))"},
-      {"what belongs to no group of the tree is left out",
-       {Group(0, 1, "A"), Group(8, 2, "B"), Address(2, "x"), Address(8, "y")},
-       "A()"},
-      {"a row of another type is skipped with all beneath it",
-       {AddressRow{.type = 1, .key = 1, .name = "T"}, Group(1, 2, "A"), Address(1, "x"),
-        AddressRow{.type = -1, .key = 3, .name = "U"}, Group(0, 4, "B")},
-       "B()"},
+TEST(AddressBookLoader, MakesTheTreeAndSalvagesTheStrays) {
+  const struct {
+    const char* why;
+    const char* rows;
+    const char* tree;
+    const char* strays = "";     // what whoever salvages has after the tree
+    const char* left = "0 0 0";  // groups, addresses and other rows that are not in the tree
+  } cases[] = {
+      {"an empty table is a book without groups", "", ""},
+      {"siblings keep the order of their rows", "A=0/9 B=0/2 C=0/5", "A() B() C()"},
+      {"children may stand before their group", "x@2 B=1/2 y@1 A=0/1 z@2", "A(y B(x z))"},
       {"keys have 32 bits with sign",
-       {Group(0, -1, "A"), Group(-1, INT32_MIN, "B"), Group(INT32_MIN, INT32_MAX, "C"),
-        Address(INT32_MAX, "x")},
-       "A(B(C(x)))"},
-  };
-  for (const TreeCase& c : cases) {
-    TableInMemory table{.rows = c.rows};
-    std::optional<AddressBook> book;
-    ASSERT_EQ(Load(table, book), RESULT_OK) << c.why;
-    EXPECT_EQ(Show(*book), c.tree) << c.why;
-  }
-}
-
-TEST(AddressBookLoader, EndsBranchesThatLeadBackAndLoadsAGroupOncePerPath) {
-  const TreeCase cases[] = {
-      {"key 0 is the top level's",
-       {Group(0, 0, "Z"), Group(0, 1, "A"), Address(0, "x")},
-       "Z(x) A()"},
-      {"a group beneath itself is in no tree", {Group(3, 3, "A"), Address(3, "x")}, ""},
-      {"a group with the key of its own parent",
-       {Group(0, 1, "A"), Group(1, 1, "B"), Address(1, "x")},
-       "A(x B(x))"},
-      {"a group with a key from above",
-       {Group(0, 1, "A"), Group(1, 2, "B"), Group(2, 1, "C"), Address(1, "x"), Address(2, "y")},
-       "A(x B(y C(x)))"},
-      {"two groups with one key have the same members",
-       {Group(0, 1, "A"), Group(0, 1, "B"), Group(1, 2, "C"), Address(1, "x"), Address(2, "y")},
+       "A=0/-1 B=-1/-2147483648 C=-2147483648/2147483647 x@2147483647", "A(B(C(x)))"},
+      {"key 0 is the top level's", "Z=0/0 A=0/1 x@0 y@1", "Z(x) A(y)"},
+      {"the key of a group's own parent", "A=0/1 B=1/1 x@1", "A(x B(x))"},
+      {"a key from above", "A=0/1 B=1/2 C=2/1 x@1 y@2", "A(x B(y C(x)))"},
+      {"groups with one key have the same members", "A=0/1 B=0/1 C=1/2 x@1 y@2",
        "A(x C(y)) B(x C(y))"},
-      {"a key that leads back in one branch leads on in another",
-       {Group(0, 1, "A"), Group(1, 2, "B"), Group(2, 1, "C"), Group(0, 2, "D")},
+      {"a key that leads back in one branch leads on in another", "A=0/1 B=1/2 C=2/1 D=0/2",
        "A(B(C())) D(C(B()))"},
+      {"addresses at the top without their groups", "A=0/1 t@0 x@1 u@0", "A(x)", "(t u)", "0 2 0"},
+      {"strays by ascending keys", "n@9 t@0 m@-5 o@9", "", "(m) (t) (n o)", "0 4 0"},
+      {"an orphaned group though its own key is less", "B=8/2 C=2/3 x@3 y@8 z@2", "",
+       "(y B(z C(x)))", "2 3 0"},
+      {"an orphaned group without addresses", "A=0/1 B=8/2", "A()", "(B())", "1 0 0"},
+      {"what is beneath a row of another type", "?1/7 ?1/7 A=7/8 x@7 ?0/3 B=0/4", "B()", "(x A())",
+       "1 1 3"},
+      {"a group beneath itself", "A=3/3 x@3", "", "(x A(x))", "1 1 0"},
+      {"a ring, from its least key", "B=4/3 A=3/4 x@4 y@3", "", "(y A(x B(y)))", "2 2 0"},
+      {"an orphaned group with key 0 has no groups of the tree", "A=0/1 Z=8/0 t@0", "A()", "(Z(t))",
+       "1 1 0"},
+      {"an orphaned group with a key of the tree", "A=0/1 B=8/1 x@1", "A(x)", "(B(x))", "1 0 0"},
   };
-  for (const TreeCase& c : cases) {
-    TableInMemory table{.rows = c.rows};
-    std::optional<AddressBook> book;
-    ASSERT_EQ(Load(table, book), RESULT_OK) << c.why;
-    EXPECT_EQ(Show(*book), c.tree) << c.why;
+  for (const auto& c : cases) {
+    Loading loading(Parse(c.rows));
+    ASSERT_EQ(loading.Load(), RESULT_OK) << c.why;
+    EXPECT_EQ(Show(*loading.book), c.tree) << c.why;
+    EXPECT_EQ(Show(loading.left), c.left) << c.why;
+    Loading salvage(Parse(c.rows));
+    salvage.Salvage();
+    const bool hasBoth = *c.tree != '\0' && *c.strays != '\0';
+    EXPECT_EQ(Show(*salvage.book), std::string(c.tree) + (hasBoth ? " " : "") + c.strays) << c.why;
+    EXPECT_EQ(salvage.left.groups + salvage.left.addresses, 0U) << c.why;
+    EXPECT_TRUE(salvage.reported.empty()) << c.why;
   }
-}
-
-AddressRow Damaged(AddressRow row, const char* column) {
-  row.damagedColumn = column;
-  return row;
 }
 
 // Damage is -2 and a missing value -3, which tells which of two bad rows came first.
 TEST(AddressBookLoader, FailsWhereTheWalkComesFirst) {
-  const AddressRow groupWithoutName{.key = 9};
-  const AddressRow groupWithoutNameInA{.parent = 1, .key = 9};
-  const AddressRow addressWithoutIdInA{.type = test::ADDRESS, .parent = 1};
-  struct Case {
+  const struct {
     const char* why;
-    std::vector<AddressRow> rows;
-    std::optional<std::size_t> damagedRow;
+    const char* rows;
     ResultCode code;
+  } cases[] = {
+      {"a group without a name", "A=0/1 =0/9", RESULT_INVALID},
+      {"an address without a user ID", "A=0/1 @1", RESULT_INVALID},
+      {"the key of an address is not read", "A=0/1 @1!KeyNo", RESULT_INVALID},
+      {"nor that of a group without a name", "=0/9!KeyNo", RESULT_INVALID},
+      {"groups come before addresses", "A=0/1 @1 B=1/2!Name", RESULT_DATABASE},
+      {"and the other way round", "A=0/1 x@1!Comment =1/9", RESULT_INVALID},
+      {"addresses come before the next sibling", "A=0/1 =0/9 x@1!Name", RESULT_DATABASE},
+      {"a group's own row comes before what is in it", "=0/1 B=1/2!Name", RESULT_INVALID},
+      {"a subtree comes before the next sibling", "A=0/1 B=0/2!Name C=1/3 =3/4", RESULT_INVALID},
+      // The user ID is read before the comment.
+      {"among addresses the first row", "A=0/1 @1!Comment x@1!Name", RESULT_INVALID},
+      {"a name is read before the user ID", "A=0/1 @1!Name", RESULT_DATABASE},
+      {"rows in no group of the tree do no harm", "A=0/1 =8/0 @8 B=8/2!Name @0", RESULT_OK},
+      {"a table that ends in damage", "A=0/1 B=0/2!damage", RESULT_DATABASE},
+      {"damage after a first group without a name", "=0/9 B=0/2!damage", RESULT_INVALID},
+      {"damage after such a first subgroup", "A=0/1 =1/9 B=0/2!damage", RESULT_INVALID},
+      {"damage before its next sibling", "A=0/1 =0/9 B=0/2!damage", RESULT_DATABASE},
+      {"a damaged first row", "A=0/1!damage", RESULT_DATABASE},
+      {"a type that cannot be read", "A=0/1 x@1!Type", RESULT_DATABASE},
+      {"one in no group of the tree", "A=0/1 x@8!Type", RESULT_OK},
+      {"one after a group without a name", "=0/9 A=0/1!Type", RESULT_INVALID},
+      {"a parent that cannot be read ends the table", "A=0/1 B=8/2!ParentKeyNo", RESULT_DATABASE},
+      {"memory that ends", "A=0/1 B=0/2!memory", RESULT_NO_MEMORY},
   };
-  const Case cases[] = {
-      {"a group without a name", {Group(0, 1, "A"), groupWithoutName}, {}, RESULT_INVALID},
-      {"an address without a user ID", {Group(0, 1, "A"), addressWithoutIdInA}, {}, RESULT_INVALID},
-      {"the key of an address is not read",
-       {Group(0, 1, "A"), Damaged(addressWithoutIdInA, "KeyNo")},
-       {},
-       RESULT_INVALID},
-      {"nor that of a group without a name",
-       {Damaged(groupWithoutName, "KeyNo")},
-       {},
-       RESULT_INVALID},
-      {"the groups of a group come before its addresses",
-       {Group(0, 1, "A"), addressWithoutIdInA, Damaged(Group(1, 2, "B"), "Name")},
-       {},
-       RESULT_DATABASE},
-      {"and the other way round",
-       {Group(0, 1, "A"), Damaged(Address(1, "x"), "Comment"), groupWithoutNameInA},
-       {},
-       RESULT_INVALID},
-      {"the addresses of a group come before its next sibling",
-       {Group(0, 1, "A"), groupWithoutName, Damaged(Address(1, "x"), "Name")},
-       {},
-       RESULT_DATABASE},
-      {"a group's own row comes before what is beneath it",
-       {AddressRow{.key = 1}, Damaged(Group(1, 2, "B"), "Name")},
-       {},
-       RESULT_INVALID},
-      {"a subtree comes before the next sibling",
-       {Group(0, 1, "A"), Damaged(Group(0, 2, "B"), "Name"), Group(1, 3, "C"),
-        AddressRow{.parent = 3, .key = 4}},
-       {},
-       RESULT_INVALID},
-      {"among addresses the first row",  // the user ID is read before the comment
-       {Group(0, 1, "A"), Damaged(addressWithoutIdInA, "Comment"),
-        Damaged(Address(1, "x"), "Name")},
-       {},
-       RESULT_INVALID},
-      {"a name is read before the user ID",
-       {Group(0, 1, "A"), Damaged(addressWithoutIdInA, "Name")},
-       {},
-       RESULT_DATABASE},
-      {"bad rows that are in no group of the tree do no harm",
-       {Group(0, 1, "A"), AddressRow{.parent = 8}, AddressRow{.type = test::ADDRESS, .parent = 8},
-        Damaged(Group(8, 2, "B"), "Name"), AddressRow{.type = test::ADDRESS}},
-       {},
-       RESULT_OK},
-      {"a table that ends in damage", {Group(0, 1, "A"), Group(0, 2, "B")}, 1, RESULT_DATABASE},
-      {"damage behind a first group without a name",
-       {groupWithoutName, Group(0, 2, "B")},
-       1,
-       RESULT_INVALID},
-      {"damage behind a first group's first subgroup without a name",
-       {Group(0, 1, "A"), groupWithoutNameInA, Group(0, 2, "B")},
-       2,
-       RESULT_INVALID},
-      {"the walk over a first group's members meets damage before its next sibling",
-       {Group(0, 1, "A"), groupWithoutName, Group(0, 2, "B")},
-       2,
-       RESULT_DATABASE},
-      {"a damaged first row", {Group(0, 1, "A")}, 0, RESULT_DATABASE},
-      {"a type that cannot be read",
-       {Group(0, 1, "A"), Damaged(Address(1, "x"), "Type")},
-       {},
-       RESULT_DATABASE},
-      {"a type that cannot be read, in no group of the tree",
-       {Group(0, 1, "A"), Damaged(Address(8, "x"), "Type")},
-       {},
-       RESULT_OK},
-      {"a type that cannot be read comes behind a group without a name",
-       {groupWithoutName, Damaged(Group(0, 1, "A"), "Type")},
-       {},
-       RESULT_INVALID},
-      {"a parent that cannot be read ends the table",
-       {Group(0, 1, "A"), Damaged(Group(8, 2, "B"), "ParentKeyNo")},
-       {},
-       RESULT_DATABASE},
-  };
-  for (const Case& c : cases) {
-    TableInMemory table{.rows = c.rows, .damagedRow = c.damagedRow};
-    std::optional<AddressBook> book;
-    EXPECT_EQ(Load(table, book), c.code) << c.why;
-    table = {};
-    EXPECT_EQ(Load(table, book), RESULT_INVALID) << "again, after: " << c.why;
-    EXPECT_EQ(table.moves, 0u) << c.why;
-    ReleaseAddressBook(book);
-    EXPECT_EQ(Load(table, book), RESULT_OK) << "released, after: " << c.why;
+  for (const auto& c : cases) {
+    Loading loading(Parse(c.rows));
+    EXPECT_EQ(loading.Load(), c.code) << c.why;
+    loading.table.rows.clear();
+    loading.table.moves = 0;
+    EXPECT_EQ(loading.Load(), RESULT_INVALID) << "again, after: " << c.why;
+    EXPECT_EQ(loading.table.moves, 0u) << c.why;
+    ReleaseAddressBook(loading.book);
+    EXPECT_EQ(loading.Load(), RESULT_OK) << "released, after: " << c.why;
   }
 }
 
-TEST(AddressBookLoader, KeepsTheBookThatMemoryDidNotSufficeFor) {
-  TableInMemory table{.rows = {Group(0, 1, "A"), Group(0, 2, "B")}, .memoryEndsAt = 1};
-  std::optional<AddressBook> book;
-  EXPECT_EQ(Load(table, book), RESULT_NO_MEMORY);
-  EXPECT_EQ(Load(table, book), RESULT_INVALID);
-}
-
 TEST(AddressBookLoader, SalvagesIncompleteRows) {
-  TableInMemory table{
-      .rows = {Group(0, 1, "A"), AddressRow{.key = 2},
-               AddressRow{.type = test::ADDRESS, .parent = 2, .key = 3, .name = "x"},
-               AddressRow{.type = test::ADDRESS, .parent = 8, .key = 4}, Address(2, "z")}};
-  test::DatabaseInMemory database(table);
-  std::vector<std::string> told;
-  std::optional<AddressBook> book;
-  const BadRowListener listener = [&](const std::string& reason) { told.push_back(reason); };
-  SalvageAddressBook(database, book, listener);
-  EXPECT_EQ(Show(*book), "A() ( z) ()");
-  EXPECT_EQ(told,
+  Loading loading(Parse("A=0/1 =0/2 @2/3 @8/4 z@2"));
+  loading.Salvage();
+  EXPECT_EQ(Show(*loading.book), "A() ( z) ()");
+  EXPECT_EQ(loading.reported,
             (std::vector<std::string>{
                 "the table has a group without a Name, where KeyNo is 2 and ParentKeyNo 0",
                 "the table has an address without a UserID, where KeyNo is 3 and ParentKeyNo 2",
                 "the table has an address without a UserID, where KeyNo is 4 and ParentKeyNo 8",
             }));
   // A table of nothing else does not fill memory with sentences.
-  table = {.rows = std::vector<AddressRow>(5'000, AddressRow{})};
-  told.clear();
-  ReleaseAddressBook(book);
-  SalvageAddressBook(database, book, listener);
-  EXPECT_EQ(told.size(), 1'000U);
-  EXPECT_EQ(book->ChildCount(AddressBook::WHOLE_BOOK), 5'000);
+  Loading nameless(Rows(5'000, AddressRow{}));
+  nameless.Salvage();
+  EXPECT_EQ(nameless.reported.size(), 1'000U);
+  EXPECT_EQ(nameless.book->ChildCount(AddressBook::WHOLE_BOOK), 5'000);
 }
 
-TEST(AddressBookLoader, CountsWhatIsInNoGroupOfTheTree) {
-  struct Case {
-    const char* why;
-    std::vector<AddressRow> rows;
-    RowsLeftOut left;
-  };
-  const AddressRow other{.type = 1, .key = 7};
-  const Case cases[] = {
-      {"nothing", {Group(0, 1, "A"), Group(1, 2, "B"), Address(2, "x")}, {}},
-      {"addresses at the top", {Group(0, 1, "A"), Address(0, "x")}, {.addresses = 1}},
-      {"an orphaned group with all beneath it",
-       {Group(0, 1, "A"), Group(8, 2, "B"), Group(2, 3, "C"), Address(3, "x")},
-       {.groups = 2, .addresses = 1}},
-      {"other rows, with what is beneath them",
-       {other, other, Address(7, "x"), Group(7, 8, "A")},
-       {.groups = 1, .addresses = 1, .others = 2}},
-      {"a group with key 0 has the addresses at the top", {Group(0, 0, "Z"), Address(0, "x")}, {}},
-      {"rows of a shared key are in the book",
-       {Group(0, 1, "A"), Group(0, 1, "B"), Address(1, "x")},
-       {}},
-  };
-  for (const Case& c : cases) {
-    TableInMemory table{.rows = c.rows};
-    test::DatabaseInMemory database(table);
-    std::optional<AddressBook> book;
-    const RowsLeftOut left = LoadAddressBook(database, book);
-    EXPECT_EQ(left.groups, c.left.groups) << c.why;
-    EXPECT_EQ(left.addresses, c.left.addresses) << c.why;
-    EXPECT_EQ(left.others, c.left.others) << c.why;
-  }
-}
-
-TEST(AddressBookLoader, SalvagesStraysBehindTheTree) {
-  const TreeCase cases[] = {
-      {"addresses at the top, whose groups are in the tree",
-       {Group(0, 1, "A"), Address(0, "t"), Address(1, "x"), Address(0, "u")},
-       "A(x) (t u)"},
-      {"by ascending keys",
-       {Address(9, "n"), Address(0, "t"), Address(-5, "m"), Address(9, "o")},
-       "(m) (t) (n o)"},
-      {"an orphaned group with all beneath it, though its own key is less",
-       {Group(8, 2, "B"), Group(2, 3, "C"), Address(3, "x"), Address(8, "y"), Address(2, "z")},
-       "(y B(z C(x)))"},
-      {"orphaned groups without addresses", {Group(0, 1, "A"), Group(8, 2, "B")}, "A() (B())"},
-      {"what is beneath a row of another type",
-       {AddressRow{.type = 1, .key = 7}, Group(7, 8, "A"), Address(7, "x")},
-       "(x A())"},
-      {"a group beneath itself", {Group(3, 3, "A"), Address(3, "x")}, "(x A(x))"},
-      {"a ring, from its least key",
-       {Group(4, 3, "B"), Group(3, 4, "A"), Address(4, "x"), Address(3, "y")},
-       "(y A(x B(y)))"},
-      {"an orphaned group with key 0 has the addresses at the top, without the tree",
-       {Group(0, 1, "A"), Group(8, 0, "Z"), Address(0, "t")},
-       "A() (Z(t))"},
-      {"an orphaned group with a key of the tree",
-       {Group(0, 1, "A"), Group(8, 1, "B"), Address(1, "x")},
-       "A(x) (B(x))"},
-      {"nothing where the tree has all",
-       {Group(0, 0, "Z"), Group(0, 1, "A"), Address(0, "x"), Address(1, "y")},
-       "Z(x) A(y)"},
-  };
-  for (const TreeCase& c : cases) {
-    TableInMemory table{.rows = c.rows};
-    test::DatabaseInMemory database(table);
-    std::optional<AddressBook> book;
-    const RowsLeftOut left = SalvageAddressBook(database, book, FailOnBadRow);
-    EXPECT_EQ(Show(*book), c.tree) << c.why;
-    EXPECT_EQ(left.groups + left.addresses, 0U) << c.why;
-  }
+TEST(AddressBookLoader, ReportsStraysThatCannotBeReadAndLoadsTheRest) {
+  Loading loading(Parse("A=0/1 x@1 y@8 z@8!Name z@9!Type B=7/2!Name w@7 t@0!Comment"));
+  loading.Salvage();
+  EXPECT_EQ(Show(*loading.book), "A(x) (w) (y)");
+  EXPECT_EQ(loading.reported.size(), 4U) << "each once, whatever it may have been";
+  for (const std::string& reason : loading.reported)
+    EXPECT_NE(reason.find("injected damage"), std::string::npos) << reason;
 }
 
 std::set<std::string> UserIdsIn(const AddressBook& book) {
@@ -348,134 +262,96 @@ std::set<std::string> UserIdsIn(const AddressBook& book) {
   return ids;
 }
 
+std::set<std::string> NamesIn(const AddressBook& book) {
+  const std::vector<std::string> names = GroupNames(book);
+  std::set<std::string> set(names.begin(), names.end());
+  set.erase("");  // those of the strays
+  return set;
+}
+
 // Tables in which few keys make rings, copies and strays of every kind.
 TEST(AddressBookLoader, SalvagesEveryRowAndLeavesTheTreeAsItWas) {
   std::minstd_rand random(7);
   const auto key = [&random] { return static_cast<std::int32_t>(random() % 8) - 1; };
   for (int round = 0; round < 500; ++round) {
-    TableInMemory table;
+    Rows rows;
     std::set<std::string> names;
     std::set<std::string> userIds;
     for (int i = 0; i < 12; ++i) {
       const std::string text = std::to_string(i);
       const bool isGroup = random() % 2 == 0;
-      table.rows.push_back(isGroup ? Group(key(), key(), text) : Address(key(), text));
+      rows.push_back(isGroup ? Group(key(), key(), text) : Address(key(), text));
       (isGroup ? names : userIds).insert(text);
     }
-    std::optional<AddressBook> tree;
-    ASSERT_EQ(Load(table, tree), RESULT_OK);
-    test::DatabaseInMemory database(table);
-    std::optional<AddressBook> book;
-    SalvageAddressBook(database, book, FailOnBadRow);
-    const std::string before = Show(*tree);
-    EXPECT_EQ(Show(*book).substr(0, before.size()), before) << round;
-    EXPECT_EQ(UserIdsIn(*book), userIds) << round;
-    const std::vector<std::string> found = GroupNames(*book);
-    std::set<std::string> foundNames(found.begin(), found.end());
-    foundNames.erase("");  // those of the strays
-    EXPECT_EQ(foundNames, names) << round;
+    Loading loading(rows);
+    ASSERT_EQ(loading.Load(), RESULT_OK);
+    Loading salvage(rows);
+    salvage.Salvage();
+    EXPECT_TRUE(salvage.reported.empty());
+    EXPECT_TRUE(Show(*salvage.book).starts_with(Show(*loading.book))) << round;
+    EXPECT_EQ(UserIdsIn(*salvage.book), userIds) << round;
+    EXPECT_EQ(NamesIn(*salvage.book), names) << round;
   }
-}
-
-TEST(AddressBookLoader, TellsOfStraysThatCannotBeReadAndLoadsTheRest) {
-  TableInMemory table{.rows = {Group(0, 1, "A"), Address(1, "x"), Address(8, "y"),
-                               Damaged(Address(8, "z"), "Name"), Damaged(Address(9, "z"), "Type"),
-                               Damaged(Group(7, 2, "B"), "Name"), Address(7, "w"),
-                               Damaged(Address(0, "t"), "Comment")}};
-  test::DatabaseInMemory database(table);
-  std::vector<std::string> told;
-  std::optional<AddressBook> book;
-  SalvageAddressBook(database, book, [&](const std::string& reason) { told.push_back(reason); });
-  EXPECT_EQ(Show(*book), "A(x) (w) (y)");
-  EXPECT_EQ(told.size(), 4U) << "each once, whatever it may have been";
-  for (const std::string& reason : told)
-    EXPECT_NE(reason.find("injected damage"), std::string::npos) << reason;
 }
 
 TEST(AddressBookLoader, ReadsEachRowOnce) {
   constexpr std::int32_t GROUPS = 1'000;
-  TableInMemory table;
+  Loading loading({});
+  Rows& rows = loading.table.rows;
   for (std::int32_t g = 1; g <= GROUPS; ++g)
-    table.rows.push_back(Group(g / 2, g, "G"));
-  for (std::int32_t a = 0; a < 10 * GROUPS; ++a) {
-    table.rows.push_back(Address(1 + a % GROUPS, std::to_string(a)));
-  }
-  std::optional<AddressBook> book;
-  ASSERT_EQ(Load(table, book), RESULT_OK);
-  EXPECT_EQ(book->AddressCount(AddressBook::WHOLE_BOOK), 10 * GROUPS);
-  EXPECT_EQ(table.moves, table.rows.size() + 1);
-  EXPECT_LE(table.valuesRead, 6 * table.rows.size());
+    rows.push_back(Group(g / 2, g, "G"));
+  for (std::int32_t a = 0; a < 10 * GROUPS; ++a)
+    rows.push_back(Address(1 + a % GROUPS, std::to_string(a)));
+  ASSERT_EQ(loading.Load(), RESULT_OK);
+  EXPECT_EQ(loading.book->AddressCount(AddressBook::WHOLE_BOOK), 10 * GROUPS);
+  EXPECT_EQ(loading.table.moves, rows.size() + 1);
+  EXPECT_LE(loading.table.valuesRead, 6 * rows.size());
 }
 
-// `levels` levels of two groups with one key each: every level doubles the paths.
-std::vector<AddressRow> DoubleKeys(std::int32_t levels) {
-  std::vector<AddressRow> rows;
-  for (std::int32_t level = 1; level <= levels; ++level) {
-    for (const char* side : {"a", "b"}) {
+// `levels` levels of two groups with one key each, from beneath `key` on: every level doubles the
+// paths.
+Rows DoubleKeys(std::int32_t levels, std::int32_t key = 0) {
+  Rows rows;
+  for (std::int32_t level = key + 1; level <= key + levels; ++level) {
+    for (const char* side : {"a", "b"})
       rows.push_back(Group(level - 1, level, side + std::to_string(level)));
-    }
   }
   return rows;
 }
 
-TEST(AddressBookLoader, LoadsThousandsOfPaths) {
-  TableInMemory table{.rows = DoubleKeys(12)};
-  std::optional<AddressBook> book;
-  ASSERT_EQ(Load(table, book), RESULT_OK);
-  EXPECT_EQ(GroupNames(*book).size(), 8190u);  // 2 + 4 + ... + 4096
-}
-
 TEST(AddressBookLoader, BoundsTheNumberOfPathsButLosesNoRow) {
-  TableInMemory table{.rows = DoubleKeys(60)};
-  table.rows.push_back(Address(60, "deepest"));
-  table.rows.push_back(Group(0, 1'000, "last"));
-  for (std::int32_t i = 0; i < 10; ++i) {
-    table.rows.push_back(Group(1'000, 2'000, "beneath last " + std::to_string(i)));
+  Loading few(DoubleKeys(12));
+  ASSERT_EQ(few.Load(), RESULT_OK);
+  EXPECT_EQ(GroupNames(*few.book).size(), 8190u) << "2 + 4 + ... + 4096, all of them";
+  for (const std::int32_t top : {0, 1}) {  // beneath key 1, which nothing has, all are strays
+    Loading loading(DoubleKeys(60, top));
+    Rows& rows = loading.table.rows;
+    rows.push_back(Address(top + 60, "deepest"));
+    rows.push_back(Group(0, 1'000, "last"));
+    for (int i = 0; i < 10; ++i)
+      rows.push_back(Group(1'000, 2'000, "beneath last " + std::to_string(i)));
+    rows.push_back(Address(2'000, "lowest"));
+    loading.Salvage();
+    EXPECT_EQ(NamesIn(*loading.book).size(), 131U);
+    EXPECT_GT(GroupNames(*loading.book).size(), 10'000U);
+    EXPECT_LT(GroupNames(*loading.book).size(), 100'000U);
+    EXPECT_EQ(UserIdsIn(*loading.book), (std::set<std::string>{"deepest", "lowest"}));
   }
-  const std::set<std::string> wanted = [&] {
-    std::set<std::string> names;
-    for (const AddressRow& row : table.rows)
-      names.insert(row.name.value_or("last"));
-    return names;
-  }();
-  std::optional<AddressBook> book;
-  ASSERT_EQ(Load(table, book), RESULT_OK);
-  const std::vector<std::string> names = GroupNames(*book);
-  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), wanted);
-  EXPECT_GT(names.size(), 10'000u);
-  EXPECT_LT(names.size(), 100'000u);
-  EXPECT_GT(book->AddressCount(AddressBook::WHOLE_BOOK), 0);
-}
-
-TEST(AddressBookLoader, BoundsTheNumberOfPathsAmongStrays) {
-  TableInMemory table{.rows = DoubleKeys(60)};
-  for (AddressRow& row : table.rows)
-    ++row.parent, ++row.key;  // beneath key 1, which nothing has
-  table.rows.push_back(Address(61, "deepest"));
-  table.rows.push_back(Address(99, "last"));
-  test::DatabaseInMemory database(table);
-  std::optional<AddressBook> book;
-  SalvageAddressBook(database, book, FailOnBadRow);
-  const std::vector<std::string> names = GroupNames(*book);
-  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 121U);
-  EXPECT_LT(names.size(), 100'000U);
-  EXPECT_EQ(UserIdsIn(*book), (std::set<std::string>{"deepest", "last"}));
 }
 
 TEST(AddressBookLoader, BoundsTheNumberOfAddresses) {
   constexpr std::int32_t EACH = 50'000;  // 2,500,000,000 positions would not fit their numbers
-  TableInMemory table;
+  Loading loading({});
   for (std::int32_t i = 0; i < EACH; ++i) {
-    table.rows.push_back(Group(0, 1, "G"));
-    table.rows.push_back(Address(1, std::to_string(i)));
+    loading.table.rows.push_back(Group(0, 1, "G"));
+    loading.table.rows.push_back(Address(1, std::to_string(i)));
   }
-  std::optional<AddressBook> book;
-  ASSERT_EQ(Load(table, book), RESULT_OK);
-  EXPECT_EQ(book->ChildCount(AddressBook::WHOLE_BOOK), EACH);
-  const std::int32_t total = book->AddressCount(AddressBook::WHOLE_BOOK);
+  ASSERT_EQ(loading.Load(), RESULT_OK);
+  EXPECT_EQ(loading.book->ChildCount(AddressBook::WHOLE_BOOK), EACH);
+  const std::int32_t total = loading.book->AddressCount(AddressBook::WHOLE_BOOK);
   EXPECT_GE(total, EACH);
   EXPECT_LT(total, 100 * EACH);
-  EXPECT_EQ(book->ResolveAddress(AddressBook::WHOLE_BOOK, total - 1).userId,
+  EXPECT_EQ(loading.book->ResolveAddress(AddressBook::WHOLE_BOOK, total - 1).userId,
             std::to_string(EACH - 1));
 }
 
