@@ -5,6 +5,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -53,81 +54,122 @@ std::optional<std::int32_t> TimeOf(std::string_view text, const Clock& clock) {
 
 constexpr std::int32_t INSTANT = 884653200;  // 1998-01-13 01:00:00 UTC
 constexpr std::int32_t HOUR = 3600;
+constexpr std::int32_t JULY = 900291600;     // 1998-07-13 01:00:00 UTC
+constexpr std::int32_t TEN_UTC = 884685600;  // 1998-01-13 10:00:00 UTC
 
-TEST(ParseMailDate, ReadsEveryFormInJapan) {
-  const MachineIn japan("Asia/Tokyo");
-  struct Case {
-    const char* text;
-    std::int32_t wanted;
-    const char* why = "";
-  };
-  const Case cases[] = {
-      {"Tue, 13 Jan 1998 10:00:00 +0900", INSTANT, "as mail programs write it"},
-      {"13 Jan 98 10:00 JST", INSTANT, "short year, no seconds"},
-      {"Tue, 13 Jan 1998 01:00:00 GMT", INSTANT},
-      {"Tue, 13 Jan 1998 10:00:00", INSTANT, "no zone: local"},
-      {"Tue Jan 13 10:00:00 1998", INSTANT, "month first"},
-      {"  tuesday 13 JAN 98 10:00:00 jst", INSTANT, "letter case, whole weekday, blanks"},
-      {"Tuesblah , ,13 Jan 1998 10:00:00 +0900", INSTANT, "three letters make a weekday"},
-      {" ,13 1 1998 10:00", INSTANT, "month as a number, commas"},
-      {"13Jan1998 10:00+0900", INSTANT, "no blanks"},
-      {"13 Jan 098 10:00 JST", INSTANT, "leading zeros"},
-      {"13 Jan 1998 10.00 JST", INSTANT, "any separator before the minutes"},
-      {"13 Jan 1998 10:00:00\r\n", INSTANT, "line end for the zone"},
-      {"13 Jan 1998 10:00:00 \nGMT", INSTANT, "line end for the zone"},
-      {"13 Jan 1998 10:00:00 +0900 (JST)", INSTANT, "comment"},
-      {"13 Jan 1998", INSTANT - 10 * HOUR, "no time: midnight"},
-      {"13 Jan", 946652400 + 12 * 86400, "no year: 2000"},
-      {"13 Jan 10:00", 1263308400, "the hour is taken for the year 2010, midnight"},
-      {"1 Jan 1970 18:00", 9 * HOUR, "near the beginning of time"},
+struct Case {
+  const char* text;
+  std::optional<std::int32_t> wanted;
+  const char* why = "";
+};
 
-      {"13 Jan 1998 01:00 UTC", INSTANT, "UT, the rest is not read"},
-      {"13 Jan 1998 01:00 Z", INSTANT, "unknown: UTC"},
-      {"13 Jan 1998 01:00 J", INSTANT, "no such letter"},
-      {"13 Jan 1998 01:00 (GMT)", INSTANT, "unknown: UTC"},
-      {"13 Jan 1998 01:00 a", INSTANT, "small letters are unknown"},
-      {"13 Jan 1998 00:00 A", INSTANT, "letters count west first"},
-      {"12 Jan 1998 16:00 I", INSTANT},
-      {"12 Jan 1998 15:00 K", INSTANT, "J is left out"},
-      {"12 Jan 1998 13:00 M", INSTANT},
-      {"13 Jan 1998 02:00 N", INSTANT},
-      {"13 Jan 1998 13:00 Y", INSTANT},
-      {"12 Jan 1998 22:00 CET", INSTANT, "a C with something behind it"},
-      {"12 Jan 1998 20:00 est", INSTANT},
-      {"12 Jan 1998 21:00 EDT", INSTANT},
-      {"12 Jan 1998 19:00 CST", INSTANT},
-      {"12 Jan 1998 20:00 CDT", INSTANT},
-      {"12 Jan 1998 18:00 MST", INSTANT},
-      {"12 Jan 1998 19:00 MDT", INSTANT},
-      {"12 Jan 1998 17:00 PST", INSTANT},
-      {"12 Jan 1998 18:00 PDT", INSTANT},
-      {"12 Jan 1998 20:00 -0500", INSTANT},
-      {"12 Jan 1998 20:30 -0430", INSTANT, "minutes take the sign"},
-      {"13 Jan 1998 06:45 +0545", INSTANT},
-      {"13 Jan 1998 10:00 +900", INSTANT, "three digits: hmm"},
-      {"13 Jan 1998 10:30 +930", INSTANT},
-      {"13 Jan 1998 10:00 +090", INSTANT, "three digits after a zero: hhm"},
-      {"13 Jan 1998 10:30 +093", INSTANT},
-      {"13 Jan 1998 10:00 +9", INSTANT, "one digit: hours"},
-      {"13 Jan 1998 10:00 +09", INSTANT, "two digits: hours"},
-      {"13 Jan 1998 10:00 +09:00", INSTANT, "digits end at the colon"},
-      {"13 Jan 1998 01:00 +", INSTANT, "a sign alone: unknown"},
-      {"13 Jan 1998 01:00 -x", INSTANT, "a sign alone: unknown"},
-      {"13 Jan 1998 10:00 09001", INSTANT, "no sign: east"},
-      {"12 Jan 1998 20:59:30 -040030", INSTANT - 30, "four digits at most"},
+// Forms and zones' names as read in Japan, and in the other zones what depends on the machine's. A
+// zone in the text knows nothing of the machine's daylight saving, which Lord Howe Island has in
+// January, half an hour of it.
+const std::pair<const char*, std::vector<Case>> CASES[] = {
+    {"Asia/Tokyo",
+     {
+         {"Tue, 13 Jan 1998 10:00:00 +0900", INSTANT, "as mail programs write it"},
+         {"13 Jan 98 10:00 JST", INSTANT, "short year, no seconds"},
+         {"Tue, 13 Jan 1998 01:00:00 GMT", INSTANT},
+         {"Tue, 13 Jan 1998 10:00:00", INSTANT, "no zone: local"},
+         {"Tue Jan 13 10:00:00 1998", INSTANT, "month first"},
+         {"  tuesday 13 JAN 98 10:00:00 jst", INSTANT, "letter case, whole weekday, blanks"},
+         {"Tuesblah , ,13 Jan 1998 10:00:00 +0900", INSTANT, "three letters make a weekday"},
+         {" ,13 1 1998 10:00", INSTANT, "month as a number, commas"},
+         {"13Jan1998 10:00+0900", INSTANT, "no blanks"},
+         {"13 Jan 098 10:00 JST", INSTANT, "leading zeros"},
+         {"13 Jan 1998 10.00 JST", INSTANT, "any separator before the minutes"},
+         {"13 Jan 1998 10:00:00\r\n", INSTANT, "line end for the zone"},
+         {"13 Jan 1998 10:00:00 \nGMT", INSTANT, "line end for the zone"},
+         {"13 Jan 1998 10:00:00 +0900 (JST)", INSTANT, "comment"},
+         {"13 Jan 1998", INSTANT - 10 * HOUR, "no time: midnight"},
+         {"13 Jan", 946652400 + 12 * 86400, "no year: 2000"},
+         {"13 Jan 10:00", 1263308400, "the hour is taken for the year 2010, midnight"},
+         {"1 Jan 1970 18:00", 9 * HOUR, "near the beginning of time"},
 
-      {"Jan 13 10:00:00 1998", INSTANT, "month first without weekday"},
-      {"Tue Jan 13 10:00:00 1998 PST", INSTANT, "nothing is read behind the year"},
-      {"Tue Jan 13 10-00/00 1998", INSTANT, "separators are not read"},
-      {"Tue Jan 44 10:00:00 1997", INSTANT - 365 * 86400 + 31 * 86400, "the day carries over"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(TimeOf(c.text, japan.clock()), c.wanted) << c.text << " " << c.why;
+         {"13 Jan 1998 01:00 UTC", INSTANT, "UT, the rest is not read"},
+         {"13 Jan 1998 01:00 Z", INSTANT, "unknown: UTC"},
+         {"13 Jan 1998 01:00 J", INSTANT, "no such letter"},
+         {"13 Jan 1998 01:00 (GMT)", INSTANT, "unknown: UTC"},
+         {"13 Jan 1998 01:00 a", INSTANT, "small letters are unknown"},
+         {"13 Jan 1998 00:00 A", INSTANT, "letters count west first"},
+         {"12 Jan 1998 16:00 I", INSTANT},
+         {"12 Jan 1998 15:00 K", INSTANT, "J is left out"},
+         {"12 Jan 1998 13:00 M", INSTANT},
+         {"13 Jan 1998 02:00 N", INSTANT},
+         {"13 Jan 1998 13:00 Y", INSTANT},
+         {"12 Jan 1998 22:00 CET", INSTANT, "a C with something after it"},
+         {"12 Jan 1998 20:00 est", INSTANT},
+         {"12 Jan 1998 21:00 EDT", INSTANT},
+         {"12 Jan 1998 19:00 CST", INSTANT},
+         {"12 Jan 1998 20:00 CDT", INSTANT},
+         {"12 Jan 1998 18:00 MST", INSTANT},
+         {"12 Jan 1998 19:00 MDT", INSTANT},
+         {"12 Jan 1998 17:00 PST", INSTANT},
+         {"12 Jan 1998 18:00 PDT", INSTANT},
+         {"12 Jan 1998 20:00 -0500", INSTANT},
+         {"12 Jan 1998 20:30 -0430", INSTANT, "minutes take the sign"},
+         {"13 Jan 1998 06:45 +0545", INSTANT},
+         {"13 Jan 1998 10:00 +900", INSTANT, "three digits: hmm"},
+         {"13 Jan 1998 10:30 +930", INSTANT},
+         {"13 Jan 1998 10:00 +090", INSTANT, "three digits after a zero: hhm"},
+         {"13 Jan 1998 10:30 +093", INSTANT},
+         {"13 Jan 1998 10:00 +9", INSTANT, "one digit: hours"},
+         {"13 Jan 1998 10:00 +09", INSTANT, "two digits: hours"},
+         {"13 Jan 1998 10:00 +09:00", INSTANT, "digits end at the colon"},
+         {"13 Jan 1998 01:00 +", INSTANT, "a sign alone: unknown"},
+         {"13 Jan 1998 01:00 -x", INSTANT, "a sign alone: unknown"},
+         {"13 Jan 1998 10:00 09001", INSTANT, "no sign: east"},
+         {"12 Jan 1998 20:59:30 -040030", INSTANT - 30, "four digits at most"},
+
+         {"Jan 13 10:00:00 1998", INSTANT, "month first without weekday"},
+         {"Tue Jan 13 10:00:00 1998 PST", INSTANT, "nothing is read after the year"},
+         {"Tue Jan 13 10-00/00 1998", INSTANT, "separators are not read"},
+         {"Tue Jan 44 10:00:00 1997", INSTANT - 365 * 86400 + 31 * 86400, "the day carries over"},
+         {"1 Jan 1970 08:00 GMT", std::nullopt, "local time before the beginning"},
+         {"1 Jan 1970 17:59:59", std::nullopt, "the value is -1"},
+     }},
+    {"UTC",
+     {
+         {"Tue, 13 Jan 1998 10:00:00 +0900", INSTANT},
+         {"Tue, 13 Jan 1998 10:00:00", TEN_UTC, "local"},
+         {"Tue Jan 13 10:00:00 1998", TEN_UTC, "month first"},
+         {"1 Jan 70 00:00 GMT", 0, "the beginning of time"},
+         {"1 Jan 1970 00:00 +0900", -9 * HOUR, "before it"},
+         {"1 Jan 1970 08:59:59 +0900", std::nullopt, "-1 is no value"},
+         {"31 Dec 2036 23:59:59 -9999", 2114380799 + 362340, "the latest"},
+         {"13 Jul 1998 10:00 JST", JULY, "summer"},
+     }},
+    {"America/New_York",
+     {
+         {"Tue, 13 Jan 1998 10:00:00 +0900", INSTANT, "winter"},
+         {"12 Jan 1998 20:00", INSTANT, "winter, local"},
+         {"Mon Jan 12 20:00:00 1998", INSTANT, "winter, month first"},
+         {"13 Jul 1998 10:00 JST", JULY - HOUR, "a zone in summer is off by the saving"},
+         {"12 Jul 1998 21:00", JULY, "local in summer"},
+         {"Sun Jul 12 21:00:00 1998", JULY, "month first in summer"},
+         {"Mon Jan 18 22:14:07 2038", 2147483647, "the end of time, past it with the bias"},
+     }},
+    {"Australia/Lord_Howe",
+     {
+         {"13 Jan 1998 10:00 JST", INSTANT - HOUR / 2, "daylight saving in January"},
+         {"13 Jan 1998 01:00:00 GMT", INSTANT - HOUR / 2},
+         {"13 Jan 1998 12:00", INSTANT, "local"},
+         {"Tue Jan 13 12:00:00 1998", INSTANT, "month first"},
+         {"13 Jul 1998 10:00 JST", JULY, "winter"},
+     }},
+};
+
+TEST(ParseMailDate, ReadsEveryFormInEveryZone) {
+  for (const auto& [zone, cases] : CASES) {
+    const MachineIn machine(zone);
+    for (const Case& c : cases)
+      EXPECT_EQ(TimeOf(c.text, machine.clock()), c.wanted) << zone << c.text << c.why;
   }
 }
 
-TEST(ParseMailDate, RefusesWhatIsNoDate) {
-  const MachineIn japan("Asia/Tokyo");
+TEST(ParseMailDate, RefusesWhatIsNoDateInEveryZone) {
   const std::pair<const char*, const char*> cases[] = {
       {"", "empty"},
       {"   ", "blanks only"},
@@ -138,8 +180,6 @@ TEST(ParseMailDate, RefusesWhatIsNoDate) {
       {"Mon, 1 Jan 2037 00:00:00 GMT", "year above 2036"},
       {"1 Jan 69 10:00 GMT", "2069"},
       {"1 Jan 1969 10:00 GMT", "year below 1970"},
-      {"1 Jan 1970 08:00 GMT", "local time before the beginning"},
-      {"1 Jan 1970 17:59:59", "the value is -1"},
       {"32 Jan 1998 10:00", "day"},
       {"0 Jan 1998 10:00", "day"},
       {"13 13 1998 10:00", "month"},
@@ -161,110 +201,10 @@ TEST(ParseMailDate, RefusesWhatIsNoDate) {
       {"Tue Jan 13 10:00:00 99999999999", "year without end"},
       {"Tue Jan 13 10:00:00 2040", "beyond the clock"},
   };
-  for (const auto& [text, why] : cases) {
-    EXPECT_EQ(ParseMailDate(text, japan.clock()), std::nullopt) << text << ": " << why;
-  }
-}
-
-TEST(ParseMailDate, DependsOnTheMachinesZone) {
-  constexpr std::int32_t JULY = 900291600;  // 1998-07-13 01:00:00 UTC
-  struct Case {
-    const char* text;
-    std::int32_t wanted;
-    const char* why;
-  };
-  {
-    const MachineIn utc("UTC");
-    const Case cases[] = {
-        {"1 Jan 70 00:00 GMT", 0, "the beginning of time"},
-        {"1 Jan 1970 00:00 +0900", -9 * HOUR, "before it"},
-        {"31 Dec 2036 23:59:59 -9999", 2114380799 + 362340, "the latest"},
-        {"13 Jul 1998 10:00 JST", JULY, "summer"},
-    };
-    for (const Case& c : cases)
-      EXPECT_EQ(TimeOf(c.text, utc.clock()), c.wanted) << c.why;
-    EXPECT_EQ(ParseMailDate("1 Jan 1970 08:59:59 +0900", utc.clock()), std::nullopt)
-        << "-1 is no value";
-  }
-  {
-    const MachineIn newYork("America/New_York");
-    const Case cases[] = {
-        {"Tue, 13 Jan 1998 10:00:00 +0900", INSTANT, "winter"},
-        {"12 Jan 1998 20:00", INSTANT, "winter, local"},
-        {"13 Jul 1998 10:00 JST", JULY - HOUR, "a zone in summer is off by the saving"},
-        {"12 Jul 1998 21:00", JULY, "local in summer"},
-        {"Sun Jul 12 21:00:00 1998", JULY, "month first in summer"},
-        {"Mon Jan 18 22:14:07 2038", 2147483647, "the end of time, past it with the bias"},
-    };
-    for (const Case& c : cases)
-      EXPECT_EQ(TimeOf(c.text, newYork.clock()), c.wanted) << c.why;
-  }
-  {
-    const MachineIn lordHowe("Australia/Lord_Howe");
-    const Case cases[] = {
-        {"13 Jan 1998 10:00 JST", INSTANT - HOUR / 2, "half an hour of saving in January"},
-        {"13 Jan 1998 12:00", INSTANT, "local"},
-        {"13 Jul 1998 10:00 JST", JULY, "winter"},
-    };
-    for (const Case& c : cases)
-      EXPECT_EQ(TimeOf(c.text, lordHowe.clock()), c.wanted) << c.why;
-  }
-}
-
-constexpr const char* ZONES[] = {"Asia/Tokyo", "UTC", "America/New_York", "Australia/Lord_Howe"};
-
-// In January. Lord Howe Island has its half hour of daylight saving then, which a zone in the text
-// does not know of.
-TEST(ParseMailDate, NamesOneInstantInEveryZone) {
-  constexpr std::int32_t MIDNIGHT = 884649600;  // 1998-01-13 00:00:00 UTC
-  struct Case {
-    const char* text;
-    std::int32_t wanted[4];
-  };
-  constexpr std::int32_t LORD_HOWE = INSTANT - HOUR / 2;
-  constexpr std::int32_t TEN_O_CLOCK = MIDNIGHT + 10 * HOUR;
-  const Case cases[] = {
-      {"Tue, 13 Jan 1998 10:00:00 +0900", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
-      {"13 Jan 98 10:00 JST", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
-      {"Tue, 13 Jan 1998 01:00:00 GMT", {INSTANT, INSTANT, INSTANT, LORD_HOWE}},
-      {"Tue, 13 Jan 1998 10:00:00",
-       {INSTANT, TEN_O_CLOCK, TEN_O_CLOCK + 5 * HOUR, TEN_O_CLOCK - 11 * HOUR}},
-      {"Tue Jan 13 10:00:00 1998",
-       {INSTANT, TEN_O_CLOCK, TEN_O_CLOCK + 5 * HOUR, TEN_O_CLOCK - 11 * HOUR}},
-  };
-  for (std::size_t zone = 0; zone < 4; ++zone) {
-    const MachineIn machine(ZONES[zone]);
-    for (const Case& c : cases)
-      EXPECT_EQ(TimeOf(c.text, machine.clock()), c.wanted[zone]) << c.text << ZONES[zone];
-  }
-}
-
-TEST(ParseMailDate, HasTheSameEdgesInEveryZone) {
-  const char* const refused[] = {"Mon, 1 Jan 2037 00:00:00 GMT",
-                                 "1 Jan 69 10:00 GMT",
-                                 "32 Jan 1998 10:00",
-                                 "13 13 1998 10:00",
-                                 "13 Jan 1998 24:00",
-                                 "    ",
-                                 "Monday"};
-  const std::pair<const char*, const char*> same[] = {
-      {"13 Jan 1998 10:00 UTC", "13 Jan 1998 10:00 GMT"},
-      {"13 Jan 1998 10:00 est", "13 Jan 1998 10:00 EST"},
-      {"13 Jan 1998 10:00 Z", "13 Jan 1998 10:00 GMT"},
-      {"13 Jan 1998 10:00 -0500", "13 Jan 1998 10:00 EST"},
-      {"13 Jan 1998 10:00 +900", "13 Jan 1998 10:00 +0900"},
-      {"13 Jan 1998 10:00 +090", "13 Jan 1998 10:00 +0900"},
-      {"13 Jan 1998 10:00 A", "13 Jan 1998 11:00 GMT"},
-  };
-  for (const char* zone : ZONES) {
+  for (const auto& [zone, readable] : CASES) {
     const MachineIn machine(zone);
-    for (const char* text : refused)
-      EXPECT_EQ(ParseMailDate(text, machine.clock()), std::nullopt) << text << zone;
-    for (const auto& [text, other] : same) {
-      ASSERT_TRUE(ParseMailDate(text, machine.clock())) << text << zone;
-      EXPECT_EQ(ParseMailDate(text, machine.clock()), ParseMailDate(other, machine.clock()))
-          << text << zone;
-    }
+    for (const auto& [text, why] : cases)
+      EXPECT_EQ(ParseMailDate(text, machine.clock()), std::nullopt) << zone << text << why;
   }
 }
 
