@@ -11,18 +11,23 @@ using nlohmann::json;
 
 class HeaderSummary : public MailTest {};
 
+// The columns of a mail of kind 20 whose text is a whole mail.
+json Whole(const char* text) {
+  return {{"EmailMode", 1}, {"TextData", text}};
+}
+
 TEST_F(HeaderSummary, OfMailsInColumns) {
-  struct Case {
-    int kind;
-    json columns;
-    MailTest::TextExport* get;
-    TextAnswer wanted;
-  };
+  const std::string LONGEST(4094, 'x');
   const json names = {{"OriginatorID", "ABC01234"}, {"OriginatorName", "Taro"}};
   const json noName = {{"OriginatorID", "ABC01234"}};
   const json noId = {{"OriginatorName", "Taro"}};
   const json blanks = {{"OriginatorID", " "}, {"OriginatorName", "  "}};
-  const Case cases[] = {
+  const struct {
+    int kind;
+    json columns;
+    MailTest::TextExport* get;
+    TextAnswer wanted;
+  } cases[] = {
       {19, names, ML_GetMailFrom, {RESULT_OK, "ABC01234 Taro"}},
       {21, names, ML_GetMailFrom, {RESULT_OK, "ABC01234 Taro"}},
       {20, names, ML_GetMailFrom, {RESULT_OK, "Taro ABC01234"}},
@@ -35,30 +40,21 @@ TEST_F(HeaderSummary, OfMailsInColumns) {
       {22, {{"ToField", ""}}, ML_GetMailTo, {RESULT_INVALID, ""}},
       {22, {{"ToField", "   "}}, ML_GetMailTo, {RESULT_INVALID, ""}},
       {22, json::object(), ML_GetMailFrom, {RESULT_OK, "DEFAULT"}},
-      {22,
-       {{"ToField", std::string(4094, 'x') + "\u65E5"}},
-       ML_GetMailTo,
-       {RESULT_OK, std::string(4094, 'x')}},
+      {22, {{"ToField", LONGEST + "\u65E5"}}, ML_GetMailTo, {RESULT_OK, LONGEST}},
       {17, {{"AdditionalIDList", "A B"}}, ML_GetMailTo, {RESULT_OK, "A B"}},
-      {20,
-       {{"EmailMode", 1}, {"TextData", "subject: Hi\nSubject : x"}},
-       ML_GetMailSubject,
-       {RESULT_OK, " Hi"}},
-      {20,
-       {{"EmailMode", 1}, {"TextData", "Subject : x\n\nTo:y"}},
-       ML_GetMailSubject,
-       {RESULT_INVALID, ""}},
-      {20, {{"EmailMode", 1}, {"TextData", "X: x\n\nTo:y"}}, ML_GetMailTo, {RESULT_OK, "y"}},
-      {20, {{"EmailMode", 1}, {"TextData", "To:\n"}}, ML_GetMailTo, {RESULT_OK, "DEFAULT"}},
-      {20, {{"EmailMode", 1}, {"TextData", ""}}, ML_GetMailTo, {RESULT_DATABASE, ""}},
+      {20, Whole("subject: Hi\nSubject : x"), ML_GetMailSubject, {RESULT_OK, " Hi"}},
+      {20, Whole("Subject : x\n\nTo:y"), ML_GetMailSubject, {RESULT_INVALID, ""}},
+      {20, Whole("X: x\n\nTo:y"), ML_GetMailTo, {RESULT_OK, "y"}},
+      {20, Whole("To:\n"), ML_GetMailTo, {RESULT_OK, "DEFAULT"}},
+      {20, Whole(""), ML_GetMailTo, {RESULT_DATABASE, ""}},
       {20, {{"EmailMode", 1}}, ML_GetMailTo, {RESULT_INVALID, ""}},
   };
   json mails = json::array();
-  for (const Case& c : cases)
+  for (const auto& c : cases)
     mails.push_back(MailOf(c.kind, c.columns));
   OpenFolder(std::move(mails));
   std::int32_t mail = 0;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(Text(c.get, mail), c.wanted) << mail;
     ++mail;
   }
@@ -93,7 +89,7 @@ TEST_F(HeaderSummary, DatesComeFromTheColumnOrTheText) {
     return mail;
   };
   const auto wholeMail = [&](const char* text) {
-    return dated(20, "1998-01-13T01:00:00", {{"EmailMode", 1}, {"TextData", text}});
+    return dated(20, "1998-01-13T01:00:00", Whole(text));
   };
   struct Case {
     json mail;
