@@ -37,66 +37,55 @@ const std::string WINE =
 TEST(RegistryTextTest, ReadsEveryFormOfFileAndValue) {
   // Katakana SO has '\' as its second byte; "C:\ソ" in three encodings.
   const std::string wanted = "C:\\\x83\x5C";
+  const std::string marked = "\xEF\xBB\xBF" + VERSION5;
   const struct {
-    std::string file;
-    std::string value;
+    std::string head;
+    const char* value;
+    std::optional<std::string> wanted;
     const char* why;
+    bool isUtf16 = false;
   } CASES[] = {
-      {REGEDIT4 + "\"DatabaseDir\"=\"C:\\\\\x83\x5C\"\r\n", wanted, "a second byte is no escape"},
-      {REGEDIT4 + "\"databasedir\" = \"C:\\\\\x83\x5C\" ; mine", wanted, "blanks, case, comment"},
-      {REGEDIT4 + "\"DatabaseDir\"=hex(2):43,3a,5c,\\\r\n  83,5C,00\r\n", wanted,
-       "expandable text of 8-bit characters, continued"},
-      {REGEDIT4 + "\"DatabaseDir\"=hex:43,3a,5c,83,5c", wanted, "binary, not terminated"},
-      {REGEDIT4 + "\"DatabaseDir\"=\"C:\\NIFTY \\\"x\\\"\"", "C:\\NIFTY \"x\"", "written by hand"},
-      {ToUtf16File(VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\r\n"), wanted, "UTF-16"},
-      {ToUtf16File(VERSION5 + "\"DatabaseDir\"=\"\u300A\u0A41\u3000\"\n"), "\x81\x73?\x81\x40",
-       "bytes that look like a line end"},
-      {"\xEF\xBB\xBF" + VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, mark"},
-      {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\u30BD\"\n", wanted, "UTF-8, no mark"},
-      {VERSION5 + "\"DatabaseDir\"=\"C:\\\\\x83\x5C\"\n", wanted, "saved in the old code page"},
-      {VERSION5 + "\"DatabaseDir\"=hex(1):43,00,3a,00,5c,00,bd,\\\n  30,00,00\n", wanted,
-       "UTF-16 in hexadecimal"},
-      {VERSION5 + "\"DatabaseDir\"=hex(7):43,00,00,00,44,00,00,00,00,00", "C", "first of several"},
-      {WINE + "\"DatabaseDir\"=\"C:\\\\\\x30bd\"\n", wanted, "Wine's escape"},
-      {WINE + "\"DatabaseDir\"=\"\\x30bdC\\101\\x9\"\n",
-       "\x83\x5C"
-       "CA\t",
-       "digits end by count"},
-      {WINE + "\"DatabaseDir\"=str(2):\"C:\\\\\\x30bd\"\n", wanted, "Wine's expandable text"},
-      {WINE + "\"DatabaseDir\"=hex(2):43,00,3a,00,5c,00,bd,30,00,00\n", wanted, "Wine's data"},
-      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n\"DatabaseDir\"=\"b\"\n", "b", "the last one holds"},
-      {REGEDIT4 + "\"DatabaseDir\"=\"\"", "", "an empty text is a value"},
-      {REGEDIT4 + "\"DatabaseDir\"=hex(0):43,3a,00", "C:", "of no type"},
-      {REGEDIT4 + "\"DatabaseDir\"=hex(4):41,42,00,00", "AB", "a number in bytes"},
-      {REGEDIT4 + "\"DatabaseDir\"=dword:00005c43", "C\\", "a number, lowest byte first"},
-      {VERSION5 + "\"DatabaseDir\"=hex(0):43,3a,5c,83,5c", wanted, "of no type: bytes, not UTF-16"},
-      {VERSION5 + "\"DatabaseDir\"=hex:43,3a,5c,83,5c,00", wanted, "binary"},
-      {ToUtf16File(VERSION5 + "\"DatabaseDir\"=dword:44434241\r\n"), "ABCD", "no NUL in it"},
-      {WINE + "\"DatabaseDir\"=dword:00000041\n", "A", "Wine's number"},
-      {WINE + "\"DatabaseDir\"=str(7):\"C:\\0D:\\0\"\n", "C:", "Wine's several texts"},
-      {WINE + "\"DatabaseDir\"=hex(0):43,3a\n", "C:", "Wine's data of no type"},
+      {REGEDIT4, "\"C:\\\\\x83\x5C\"\r\n", wanted, "a second byte is no escape"},
+      {REGEDIT4, "\"x\"\n\"databasedir\" = \"C:\\\\\x83\x5C\" ; mine", wanted, "blanks, case"},
+      {REGEDIT4, "hex(2):43,3a,5c,\\\r\n  83,5C,00\r\n", wanted, "expandable, continued"},
+      {REGEDIT4, "hex:43,3a,5c,83,5c", wanted, "binary, not terminated"},
+      {REGEDIT4, "\"C:\\NIFTY \\\"x\\\"\"", "C:\\NIFTY \"x\"", "written by hand"},
+      {VERSION5, "\"C:\\\\\u30BD\"\r\n", wanted, "UTF-16", true},
+      {VERSION5, "\"\u300A\u0A41\u3000\"\n", "\x81\x73?\x81\x40", "bytes like a line end", true},
+      {marked, "\"C:\\\\\u30BD\"\n", wanted, "UTF-8, mark"},
+      {VERSION5, "\"C:\\\\\u30BD\"\n", wanted, "UTF-8, no mark"},
+      {VERSION5, "\"C:\\\\\x83\x5C\"\n", wanted, "saved in the old code page"},
+      {VERSION5, "hex(1):43,00,3a,00,5c,00,bd,\\\n  30,00,00\n", wanted, "UTF-16 in hexadecimal"},
+      {VERSION5, "hex(7):43,00,00,00,44,00,00,00,00,00", "C", "first of several"},
+      {WINE, "\"C:\\\\\\x30bd\"\n", wanted, "Wine's escape"},
+      {WINE, "\"\\x30bdC\\101\\x9\"\n", "\x83\\CA\t", "digits end by count"},
+      {WINE, "str(2):\"C:\\\\\\x30bd\"\n", wanted, "Wine's expandable text"},
+      {WINE, "hex(2):43,00,3a,00,5c,00,bd,30,00,00\n", wanted, "Wine's data"},
+      {REGEDIT4, "\"a\"\n\"DatabaseDir\"=\"b\"\n", "b", "the last one holds"},
+      {REGEDIT4, "\"\"", "", "an empty text is a value"},
+      {REGEDIT4, "hex(0):43,3a,00", "C:", "of no type"},
+      {REGEDIT4, "hex(4):41,42,00,00", "AB", "a number in bytes"},
+      {REGEDIT4, "dword:00005c43", "C\\", "a number, lowest byte first"},
+      {VERSION5, "hex(0):43,3a,5c,83,5c", wanted, "of no type: bytes, not UTF-16"},
+      {VERSION5, "hex:43,3a,5c,83,5c,00", wanted, "binary"},
+      {VERSION5, "dword:44434241\r\n", "ABCD", "no NUL in it", true},
+      {WINE, "dword:00000041\n", "A", "Wine's number"},
+      {WINE, "str(7):\"C:\\0D:\\0\"\n", "C:", "Wine's several texts"},
+      {WINE, "hex(0):43,3a\n", "C:", "Wine's data of no type"},
+      {KEY_LINE, "\"a\"", std::nullopt, "no signature"},
+      {REGEDIT4, "\"a\"\n\"DatabaseDir\"=-\n", std::nullopt, "deleted value"},
+      {REGEDIT4 + "[HKEY_LOCAL_MACHINE\\Software\\NIFTY]\n", "\"a\"", std::nullopt, "other key"},
   };
-  for (const auto& row : CASES)
-    EXPECT_EQ(Find(row.file), row.value) << row.why;
-}
-
-TEST(RegistryTextTest, AnswersNothingRatherThanSomethingElse) {
-  const struct {
-    std::string file;
-    const char* why;
-  } CASES[] = {
-      {"", "empty file"},
-      {"\xFF\xFE", "nothing but a mark"},
-      {KEY_LINE + "\"DatabaseDir\"=\"a\"", "no signature"},
-      {REGEDIT4 + "\"DatabaseDir2\"=\"a\"\n@=\"b\"\n;\"DatabaseDir\"=\"c\"", "other values"},
-      {REGEDIT4 + "[HKEY_LOCAL_MACHINE\\Software\\NIFTY]\n\"DatabaseDir\"=\"a\"", "other key"},
-      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n\"DatabaseDir\"=-\n", "deleted value"},
-      {REGEDIT4 + "\"DatabaseDir\"=\"a\"\n[-" + KEY_LINE.substr(1), "deleted key"},
-      {REGEDIT4 + "\"DatabaseDir", "cut in the name"},
-      {WINE + "\"DatabaseDir\\\n", "cut in the name, at an escape"},
-  };
-  for (const auto& row : CASES)
-    EXPECT_EQ(Find(row.file), std::nullopt) << row.why;
+  for (const auto& row : CASES) {
+    const std::string file = row.head + "\"DatabaseDir\"=" + row.value;
+    EXPECT_EQ(Find(row.isUtf16 ? ToUtf16File(file) : file), row.wanted) << row.why;
+  }
+  for (const std::string& file :
+       {std::string(), std::string("\xFF\xFE"), REGEDIT4 + "\"DatabaseDir",
+        WINE + "\"DatabaseDir\\\n",
+        REGEDIT4 + "\"DatabaseDir2\"=\"a\"\n@=\"b\"\n;\"DatabaseDir\"=\"c\"",
+        REGEDIT4 + "\"DatabaseDir\"=\"a\"\n[-" + KEY_LINE.substr(1)})
+    EXPECT_EQ(Find(file), std::nullopt) << file;
 }
 
 TEST(RegistryTextTest, ValuesThatCannotBeUsedAreNamed) {
@@ -104,7 +93,6 @@ TEST(RegistryTextTest, ValuesThatCannotBeUsedAreNamed) {
   for (int i = 0; i < 100'000; ++i)
     data += ",\\\n 41";
   const std::pair<std::string, const char*> CASES[] = {
-      {"\"C:\\\\NIF", "cannot be understood"},
       {"\"C:\\", "cannot be understood"},
       {"hex(2):43,3a,\\", "cannot be understood"},
       {"hex(2):43,zz", "cannot be understood"},

@@ -49,18 +49,11 @@ TEST_F(DiagnosticsFileTest, IsOffUntilSwitchedOn) {
                  .mail = 12,
                  .dataNo = -1});
   sink().Report({.function = "AD_OpenAddressBook"});
-  EXPECT_EQ(Lines(),
-            (std::vector<json>{{{"function", "ML_GetMailSubject"},
-                                {"code", -2},
-                                {"reason", "broken \"page\"\nin \uFFFD\uFFFD"},
-                                {"file", "/m/\u30E1.mdb"},
-                                {"page", 7},
-                                {"table", "DataTBL"},
-                                {"slot", 3},
-                                {"folder", 0},
-                                {"mail", 12},
-                                {"dataNo", -1}},
-                               {{"function", "AD_OpenAddressBook"}, {"code", 0}, {"reason", ""}}}));
+  EXPECT_EQ(json(Lines()), json::parse(R"([
+      {"function": "ML_GetMailSubject", "code": -2, "reason": "broken \"page\"\nin \uFFFD\uFFFD",
+       "file": "/m/\u30E1.mdb", "page": 7, "table": "DataTBL", "slot": 3, "folder": 0, "mail": 12,
+       "dataNo": -1},
+      {"function": "AD_OpenAddressBook", "code": 0, "reason": ""}])"));
   struct stat status {};
   ASSERT_EQ(stat((directory_.str() + "/log").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
