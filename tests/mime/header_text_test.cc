@@ -1,20 +1,22 @@
+// Header fields and the names of attachments, in whatever form programs wrote them.
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "mime/mail.h"
 #include "wexmail/library.h"
 
 namespace nimport::mime {
 namespace {
 
 struct Case {
-  const char* value;   // as the mail has it
+  const char* written;
   const char* wanted;  // UTF-8
   const char* why;
 };
 
 // Encoded words made with Python's email.header, or cut and bent by hand as their comments say.
-const Case CASES[] = {
+const Case TEXTS[] = {
     {"", "", "empty"},
     {"  plain text  ", "plain text", "trimmed"},
     {"one\r\n two\r\n\tthree", "one two three", "folds by blank and by tab"},
@@ -61,9 +63,9 @@ const Case CASES[] = {
 
 TEST(HeaderText, IsDecodedWhateverItsForm) {
   const Library library;
-  for (const Case& row : CASES) {
-    ASSERT_EQ(1, library.Parse("Subject: " + std::string(row.value) + "\r\nTo: x\r\n\r\nbody\r\n"));
-    EXPECT_EQ(Cp932(row.wanted), library.HeaderText(MT_GetSubjectD)) << row.why << row.value;
+  for (const Case& c : TEXTS) {
+    ASSERT_EQ(1, library.Parse("Subject: " + std::string(c.written) + "\r\nTo: x\r\n\r\nbody\r\n"));
+    EXPECT_EQ(Cp932(c.wanted), library.HeaderText(MT_GetSubjectD)) << c.why << c.written;
   }
 }
 
@@ -103,6 +105,119 @@ TEST(HeaderText, IsFoundInDamagedHeaders) {
   }
   ASSERT_EQ(1, library.Parse(std::string("X: \0\r\nSubject: a\0b\r\n\r\nc", 24)));
   EXPECT_EQ(std::string("a\0b", 3), library.HeaderText(MT_GetSubjectD)) << "NUL bytes";
+}
+
+// Parameters of an attachment's disposition, or where a field begins, the header itself.
+const Case NAMES[] = {
+    {"filename=plan.pdf", "plan.pdf", "plain"},
+    {"FileName=\"my plan.pdf\" ; size=1", "my plan.pdf", "quoted"},
+    {"filename=my plan.pdf; size=1", "my plan.pdf", "blanks without quotes"},
+    {"filename=\"a\\\"b\\\\c;d.txt\"", "a\"b\\c;d.txt", "escapes"},
+    {"filename=\"C:\\dir\\a.txt\"", "C:\\dir\\a.txt", "a path as old programs wrote it"},
+    {"Content-Type: a/b; name=\"x.lzh\"\nContent-Disposition: attachment", "x.lzh",
+     "only the content type names it"},
+    {"Content-Type: a/b; name=old.doc\nContent-Disposition: attachment; filename=new.doc",
+     "new.doc", "the disposition wins"},
+    {"\n\tfilename*=utf-8'ja'%E4%BA%88%E5%AE%9A.pdf", "予定.pdf", "charset and language"},
+    {"filename=\"x.pdf\"; filename*=UTF-8''%E4%BA%88.pdf", "予.pdf", "the extended form wins"},
+    {"filename*0*=iso-2022-jp''%1B%24BM%3D%1B%28B;\n"
+     " filename*1=\"-1.\"; filename*2*=%70df",
+     "予-1.pdf", "continued, encoded and plain"},
+    {"filename*1*=%88.pdf; filename*0*=utf-8''%E4%BA", "予.pdf",
+     "out of order, cut within a character"},
+    {"filename*0=long-; filename*1=\"name\"; filename*2=.txt", "long-name.txt",
+     "continued without a charset"},
+    {"filename*=%E4%BA%88.txt", "予.txt", "no charset: guessed"},
+    {"filename*=utf-8''100%.txt", "100%.txt", "a lone percent"},
+    {"filename=\"=?ISO-2022-JP?B?GyRCTT0bKEIucGRm?=\"", "予.pdf", "an encoded word in quotes"},
+    {"filename==?ISO-2022-JP?B?GyRCTT0bKEIucGRm?=", "予.pdf", "and without"},
+    {"\n filename=\"=?utf-8?B?5LqI?=\n =?utf-8?Q?.pdf?=\"", "予.pdf",
+     "two encoded words with a fold between"},
+    {"filename=\"\x97\x5C.txt\"", "予.txt", "raw code page 932 with a backslash within"},
+    {"filename=\"\x95\x5C\"; x=\"y\"", "表", "the same before the closing quote"},
+    {"filename=\"\xE4\xBA\x88.txt\"", "予.txt", "raw UTF-8"},
+    {"filename=\"\x1B$BM=\x1B(B.txt\"", "予.txt", "raw ISO-2022-JP"},
+    {"filename=\"\x1B$B\"\"\x1B(B.txt\"", "□.txt", "raw ISO-2022-JP that looks like quotes"},
+    {"Content-Disposition: attachment (a \\) comment); filename=(other) a.txt", "a.txt",
+     "comments"},
+    {"filename=\"open.txt", "open.txt", "no closing quote"},
+    {"filename=", "", "no value"},
+    {"Content-Disposition: attachment;;; =x; filename; filename=a.b", "a.b", "noise"},
+    {"Content-Disposition: attachment", "", "no name"},
+    {"Content-Type: application/x-pkcs7-signature", "smime.p7s", "a signature without name"},
+    {"Content-Type: message/rfc822\n\nSubject: =?utf-8?B?6KGo?=: a/b\n", "表_ a_b.eml",
+     "an enclosed mail takes its subject"},
+    {"Content-Type: message/rfc822\n\nTo: x\n", "message.eml", "or a name of its own"},
+    {"Content-Type: message/rfc822; name=m.eml\n\nSubject: s\n", "m.eml", "unless it has one"},
+};
+
+TEST(FileName, IsDecodedWhateverItsForm) {
+  const Library library;
+  for (const Case& c : NAMES) {
+    const std::string written = c.written;
+    const std::string fields =
+        written.starts_with("Content-") ? written : "Content-Disposition: attachment; " + written;
+    ASSERT_EQ(1, library.Parse(Crlf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\ntext\n"
+                                    "--b\n" +
+                                    fields + "\n\ncontents\n--b--\n")));
+    const std::vector<Attachment> attachments = library.Attachments();
+    ASSERT_EQ(1u, attachments.size()) << c.why;
+    EXPECT_EQ(Cp932(c.wanted), attachments[0].fileName) << c.why;
+  }
+}
+
+// The tests above ask the built library, which gives texts in code page 932.
+TEST(Mail, GivesTextsInUnicode) {
+  const struct {
+    const char* subject;
+    const char* type;  // of the contents, and what follows it in the header
+    const char* contents;
+    const char* wantedSubject;
+    const char* wanted;
+    const char* why;
+  } cases[] = {
+      {"=?UTF-8?B?8J+YgCDDqQ==?=", "utf-8", "\xEF\xBB\xBF😀 é", "😀 é", "😀 é",
+       "letters outside code page 932, a byte order mark"},
+      {"=?iso-8859-1?Q?caf=E9_=96?=", "latin1", "\xE9", "café –", "é", "Microsoft's Latin-1"},
+      {"=?ISO-2022-JP?B?GyRCLSE4fRsoQg==?=", "iso-2022-jp", "\x1B$B-!\x1B(I1\x1B(B", "①口", "①ｱ",
+       "row 13 and single-byte katakana"},
+      {"\x8C\x8F\x96\xBC", "", "\x83\x5C\\", "件名", "ソ\\", "undeclared code page 932"},
+      {"=?EUC-JP?B?t++tobDs?=", "euc-jp", "\xA1\xC1", "件①一", "～", "Microsoft's wave dash"},
+      {"x", "utf-8", "a\xFF\xFE-\xE3\x81", "x", "a\uFFFD-\uFFFD", "damage"},
+      {"x", "koi8-r\r\nContent-Transfer-Encoding: base64", "wQ==", "x", "а",
+       "what only the system reads"},
+  };
+  for (const auto& c : cases) {
+    const std::string type = c.type;
+    const Mail mail("Subject: " + std::string(c.subject) +
+                    (type.empty() ? "" : "\r\nContent-Type: text/plain; charset=") + type +
+                    "\r\n\r\n" + c.contents);
+    EXPECT_EQ(mail.HeaderText("Subject"), c.wantedSubject) << c.why;
+    EXPECT_EQ(mail.Text(0), c.wanted) << c.why;
+  }
+}
+
+TEST(Mail, GivesNamesInUnicode) {
+  const Mail mail(
+      "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
+      "Content-Disposition: attachment; filename*=utf-8''%F0%9F%98%80%5C.txt\r\n\r\n--b\r\n"
+      "Content-Disposition: attachment; filename=\"\x83\x5C.txt\"\r\n\r\n--b\r\n"
+      "Content-Type: message/rfc822\r\n\r\nSubject: =?UTF-8?B?8J+YgC9h?=\r\n\r\n--b--\r\n");
+  ASSERT_EQ(mail.roles().attachments.size(), 3u);
+  EXPECT_EQ(mail.SavedName(1), "😀\\.txt");
+  EXPECT_EQ(mail.SavedName(2), "ソ.txt");
+  EXPECT_EQ(mail.SavedName(3), "😀_a.eml");
+}
+
+// A mail is a value: its answers do not hang on where it lies.
+TEST(Mail, CanBeCopiedAndMoved) {
+  Mail mail("Subject: a\r\nContent-Transfer-Encoding: base64\r\n\r\nQUI=");
+  const Mail copy = mail;
+  const Mail moved = std::move(mail);
+  for (const Mail* other : {&copy, &moved}) {
+    EXPECT_EQ(other->HeaderText("Subject"), "a");
+    EXPECT_EQ(other->Text(0), "AB");
+  }
 }
 
 }  // namespace

@@ -136,21 +136,14 @@ TEST(Structure, ContentsKeepEveryByte) {
   EXPECT_EQ((std::vector<MainPart>{{"a/b", bytes}}), library.Mains());
 }
 
-// Wanted values by Python's base64, quopri and binascii.
-TEST(Structure, TransferEncodingsAreUndone) {
+// How the decoders work is tested beside them.
+TEST(Structure, TransferEncodingsAndCharsetsAreUndone) {
   const Library library;
   const struct {
     const char *encoding, *contents, *wanted;
   } cases[] = {
-      {"base64", "SGVsbG8=\r\n", "Hello"},
       {" Base64 ; x", "SGVs\r\n bG8*=\r\n", "Hello"},
-      {"base64", "SGVsbG8=\r\n-- \r\nA list's footer\r\n", "Hello"},
-      {"base64", "SGVsbG8", "Hello"},
-      {"base64", "====", ""},
-      {"base64", " S-G*V\r\n\r\n\x81s.bG\t8=\r\n", "Hello"},
       {"quoted-printable", "a=3Db=3d=\r\nc =\r\n d", "a=b=c  d"},
-      {"quoted-printable", "a= \t\r\nb=\t\nc= d=  ", "abc= d"},
-      {"quoted-printable", "=ZZ", "=ZZ"},
       {"x-uuencode", "begin 644 a\r\n%2&5L;&\\`\r\n`\r\nend\r\n", "Hello"},
       {"x-uue", "before\r\nbegin 644 a\r\n%2&5L;&\\`", "Hello"},
       {"8bit", "a\xFF", "a\xFF"},
@@ -161,6 +154,133 @@ TEST(Structure, TransferEncodingsAreUndone) {
                                std::string(row.encoding) + "\r\n\r\n" + row.contents));
     EXPECT_EQ(row.wanted, library.Mains().at(0).contents) << row.encoding << ": " << row.contents;
   }
+  ASSERT_EQ(1, library.Parse(Crlf("Content-Type: TEXT/Html; CHARSET=Shift_JIS (comment)\n"
+                                  "Content-Transfer-Encoding: Quoted-Printable\n\n"
+                                  "=95\\=8E=\n=A6 =3D\n")));
+  EXPECT_EQ((std::vector<MainPart>{{"TEXT/Html", Cp932("表示 =\r\n")}}), library.Mains());
+}
+
+// A part with a content type, and further fields after it.
+std::string Leaf(const std::string& type, const std::string& contents) {
+  return (type.empty() ? "" : "Content-Type: " + type + "\n") + "\n" + contents;
+}
+
+// A multipart of a subtype, and parameters after it.
+std::string Multi(const std::string& subtype, const std::vector<std::string>& parts) {
+  const std::string boundary = subtype.substr(0, subtype.find(';'));
+  std::string text = "Content-Type: multipart/" + subtype + "; boundary=" + boundary + "\n\n";
+  for (const std::string& part : parts)
+    text += "--" + boundary + "\n" + part + "\n";
+  return text + "--" + boundary + "--\n";
+}
+
+template <typename Parts>
+std::string JoinContents(const Parts& parts) {
+  std::string result;
+  for (const auto& part : parts)
+    result += (result.empty() ? "" : "|") + part.contents;
+  return result;
+}
+
+TEST(PartRoles, AreWhatAReaderExpects) {
+  const std::string FILE = "\nContent-Disposition: attachment";
+  const std::string ENCLOSED = "Content-Type: multipart/mixed; boundary=m\n\n--i\n\ntwo\n--i--";
+  const struct {
+    const char* why;
+    std::string mail;              // parts carry their name as contents
+    std::string mains;             // contents, with bars between them
+    std::string attachments = "";  // likewise
+  } cases[] = {
+      {"a text", "Subject: x\n\none", "one"},
+      {"text that is to be saved", Leaf("text/plain" + FILE, "one"), "", "one"},
+      {"a single picture", Leaf("image/gif", "one"), "one"},
+      {"a single picture with a name", Leaf("image/gif; name=a.gif", "one"), "one", "one"},
+      {"a container for the whole mail",
+       Leaf("Application/pkcs7-MIME; name=smime.p7m" + FILE, "one"), "one"},
+      {"a container among others",
+       Multi("mixed", {Leaf("", "one"), Leaf("application/pkcs7-mime; name=smime.p7m", "two")}),
+       "one", "two"},
+      {"only a picture", Multi("mixed", {Leaf("image/gif; name=a", "one")}), "one", "one"},
+      {"texts, pictures and files in a row",
+       Multi("mixed", {Leaf("", "one"), Leaf("image/gif", "two"), Leaf("text/html", "three"),
+                       Leaf("text/plain; name=a.txt", "four"),
+                       Leaf("text/plain\nContent-Disposition: inline; filename=b.txt", "five")}),
+       "one|three", "two|four|five"},
+      {"the first text may have a name", Multi("mixed", {Leaf("text/plain; name=a", "one")}),
+       "one"},
+      {"a named text after a file is a file",
+       Multi("mixed", {Leaf("a/b", "one"), Leaf("text/plain; name=a", "two")}), "", "one|two"},
+      {"alternatives, named or not",
+       Multi("alternative", {Leaf("", "one"), Leaf("text/html; name=index.html", "two")}),
+       "one|two"},
+      {"alternatives, the second with pictures",
+       Multi("alternative",
+             {Leaf("", "one"), Multi("related", {Leaf("text/html; name=x", "two"),
+                                                 Leaf("image/gif; name=a.gif", "three")})}),
+       "one|two", "three"},
+      {"related around alternatives",
+       Multi("related", {Multi("alternative", {Leaf("", "one"), Leaf("text/html", "two")}),
+                         Leaf("text/css", "three")}),
+       "one|two", "three"},
+      {"a related root that is not the first",
+       Multi("related; start=\"<x@y>\"",
+             {Leaf("image/gif", "one"), Leaf("text/html\nContent-ID: <x@y>", "two")}),
+       "two", "one"},
+      {"a signed mail",
+       Multi("signed", {Leaf("", "one"), Leaf("application/pkcs7-signature", "two")}), "one",
+       "two"},
+      {"an enclosed mail, whatever lies in it",
+       Multi("mixed",
+             {Leaf("", "one"), Leaf("message/rfc822", ENCLOSED), Leaf("text/html", "three")}),
+       "one|three", Crlf(ENCLOSED)},
+      {"an enclosed mail in a transfer encoding",
+       Multi("mixed", {Leaf("", "one"), Leaf("message/rfc822\nContent-Transfer-Encoding: base64",
+                                             "U3ViamVjdDogeA0KDQp0d28=")}),
+       "one", "Subject: x\r\n\r\ntwo"},
+      {"a digest", Multi("digest", {"\nSubject: a\n\none"}), "Subject: a\r\n\r\none",
+       "Subject: a\r\n\r\none"},
+      {"a delivery report",
+       Multi("report", {Leaf("", "one"), Leaf("message/delivery-status", "two"),
+                        Leaf("text/rfc822-headers", "three")}),
+       "one|three", "two"},
+      {"an unknown disposition is an attachment",
+       Multi("mixed", {Leaf("", "one"), "Content-Disposition: save-me\n\ntwo"}), "one", "two"},
+      {"a content type from before MIME", Leaf("text", "one"), "one"},
+      {"no content type at all, but a name",
+       Multi("mixed", {Leaf("", "one"), Leaf("junk; name=a.b", "two")}), "one", "two"},
+      {"attached text keeps its own charset",
+       Leaf("text/plain; charset=utf-8" + FILE, "\xE8\xA1\xA8"), "", "\xE8\xA1\xA8"},
+  };
+  const Library library;
+  for (const auto& c : cases) {
+    ASSERT_EQ(1, library.Parse(Crlf(c.mail)));
+    EXPECT_EQ(c.mains, JoinContents(library.Mains())) << c.why;
+    EXPECT_EQ(c.attachments, JoinContents(library.Attachments())) << c.why;
+  }
+}
+
+TEST(PartRoles, PartsOfATypeComeInTheOrderOfTheMail) {
+  const Library library;
+  ASSERT_EQ(
+      1,
+      library.Parse(Crlf(Multi(
+          "mixed",
+          {Leaf("IMAGE/gif; name=a\nX: \x95\x5C", "one"),
+           Leaf("message/rfc822",
+                Multi("related", {Leaf("text/html", "<p>"),
+                                  Leaf("image/gif\nContent-Transfer-Encoding: base64", "dHdv")})),
+           Leaf("image/gif\nContent-Disposition: attachment;\n\tfilename=b", "three")}))));
+  const std::vector<FoundPart> found = library.Parts("image/gif ; x=y");
+  ASSERT_EQ(3u, found.size());
+  EXPECT_EQ("Content-Type: IMAGE/gif; name=a\r\nX: \x95\x5C\r\n", found[0].header);
+  EXPECT_EQ("one", found[0].body);
+  EXPECT_EQ("two", found[1].body);
+  EXPECT_EQ("Content-Type: image/gif\r\nContent-Disposition: attachment;\r\n\tfilename=b\r\n",
+            found[2].header);
+  EXPECT_EQ("three", found[2].body);
+  EXPECT_EQ(2u, library.Parts("image/gif").size()) << "written just so";
+  EXPECT_TRUE(library.Parts("image/png").empty());
+  EXPECT_TRUE(library.Parts("multipart/mixed").empty());
 }
 
 }  // namespace
