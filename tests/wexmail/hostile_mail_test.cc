@@ -1,6 +1,8 @@
 #include <chrono>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -15,19 +17,6 @@ std::string Repeat(const std::string& text, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i)
     result += text;
   return result;
-}
-
-// Asks everything that can be asked about a mail.
-void AskEverything(const Library& library, const std::string& mail) {
-  ASSERT_EQ(1, library.Parse(mail));
-  for (auto* function :
-       {MT_GetSubjectD, MT_GetFromD, MT_GetToD, MT_GetMessageIDD, MT_GetSendDateD}) {
-    ASSERT_TRUE(library.HeaderText(function));
-  }
-  (void)library.Mains();
-  (void)library.Attachments();
-  (void)library.Parts("image/gif");
-  (void)library.Parts("text/plain");
 }
 
 const std::string REAL_MAIL = Crlf(
@@ -46,25 +35,7 @@ const std::string REAL_MAIL = Crlf(
     "Subject: =?utf-8?Q?=E5=85=83?=\nContent-Type: text/plain; charset=euc-jp\n"
     "Content-Transfer-Encoding: quoted-printable\n\n=C9=BD=8E=B1=8F=B0=C8\n\n--=_m--\n");
 
-TEST(HostileMail, CutAtEveryByteIsStillAMail) {
-  const Library library;
-  for (std::size_t size = 0; size <= REAL_MAIL.size(); ++size) {
-    AskEverything(library, REAL_MAIL.substr(0, size));
-  }
-}
-
-TEST(HostileMail, FlippedBytesDoNoHarm) {
-  const Library library;
-  std::mt19937 random(932);
-  for (int round = 0; round < 3000; ++round) {
-    std::string mail = REAL_MAIL;
-    for (int i = 0; i < 8; ++i)
-      mail[random() % mail.size()] = static_cast<char>(random());
-    AskEverything(library, mail);
-  }
-}
-
-TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
+std::vector<std::pair<std::string, std::string>> HostileMails() {
   const std::string mixed = "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
   std::string nested;
   for (int i = 0; i < 5000; ++i) {
@@ -83,7 +54,7 @@ TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
   }
   const std::string related = "Content-Type: multipart/related; boundary=\"b\"\r\n\r\n";
   const std::string longBoundary(10000, 'x');
-  const std::pair<const char*, std::string> mails[] = {
+  std::vector<std::pair<std::string, std::string>> mails = {
       {"a long field", "Subject: " + std::string(1 << 20, 'x') + "\r\n\r\n"},
       {"many folds", "Subject: " + Repeat("x\r\n ", 1 << 18) + "\r\n\r\n"},
       {"nested groups", "To: " + Repeat("a:", 1 << 19) + "\r\n\r\n"},
@@ -108,13 +79,31 @@ TEST(HostileMail, SizesAreBoundedAndTimeIsLinear) {
       {"uuencoding that never begins",
        "Content-Transfer-Encoding: x-uue\r\n\r\n" + Repeat("begi\r\n", 1 << 18)},
   };
+  for (std::size_t size = 0; size <= REAL_MAIL.size(); ++size)
+    mails.emplace_back("cut at byte " + std::to_string(size), REAL_MAIL.substr(0, size));
+  std::mt19937 random(932);
+  for (int round = 0; round < 3000; ++round) {
+    auto& [name, mail] = mails.emplace_back("turned bytes " + std::to_string(round), REAL_MAIL);
+    for (int i = 0; i < 8; ++i)
+      mail[random() % mail.size()] = static_cast<char>(random());
+  }
+  return mails;
+}
+
+TEST(HostileMail, IsAnsweredInLinearTime) {
   const Library library;
-  for (const auto& [why, mail] : mails) {
+  for (const auto& [name, mail] : HostileMails()) {
     const auto start = std::chrono::steady_clock::now();
-    AskEverything(library, mail);
+    ASSERT_EQ(1, library.Parse(mail)) << name;
+    for (auto* get : {MT_GetSubjectD, MT_GetFromD, MT_GetToD, MT_GetMessageIDD, MT_GetSendDateD})
+      ASSERT_TRUE(library.HeaderText(get)) << name;
+    (void)library.Mains();
+    (void)library.Attachments();
+    (void)library.Parts("image/gif");
+    (void)library.Parts("text/plain");
     // Each takes well under a second; what is quadratic would take minutes. The bound leaves room
     // for sanitizers and busy machines.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15)) << why;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15)) << name;
   }
 }
 

@@ -110,23 +110,16 @@ std::string Crlf(std::string_view text) {
   return result;
 }
 
-std::string ConvertBySystem(const char* toCharset, const char* fromCharset,
-                            std::string_view bytes) {
-  const iconv_t handle = iconv_open(toCharset, fromCharset);
-  std::string result(2 * bytes.size() + 1, '\0');
-  char* in = const_cast<char*>(bytes.data());
-  std::size_t inLeft = bytes.size();
+std::string Cp932(std::string_view utf8) {
+  const iconv_t handle = iconv_open("CP932", "UTF-8");
+  std::string result(2 * utf8.size() + 1, '\0');
+  char* in = const_cast<char*>(utf8.data());
+  std::size_t inLeft = utf8.size();
   char* out = result.data();
   std::size_t outLeft = result.size();
-  const bool isWhole = iconv(handle, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1);
+  EXPECT_NE(iconv(handle, &in, &inLeft, &out, &outLeft), static_cast<std::size_t>(-1)) << utf8;
   iconv_close(handle);
-  result.resize(isWhole ? result.size() - outLeft : 0);
-  return result;
-}
-
-std::string Cp932(std::string_view utf8) {
-  const std::string result = ConvertBySystem("CP932", "UTF-8", utf8);
-  EXPECT_EQ(utf8.empty(), result.empty()) << utf8;
+  result.resize(result.size() - outLeft);
   return result;
 }
 

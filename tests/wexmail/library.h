@@ -70,10 +70,7 @@ class Library {
 // `text` with CR LF for every LF: how a mail reaches the library.
 std::string Crlf(std::string_view text);
 
-// `bytes` converted by the C library's own converter; empty when they are damaged.
-std::string ConvertBySystem(const char* toCharset, const char* fromCharset, std::string_view bytes);
-
-// UTF-8 in code page 932 by that converter.
+// UTF-8 in code page 932 by the C library's own converter.
 std::string Cp932(std::string_view utf8);
 
 }  // namespace nimport::mime
