@@ -1,7 +1,6 @@
 // What a file system does on every system. What only one of them has is in posix/ and windows/.
 #include "platform/file_system.h"
 
-#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -22,7 +21,10 @@ using FileSystemTest = tests::FileSystemFixture;
 
 TEST_F(FileSystemTest, FindsFilesByTheirWindowsPaths) {
   directory_.Write("disk/Nifty/Mail/Cabdata.mdb", "db");
-  directory_.Write("disk/\u30BD\u8868\uFF5E/\uFF21.txt", "japanese");
+  directory_.Write("japanese", "japanese");
+  fs::create_directory(directory_.path() / u8"disk/\u30BD\u8868\uFF5E");
+  fs::rename(directory_.path() / "japanese",
+             directory_.path() / u8"disk/\u30BD\u8868\uFF5E/\uFF21.txt");
   directory_.Write("own.txt", "own");
   const struct {
     std::string path;
@@ -78,7 +80,8 @@ TEST_F(FileSystemTest, WritesReplacesAndRemoves) {
   Write(path, "a longer text");
   const auto host = files().OpenForReading(path);  // may still read an earlier answer
   Write(path, "short");
-  EXPECT_EQ(directory_.Read("\u30BD\u8868\uFF5E.txt"), "short");
+  EXPECT_EQ(Read(path), "short");
+  EXPECT_TRUE(fs::exists(directory_.path() / u8"\u30BD\u8868\uFF5E.txt"));
   EXPECT_NE(files().NativeName(path).find("\u30BD\u8868\uFF5E.txt"), std::string::npos);
   files().Remove(path);
   EXPECT_FALSE(fs::exists(directory_.path() / u8"\u30BD\u8868\uFF5E.txt"));
@@ -211,24 +214,22 @@ TEST_F(FileSystemTest, TemporaryDirectoriesArePrivateAndGoWithTheirOwnFiles) {
 
 TEST_F(FileSystemTest, TemporaryDirectoriesHaveFullPathsThatHostsCanRead) {
   const struct {
-    std::string setting;  // from the test's directory
-    std::string begin;    // of the answered path, where it is known
+    const char8_t* setting;  // from the test's directory
+    std::string begin;       // of the answered path, where it is known
     const char* why;
   } cases[] = {
-      {"tmp", Path("tmp\\nimport-"), "relative"},
-      {"./tmp/", Path("tmp\\nimport-"), "with a separator at the end"},
-      {directory_.str() + "/tmp/", Path("tmp\\nimport-"), "full"},
-      {"\u8868", Path("\x95\x5C\\nimport-"), "the second byte of the name is '\\'"},
-      {"J\u00F6rg", "", "no name in code page 932"},
-      {"missing", "", "no directory"},
+      {u8"tmp", Path("tmp\\nimport-"), "relative"},
+      {u8"./tmp/", Path("tmp\\nimport-"), "with a separator at the end"},
+      {u8"\u8868", Path("\x95\x5C\\nimport-"), "the second byte of the name is '\\'"},
+      {u8"J\u00F6rg", "", "no name in code page 932"},
+      {u8"missing", "", "no directory"},
   };
-  for (const char* name : {"\u8868", "J\u00F6rg"})
-    fs::create_directory(directory_.path() /
-                         fs::path(std::u8string(name, name + std::strlen(name))));
+  for (const char8_t* name : {u8"\u8868", u8"J\u00F6rg"})
+    fs::create_directory(directory_.path() / name);
   const fs::path before = fs::current_path();
   fs::current_path(directory_.path());
   for (const auto& row : cases) {
-    UseTemporaryPlace(row.setting);
+    UseTemporaryPlace(reinterpret_cast<const char*>(row.setting));
     const std::string made = files().MakeTemporaryDirectory();
     EXPECT_TRUE(made.starts_with(row.begin)) << row.why << ": " << made;
     Write(made + "\\a.txt", "a");
