@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/failure.h"
+#include "store/folder_name.h"
 
 namespace nimport::mailstore {
 namespace {
@@ -118,6 +119,36 @@ TEST(NormalizeLineEnds, WritesCrBeforeEachBareLf) {
   };
   for (const Case& c : cases)
     EXPECT_EQ(NormalizeLineEnds(c.text), c.wanted) << c.wanted;
+}
+
+TEST(EscapeFolderName, EscapesThreeCharactersAndCuts) {
+  const auto repeat = [](const std::string& text, int count) {
+    std::string repeated;
+    for (int i = 0; i < count; ++i)
+      repeated += text;
+    return repeated;
+  };
+  const std::string kanji = "\x95\x5C";
+  const struct {
+    std::string name;
+    std::string wanted;
+    const char* why;
+  } cases[] = {
+      {"", "", "empty"},
+      {"plain 100%", "plain 100%", "the escape character is not escaped"},
+      {"a/b#1", "a%2fb%231", "two of them"},
+      {"\\\\", "%5c%5c", "backslashes"},
+      {"\x83\x5C\x83\x74\x83\x67", "\x83\x5C\x83\x74\x83\x67", "second byte 5C"},
+      {"\x95\x5C/\x95\x5C\\", "\x95\x5C%2f\x95\x5C%5c", "second bytes and real ones"},
+      {"\xB1/\xDF\\", "\xB1%2f\xDF%5c", "half-width katakana are one byte"},
+      {"\xFC#/", "\xFC#%2f", "the last lead byte takes what follows it"},
+      {"a\x81", "a\x81", "a lead byte at the end"},
+      {std::string(259, '#'), repeat("%23", 173), "519 bytes"},
+      {"ab" + std::string(257, '/'), "ab" + repeat("%2f", 172), "cut at a whole escape"},
+      {std::string(172, '#') + repeat(kanji, 43), repeat("%23", 172) + kanji, "or character"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(EscapeFolderName(c.name), c.wanted) << c.why;
 }
 
 }  // namespace
