@@ -78,8 +78,10 @@ TEST_F(FileSystemTest, RelativePathsStartInTheCurrentDirectory) {
 TEST_F(FileSystemTest, WritesReplacesAndRemoves) {
   const std::string path = Path("\x83\x5C\x95\x5C\x81\x60.txt");
   Write(path, "a longer text");
-  const auto host = files().OpenForReading(path);  // may still read an earlier answer
-  Write(path, "short");
+  {
+    const auto host = files().OpenForReading(path);  // may still read an earlier answer
+    Write(path, "short");
+  }
   EXPECT_EQ(Read(path), "short");
   EXPECT_TRUE(fs::exists(directory_.path() / u8"\u30BD\u8868\uFF5E.txt"));
   EXPECT_NE(files().NativeName(path).find("\u30BD\u8868\uFF5E.txt"), std::string::npos);
@@ -227,17 +229,17 @@ TEST_F(FileSystemTest, TemporaryDirectoriesHaveFullPathsThatHostsCanRead) {
   for (const char8_t* name : {u8"\u8868", u8"J\u00F6rg"})
     fs::create_directory(directory_.path() / name);
   const fs::path before = fs::current_path();
-  fs::current_path(directory_.path());
   for (const auto& row : cases) {
     UseTemporaryPlace(reinterpret_cast<const char*>(row.setting));
+    fs::current_path(directory_.path());
     const std::string made = files().MakeTemporaryDirectory();
+    fs::current_path(before);
     EXPECT_TRUE(made.starts_with(row.begin)) << row.why << ": " << made;
     Write(made + "\\a.txt", "a");
     EXPECT_EQ(Read(made + "\\a.txt"), "a") << row.why;
     files().RemoveTemporaryDirectory(made);
     EXPECT_FALSE(files().Exists(made)) << row.why;
   }
-  fs::current_path(before);
   EXPECT_TRUE(fs::is_empty(tmp_));
 }
 
