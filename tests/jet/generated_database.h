@@ -3,6 +3,7 @@
 #define NIMPORT_TESTS_JET_GENERATED_DATABASE_H_
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -22,7 +23,10 @@ inline std::vector<std::byte> MakeDatabase(
   jetwriter::DatabaseWriter writer(path, options);
   fill(writer);
   writer.Finish();
-  return ReadWholeFile(path.string());
+  std::vector<std::byte> bytes(static_cast<std::size_t>(std::filesystem::file_size(path)));
+  std::ifstream(path, std::ios::binary)
+      .read(reinterpret_cast<char*>(bytes.data()), std::ssize(bytes));
+  return bytes;
 }
 
 // A table with a column of every type, and rows of every kind between ordinary ones.
