@@ -3,37 +3,45 @@
 #include <gtest/gtest.h>
 
 #include "jet/database_error.h"
+#include "jetwriter/text_encoder.h"
 #include "tests/jet/bytes.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::jet {
 namespace {
 
+enum class By : std::uint8_t { Writer, Others };
+
 TEST(TextDecoder, Jet4Texts) {
   const struct {
     const char* stored;
     const char* wanted;  // UTF-8
     const char* why;
+    By by = By::Writer;  // compresses where that saves space
   } CASES[] = {
       {"", "", "empty"},
-      {"FFFE", "", "compressed and empty"},
-      {"61006200", "ab", "ASCII in two bytes a character"},
+      {"FFFE", "", "compressed and empty", By::Others},
+      {"61006200", "ab", "the mark takes what two characters save"},
       {"FFFE616263", "abc", "compressed ASCII"},
       {"FFFE6162636465666768696A6B6C6D6E", "abcdefghijklmn", "longer than a machine word"},
-      {"4230443057302D4E", "\xE3\x81\x82\xE3\x81\x84\xE3\x81\x97\xE4\xB8\xAD", "Japanese"},
-      {"FFFE636166E9", "caf\xC3\xA9", "Latin-1, one byte a character"},
-      {"FFFE636166E9002D4E", "caf\xC3\xA9\xE4\xB8\xAD", "two bytes a character at the end"},
-      {"FFFE61002D4E0062",
-       "a\xE4\xB8\xAD"
-       "b",
-       "there and back"},
-      {"FFFE6100", "a", "a switch at the end"},
-      {"3DD800DE", "\xF0\x9F\x98\x80", "a surrogate pair"},
+      {"4230443057302D4E", "あいし中", "Japanese: nothing to save"},
+      {"FFFE636166E9", "caf\u00E9", "Latin-1, one byte a character"},
+      {"FFFE636166E9002D4E", "caf\u00E9中", "two bytes a character at the end"},
+      {"FFFE002D4E00616263646566", "中abcdef", "and at the beginning"},
+      {"FFFE61002D4E0062", "a中b", "there and back", By::Others},
+      {"FFFE6100", "a", "a switch at the end", By::Others},
+      {"61006200630064006500004E", "abcde一", "a low byte of zero would switch"},
+      {"FFFE00FFFE7800", "\uFEFFx", "or readers would take it for compressed"},
+      {"3DD800DE", "\U0001F600", "a surrogate pair"},
   };
   const text::CodePageConverter converter;
   const TextDecoder decoder(TextForm::Utf16Le, 1252, text::CODE_PAGE_UTF8, converter);
+  const auto encoder = jetwriter::TextEncoder::ForUtf16();
   for (const auto& row : CASES) {
     EXPECT_EQ(decoder.Decode(FromHex(row.stored)), row.wanted) << row.why;
+    if (row.by == By::Others) continue;
+    const std::string plain = encoder.Encode(row.wanted);
+    EXPECT_EQ(encoder.Compress(plain).value_or(plain), FromHexString(row.stored)) << row.why;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "jet/database_error.h"
+#include "jetwriter/row_encoder.h"
 #include "tests/jet/bytes.h"
 
 namespace nimport::jet {
@@ -15,12 +16,27 @@ std::string Variable(const RowView& row, std::size_t slot) {
   return bytes ? ToString(*bytes) : "no such slot";
 }
 
+// The row that the writer makes for columns of these types.
+std::string Encoded(const JetLayout& layout, const std::vector<ColumnType>& types,
+                    const std::vector<std::optional<std::string>>& values) {
+  std::vector<jetwriter::ColumnSpec> columns;
+  for (const ColumnType type : types)
+    columns.push_back({.name = "c", .type = type, .size = 50});
+  return EncodeRow(layout, jetwriter::PlaceColumns(columns), values);
+}
+
 // Rows as they stand in files that Access wrote.
 TEST(RowView, Jet3RowWithTwoTexts) {
-  const auto bytes = FromHex(
+  const std::string stored = FromHexString(
       "09 02 DE00 5543DE13 7B14AE47E1C87B40 0000000040A7DA40 B888000000000000"
       "61626364656667 68696A6B6C6D6E6F70 30 27 20 02 FF01");
-  const RowView row(JET3, bytes);
+  using enum ColumnType;
+  EXPECT_EQ(Encoded(JET3, {Text, Text, Byte, Integer, Long, Double, DateTime, Currency, Boolean},
+                    {"abcdefg", "hijklmnop", FromHexString("02"), FromHexString("DE00"),
+                     FromHexString("5543DE13"), FromHexString("7B14AE47E1C87B40"),
+                     FromHexString("0000000040A7DA40"), FromHexString("B888000000000000"), ""}),
+            stored);
+  const RowView row(JET3, AsBytes(stored));
   EXPECT_EQ(Variable(row, 0), "abcdefg");
   EXPECT_EQ(Variable(row, 1), "hijklmnop");
   EXPECT_EQ(Variable(row, 2), "no such slot");
@@ -42,6 +58,14 @@ TEST(RowView, Jet4RowWithPaddingBeforeItsTrailer) {
   EXPECT_EQ(Variable(row, 1).size(), 18U);
 }
 
+TEST(RowView, WithoutVariableColumnsThereIsNoTrailer) {
+  for (const auto& [layout, stored] : {std::pair(JET3, "01050601"), {JET4, "0100050601"}}) {
+    EXPECT_EQ(Encoded(layout, {ColumnType::Integer}, {"\x05\x06"}), FromHexString(stored));
+    const auto bytes = FromHex(stored);
+    EXPECT_EQ(ByteReader(RowView(layout, bytes).FixedBytes(0, 2)).U16(0), 0x605);
+  }
+}
+
 TEST(RowView, RowOlderThanItsColumns) {
   const auto bytes =
       FromHex("0300 FFFE726F7731636F6C31 FFFE726F7731636F6C32 1600 1600 0C00 0200 0300 03");
@@ -54,27 +78,20 @@ TEST(RowView, RowOlderThanItsColumns) {
 
 // 40 texts; those of slots 18 and 34 begin at bytes 256 and 512 of the row.
 TEST(RowView, Jet3JumpTable) {
-  std::vector<std::size_t> offsets;
-  for (std::size_t i = 0; i <= 40; ++i) {
-    if (i < 18)
-      offsets.push_back(1 + i * 14);
-    else if (i < 34)
-      offsets.push_back(256 + (i - 18) * 16);
-    else
-      offsets.push_back(512 + (i - 34) * 13);
-  }
-  std::string row(1, '\x28');
+  std::vector<std::optional<std::string>> values;
+  std::string data;
+  std::string offsets;  // low bytes, the last one first
   for (std::size_t i = 0; i < 40; ++i) {
-    row.append(offsets[i + 1] - offsets[i], static_cast<char>('0' + i));
+    offsets.insert(offsets.begin(), static_cast<char>(1 + data.size()));
+    const std::size_t size = i < 17 ? 14 : i == 17 ? 17 : i < 34 ? 16 : 13;
+    data += values.emplace_back(std::string(size, static_cast<char>('0' + i))).value();
   }
-  for (std::size_t i = 41; i-- > 0;)
-    row += static_cast<char>(offsets[i] & 0xFF);
-  row += "\x22\x12\x28\xFF\xFF\xFF\xFF\xFF";
+  offsets.insert(offsets.begin(), static_cast<char>(1 + data.size()));
+  const std::string row = '\x28' + data + offsets + "\x22\x12\x28\xFF\xFF\xFF\xFF\xFF";
+  EXPECT_EQ(Encoded(JET3, std::vector(40, ColumnType::Text), values), row);
   const RowView view(JET3, AsBytes(row));
-  for (std::size_t i = 0; i < 40; ++i) {
-    EXPECT_EQ(Variable(view, i),
-              std::string(offsets[i + 1] - offsets[i], static_cast<char>('0' + i)));
-  }
+  for (std::size_t i = 0; i < 40; ++i)
+    EXPECT_EQ(Variable(view, i), values[i]);
 }
 
 // The row is longer than 256 bytes, its data is not: the jump is there and stands for nothing.
