@@ -1,12 +1,14 @@
 // Real databases against what other readers read from them.
 #include "tests/jet/samples.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <fstream>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "jetdump/json_value.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::jet {
@@ -14,40 +16,23 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::string Hexadecimal(const Binary& binary) {
-  std::string text;
-  for (const std::byte byte : binary.bytes) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02X", std::to_integer<unsigned>(byte));
-    text += digits;
+const text::CodePageConverter CONVERTER;
+
+class Samples : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!std::filesystem::exists(SamplesFolder())) GTEST_SKIP() << "no " << SamplesFolder();
   }
-  return text;
+};
+
+Json ReadJson(const std::string& path) {
+  return Json::parse(std::ifstream(path));
 }
 
-std::string DateText(Date date) {
-  const auto fields = ToCalendarDate(date);
-  if (!fields) return "no date";
-  char text[32];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", fields->year, fields->month,
-                fields->day, fields->hour, fields->minute, fields->second);
-  return text;
-}
-
-// A value in the form that the reference files use.
-Json ToReference(const Value& value) {
-  if (const auto* held = std::get_if<bool>(&value)) return *held;
-  if (const auto* held = std::get_if<float>(&value)) return *held;
-  if (const auto* held = std::get_if<double>(&value)) return *held;
-  if (const auto* held = std::get_if<Text>(&value)) return held->bytes;
-  if (const auto* held = std::get_if<Date>(&value)) return DateText(*held);
-  if (const auto* held = std::get_if<Binary>(&value)) return Hexadecimal(*held);
-  if (const auto* held = std::get_if<Guid>(&value)) return ToString(*held);
-  if (const auto* held = std::get_if<Decimal>(&value)) return ToString(*held);
-  if (const auto* held = std::get_if<Currency>(&value)) {
-    return static_cast<double>(held->tenThousandths) / 10'000;
-  }
-  if (const auto number = ToInteger(value)) return *number;
-  return nullptr;
+// Names and texts are UTF-8.
+std::unique_ptr<Database> Open(const std::string& path) {
+  return Database::Open(std::make_unique<MemoryFile>(path, ReadWholeFile(path)), CONVERTER,
+                        {.textCodePage = text::CODE_PAGE_UTF8});
 }
 
 bool IsEqual(const Json& wanted, const Json& got) {
@@ -71,7 +56,7 @@ void ExpectRows(const TableDefinition& table, const Json& wantedRows) {
       EXPECT_EQ(rows->GetBookmark().position & 0xFF, wanted["#"][1]);
     }
     for (const ColumnInfo& column : table.Columns()) {
-      const Json got = ToReference(rows->GetFieldValue(column.name));
+      const Json got = Json::parse(jetdump::ToJson(rows->GetFieldValue(column.name)));
       EXPECT_TRUE(IsEqual(wanted[column.name], got))
           << column.name << ": wanted " << wanted[column.name] << ", got " << got;
     }
@@ -80,14 +65,11 @@ void ExpectRows(const TableDefinition& table, const Json& wantedRows) {
   EXPECT_TRUE(rows->IsEof());
 }
 
-void ExpectTables(const std::string& path, const Json& tables) {
-  const text::CodePageConverter converter;
-  const auto database = Database::Open(std::make_unique<MemoryFile>(path, ReadWholeFile(path)),
-                                       converter, {.textCodePage = text::CODE_PAGE_UTF8});
-  EXPECT_EQ(database->TableNames().size(), tables.size());
+void ExpectTables(Database& database, const Json& tables) {
+  EXPECT_EQ(database.TableNames().size(), tables.size());
   for (const auto& [name, wanted] : tables.items()) {
     SCOPED_TRACE(name);
-    const auto table = database->OpenTable(name);
+    const auto table = database.OpenTable(name);
     ASSERT_EQ(table->Columns().size(), wanted["columns"].size());
     for (const Json& column : wanted["columns"]) {
       EXPECT_NE(
@@ -99,26 +81,94 @@ void ExpectTables(const std::string& path, const Json& tables) {
   }
 }
 
-TEST(Samples, PublicDatabasesReadAsOtherReadersReadThem) {
-  if (!HaveSamples()) GTEST_SKIP();
-  for (const std::string& path : DatabasesIn(SamplesFolder() + "/jet-public")) {
+TEST_F(Samples, PublicDatabasesReadAsOtherReadersReadThem) {
+  for (const auto& entry : std::filesystem::directory_iterator(SamplesFolder() + "/jet-public")) {
+    std::filesystem::path path = entry.path();
+    if (path.extension() != ".mdb") continue;
     SCOPED_TRACE(path);
-    const Json reference = Json::parse(std::ifstream(path.substr(0, path.size() - 3) + "json"));
-    ExpectTables(path, reference["tables"]);
-    const text::CodePageConverter converter;
-    const auto database =
-        Database::Open(std::make_unique<MemoryFile>(path, ReadWholeFile(path)), converter);
+    const auto database = Open(path.string());
+    const Json reference = ReadJson(path.replace_extension("json").string());
+    ExpectTables(*database, reference["tables"]);
     EXPECT_EQ(database->QueryNames().size(), reference["queries"].size());
   }
 }
 
-TEST(Samples, DemoStoreHoldsItsTables) {
-  if (!HaveSamples()) GTEST_SKIP();
+std::vector<std::string> NamesOf(const std::vector<ColumnInfo>& columns) {
+  std::vector<std::string> names;
+  for (const ColumnInfo& column : columns)
+    names.push_back(column.name);
+  return names;
+}
+
+void ExpectQuery(const QueryDefinition& query, const Json& wanted) {
+  EXPECT_EQ(NamesOf(query.Columns()), wanted["columns"].get<std::vector<std::string>>());
+  const auto rows = query.OpenRecordset();
+  const Json& dataNos = wanted["dataNos"];
+  std::size_t count = 0;
+  for (; !rows->IsEof(); rows->MoveNext(), ++count) {
+    if (dataNos.is_null()) continue;
+    EXPECT_EQ(ToInteger(rows->GetFieldValue("DataNo")), dataNos[count].get<int>());
+  }
+  EXPECT_EQ(count, wanted["rowCount"].get<std::size_t>());
+  for (int dataNo = 0; dataNo < 300 && !dataNos.is_null(); ++dataNo) {
+    const bool isThere = std::find(dataNos.begin(), dataNos.end(), dataNo) != dataNos.end();
+    EXPECT_EQ(rows->FindFirst("DataNo", dataNo), isThere) << dataNo;
+    EXPECT_EQ(rows->IsEof(), !isThere);
+    if (!isThere) continue;
+    EXPECT_EQ(ToInteger(rows->GetFieldValue("dataNO")), dataNo);
+  }
+}
+
+TEST_F(Samples, DemoStoreHoldsItsTablesAndQueries) {
   const std::string store = SamplesFolder() + "/demo-jet4";
-  const Json expected = Json::parse(std::ifstream(store + "/expected.json"));
-  for (const auto& [file, database] : expected["databases"].items()) {
+  const Json expected = ReadJson(store + "/expected.json");
+  std::size_t selects = 0;
+  for (const auto& [file, contents] : expected["databases"].items()) {
     SCOPED_TRACE(file);
-    ExpectTables(store + "/c/NIFTY/Data/" + file, database["tables"]);
+    const auto database = Open(store + "/c/NIFTY/Data/" + file);
+    ExpectTables(*database, contents["tables"]);
+    for (const auto& [name, query] : contents["queries"].items()) {
+      SCOPED_TRACE(name);
+      if (query.contains("columns")) {
+        ExpectQuery(*database->OpenQuery(name), query);
+        ++selects;
+      } else {
+        EXPECT_THROW((void)database->OpenQuery(name), DatabaseError);
+      }
+    }
+  }
+  EXPECT_EQ(selects, 11U);
+}
+
+// All nine kinds, in both versions: the tables are empty, so what counts is what is understood.
+TEST_F(Samples, QueriesOfAllKindsAreUnderstoodOrNamed) {
+  const std::pair<const char*, const char*> wantedReasons[] = {
+      {"AppendQuery", "an append query"},
+      {"CrosstabQuery", "a crosstab query"},
+      {"DataDefinitionQuery", "a data definition query"},
+      {"DeleteQuery", "a delete query"},
+      {"MakeTableQuery", "a make-table query"},
+      {"PassthroughQuery", "a pass-through query"},
+      {"UnionQuery", "a UNION query"},
+      {"UpdateQuery", "an update query"},
+  };
+  for (const std::string version : {"1997", "2000"}) {
+    const auto database = Open(SamplesFolder() + "/jet-public/queryTestV" + version + ".mdb");
+    for (const auto& [name, reason] : wantedReasons) {
+      try {
+        (void)database->OpenQuery(name);
+        ADD_FAILURE() << name << " opened";
+      } catch (const DatabaseError& error) {
+        EXPECT_EQ(error.place().table, name);
+        EXPECT_THAT(error.what(), testing::HasSubstr(reason));
+      }
+    }
+    const auto query = database->OpenQuery("SelectQuery");
+    // Every name occurs in two of the tables.
+    EXPECT_THAT(NamesOf(query->Columns()),
+                testing::ElementsAre("Table1.col1", "Table1.col2", "Table1.col3", "Table2.col1",
+                                     "Table2.col2", "Table3.col3"));
+    EXPECT_TRUE(query->OpenRecordset()->IsEof());
   }
 }
 
