@@ -1,14 +1,15 @@
 // Real databases against what other readers read from them.
-#include "tests/jet/samples.h"
-
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "jet/database.h"
 #include "jetdump/json_value.h"
+#include "tests/common/memory_file.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::jet {
@@ -16,12 +17,13 @@ namespace {
 
 using Json = nlohmann::json;
 
+const std::string SAMPLES = NIMPORT_SHARED_SAMPLES;
 const text::CodePageConverter CONVERTER;
 
 class Samples : public testing::Test {
  protected:
   void SetUp() override {
-    if (!std::filesystem::exists(SamplesFolder())) GTEST_SKIP() << "no " << SamplesFolder();
+    if (!std::filesystem::exists(SAMPLES)) GTEST_SKIP() << "no " << SAMPLES;
   }
 };
 
@@ -82,7 +84,7 @@ void ExpectTables(Database& database, const Json& tables) {
 }
 
 TEST_F(Samples, PublicDatabasesReadAsOtherReadersReadThem) {
-  for (const auto& entry : std::filesystem::directory_iterator(SamplesFolder() + "/jet-public")) {
+  for (const auto& entry : std::filesystem::directory_iterator(SAMPLES + "/jet-public")) {
     std::filesystem::path path = entry.path();
     if (path.extension() != ".mdb") continue;
     SCOPED_TRACE(path);
@@ -120,7 +122,7 @@ void ExpectQuery(const QueryDefinition& query, const Json& wanted) {
 }
 
 TEST_F(Samples, DemoStoreHoldsItsTablesAndQueries) {
-  const std::string store = SamplesFolder() + "/demo-jet4";
+  const std::string store = SAMPLES + "/demo-jet4";
   const Json expected = ReadJson(store + "/expected.json");
   std::size_t selects = 0;
   for (const auto& [file, contents] : expected["databases"].items()) {
@@ -153,7 +155,7 @@ TEST_F(Samples, QueriesOfAllKindsAreUnderstoodOrNamed) {
       {"UpdateQuery", "an update query"},
   };
   for (const std::string version : {"1997", "2000"}) {
-    const auto database = Open(SamplesFolder() + "/jet-public/queryTestV" + version + ".mdb");
+    const auto database = Open(SAMPLES + "/jet-public/queryTestV" + version + ".mdb");
     for (const auto& [name, reason] : wantedReasons) {
       try {
         (void)database->OpenQuery(name);

@@ -30,6 +30,14 @@ class QueryRows {
     query_.flags = flags;
   }
 
+  // Lists as SQL has them: "Orders o, Goods"; "o.No, Price*2 AS Twice".
+  QueryRows& Select(const std::string& sources, const std::string& columns = {}) {
+    for (const auto& [source, alias] : Split(sources, " "))
+      From(source, alias);
+    for (const auto& [expression, alias] : Split(columns, " AS "))
+      Column(expression, alias);
+    return *this;
+  }
   QueryRows& From(const std::string& source, const std::string& alias = {}) {
     return Add(5, source, alias, {});
   }
@@ -67,6 +75,18 @@ class QueryRows {
   }
 
  private:
+  static std::vector<std::pair<std::string, std::string>> Split(std::string list,
+                                                                const std::string& mark) {
+    std::vector<std::pair<std::string, std::string>> parts;
+    for (std::size_t end = 0; !list.empty(); list.erase(0, end + 2)) {
+      end = std::min(list.find(", "), list.size());
+      const std::string part = list.substr(0, end);
+      const std::size_t at = part.find(mark);
+      parts.emplace_back(part.substr(0, at), at == part.npos ? "" : part.substr(at + mark.size()));
+    }
+    return parts;
+  }
+
   StoredQuery query_;
 };
 
@@ -190,12 +210,6 @@ inline std::vector<std::string> ShowRows(Recordset& rows, std::size_t columns) {
   for (rows.MoveFirst(); !rows.IsEof(); rows.MoveNext())
     all.push_back(ShowRow(rows, columns));
   return all;
-}
-
-inline std::vector<std::string> RunQuery(Catalog& catalog, const std::string& name) {
-  const auto query = std::make_shared<PreparedQuery>(catalog, name);
-  QueryRecordset rows(query);
-  return ShowRows(rows, query->Columns().size());
 }
 
 }  // namespace nimport::jet

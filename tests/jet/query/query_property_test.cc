@@ -149,11 +149,11 @@ class World {
       const View view = views_[static_cast<std::size_t>(i)];
       const std::string name = "V" + std::to_string(i);
       QueryRows query(name);
-      query.From(TableName(i), "x");
+      query.Select(TableName(i) + " x");
       if (view == View::Filtered) query.Where("x.k Is Not Null");
       if (view == View::Sorted) query.OrderBy("x.n", true);
       catalog.AddQuery(query);
-      rows.From(view == View::None ? TableName(i) : name, TableName(i));
+      rows.Select((view == View::None ? TableName(i) : name) + " " + TableName(i));
     }
     for (const JoinSpec& join : query_.joins) {
       for (const Condition& condition : join.conditions) {
