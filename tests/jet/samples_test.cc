@@ -10,6 +10,7 @@
 #include "jet/database.h"
 #include "jetdump/json_value.h"
 #include "tests/common/memory_file.h"
+#include "text/ascii.h"
 #include "text/code_page_converter.h"
 
 namespace nimport::jet {
@@ -42,10 +43,7 @@ bool IsEqual(const Json& wanted, const Json& got) {
   // The other reader took Jet 3 text for UTF-8; the one byte that is none is a pound sign.
   if (wanted == "\xEF\xBF\xBD") return got == "\xC2\xA3";
   // The letter case of hexadecimal digits does not matter.
-  return wanted == got || std::ranges::equal(wanted.get<std::string>(), got.get<std::string>(),
-                                             [](unsigned char a, unsigned char b) {
-                                               return std::tolower(a) == std::tolower(b);
-                                             });
+  return text::EqualsIgnoringCase(wanted.get<std::string>(), got.get<std::string>());
 }
 
 void ExpectRows(const TableDefinition& table, const Json& wantedRows) {

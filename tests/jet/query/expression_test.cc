@@ -5,18 +5,11 @@
 #include "jet/query/expression/expression_evaluator.h"
 #include "jet/query/expression/expression_parser.h"
 #include "jet/query/expression/sql_text.h"
+#include "jet/query/query_scope.h"
 #include "tests/jet/test_catalog.h"
 
 namespace nimport::jet {
 namespace {
-
-BoundPtr Bind(const Expression& expression, const TextRules& texts) {
-  if (expression.operation == Operation::Literal) return BindLiteral(expression.literal, texts);
-  std::vector<BoundPtr> operands;
-  for (const auto& operand : expression.operands)
-    operands.push_back(Bind(*operand, texts));
-  return BindOperation(expression.operation, std::move(operands), texts);
-}
 
 std::string Evaluated(const std::string& sql) {
   const text::CodePageConverter converter;
@@ -27,7 +20,8 @@ std::string Evaluated(const std::string& sql) {
       .tables = {},
       .budget = std::make_unique<QueryBudget>("", "", QueryLimits::ForFile(0))};
   try {
-    const Value value = Evaluate(*Bind(*ParseExpression(sql), context.texts), RowSet(context));
+    const Value value =
+        Evaluate(*QueryScope(context.texts).Bind(*ParseExpression(sql)), RowSet(context));
     if (const auto* truth = std::get_if<bool>(&value)) return *truth ? "true" : "false";
     return Show(value);
   } catch (const SqlError& error) {

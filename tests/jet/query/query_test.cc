@@ -292,29 +292,19 @@ TEST_F(QueryTest, QueriesThatMultiplyWithoutEndAreRefused) {
   EXPECT_THAT(ErrorOf(Q("ping")), HasSubstr("takes its rows from itself"));
 }
 
-TEST_F(QueryTest, RecordsetMovesMarksAndFinds) {
+// What is found and marked is left to the random queries.
+TEST_F(QueryTest, RecordsetsEndAndRefuse) {
   const auto rows = Open(Sales(LEFT, "顧客.No AS No, OrderNo"));
-  rows->MoveNext();
-  rows->MoveNext();
-  const Bookmark mark = rows->GetBookmark();
-  EXPECT_EQ(ShowRow(*rows, 2), "1 | 12");
-  EXPECT_TRUE(rows->FindFirst("no", 1));
-  EXPECT_EQ(ShowRow(*rows, 2), "1 | 10");
-  EXPECT_TRUE(rows->FindNext());
-  EXPECT_EQ(ShowRow(*rows, 2), "1 | 12");
-  rows->MoveNext();  // goes on in the whole result
-  EXPECT_EQ(ShowRow(*rows, 2), "3 | -");
-  rows->SetBookmark(mark);
-  EXPECT_EQ(ShowRow(*rows, 2), "1 | 12");
+  EXPECT_THROW((void)rows->GetFieldValue(std::size_t{2}), DatabaseError);
+  EXPECT_THROW(rows->FindFirst("Other", 1), DatabaseError);
+  EXPECT_TRUE(rows->FindFirst("no", 4));
   EXPECT_FALSE(rows->FindNext());
   EXPECT_TRUE(rows->IsEof());
   EXPECT_THROW(rows->MoveNext(), DatabaseError);
   EXPECT_THROW((void)rows->GetFieldValue("No"), DatabaseError);
   EXPECT_FALSE(rows->FindFirst("OrderNo", 13));
-  EXPECT_THROW(rows->FindFirst("Other", 1), DatabaseError);
   rows->MoveFirst();
   EXPECT_EQ(ShowRow(*rows, 2), "2 | 11");
-  EXPECT_THROW((void)rows->GetFieldValue(std::size_t{2}), DatabaseError);
 }
 
 // The open side of an outer join equals the driving table where it has a row; what it is compared

@@ -446,6 +446,7 @@ TEST(Salvage, NothingIsLostWithWhatCanBeDoneWithout) {
         continue;
       }
       EXPECT_THAT(result.damage, testing::Contains(HasSubstr(damaged.named)));
+      EXPECT_THROW((void)Salvage(victim, false), DatabaseError);
     }
   }
 }

@@ -14,36 +14,25 @@ namespace {
 constexpr std::int32_t MIN = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t MAX = std::numeric_limits<std::int32_t>::max();
 
-std::vector<IndexEntry> MakeIndex(std::vector<std::int32_t> values) {
-  std::sort(values.begin(), values.end());
-  std::vector<IndexEntry> index;
-  for (const std::int32_t value : values) {
-    index.push_back({value, static_cast<std::uint32_t>(index.size())});
-  }
-  return index;
-}
+using Values = std::vector<std::int32_t>;
 
-std::vector<std::int32_t> Repeat(std::int32_t value, std::size_t times) {
-  return std::vector<std::int32_t>(times, value);
-}
-
-std::vector<std::int32_t> Numbers(std::int32_t first, std::int32_t count, std::int32_t step) {
-  std::vector<std::int32_t> values;
+Values Numbers(std::int32_t first, std::int32_t count, std::int32_t step) {
+  Values values;
   for (std::int32_t i = 0; i < count; ++i)
     values.push_back(first + i * step);
   return values;
 }
 
-std::vector<std::int32_t> Join(std::vector<std::int32_t> a, const std::vector<std::int32_t>& b) {
+Values Join(Values a, const Values& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
 
-std::vector<std::int32_t> Random(std::int32_t low, std::int32_t high, std::size_t count) {
+Values Random(std::int32_t low, std::int32_t high) {
   std::mt19937 generator(19980406);
   std::uniform_int_distribution<std::int32_t> distribution(low, high);
-  std::vector<std::int32_t> values(count);
-  std::generate(values.begin(), values.end(), [&] { return distribution(generator); });
+  Values values(400);
+  std::ranges::generate(values, [&] { return distribution(generator); });
   return values;
 }
 
@@ -51,23 +40,26 @@ std::vector<std::int32_t> Random(std::int32_t low, std::int32_t high, std::size_
 TEST(FindInIndex, FindsAllEntriesOfAValueWhateverTheDistribution) {
   const struct {
     const char* why;
-    std::vector<std::int32_t> values;
+    Values values;
   } CASES[] = {
       {"empty", {}},
       {"one", {7}},
       {"numbers given one after the other", Numbers(1'000'001, 500, 1)},
       {"gaps, so that the guess falls between", Numbers(-300, 200, 3)},
-      {"one value only: nothing to guess by", Repeat(5, 100)},
+      {"one value only: nothing to guess by", Values(100, 5)},
       {"ends of the range", Join({MIN, MIN, MAX}, Numbers(-2, 5, 1))},
       {"the guess is always far too high", Join(Numbers(1, 300, 1), {MAX})},
       {"the guess is always far too low", Join({MIN}, Numbers(1, 300, 1))},
-      {"long runs beside single values", Join(Repeat(3, 257), Join(Repeat(9, 64), {1, 4, 8, 10}))},
-      {"many duplicates at random", Random(-20, 20, 400)},
-      {"sparse at random", Random(MIN, MAX, 400)},
+      {"long runs beside single values", Join(Values(257, 3), Join(Values(64, 9), {1, 4, 8, 10}))},
+      {"many duplicates at random", Random(-20, 20)},
+      {"sparse at random", Random(MIN, MAX)},
   };
   for (const auto& [why, values] : CASES) {
-    const std::vector<IndexEntry> index = MakeIndex(values);
-    std::vector<std::int32_t> sought{MIN, -1, 0, 1, MAX};
+    std::vector<IndexEntry> index;
+    for (const std::int32_t value : values)
+      index.push_back({value, static_cast<std::uint32_t>(index.size())});
+    SortIndex(index);
+    Values sought{MIN, -1, 0, 1, MAX};
     for (const std::int32_t value : values) {
       sought.push_back(value);
       if (value > MIN) sought.push_back(value - 1);
