@@ -69,8 +69,8 @@ Value ToBinary(std::span<const std::uint8_t> bytes) {
   return jet::Binary{{begin, begin + bytes.size()}};
 }
 
-Value ToText(const std::optional<std::string>& text) {
-  return text ? Value(jet::Text{*text}) : Value();
+Value TextOrNull(const std::string& text) {
+  return text.empty() ? Value() : Value(jet::Text{text});
 }
 
 // A row of MSysObjects.
@@ -99,9 +99,9 @@ void AddObject(TableWriter& objects, TableWriter& permissions, const CatalogObje
                                         object.type == jet::OBJECT_CONTAINER});
 }
 
-void AddQueryRows(TableWriter& queries, std::int32_t objectId, const QuerySpec& query) {
+void AddQueryRows(TableWriter& queries, std::int32_t objectId, const jet::StoredQuery& query) {
   std::map<std::uint8_t, std::uint32_t> counters;
-  for (const QueryRowSpec& spec : query.rows) {
+  for (const jet::QueryRow& spec : query.rows) {
     ByteWriter order;
     order.BigEndianU32(++counters[spec.attribute]);
     const std::string& bytes = order.View();
@@ -109,9 +109,9 @@ void AddQueryRows(TableWriter& queries, std::int32_t objectId, const QuerySpec& 
     row[0] = objectId;
     row[1] = spec.attribute;
     row[2] = ToBinary({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-    row[3] = ToText(spec.name1);
-    row[4] = ToText(spec.name2);
-    row[5] = ToText(spec.expression);
+    row[3] = TextOrNull(spec.name1);
+    row[4] = TextOrNull(spec.name2);
+    row[5] = TextOrNull(spec.expression);
     row[6] = spec.flag ? Value(*spec.flag) : Value();
     queries.AddRow(row);
   }
@@ -169,7 +169,7 @@ TableWriter& DatabaseWriter::AddTable(const TableSpec& spec) {
   return *tables_.back();
 }
 
-void DatabaseWriter::AddQuery(const QuerySpec& query) {
+void DatabaseWriter::AddQuery(const jet::StoredQuery& query) {
   queries_.push_back(query);
 }
 
@@ -207,9 +207,9 @@ void DatabaseWriter::WriteCatalog() {
     }
   }
   std::uint32_t id = jet::ID_FIRST_OTHER;
-  for (const QuerySpec& query : queries_) {
+  for (const jet::StoredQuery& query : queries_) {
     const auto objectId = static_cast<std::int32_t>(id++);
-    add({objectId, jet::ID_TABLES, query.name, jet::OBJECT_QUERY, query.kind});
+    add({objectId, jet::ID_TABLES, query.name, jet::OBJECT_QUERY, query.flags});
     AddQueryRows(*systemTables_[2], objectId, query);
   }
 }

@@ -29,7 +29,8 @@ class DatabaseWriter {
   // The table lives as long as this writer.
   TableWriter& AddTable(const TableSpec& spec);
 
-  void AddQuery(const QuerySpec& query);
+  // The rows of each attribute are counted in the order given; an empty text is written as null.
+  void AddQuery(const jet::StoredQuery& query);
 
   // Writes everything that is still missing and closes the file. Without it the file is no
   // database. Nothing may be added afterwards.
@@ -42,7 +43,7 @@ class DatabaseWriter {
   std::unique_ptr<WriterContext> context_;
   std::vector<std::unique_ptr<TableWriter>> systemTables_;  // as their definitions lie, from page 2
   std::vector<std::unique_ptr<TableWriter>> tables_;
-  std::vector<QuerySpec> queries_;
+  std::vector<jet::StoredQuery> queries_;
 };
 
 }  // namespace nimport::jetwriter

@@ -5,7 +5,8 @@
 namespace nimport::mkstore {
 namespace {
 
-using jetwriter::JoinKind;
+using jet::JoinKind;
+using jet::SelectStatement;
 
 JoinKind ReadJoinKind(const Node& node) {
   const std::string kind = node.ToText();
@@ -15,19 +16,19 @@ JoinKind ReadJoinKind(const Node& node) {
   node.Fail("\"inner\", \"left\" or \"right\" is wanted here");
 }
 
-jetwriter::QueryColumn ReadQueryColumn(const Node& node) {
-  if (!node.IsObject()) return {.expression = node.ToText(), .alias = {}};
+SelectStatement::Column ReadQueryColumn(const Node& node) {
+  if (!node.IsObject()) return {.expression = node.ToText()};
   node.ExpectMembers({"expression", "as"});
   return {.expression = node.At("expression").ToText(), .alias = node.TextOr("as", "")};
 }
 
-jetwriter::QuerySource ReadSource(const Node& node) {
-  if (!node.IsObject()) return {.table = node.ToText(), .alias = {}};
+SelectStatement::Source ReadSource(const Node& node) {
+  if (!node.IsObject()) return {.name = node.ToText()};
   node.ExpectMembers({"table", "as"});
-  return {.table = node.At("table").ToText(), .alias = node.TextOr("as", "")};
+  return {.name = node.At("table").ToText(), .alias = node.TextOr("as", "")};
 }
 
-jetwriter::QueryJoin ReadJoin(const Node& node) {
+SelectStatement::Join ReadJoin(const Node& node) {
   node.ExpectMembers({"kind", "left", "right", "on"});
   return {.kind = ReadJoinKind(node.At("kind")),
           .left = node.At("left").ToText(),
@@ -35,21 +36,23 @@ jetwriter::QueryJoin ReadJoin(const Node& node) {
           .condition = node.At("on").ToText()};
 }
 
-jetwriter::QueryOrder ReadOrder(const Node& node) {
+SelectStatement::Order ReadOrder(const Node& node) {
   if (!node.IsObject()) return {.expression = node.ToText()};
   node.ExpectMembers({"expression", "descending"});
   return {.expression = node.At("expression").ToText(),
           .isDescending = node.BoolOr("descending", false)};
 }
 
-jetwriter::SelectSpec ReadSelect(const Node& node) {
+SelectStatement ReadSelect(const Node& node) {
   node.ExpectMembers({"name", "database", "distinct", "distinctRow", "top", "percent", "columns",
                       "from", "joins", "where", "orderBy"});
-  jetwriter::SelectSpec select;
+  SelectStatement select;
   select.isDistinct = node.BoolOr("distinct", false);
   select.isDistinctRow = node.BoolOr("distinctRow", false);
   select.isTopPercent = node.BoolOr("percent", false);
-  select.where = node.TextOr("where", "");
+  if (const std::optional<Node> where = node.Find("where")) {
+    select.conditions.push_back(where->ToText());
+  }
   if (const std::optional<Node> top = node.Find("top")) {
     select.top =
         static_cast<std::uint32_t>(top->ToInteger(0, std::numeric_limits<std::int32_t>::max()));
@@ -63,22 +66,22 @@ jetwriter::SelectSpec ReadSelect(const Node& node) {
   for (const Node& join : node.ElementsOf("joins"))
     select.joins.push_back(ReadJoin(join));
   for (const Node& order : node.ElementsOf("orderBy"))
-    select.orderBy.push_back(ReadOrder(order));
+    select.order.push_back(ReadOrder(order));
   return select;
 }
 
-std::optional<std::string> FindText(const Node& node, std::string_view name) {
+// Null is written for an empty text.
+std::string ReadText(const Node& node, std::string_view name) {
   const std::optional<Node> member = node.Find(name);
-  return member && !member->IsNull() ? std::optional(member->ToText()) : std::nullopt;
+  return member && !member->IsNull() ? member->ToText() : "";
 }
 
-jetwriter::QueryRowSpec ReadRow(const Node& node) {
+jet::QueryRow ReadRow(const Node& node) {
   node.ExpectMembers({"attribute", "flag", "name1", "name2", "expression"});
-  jetwriter::QueryRowSpec row{
-      .attribute = static_cast<std::uint8_t>(node.At("attribute").ToInteger(0, 255)),
-      .name1 = FindText(node, "name1"),
-      .name2 = FindText(node, "name2"),
-      .expression = FindText(node, "expression")};
+  jet::QueryRow row{.attribute = static_cast<std::uint8_t>(node.At("attribute").ToInteger(0, 255)),
+                    .name1 = ReadText(node, "name1"),
+                    .name2 = ReadText(node, "name2"),
+                    .expression = ReadText(node, "expression")};
   if (const std::optional<Node> flag = node.Find("flag"); flag && !flag->IsNull()) {
     row.flag = static_cast<std::int16_t>(flag->ToInteger(std::numeric_limits<std::int16_t>::min(),
                                                          std::numeric_limits<std::int16_t>::max()));
@@ -88,14 +91,11 @@ jetwriter::QueryRowSpec ReadRow(const Node& node) {
 
 }  // namespace
 
-jetwriter::QuerySpec ReadQuery(const std::string& name, const Node& node) {
-  if (!node.Has("rows")) {
-    return {.name = name, .kind = 0, .rows = jetwriter::ToQueryRows(ReadSelect(node))};
-  }
+jet::StoredQuery ReadQuery(const std::string& name, const Node& node) {
+  if (!node.Has("rows")) return {.name = name, .rows = jetwriter::ToQueryRows(ReadSelect(node))};
   node.ExpectMembers({"name", "database", "kind", "rows"});
-  jetwriter::QuerySpec query{.name = name,
-                             .kind = static_cast<std::uint32_t>(node.IntegerOr("kind", 0, 0, 0xFF)),
-                             .rows = {}};
+  jet::StoredQuery query{.name = name,
+                         .flags = static_cast<std::uint32_t>(node.IntegerOr("kind", 0, 0, 0xFF))};
   for (const Node& row : node.ElementsOf("rows"))
     query.rows.push_back(ReadRow(row));
   return query;

@@ -10,7 +10,7 @@ namespace nimport::mkstore {
 
 // A stored query as a description tells it: a SELECT by its parts, or "kind" and "rows", the rows
 // of MSysQueries. Throws DescriptionError.
-[[nodiscard]] jetwriter::QuerySpec ReadQuery(const std::string& name, const Node& node);
+[[nodiscard]] jet::StoredQuery ReadQuery(const std::string& name, const Node& node);
 
 }  // namespace nimport::mkstore
 

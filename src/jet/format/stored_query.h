@@ -62,18 +62,51 @@ inline constexpr std::string_view ORDER_DESCENDING = "D";
 // A row of MSysQueries. Texts are UTF-8 without trailing NULs; null reads as empty.
 struct QueryRow {
   std::uint8_t attribute = 0;
-  std::string order;  // the stored bytes; rows come sorted by (attribute, order)
-  std::string name1;
-  std::string name2;
-  std::string expression;
-  std::optional<std::int16_t> flag;
+  std::string order = {};  // the stored bytes; rows come sorted by (attribute, order)
+  std::string name1 = {};
+  std::string name2 = {};
+  std::string expression = {};
+  std::optional<std::int16_t> flag = {};
 };
 
 // A stored query as the catalog holds it.
 struct StoredQuery {
   std::string name;         // UTF-8
   std::uint32_t flags = 0;  // of its object; bits 0xF0 tell its kind
-  std::vector<QueryRow> rows;
+  std::vector<QueryRow> rows = {};
+};
+
+// A select query in its clauses. Names and texts are UTF-8; expressions stand as in SQL.
+struct SelectStatement {
+  struct Source {
+    std::string name;        // of a table or a stored query
+    std::string alias = {};  // empty: none
+    [[nodiscard]] const std::string& KnownAs() const { return alias.empty() ? name : alias; }
+  };
+  struct Column {
+    std::string expression;
+    std::string alias = {};  // empty: none
+  };
+  struct Join {
+    JoinKind kind = JoinKind::Inner;
+    std::string left;  // what the source is known as
+    std::string right;
+    std::string condition;
+  };
+  struct Order {
+    std::string expression;
+    bool isDescending = false;
+  };
+
+  std::vector<Source> sources = {};
+  std::vector<Column> columns = {};  // none: SELECT *
+  std::vector<Join> joins = {};
+  std::vector<std::string> conditions = {};  // of WHERE; all must hold
+  std::vector<Order> order = {};
+  bool isDistinct = false;
+  bool isDistinctRow = false;
+  std::optional<std::uint32_t> top = {};
+  bool isTopPercent = false;
 };
 
 // What is read of one stored query. Jet's own limits are 255 columns, 32 tables and some 64,000

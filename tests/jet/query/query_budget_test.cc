@@ -15,7 +15,6 @@ namespace nimport::jet {
 namespace {
 
 using jetwriter::DatabaseWriter;
-using jetwriter::SelectSpec;
 
 // Of the processor, for one query, sanitizers included. They take less than two without.
 constexpr double MAX_SECONDS = 20;
@@ -34,7 +33,7 @@ std::string Repeat(const std::string& text, int count) {
 
 struct HostileQuery {
   std::string name;
-  SelectSpec select;
+  SelectStatement select;
   std::string wanted;  // the number of its rows, or a part of the error
 };
 
@@ -42,29 +41,36 @@ std::vector<HostileQuery> HostileQueries() {
   std::string numbers = "100000";
   for (int i = 1; i < 50; ++i)
     numbers += ',' + std::to_string(100'000 + i);
-  const std::vector<jetwriter::QuerySource> both{{.table = "A"}, {.table = "B"}};
-  const std::vector<jetwriter::QuerySource> texts{{.table = "T"}};
+  const std::vector<SelectStatement::Source> both{{.name = "A"}, {.name = "B"}};
+  const std::vector<SelectStatement::Source> texts{{.name = "T"}};
   const std::string tooMuch = "the stored query takes too much memory for a file of this size";
   return {
-      {"pattern", {.sources = texts, .where = "c Like p"}, "0"},
-      {"sets", {.sources = texts, .where = "c Like \"*" + Repeat("?a", 15'000) + "b*\""}, TOO_LONG},
-      {"choice", {.sources = both, .where = "B.k In (" + numbers + ")"}, "0"},
-      {"choice of sums", {.sources = both, .where = "A.k+B.k In (" + numbers + ")"}, TOO_LONG},
+      {"pattern", {.sources = texts, .conditions = {"c Like p"}}, "0"},
+      {"sets",
+       {.sources = texts, .conditions = {"c Like \"*" + Repeat("?a", 15'000) + "b*\""}},
+       TOO_LONG},
+      {"choice", {.sources = both, .conditions = {"B.k In (" + numbers + ")"}}, "0"},
+      {"choice of sums",
+       {.sources = both, .conditions = {"A.k+B.k In (" + numbers + ")"}},
+       TOO_LONG},
       {"sort keys",
-       {.sources = {{.table = "A"}}, .orderBy = std::vector<jetwriter::QueryOrder>(100, {"same"})},
+       {.sources = {{.name = "A"}}, .order = std::vector<SelectStatement::Order>(100, {"same"})},
        std::to_string(ROWS)},
       {"number and text",
-       {.columns = {{.expression = "A.k"}},
-        .sources = both,
+       {.sources = both,
+        .columns = {{.expression = "A.k"}},
         .joins = {{.left = "A", .right = "B", .condition = "A.k=B.digits"}}},
        std::to_string(ROWS)},
-      {"cross product", {.sources = both, .orderBy = {{"A.k"}}}, tooMuch},
+      {"cross product", {.sources = both, .order = {{"A.k"}}}, tooMuch},
       {"distinct",
-       {.isDistinct = true, .columns = {{.expression = "A.same"}}, .sources = both},
+       {.sources = both, .columns = {{.expression = "A.same"}}, .isDistinct = true},
        tooMuch},
-      {"held once", {.sources = texts, .where = Repeat("(c=", 90) + "c" + Repeat(")", 90)}, "0"},
+      {"held once",
+       {.sources = texts, .conditions = {Repeat("(c=", 90) + "c" + Repeat(")", 90)}},
+       "0"},
       {"held often",
-       {.sources = texts, .where = Repeat("((c & c & c & c & c & c)=", 60) + "c" + Repeat(")", 60)},
+       {.sources = texts,
+        .conditions = {Repeat("((c & c & c & c & c & c)=", 60) + "c" + Repeat(")", 60)}},
        tooMuch},
   };
 }

@@ -166,10 +166,10 @@ void ExpectOneDamage(const std::vector<DatabaseError>& damage, std::optional<std
 std::vector<std::byte> MakeSmall(JetVersion version, std::int32_t rows = 16) {
   return MakeDatabase({.version = version}, [rows](DatabaseWriter& writer) {
     AddEverything(writer, rows);
-    jetwriter::SelectSpec select;
-    select.columns.push_back({.expression = "Everything.Number", .alias = ""});
-    select.sources.push_back({.table = "Everything", .alias = ""});
-    select.where = "Everything.Number > 3";
+    SelectStatement select;
+    select.columns.push_back({.expression = "Everything.Number"});
+    select.sources.push_back({.name = "Everything"});
+    select.conditions.push_back("Everything.Number > 3");
     writer.AddQuery({.name = "Query", .rows = jetwriter::ToQueryRows(select)});
   });
 }
@@ -303,10 +303,9 @@ std::vector<std::byte> MakeWhole(JetVersion version, std::uint32_t encodingKey =
           std::vector<Value>{i, Text{"title " + std::to_string(i) + std::string(120, 't')}}, {});
       texts.AddRow(std::vector<Value>{i, Text{std::string(i == 7 ? LONG_BYTES : 10, 'b')}}, {});
     }
-    jetwriter::SelectSpec select;
-    select.columns = {{.expression = "Mails.No", .alias = ""},
-                      {.expression = "Texts.Body", .alias = ""}};
-    select.sources = {{.table = "Mails", .alias = ""}, {.table = "Texts", .alias = ""}};
+    SelectStatement select;
+    select.columns = {{.expression = "Mails.No"}, {.expression = "Texts.Body"}};
+    select.sources = {{.name = "Mails"}, {.name = "Texts"}};
     select.joins = {{.left = "Mails", .right = "Texts", .condition = "Mails.No = Texts.No"}};
     writer.AddQuery({.name = "MailQuery", .rows = jetwriter::ToQueryRows(select)});
   });
