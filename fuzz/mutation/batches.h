@@ -1,6 +1,6 @@
 // Trials in processes of their own, many in each, so that a crash or a hang costs one trial.
-#ifndef NIMPORT_TESTS_MUTATION_BATCHES_H_
-#define NIMPORT_TESTS_MUTATION_BATCHES_H_
+#ifndef NIMPORT_FUZZ_MUTATION_BATCHES_H_
+#define NIMPORT_FUZZ_MUTATION_BATCHES_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -40,4 +40,4 @@ void RunBatches(Laboratory& laboratory, const BatchOptions& options, std::uint64
 
 }  // namespace nimport::mutation
 
-#endif  // NIMPORT_TESTS_MUTATION_BATCHES_H_
+#endif  // NIMPORT_FUZZ_MUTATION_BATCHES_H_

@@ -1,6 +1,6 @@
 // One mutant read in every way: what came out, and what was left behind.
-#ifndef NIMPORT_TESTS_MUTATION_TRIAL_H_
-#define NIMPORT_TESTS_MUTATION_TRIAL_H_
+#ifndef NIMPORT_FUZZ_MUTATION_TRIAL_H_
+#define NIMPORT_FUZZ_MUTATION_TRIAL_H_
 
 #include <cstdint>
 #include <filesystem>
@@ -96,4 +96,4 @@ class Laboratory {
 
 }  // namespace nimport::mutation
 
-#endif  // NIMPORT_TESTS_MUTATION_TRIAL_H_
+#endif  // NIMPORT_FUZZ_MUTATION_TRIAL_H_

@@ -1,6 +1,6 @@
 // Counts of many trials, as tables.
-#ifndef NIMPORT_TESTS_MUTATION_REPORT_H_
-#define NIMPORT_TESTS_MUTATION_REPORT_H_
+#ifndef NIMPORT_FUZZ_MUTATION_REPORT_H_
+#define NIMPORT_FUZZ_MUTATION_REPORT_H_
 
 #include <cstdint>
 #include <iosfwd>
@@ -51,4 +51,4 @@ class Report {
 
 }  // namespace nimport::mutation
 
-#endif  // NIMPORT_TESTS_MUTATION_REPORT_H_
+#endif  // NIMPORT_FUZZ_MUTATION_REPORT_H_

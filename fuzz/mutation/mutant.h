@@ -1,7 +1,7 @@
 // Damaged copies of stores: which file, which damage, at which place. Seeds decide; the same seed
 // and number give the same mutant everywhere.
-#ifndef NIMPORT_TESTS_MUTATION_MUTANT_H_
-#define NIMPORT_TESTS_MUTATION_MUTANT_H_
+#ifndef NIMPORT_FUZZ_MUTATION_MUTANT_H_
+#define NIMPORT_FUZZ_MUTATION_MUTANT_H_
 
 #include <cstdint>
 #include <map>
@@ -67,4 +67,4 @@ struct Flip {
 
 }  // namespace nimport::mutation
 
-#endif  // NIMPORT_TESTS_MUTATION_MUTANT_H_
+#endif  // NIMPORT_FUZZ_MUTATION_MUTANT_H_
