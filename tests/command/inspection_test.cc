@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "command/store.h"
 #include "command/tool.h"
 
 namespace nimport::tests {
@@ -29,33 +28,26 @@ constexpr const char* DESCRIPTION = R"({
 
 class Inspection : public testing::Test {
  protected:
-  json Ask(const std::string& subcommand, std::vector<std::string> more = {}, int exitCode = 0) {
-    more.emplace_back("--json");
-    const ToolResult result = RunProgram(store_.Command(subcommand, more));
-    EXPECT_EQ(result.exitCode, exitCode) << result.err;
-    return json::parse(result.out);
-  }
-
   TestStore store_{DESCRIPTION};
 };
 
 TEST_F(Inspection, TreeCountsAndNumbers) {
-  EXPECT_EQ(Ask("tree"), json::parse(R"({"account": "QZA00123", "cabinets": [
+  EXPECT_EQ(store_.Ask("tree"), json::parse(R"({"account": "QZA00123", "cabinets": [
       {"name": "受信", "folders": [{"index": 0, "name": "新着", "mails": 3},
                                    {"index": 1, "name": "同じ", "mails": 0},
                                    {"index": 2, "name": "同じ", "mails": 0}]}]})"));
 }
 
 TEST_F(Inspection, ListShowsEveryMailAndLocalTime) {
-  const json folders = Ask("list", {"受信/新着"}, 1);
+  const json folders = store_.Ask("list", {"受信/新着"}, 1);
   ASSERT_EQ(folders.size(), 1U);
   const json& mails = folders[0]["mails"];
   EXPECT_EQ(mails[0], json::parse(R"({"position": 0, "date": "1998-09-21 20:15:42",
       "from": "佐倉 QZB04567", "to": null, "subject": "例会①"})"));
   EXPECT_EQ(mails[1]["date"], "1999-06-03 21:15:42");
   EXPECT_THAT(mails[2]["error"].get<std::string>(), HasSubstr("GONE.MIM"));
-  EXPECT_EQ(Ask("list", {"0"}, 1), folders) << "by index";
-  EXPECT_EQ(Ask("list", {}, 1).size(), 3U) << "all folders";
+  EXPECT_EQ(store_.Ask("list", {"0"}, 1), folders) << "by index";
+  EXPECT_EQ(store_.Ask("list", {}, 1).size(), 3U) << "all folders";
 }
 
 TEST(InspectionOfStoredFiles, NamesAndWhatIsMissing) {
@@ -63,15 +55,11 @@ TEST(InspectionOfStoredFiles, NamesAndWhatIsMissing) {
       {"number": 1, "name": "f", "mails": [
         {"kind": 19, "title": "there", "storedFile": {"path": "C:\\A\\十月.XLS", "contents": "x"}},
         {"kind": 19, "title": "lost", "storedFile": {"path": "C:\\A\\LOST.ZIP"}}]}]}]})");
-  const auto ask = [&](const std::string& subcommand, std::vector<std::string> more) {
-    more.emplace_back("--json");
-    return json::parse(RunProgram(store.Command(subcommand, more)).out);
-  };
-  EXPECT_EQ(ask("show", {"0", "0"})["attachments"],
+  EXPECT_EQ(store.Ask("show", {"0", "0"})["attachments"],
             json::parse(R"([{"name": "十月.XLS", "extension": ".XLS", "size": 1}])"));
-  EXPECT_THAT(ask("show", {"0", "1"})["attachments"][0]["error"].get<std::string>(),
+  EXPECT_THAT(store.Ask("show", {"0", "1"}, 1)["attachments"][0]["error"].get<std::string>(),
               HasSubstr("LOST.ZIP"));
-  const json mails = ask("list", {})[0]["mails"];
+  const json mails = store.Ask("list", {}, 1)[0]["mails"];
   EXPECT_FALSE(mails[0].contains("error"));
   EXPECT_EQ(mails[1]["subject"], "lost");
   EXPECT_THAT(mails[1]["error"].get<std::string>(), HasSubstr("LOST.ZIP"));
@@ -79,24 +67,24 @@ TEST(InspectionOfStoredFiles, NamesAndWhatIsMissing) {
 
 TEST_F(Inspection, FoldersThatCannotBeMeant) {
   for (const char* folder : {"受信/無い", "3", "-1", "受信", "受信/同じ"}) {
-    const ToolResult result = RunProgram(store_.Command("list", {"--", folder}));
+    const ToolResult result = store_.Run("list", {"--", folder});
     EXPECT_EQ(result.exitCode, 2) << folder;
     EXPECT_THAT(result.err, HasSubstr(folder));
   }
-  EXPECT_EQ(RunProgram(store_.Command("show", {"0", "3"})).exitCode, 2);
+  EXPECT_EQ(store_.Run("show", {"0", "3"}).exitCode, 2);
 }
 
 TEST_F(Inspection, ShowHasBodiesAndAttachments) {
-  const json text = Ask("show", {"0", "0"});
+  const json text = store_.Ask("show", {"0", "0"});
   EXPECT_EQ(text["bodies"], json::parse(R"([{"extension": ".txt", "text": "来週です。"}])"));
-  const json mime = Ask("show", {"0", "1"});
+  const json mime = store_.Ask("show", {"0", "1"});
   EXPECT_EQ(mime["subject"], "two");
   EXPECT_THAT(mime["bodies"][0]["text"].get<std::string>(), HasSubstr("body"));
   EXPECT_EQ(mime["attachments"],
             json::parse(R"([{"name": "x.gif", "extension": ".gif", "size": 3}])"));
-  const ToolResult source = RunProgram(store_.Command("show", {"0", "1", "--source"}));
+  const ToolResult source = store_.Run("show", {"0", "1", "--source"});
   EXPECT_THAT(source.out, testing::StartsWith("Date: Thu, 3 Jun 1999 12:15:42 GMT\r\n"));
-  Ask("show", {"0", "2"}, 1);
+  store_.Ask("show", {"0", "2"}, 1);
 }
 
 // What a terminal would take for a command, a reader for another text or a listing for another
@@ -109,7 +97,7 @@ TEST(InspectionOfHostileTexts, NothingButPrintableCharactersIsShown) {
         {"kind": 34, "columns": {}, "mime": {"file": "1.MIM", "text":
          "Subject: =?utf-8?B?44GCIMKbMm3igK5md3DigKzigag=?=\r\nContent-Type: text/plain\r\n\r\nx\r\n"}},
         {"kind": 34, "title": null, "columns": {}, "mime": {"file": "GO\u001bNE.MIM"}}]}]}]})");
-  const std::string target = (store.directory().path() / "out").string();
+  const std::string target = store.Target().string();
   const struct {
     std::vector<std::string> command;
     const char* wanted;
@@ -141,7 +129,7 @@ TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
       line += " '" + word + '\'';
     return RunProgram({"bash", "-c", line + after});
   };
-  const std::string target = (store_.directory().path() / "out").string();
+  const std::string target = store_.Target().string();
   const TestStore large(R"({"template": {"mails": 40, "cabinets": 1, "folders": 1,
                                          "text": {"minBytes": 9000, "maxBytes": 9000}}})");
   const ToolResult limited = run("ulimit -f 8;", large.Command("export", {"--to", target}), "");
@@ -155,17 +143,17 @@ TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
 }
 
 TEST_F(Inspection, CheckCountsAndSaysWhatIsMissing) {
-  json answer = Ask("check");
+  json answer = store_.Ask("check");
   EXPECT_EQ(answer["mail"]["mails"], 3);
   EXPECT_EQ(answer["mailClient"]["installed"], false);
   EXPECT_THAT(answer["mailClient"]["reason"].get<std::string>(), HasSubstr("BinDir"));
 
-  fs::remove(store_.store().databaseDirectory / "Abook.mdb");
-  answer = Ask("check", {}, 1);
+  fs::remove(store_.Database("Abook.mdb"));
+  answer = store_.Ask("check", {}, 1);
   EXPECT_EQ(answer["addressBook"]["usable"], false);
   EXPECT_THAT(answer["addressBook"]["reason"].get<std::string>(), HasSubstr("Abook.mdb"));
-  fs::remove(store_.store().databaseDirectory / "Cabdata.mdb");
-  Ask("check", {}, 2);
+  fs::remove(store_.Database("Cabdata.mdb"));
+  store_.Ask("check", {}, 2);
 }
 
 TEST_F(Inspection, EveryWayToTheStore) {
@@ -174,6 +162,8 @@ TEST_F(Inspection, EveryWayToTheStore) {
   fs::create_directory_symlink(store_.store().root, odd);
   const std::string registry = (odd / store_.store().registryFile.filename()).string();
   const std::string drive = "c:=" + (odd / "c").string();
+  const Environment environment = {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
+                                   {"NIMPORT_DRIVES", store_.store().DrivesVariable()}};
   const struct {
     std::vector<std::string> command;
     Environment environment;
@@ -186,16 +176,8 @@ TEST_F(Inspection, EveryWayToTheStore) {
        "QZX00001",
        "another member; options before the subcommand"},
       {{tool, "tree", "--from", (odd / "c/NIFTY/Data").string()}, {}, "MEMBER", "directory alone"},
-      {{tool, "tree"},
-       {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
-        {"NIMPORT_DRIVES", store_.store().DrivesVariable()}},
-       "QZA00001",
-       "the environment"},
-      {{tool, "tree", "--member", "QZX00001"},
-       {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
-        {"NIMPORT_DRIVES", store_.store().DrivesVariable()}},
-       "QZX00001",
-       "the environment and another member"},
+      {{tool, "tree"}, environment, "QZA00001", "the environment"},
+      {{tool, "tree", "--member", "QZX00001"}, environment, "QZX00001", "both"},
   };
   for (auto c : cases) {
     c.command.emplace_back("--json");

@@ -8,9 +8,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "command/environment.h"
-#include "command/store.h"
 #include "command/tool.h"
+#include "common/process_environment.h"
 #include "store/store.h"
 
 namespace nimport::command {

@@ -6,10 +6,9 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "common/test_directory.h"
 
 namespace nimport::tests {
 namespace {
@@ -87,20 +86,46 @@ pid_t Start(const std::vector<std::string>& arguments, const Environment& enviro
 }
 
 nlohmann::json ReadExport(const std::string& format, const fs::path& directory) {
-  const std::string script = std::string(NIMPORT_SOURCE_DIR) + "/tests/command/read_mail.py";
+  const std::string script = std::string(NIMPORT_SOURCE_DIR) + "/tests/opinion/read_mail.py";
   const ToolResult result =
       RunProgram({"python3", script, format, directory.string()}, {{"PYTHONIOENCODING", "utf-8"}});
   if (result.exitCode != 0) throw std::runtime_error("read_mail.py: " + result.err);
   return nlohmann::json::parse(result.out);
 }
 
-std::map<std::string, std::string> ReadTree(const fs::path& directory) {
-  std::map<std::string, std::string> files;
+Files ReadTree(const fs::path& directory) {
+  Files files;
   if (!fs::exists(directory)) return files;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
     if (!entry.is_regular_file()) continue;
     files[fs::relative(entry.path(), directory).string()] = ReadFile(entry.path());
   }
+  return files;
+}
+
+TestStore::TestStore(const std::string& description)
+    : store_(mkstore::MakeStore(nlohmann::json::parse(description), directory_.path() / "disk")) {}
+
+std::vector<std::string> TestStore::Command(const std::string& subcommand,
+                                            const std::vector<std::string>& more) const {
+  std::vector<std::string> command = {
+      ToolPath().string(),     subcommand, "--from",  store_.databaseDirectory.string(), "--drive",
+      store_.DrivesVariable(), "--member", "QZA00123"};
+  command.insert(command.end(), more.begin(), more.end());
+  return command;
+}
+
+nlohmann::json TestStore::Ask(const std::string& subcommand, std::vector<std::string> more,
+                              int exitCode) const {
+  more.emplace_back("--json");
+  const ToolResult result = Run(subcommand, more);
+  EXPECT_EQ(result.exitCode, exitCode) << result.out << result.err;
+  return nlohmann::json::parse(result.out);
+}
+
+Files TestStore::Exported(const std::string& target) const {
+  Files files = ReadTree(Target(target));
+  files.erase("account.json");
   return files;
 }
 

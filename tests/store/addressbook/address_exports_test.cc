@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "command/environment.h"
+#include "common/process_environment.h"
 #include "plugin/handle_node.h"
 #include "store/addressbook/address_book_store.h"
 
