@@ -11,31 +11,13 @@ import base64
 import email
 import email.policy
 import json
-import mailbox
 import pathlib
 import sys
 
+sys.dont_write_bytecode = True  # the source tree stays as it is
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 
-def find_mails(form, root):
-    """Yields folder, file name, time of last change and bytes of each mail, in order."""
-    if form == "mbox":
-        for path in sorted(root.rglob("*.mbox")):
-            box = mailbox.mbox(path, create=False)
-            for key in sorted(box.keys()):
-                raw = unquote(box.get_bytes(key))
-                yield path.relative_to(root), str(key), None, raw
-        return
-    pattern = "cur/*" if form == "maildir" else "*.eml"
-    for path in sorted(root.rglob(pattern)):
-        folder = path.parent.parent if form == "maildir" else path.parent
-        yield folder.relative_to(root), path.name, path.stat().st_mtime, path.read_bytes()
-
-
-def unquote(raw):
-    """Takes the quoting of mboxrd away."""
-    lines = raw.split(b"\n")
-    return b"\n".join(line[1:] if line.lstrip(b">").startswith(b"From ") and line[:1] == b">" else line
-                      for line in lines)
+from opinion.readers import find_mails
 
 
 def clean(text):

@@ -11,8 +11,8 @@ import encodings
 import json
 import mailbox
 import re
-import shutil
-import subprocess
+
+from opinion.harness import NpmReader
 
 MAILPARSER_PROGRAM = """
 import fs from "fs";
@@ -79,10 +79,10 @@ class Reading:
 
 class PythonEmail:
     name = "email"
+    problem = None
 
-    def problem(self):
+    def __init__(self):
         teach_microsoft_charsets()
-        return None
 
     def read(self, paths):
         for path in paths:
@@ -118,31 +118,12 @@ class PythonEmail:
             reading.attachments.append((part.get_filename(), part.get_payload(decode=True) or b""))
 
 
-class MailParser:
+class MailParser(NpmReader):
     name = "mailparser"
-
-    def __init__(self, folder):
-        self.folder = folder
-        self.program = folder / "read.mjs"
-
-    def problem(self):
-        if not shutil.which("node") or not shutil.which("npm"):
-            return "node and npm are not installed"
-        self.folder.mkdir(parents=True, exist_ok=True)
-        self.program.write_text(MAILPARSER_PROGRAM)
-        if (self.folder / "node_modules" / "mailparser").exists():
-            return None
-        (self.folder / "package.json").write_text("{}")
-        run = subprocess.run(["npm", "install", "--no-audit", "--no-fund", "mailparser"],
-                             cwd=self.folder, capture_output=True, check=False)
-        return None if run.returncode == 0 else "mailparser cannot be installed by npm"
+    program = MAILPARSER_PROGRAM
 
     def read(self, paths):
-        run = subprocess.run(["node", self.program], input=json.dumps([str(path) for path in paths]).encode(),
-                             capture_output=True, check=False)
-        if run.returncode != 0:
-            raise RuntimeError(run.stderr.decode(errors="replace").strip().split("\n")[-1])
-        for line in run.stdout.decode("utf-8").split("\n"):
+        for line in self.output(input=json.dumps([str(path) for path in paths]).encode()).split("\n"):
             if line:
                 reading = Reading(**json.loads(line))
                 reading.original = {key: value and str(email.header.make_header(email.header.decode_header(value)))
@@ -151,15 +132,17 @@ class MailParser:
                 yield reading
 
 
-def mails_of(form, path):
-    """Name and bytes of the mails in one exported folder; the order means nothing."""
-    if form == "eml":
-        return [(file.name, file.read_bytes()) for file in sorted(path.glob("*.eml"))]
-    if form == "maildir":
-        box = mailbox.Maildir(path, factory=None, create=False)
-        return [(key, box.get_bytes(key)) for key in sorted(box.keys())]
-    box = mailbox.mbox(path.with_name(path.name + ".mbox"), create=False)
-    return [(f"mail {key}", unquote(box.get_bytes(key))) for key in sorted(box.keys())]
+def find_mails(form, root):
+    """Folder beneath `root`, name, time of last change and bytes of each mail of an export, in order."""
+    if form == "mbox":
+        for path in sorted(root.rglob("*.mbox")):
+            box = mailbox.mbox(path, create=False)
+            for key in sorted(box.keys()):
+                yield path.relative_to(root).with_suffix(""), str(key), None, unquote(box.get_bytes(key))
+        return
+    for path in sorted(root.rglob("cur/*" if form == "maildir" else "*.eml")):
+        folder = path.parent.parent if form == "maildir" else path.parent
+        yield folder.relative_to(root), path.name, path.stat().st_mtime, path.read_bytes()
 
 
 def unquote(raw):
