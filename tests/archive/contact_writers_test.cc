@@ -6,9 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include "archive/contacts/contacts_json.h"
 #include "archive/contacts/csv.h"
 #include "archive/contacts/ldif.h"
 #include "archive/contacts/vcard.h"
@@ -29,24 +27,17 @@ Contact MakeContact(const std::string& name, const std::string& userId, const st
   return contact;
 }
 
+// What a writer writes for the contact, with what it writes before the first.
+template <typename Writer, typename... Option>
+std::string Write(const Contact& contact, Option... option) {
+  std::string text;
+  Writer writer([&](std::string_view piece) { text += piece; }, option...);
+  writer.Write(contact);
+  return text;
+}
+
 std::string ToVCard(const Contact& contact, VCardVersion version = VCardVersion::V4_0) {
-  std::string text;
-  VCardWriter([&](std::string_view piece) { text += piece; }, version).Write(contact);
-  return text;
-}
-
-std::string ToCsvRow(const Contact& contact) {
-  std::string text;
-  CsvWriter writer([&](std::string_view piece) { text = piece; }, false);
-  writer.Write(contact);
-  return text;
-}
-
-std::string ToLdif(const Contact& contact) {
-  std::string text;
-  LdifWriter writer([&](std::string_view piece) { text = piece; });
-  writer.Write(contact);
-  return text;
+  return Write<VCardWriter>(contact, version);
 }
 
 std::string Repeat(const std::string& text, int times) {
@@ -70,56 +61,85 @@ TEST(VCard, Whole) {
             "END:VCARD\r\n");
 }
 
-TEST(VCard, EscapesValues) {
+// A comment in every form; null where it stays as it is. Base64 in LDIF.
+TEST(ContactForms, EscapeWhatTheyMust) {
   const struct {
     const char* comment;
     const char* note3;
     const char* note4;
+    const char* cell;
+    const char* ldif;
     const char* why;
   } cases[] = {
-      {"a\\b,c;d", "a\\\\b\\,c\\;d", "a\\\\b\\,c;d", "4.0 has no escape for semicolons in texts"},
-      {"1\r\n2\n3\r4", "1\\n2\\n3\\n4", "1\\n2\\n3\\n4", "every line end"},
-      {"\r\n", "\\n", "\\n", "a line end alone"},
-      {"\\n", "\\\\n", "\\\\n", "no line end"},
-      {"a\tb\x01"
-       "c\x7F",
-       "a\tb c ", "a\tb c ", "control characters have no form"},
+      {"plain: text <", nullptr, nullptr, nullptr, nullptr, "safe everywhere"},
+      {"a\\b,c;d", "a\\\\b\\,c\\;d", "a\\\\b\\,c;d", "\"a\\b,c;d\"", nullptr,
+       "4.0 has no escape for semicolons in texts"},
+      {"1\r\n2\n3\r4", "1\\n2\\n3\\n4", "1\\n2\\n3\\n4", "\"1\r\n2\n3\r4\"",
+       "MQ0KMgozDTQ=", "every line end"},
+      {"\r\n", "\\n", "\\n", "\"'\r\n\"", "DQo=", "a line end alone"},
+      {"\\n", "\\\\n", "\\\\n", nullptr, nullptr, "no line end"},
+      {"a\x01\x7F", "a  ", "a  ", nullptr, nullptr, "control characters have no form in cards"},
+      {"say \"x\"", nullptr, nullptr, "\"say \"\"x\"\"\"", nullptr, "quotes"},
+      {" x", nullptr, nullptr, "\" x\"", "IHg=", "a blank at the beginning"},
+      {"x ", nullptr, nullptr, "\"x \"", "eCA=", "a blank at the end"},
+      {":x", nullptr, nullptr, nullptr, "Ong=", "a colon at the beginning"},
+      {"<x", nullptr, nullptr, nullptr, "PHg=", "a less-than sign at the beginning"},
+      {"あ", nullptr, nullptr, nullptr, "44GC", "not ASCII"},
+      // What spreadsheets would compute is a text, and comes back by one rule.
+      {"=1+1", nullptr, nullptr, "'=1+1", nullptr, "a sum"},
+      {"+81-3-1234", nullptr, nullptr, "'+81-3-1234", nullptr, "a number"},
+      {"-1", nullptr, nullptr, "'-1", nullptr, "a number"},
+      {"@SUM(A1)", nullptr, nullptr, "'@SUM(A1)", nullptr, "a function"},
+      {"\t=1", nullptr, nullptr, "'\t=1", nullptr, "after a tab"},
+      {"\r=1", "\\n=1", "\\n=1", "\"'\r=1\"", "DT0x", "after a line end"},
+      {"'=1", nullptr, nullptr, "''=1", nullptr, "what looks guarded"},
+      {"'quoted'", nullptr, nullptr, nullptr, nullptr, "an apostrophe alone"},
   };
   for (const auto& c : cases) {
-    const Contact contact = MakeContact("x", "x@example.jp", c.comment);
-    EXPECT_THAT(ToVCard(contact), HasSubstr("\r\nNOTE:" + std::string(c.note4) + "\r\n")) << c.why;
+    SCOPED_TRACE(c.why);
+    const auto wanted = [&](const char* text) { return text == nullptr ? c.comment : text; };
+    const Contact contact = MakeContact("n", "a@b.jp", c.comment);
     EXPECT_THAT(ToVCard(contact, VCardVersion::V3_0),
-                HasSubstr("\r\nNOTE:" + std::string(c.note3) + "\r\n"))
-        << c.why;
+                HasSubstr("\r\nNOTE:" + std::string(wanted(c.note3)) + "\r\n"));
+    EXPECT_THAT(ToVCard(contact), HasSubstr("\r\nNOTE:" + std::string(wanted(c.note4)) + "\r\n"));
+    EXPECT_THAT(Write<CsvWriter>(contact, false),
+                testing::EndsWith("\r\nn,a@b.jp,," + std::string(wanted(c.cell)) + ",\r\n"));
+    const std::string line = std::string(c.ldif == nullptr ? ": " : ":: ") + wanted(c.ldif) + "\n";
+    EXPECT_THAT(Write<LdifWriter>(contact), testing::EndsWith("description" + line));
   }
   for (const VCardVersion version : {VCardVersion::V3_0, VCardVersion::V4_0}) {
     EXPECT_THAT(ToVCard(MakeContact("a;b", "", ""), version), HasSubstr("\r\nN:a\\;b;;;;\r\n"))
         << "parts of a name end with semicolons";
   }
+  const std::vector<std::string> groups = {"g", "h"};
+  EXPECT_THAT(Write<CsvWriter>(MakeContact("", "QZH02214", "c", groups), false),
+              testing::EndsWith("\r\n,,QZH02214,c,g; h\r\n"));
 }
 
 // "NOTE:" has five octets, so 70 more fill the first line; a blank and 74 the next ones.
-TEST(VCard, FoldsBetweenCharactersAt75Octets) {
+TEST(ContactForms, FoldBetweenCharacters) {
+  const std::string full(70, 'x');
   const struct {
     std::string comment;
     std::string lines;
     const char* why;
   } cases[] = {
-      {Repeat("x", 70), "NOTE:" + Repeat("x", 70) + "\r\n", "just fits"},
-      {Repeat("x", 71), "NOTE:" + Repeat("x", 70) + "\r\n x\r\n", "one octet too many"},
-      {Repeat("x", 145), "NOTE:" + Repeat("x", 70) + "\r\n " + Repeat("x", 74) + "\r\n x\r\n",
+      {full, full, "just fits"},
+      {full + "x", full + "\r\n x", "one octet too many"},
+      {full + std::string(75, 'x'), full + "\r\n " + std::string(74, 'x') + "\r\n x",
        "the blank counts"},
-      {Repeat("x", 69) + "あ", "NOTE:" + Repeat("x", 69) + "\r\n あ\r\n",
+      {full.substr(1) + "あ", full.substr(1) + "\r\n あ",
        "a character of three octets is not torn"},
-      {Repeat("あ", 24), "NOTE:" + Repeat("あ", 23) + "\r\n あ\r\n", "74 octets and three more"},
-      {Repeat("x", 69) + " y", "NOTE:" + Repeat("x", 69) + " \r\n y\r\n",
-       "the text's own blanks stay"},
+      {Repeat("あ", 24), Repeat("あ", 23) + "\r\n あ", "74 octets and three more"},
+      {full.substr(1) + " y", full.substr(1) + " \r\n y", "the text's own blanks stay"},
   };
   for (const auto& c : cases) {
     EXPECT_THAT(ToVCard(MakeContact("x", "x@example.jp", c.comment)),
-                HasSubstr("\r\n" + c.lines + "END"))
+                HasSubstr("\r\nNOTE:" + c.lines + "\r\nEND"))
         << c.why;
   }
+  EXPECT_THAT(Write<LdifWriter>(MakeContact("n", "a@b.jp", full)),
+              testing::EndsWith("description: " + full.substr(7) + "\n " + full.substr(63) + "\n"));
 }
 
 TEST(Contacts, TellAddressesFromMemberIds) {
@@ -182,56 +202,6 @@ TEST(Contacts, NameAtMostSoManyGroups) {
   EXPECT_EQ(contact.groups.back(), "99999");
 }
 
-TEST(Csv, QuotesWhereNeeded) {
-  const std::vector<std::string> groups = {"g", "h"};
-  EXPECT_EQ(ToCsvRow(MakeContact("白石", "QZH02214", "c", groups)), "白石,,QZH02214,c,g; h\r\n");
-  const struct {
-    const char* comment;
-    const char* cell;
-  } cases[] = {{"a,b", "\"a,b\""},
-               {"say \"x\"", "\"say \"\"x\"\"\""},
-               {"1\r\n2", "\"1\r\n2\""},
-               {"1\n2", "\"1\n2\""},
-               {" blank", "\" blank\""},
-               {"blank ", "\"blank \""},
-               {"a;b\\c:d", "a;b\\c:d"},
-               // What spreadsheets would compute is a text, and comes back by one rule.
-               {"=1+1", "'=1+1"},
-               {"+81-3-1234", "'+81-3-1234"},
-               {"-1", "'-1"},
-               {"@SUM(A1)", "'@SUM(A1)"},
-               {"\t=1", "'\t=1"},
-               {"\r=1", "\"'\r=1\""},
-               {"'=1", "''=1"},
-               {"'quoted'", "'quoted'"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(ToCsvRow(MakeContact("n", "a@b.jp", c.comment)),
-              "n,a@b.jp,," + std::string(c.cell) + ",\r\n");
-  }
-  EXPECT_EQ(ToCsvRow(MakeContact("", "", "")), ",,,,\r\n");
-}
-
-TEST(Ldif, EncodesWhatIsNotSafe) {
-  const struct {
-    const char* comment;
-    const char* line;
-    const char* why;
-  } cases[] = {
-      {"plain: text <", "description: plain: text <\n", "safe"},
-      {":x", "description:: Ong=\n", "a colon at the beginning"},
-      {"<x", "description:: PHg=\n", "a less-than sign at the beginning"},
-      {" x", "description:: IHg=\n", "a blank at the beginning"},
-      {"x ", "description:: eCA=\n", "a blank at the end"},
-      {"a\nb", "description:: YQpi\n", "a line end"},
-      {"あ", "description:: 44GC\n", "not ASCII"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_THAT(ToLdif(MakeContact("n", "a@b.jp", c.comment)), testing::EndsWith(c.line)) << c.why;
-  }
-  EXPECT_THAT(ToLdif(MakeContact("n", "a@b.jp", Repeat("x", 64))),
-              testing::EndsWith("description: " + Repeat("x", 63) + "\n x\n"));
-}
-
 // Groups of which nobody is a member would be no lawful entries.
 TEST(Ldif, GroupsHaveMembers) {
   std::string text;
@@ -251,34 +221,6 @@ TEST(Ldif, GroupsHaveMembers) {
                                       "objectClass: groupOfNames\nou: group-1\ncn: A\n"
                                       "member: ou=group-3,ou=contacts\n"));
   EXPECT_THAT(text, testing::Not(HasSubstr("empty")));
-}
-
-TEST(Json, NestsGroups) {
-  std::string text;
-  JsonContactWriter writer([&](std::string_view piece) { text += piece; });
-  writer.BeginGroup("A");
-  writer.Write(MakeContact("n\"", "", ""));
-  writer.Write(MakeContact("m", "QZH02214", "1\r\n"));
-  writer.BeginGroup("B");
-  writer.EndGroup();
-  writer.BeginGroup("C");
-  writer.Write(MakeContact("o", "o@example.jp", ""));
-  writer.EndGroup();
-  writer.EndGroup();
-  writer.BeginGroup("D");
-  writer.EndGroup();
-  writer.Finish();
-  EXPECT_EQ(nlohmann::json::parse(text), nlohmann::json::parse(R"({"groups": [
-    {"name": "A",
-     "addresses": [
-       {"id": 0, "name": "n\"", "userId": "", "comment": "", "emails": [], "uid": "UID"},
-       {"id": 0, "name": "m", "userId": "QZH02214", "comment": "1\r\n", "emails": [],
-        "memberId": "QZH02214", "uid": "UID"}],
-     "groups": [{"name": "B", "addresses": [], "groups": []},
-                {"name": "C", "groups": [], "addresses": [
-                  {"id": 0, "name": "o", "userId": "o@example.jp", "comment": "",
-                   "emails": ["o@example.jp"], "uid": "UID"}]}]},
-    {"name": "D", "addresses": [], "groups": []}]})"));
 }
 
 }  // namespace
