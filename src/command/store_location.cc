@@ -93,8 +93,7 @@ class RegistryWithAnswers final : public platform::Registry {
 
 }  // namespace
 
-StorePlatform::StorePlatform(const StoreLocation& location, bool isSalvaging)
-    : isSalvaging_(isSalvaging) {
+StorePlatform::StorePlatform(const StoreLocation& location) {
   const platform::Settings environment = platform::EnvironmentSettings();
   DriveMap drives = DrivesOf(environment);
   for (const auto& [letter, directory] : location.drives) {

@@ -28,11 +28,11 @@ struct StoreLocation {
 class StorePlatform final : public platform::Platform {
  public:
   // Throws std::runtime_error when a directory or file is not there or no drive letter is free.
-  explicit StorePlatform(const StoreLocation& location, bool isSalvaging = true);
+  explicit StorePlatform(const StoreLocation& location);
 
   [[nodiscard]] std::optional<int> PlatformId() const override { return system_->PlatformId(); }
   [[nodiscard]] std::int64_t ProcessId() const noexcept override { return system_->ProcessId(); }
-  [[nodiscard]] bool IsSalvaging() const override { return isSalvaging_; }
+  [[nodiscard]] bool IsSalvaging() const override { return true; }
   [[nodiscard]] const platform::Registry& registry() const override { return *registry_; }
   [[nodiscard]] platform::FileSystem& files() override { return system_->files(); }
   [[nodiscard]] const platform::Clock& clock() const override { return system_->clock(); }
@@ -46,7 +46,6 @@ class StorePlatform final : public platform::Platform {
   [[nodiscard]] DriveMap Drives() const;
 
  private:
-  bool isSalvaging_;
   platform::Settings settings_;
   std::unique_ptr<platform::Platform> system_;
   std::unique_ptr<platform::Registry> registry_;
