@@ -66,7 +66,7 @@
 
 #if defined(_WIN32)
 #define NIMPORT_CALL __cdecl
-/* The library's .def file names what it exports. */
+/* The library's .def file, made from the declarations below, names what it exports. */
 #define NIMPORT_EXPORT
 #else
 #define NIMPORT_CALL

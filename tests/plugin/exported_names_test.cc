@@ -1,7 +1,8 @@
-// The library exports the functions that its header declares, and nothing else.
+// The libraries export the functions that they declare, and nothing else.
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <regex>
 #include <set>
@@ -12,14 +13,13 @@
 
 namespace {
 
-std::set<std::string> NamesInHeader() {
-  std::ifstream file(NIMPORT_SOURCE_DIR "/include/nimport/nimport.h");
-  std::stringstream text;
-  text << file.rdbuf();
-  const std::string header = text.str();
-  const std::regex declaration(R"(NIMPORT_CALL\s+(\w+)\()");
+// The names of the functions that a source file marks with `mark`.
+std::set<std::string> NamesIn(const std::string& path, const std::string& mark) {
+  std::ifstream file(NIMPORT_SOURCE_DIR "/" + path);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::regex declaration(mark + R"(\s+(\w+)\()");
   std::set<std::string> names;
-  for (std::sregex_iterator match(header.begin(), header.end(), declaration), end; match != end;
+  for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end;
        ++match) {
     names.insert((*match)[1]);
   }
@@ -51,10 +51,13 @@ std::set<std::string> NamesInLibrary(const std::string& library, const std::stri
   return names;
 }
 
-TEST(ExportedNames, AreThoseOfTheHeader) {
-  const std::set<std::string> names = NamesInHeader();
-  EXPECT_EQ(names.size(), 60u);
-  EXPECT_EQ(NamesInLibrary("libnimport.so", "--defined-only"), names);
+TEST(ExportedNames, AreThoseDeclared) {
+  const std::set<std::string> functions = NamesIn("include/nimport/nimport.h", "NIMPORT_CALL");
+  EXPECT_EQ(functions.size(), 60u);
+  EXPECT_EQ(NamesInLibrary("libnimport.so", "--defined-only"), functions);
+  const std::set<std::string> entryPoints = NamesIn("src/wexmail/exports.cc", "NIMPORT_MIME_CALL");
+  EXPECT_EQ(entryPoints.size(), 14u);
+  EXPECT_EQ(NamesInLibrary("libwexmail.so", "--defined-only"), entryPoints);
 }
 
 // A static object with a destructor would be gone before a host's exit handlers run.
