@@ -10,7 +10,7 @@ namespace {
 
 void CheckExtension(std::string_view contentType) {
   try {
-    const auto extension = nimport::extraction::ExtensionForContentType(contentType);
+    const auto extension = nimport::plugin::ExtensionForContentType(contentType);
     Check(!extension || (extension->starts_with('.') && extension->size() < 260));
   } catch (const nimport::Failure&) {
   }
@@ -19,7 +19,7 @@ void CheckExtension(std::string_view contentType) {
 void CheckParts(std::string_view text) {
   std::vector<nimport::mailstore::RelatedPart> parts;
   try {
-    nimport::extraction::BuildRelatedParts(text, parts);
+    nimport::plugin::BuildRelatedParts(text, parts);
   } catch (const nimport::Failure&) {
   }
   for (const auto& part : parts) {

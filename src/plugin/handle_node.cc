@@ -4,16 +4,17 @@
 #include <utility>
 
 #include "common/failure.h"
-#include "plugin/mailer_context.h"
+#include "plugin/session_context.h"
 
-HandleNode::HandleNode(nimport::NodeKind nodeKind, std::int32_t nodeId, std::int32_t nodeDetail)
+HandleNode::HandleNode(nimport::plugin::NodeKind nodeKind, std::int32_t nodeId,
+                       std::int32_t nodeDetail)
     : kind(nodeKind), id(nodeId), detail(nodeDetail) {}
 
 HandleNode::~HandleNode() {
-  nimport::FreeHandleTree(*this);
+  nimport::plugin::FreeHandleTree(*this);
 }
 
-namespace nimport {
+namespace nimport::plugin {
 
 HandleNode* AppendChild(HandleNode& parent, std::unique_ptr<HandleNode> node) {
   if (parent.kind == NodeKind::Address) FailInvalid("an address has no handles beneath it");
@@ -39,4 +40,4 @@ void FreeHandleTree(HandleNode& root) noexcept {
   }
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin

@@ -8,9 +8,9 @@
 
 #include "nimport/nimport.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
-struct MailerContext;
+struct SessionContext;
 
 enum class NodeKind : std::int32_t {
   Session = 0,
@@ -23,30 +23,30 @@ enum class NodeKind : std::int32_t {
   Address = 7,
 };
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
 // A handle and the handles made beneath it, which it owns.
 struct HandleNode {
-  explicit HandleNode(nimport::NodeKind nodeKind, std::int32_t nodeId = -1,
+  explicit HandleNode(nimport::plugin::NodeKind nodeKind, std::int32_t nodeId = -1,
                       std::int32_t nodeDetail = 0);
   // Frees the tree without recursion: a host decides how deep it is.
   ~HandleNode();
   HandleNode(const HandleNode&) = delete;
   HandleNode& operator=(const HandleNode&) = delete;
 
-  nimport::NodeKind kind;
+  nimport::plugin::NodeKind kind;
   // Position within the kind's list; -1 when the kind has none.
   std::int32_t id;
   std::int32_t detail;
   // Session: open address-book handles. Cabinet, folder: 1 while opened.
   std::int32_t openCount = 0;
   // Of a session only.
-  std::unique_ptr<nimport::MailerContext> context;
+  std::unique_ptr<nimport::plugin::SessionContext> context;
   HandleNode* parent = nullptr;
   std::vector<std::unique_ptr<HandleNode>> children;
 };
 
-namespace nimport {
+namespace nimport::plugin {
 
 // Appends `node` to the children of `parent` and returns it. Throws Failure (-3) for an address,
 // which has no children; std::bad_alloc leaves everything as it was.
@@ -58,6 +58,6 @@ void RemoveChild(HandleNode& parent, const HandleNode& child) noexcept;
 // Frees all nodes beneath `root`, children before parents, and leaves `root` without children.
 void FreeHandleTree(HandleNode& root) noexcept;
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_HANDLE_NODE_H_

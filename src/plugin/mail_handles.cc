@@ -2,9 +2,9 @@
 
 #include "common/failure.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
-mailstore::MailStore& RequireMailStore(MailerContext& context) {
+mailstore::MailStore& RequireMailStore(SessionContext& context) {
   if (context.mailStore == nullptr) FailInvalid("the session is one of an address book");
   return *context.mailStore;
 }
@@ -29,4 +29,4 @@ HandleNode& RequireOpenMailFolder(HandleNode* node) {
   return folder;
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin

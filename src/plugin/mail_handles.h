@@ -4,12 +4,12 @@
 
 #include "plugin/exports/export_guard.h"
 #include "plugin/handle_node.h"
-#include "plugin/mailer_context.h"
+#include "plugin/session_context.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
 // The session's mail store. Throws Failure (-3) for anything but a mail session.
-[[nodiscard]] mailstore::MailStore& RequireMailStore(MailerContext& context);
+[[nodiscard]] mailstore::MailStore& RequireMailStore(SessionContext& context);
 
 // A handle of a cabinet or folder. Throws Failure (-3).
 HandleNode& RequireFolderHandle(HandleNode* node);
@@ -20,6 +20,6 @@ HandleNode& RequireOpenFolderHandle(HandleNode* node);
 // An opened folder. Throws Failure: -2 also for a cabinet.
 HandleNode& RequireOpenMailFolder(HandleNode* node);
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAIL_HANDLES_H_

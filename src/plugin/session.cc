@@ -13,17 +13,17 @@
 #include "store/installation.h"
 #include "store/known_objects.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
-void OpenMimeSession(MailerContext& context) {
+void OpenMimeSession(SessionContext& context) {
   context.mimeSession = mime::MimeSession::Open(context.platform.modules());
   if (context.mimeSession == nullptr) {
     FailInvalid("the MIME library (Wexmail) cannot be loaded or does not work");
   }
 }
 
-void OpenDatabaseFile(MailerContext& context, std::string_view file, jet::KnownObjects known) {
+void OpenDatabaseFile(SessionContext& context, std::string_view file, jet::KnownObjects known) {
   const text::PathText path = store::RequireDatabase(context.platform, context.databaseDir, file);
   try {
     context.database =
@@ -42,7 +42,7 @@ void OpenDatabaseFile(MailerContext& context, std::string_view file, jet::KnownO
 // Fills the context's directory and member ID from the platform and opens the database of `mode`.
 // Throws Failure: -3 when a setting or the database is missing, -2 when the database cannot be
 // opened.
-void DiscoverInstallation(MailerContext& context, SessionMode mode) {
+void DiscoverInstallation(SessionContext& context, SessionMode mode) {
   context.databaseDir = store::FindDatabaseDirectory(context.platform);
   context.accountId = store::FindMemberId(context.platform);
   if (mode == SessionMode::AddressBook) {
@@ -53,7 +53,7 @@ void DiscoverInstallation(MailerContext& context, SessionMode mode) {
 }
 
 // Whatever keeps the mail client's data from being found or opened, a host learns only that it did.
-void DiscoverForSession(MailerContext& context, SessionMode mode) {
+void DiscoverForSession(SessionContext& context, SessionMode mode) {
   try {
     DiscoverInstallation(context, mode);
   } catch (const Failure& failure) {
@@ -65,12 +65,12 @@ void DiscoverForSession(MailerContext& context, SessionMode mode) {
 
 }  // namespace
 
-MailerContext::~MailerContext() {
+SessionContext::~SessionContext() {
   CloseSession(*this);
 }
 
-std::unique_ptr<MailerContext> OpenSession(SessionMode mode) {
-  auto context = std::make_unique<MailerContext>(platform::PlatformForNewSessions());
+std::unique_ptr<SessionContext> OpenSession(SessionMode mode) {
+  auto context = std::make_unique<SessionContext>(platform::PlatformForNewSessions());
   OpenMimeSession(*context);
   DiscoverForSession(*context, mode);
   if (mode == SessionMode::Mail) {
@@ -80,15 +80,15 @@ std::unique_ptr<MailerContext> OpenSession(SessionMode mode) {
   return context;
 }
 
-extraction::TemporaryNames& GetTemporaryNames(MailerContext& context) noexcept {
+TemporaryNames& GetTemporaryNames(SessionContext& context) noexcept {
   const std::int64_t process = context.platform.ProcessId();
   if (std::exchange(context.process, process) != process) context.temporaryNames.Forget();
   return context.temporaryNames;
 }
 
-void CloseSession(MailerContext& context) noexcept {
-  extraction::TemporaryNames& names = GetTemporaryNames(context);
-  extraction::RemoveTemporaryFiles(names, context.platform.files());
+void CloseSession(SessionContext& context) noexcept {
+  TemporaryNames& names = GetTemporaryNames(context);
+  RemoveTemporaryFiles(names, context.platform.files());
   names.Forget();
   context.mailStore.reset();
   context.database.reset();
@@ -98,4 +98,4 @@ void CloseSession(MailerContext& context) noexcept {
   addressbook::ReleaseAddressBook(context.addressBookData);
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin

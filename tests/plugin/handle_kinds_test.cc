@@ -11,7 +11,7 @@ namespace {
 
 struct Row {
   const char* name;
-  std::vector<NodeKind> accepted;
+  std::vector<plugin::NodeKind> accepted;
   std::function<ResultCode(HandleNode* session, HandleNode* node, void* out)> call;
 };
 
@@ -30,10 +30,12 @@ auto WithNumber(Get get) {
 }
 
 const std::vector<Row>& Rows() {
-  static const std::vector<NodeKind> folders = {NodeKind::Cabinet, NodeKind::Folder};
+  static const std::vector<plugin::NodeKind> folders = {plugin::NodeKind::Cabinet,
+                                                        plugin::NodeKind::Folder};
   static const std::vector<Row> rows = {
       {"ML_GetName",
-       {NodeKind::User, NodeKind::Account, NodeKind::Cabinet, NodeKind::Folder},
+       {plugin::NodeKind::User, plugin::NodeKind::Account, plugin::NodeKind::Cabinet,
+        plugin::NodeKind::Folder},
        [](HandleNode* s, HandleNode* n, void* out) {
          return ML_GetName(s, n, static_cast<ResultString*>(out));
        }},
@@ -70,7 +72,7 @@ const std::vector<Row>& Rows() {
   return rows;
 }
 
-bool IsAccepted(const Row& row, NodeKind kind) {
+bool IsAccepted(const Row& row, plugin::NodeKind kind) {
   return std::find(row.accepted.begin(), row.accepted.end(), kind) != row.accepted.end();
 }
 
@@ -85,9 +87,9 @@ TEST_F(HandleKinds, AreCheckedInTheSecondPlace) {
   MailSession session;
   ASSERT_NE(session.User(), nullptr);
   for (const Row& row : Rows()) {
-    for (int kind = -1; kind <= static_cast<int>(NodeKind::Address); ++kind) {
-      if (kind >= 0 && IsAccepted(row, static_cast<NodeKind>(kind))) continue;
-      HandleNode node(static_cast<NodeKind>(kind < 0 ? 0 : kind));
+    for (int kind = -1; kind <= static_cast<int>(plugin::NodeKind::Address); ++kind) {
+      if (kind >= 0 && IsAccepted(row, static_cast<plugin::NodeKind>(kind))) continue;
+      HandleNode node(static_cast<plugin::NodeKind>(kind < 0 ? 0 : kind));
       ResultString text{nullptr, ENCODING_CODE_PAGE_932, 0, nullptr};
       EXPECT_EQ(row.call(session.get(), kind < 0 ? nullptr : &node, &text), RESULT_INVALID)
           << row.name << " " << kind;

@@ -14,7 +14,7 @@
 #include "store/stored_file.h"
 #include "text/code_page_932.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::FieldSelector;
@@ -177,4 +177,4 @@ std::string WriteAttachedMail(Extraction& extraction, std::int32_t folderIndex,
                                             : CopyStoredFile(extraction, row);
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

@@ -8,7 +8,7 @@
 
 #include "plugin/contents/temporary_files.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // The number of attached files. Empty when the MIME library answers 0 for the mail, which tells
 // nothing. Throws Failure: as FindMailRow; -3 for a MIME file that is missing or has no content
@@ -23,6 +23,6 @@ namespace nimport::extraction {
 [[nodiscard]] std::string WriteAttachedMail(Extraction& extraction, std::int32_t folderIndex,
                                             std::int32_t mailIndex, std::int32_t attachIndex);
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_ATTACHED_MAILS_H_

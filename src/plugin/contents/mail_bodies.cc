@@ -14,7 +14,7 @@
 #include "store/mime_file.h"
 #include "text/text_lines.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::MailContent;
@@ -151,4 +151,4 @@ std::string WriteMailBody(Extraction& extraction, std::int32_t folderIndex, std:
   FailInvalid("a mail of this kind has no body");
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

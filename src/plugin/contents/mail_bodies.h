@@ -8,7 +8,7 @@
 
 #include "plugin/contents/temporary_files.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // What a file holds that stands for contents that are not handed out: "DEFAULT" and a NUL.
 inline constexpr std::string_view PLACEHOLDER_BODY{"DEFAULT\0", 8};
@@ -29,6 +29,6 @@ inline constexpr std::int32_t MAX_MAIN_PARTS = 1000;
 [[nodiscard]] std::string WriteMailBody(Extraction& extraction, std::int32_t folderIndex,
                                         std::int32_t mailIndex, std::int32_t bodyIndex);
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_MAIL_BODIES_H_

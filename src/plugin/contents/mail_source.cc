@@ -12,7 +12,7 @@
 #include "store/mail_text.h"
 #include "store/mime_file.h"
 
-namespace nimport::source {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::MailContent;
@@ -91,4 +91,4 @@ std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIn
   FailInvalid("a mail of this kind has no source");
 }
 
-}  // namespace nimport::source
+}  // namespace nimport::plugin

@@ -7,7 +7,7 @@
 
 #include "store/mail_store.h"
 
-namespace nimport::source {
+namespace nimport::plugin {
 
 // The mail's MIME file or stored internet mail as it is, or a text composed of a header block and
 // the stored text; line ends CR LF. The header block holds the values that the store's current mail
@@ -18,6 +18,6 @@ namespace nimport::source {
 [[nodiscard]] std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIndex,
                                             std::int32_t mailIndex);
 
-}  // namespace nimport::source
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_MAIL_SOURCE_H_

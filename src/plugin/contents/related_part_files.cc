@@ -9,7 +9,7 @@
 #include "common/related_structure.h"
 #include "plugin/contents/related_parts.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 // Answers about more parts than this are not kept: a library that answers with the same parts for
@@ -77,4 +77,4 @@ std::string WriteRelatedPart(Extraction& extraction, std::int32_t number) {
                              .emptyContents = EmptyContents::AreIncomplete});
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

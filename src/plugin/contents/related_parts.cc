@@ -8,7 +8,7 @@
 #include "text/code_page_932.h"
 #include "text/fixed_text.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::RelatedPart;
@@ -54,4 +54,4 @@ std::optional<std::string> ExtensionForContentType(std::string_view contentType)
   return std::string(".").append(subtype);
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

@@ -10,7 +10,7 @@
 
 #include "store/related_part.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // Fills `parts` with the parts of the first multipart/related structure in `text`, whose line ends
 // are CR LF, in the order of the text and without those of type text or multipart. A text without
@@ -25,6 +25,6 @@ void BuildRelatedParts(std::string_view text, std::vector<mailstore::RelatedPart
 // for a text without '/'. Throws Failure (RESULT_INVALID) for an extension of more than 259 bytes.
 [[nodiscard]] std::optional<std::string> ExtensionForContentType(std::string_view contentType);
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_RELATED_PARTS_H_

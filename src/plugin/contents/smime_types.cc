@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 constexpr std::array<std::string_view, 3> SMIME_CONTAINER_TYPES = {
@@ -26,4 +26,4 @@ bool IsSmimeSignature(std::string_view contentType) {
   return ContainsAny(contentType, SMIME_SIGNATURE_TYPES);
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // Whether a content type is that of an encrypted or signed container or a certificate request.
 // Letter case counts.
@@ -13,6 +13,6 @@ namespace nimport::extraction {
 // Whether a content type is that of a signature or a certificate request.
 [[nodiscard]] bool IsSmimeSignature(std::string_view contentType);
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_SMIME_TYPES_H_

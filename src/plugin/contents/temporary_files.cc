@@ -6,7 +6,7 @@
 #include "common/failure.h"
 #include "platform/file_system.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 std::unique_ptr<platform::OutputFile> OpenTemporaryFile(platform::FileSystem& files,
@@ -52,4 +52,4 @@ void RemoveTemporaryFiles(const TemporaryNames& names, platform::FileSystem& fil
   if (!names.tempDir().empty()) files.RemoveTemporaryDirectory(names.tempDir());
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

@@ -8,7 +8,7 @@
 #include "plugin/contents/temporary_names.h"
 #include "store/mail_store.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // What the writers of temporary files work on: a session's mails and its temporary names.
 struct Extraction {
@@ -40,6 +40,6 @@ struct TemporaryFileOptions {
 // else is in it. Cannot fail.
 void RemoveTemporaryFiles(const TemporaryNames& names, platform::FileSystem& files) noexcept;
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_TEMPORARY_FILES_H_

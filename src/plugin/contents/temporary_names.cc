@@ -6,7 +6,7 @@
 #include "text/code_page_932.h"
 #include "text/fixed_text.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 // `path` from its last dot on, empty without one. Directories count too: a dot in a directory's
@@ -138,4 +138,4 @@ void TemporaryNames::Remember(std::string path) {
   tempFiles_.splice(tempFiles_.end(), entry);
 }
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

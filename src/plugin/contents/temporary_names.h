@@ -9,7 +9,7 @@
 #include <utility>
 #include <variant>
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 
 // The base name of temporary files that the host does not name.
 inline constexpr std::string_view TEMP_BASE_NAME = "$$$nim";
@@ -96,6 +96,6 @@ class TemporaryNames {
   std::unordered_map<std::string_view, std::list<std::string>::iterator> entries_;
 };
 
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_CONTENTS_TEMPORARY_NAMES_H_

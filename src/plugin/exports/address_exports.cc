@@ -11,12 +11,12 @@
 #include "plugin/exports/export_guard.h"
 #include "plugin/exports/result_string.h"
 #include "plugin/handle_node.h"
-#include "plugin/mailer_context.h"
+#include "plugin/session_context.h"
 #include "store/addressbook/address_book.h"
 #include "store/addressbook/address_book_loader.h"
 #include "store/addressbook/address_fields.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 using addressbook::AddressBook;
@@ -28,7 +28,7 @@ constexpr std::string_view BOOK_NAME = "\x83\x41\x83\x68\x83\x8C\x83\x58\x92\xA0
 
 constexpr std::int32_t NO_SUCH_FIELD = -1;
 
-const AddressBook& RequireBookData(const MailerContext& context) {
+const AddressBook& RequireBookData(const SessionContext& context) {
   if (!context.addressBookData) FailInvalid("no address book is open (AD_OpenAddressBook)");
   return *context.addressBookData;
 }
@@ -37,7 +37,7 @@ const AddressBook& RequireBookData(const MailerContext& context) {
 template <typename Work>
 ResultCode RunOnBook(const char* function, HandleNode* session, Work&& work) noexcept {
   return RunExport(function, [&](ExportCall& call) {
-    MailerContext& context = call.RequireSession(session);
+    SessionContext& context = call.RequireSession(session);
     if (session->openCount == 0) FailInvalid("no address book is open (AD_OpenAddressBook)");
     work(context, RequireBookData(context));
   });
@@ -68,7 +68,7 @@ AddressEntry ResolveAddress(const AddressBook& bookData, const HandleNode& addre
   return bookData.ResolveAddress(address.detail, address.id);
 }
 
-platform::FailureRecord RecordOn(const MailerContext& context, std::string reason) {
+platform::FailureRecord RecordOn(const SessionContext& context, std::string reason) {
   platform::FailureRecord record;
   record.reason = std::move(reason);
   record.file = context.database->fileName();
@@ -76,30 +76,30 @@ platform::FailureRecord RecordOn(const MailerContext& context, std::string reaso
   return record;
 }
 
-void TellOfRowsLeftOut(ExportCall& call, const MailerContext& context,
+void ReportRowsLeftOut(ExportCall& call, const SessionContext& context,
                        const addressbook::RowsLeftOut& rows) {
   std::string leftOut = addressbook::Describe(rows);
   if (leftOut.empty()) return;
   platform::FailureRecord note = RecordOn(context, std::move(leftOut));
   note.isNote = true;
-  call.Tell(std::move(note));
+  call.Report(std::move(note));
 }
 
-addressbook::RowsLeftOut ReadBook(ExportCall& call, MailerContext& context) {
+addressbook::RowsLeftOut ReadBook(ExportCall& call, SessionContext& context) {
   jet::Database& database = context.database->get();
   if (!context.platform.IsSalvaging()) {
     return addressbook::LoadAddressBook(database, context.addressBookData);
   }
   return addressbook::SalvageAddressBook(
       database, context.addressBookData,
-      [&](const std::string& reason) { call.Tell(RecordOn(context, reason)); });
+      [&](const std::string& reason) { call.Report(RecordOn(context, reason)); });
 }
 
-void LoadBook(ExportCall& call, MailerContext& context) {
-  TellOfRowsLeftOut(call, context, ReadBook(call, context));
+void LoadBook(ExportCall& call, SessionContext& context) {
+  ReportRowsLeftOut(call, context, ReadBook(call, context));
 }
 
-HandleNode* OpenBook(ExportCall& call, MailerContext& context, HandleNode& session) {
+HandleNode* OpenBook(ExportCall& call, SessionContext& context, HandleNode& session) {
   if (session.openCount == 0) LoadBook(call, context);
   HandleNode* book = AppendChild(
       session, std::make_unique<HandleNode>(NodeKind::AddressBook, AddressBook::WHOLE_BOOK));
@@ -107,13 +107,13 @@ HandleNode* OpenBook(ExportCall& call, MailerContext& context, HandleNode& sessi
   return book;
 }
 
-void CloseBook(MailerContext& context, HandleNode& session, const HandleNode& book) {
+void CloseBook(SessionContext& context, HandleNode& session, const HandleNode& book) {
   if (book.parent != &session) FailInvalid("an address book of another session");
   RemoveChild(session, book);
   if (--session.openCount == 0) addressbook::ReleaseAddressBook(context.addressBookData);
 }
 
-std::string_view NameOf(const MailerContext& context, const HandleNode& node) {
+std::string_view NameOf(const SessionContext& context, const HandleNode& node) {
   switch (node.kind) {
     case NodeKind::AddressBook:
       return BOOK_NAME;
@@ -137,135 +137,127 @@ std::int32_t IdOf(const AddressBook& bookData, const HandleNode& address) {
 ResultCode GetFieldText(const char* function, HandleNode* session, HandleNode* book,
                         std::int32_t field, std::string_view AddressField::*fieldText,
                         ResultString* text) {
-  return RunOnBook(function, session, [&](MailerContext& context, const AddressBook&) {
+  return RunOnBook(function, session, [&](SessionContext& context, const AddressBook&) {
     static_cast<void>(RequireBook(book));
-    nimport::WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
-                               context.platform.text());
+    WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
+                      context.platform.text());
   });
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-using nimport::ExportCall;
-using nimport::MailerContext;
-using nimport::NodeKind;
-using nimport::RequireOut;
-using nimport::RunExport;
-using nimport::RunOnBook;
-using nimport::addressbook::AddressBook;
-using nimport::addressbook::AddressField;
+using namespace nimport;
+using namespace nimport::plugin;
 
 ResultCode NIMPORT_CALL AD_OpenAddressBook(HandleNode* session, HandleNode*, HandleNode*,
                                            HandleNode** book) {
   return RunExport("AD_OpenAddressBook", [&](ExportCall& call) {
-    MailerContext& context = call.RequireSession(session);
+    SessionContext& context = call.RequireSession(session);
     HandleNode*& out = RequireOut(book);
-    out = nimport::OpenBook(call, context, *session);
+    out = OpenBook(call, context, *session);
   });
 }
 
 ResultCode NIMPORT_CALL AD_CloseAddressBook(HandleNode* session, HandleNode*, HandleNode*,
                                             HandleNode* book) {
   return RunExport("AD_CloseAddressBook", [&](ExportCall& call) {
-    MailerContext& context = call.RequireSession(session);
-    static_cast<void>(nimport::RequireHandle(book));
+    SessionContext& context = call.RequireSession(session);
+    static_cast<void>(RequireHandle(book));
     // When no book is open, the handle may be one that was closed already: it is not looked at.
     if (session->openCount == 0) return;
-    nimport::CloseBook(context, *session, nimport::RequireBook(book));
+    CloseBook(context, *session, RequireBook(book));
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetChildGroupCount(HandleNode* session, HandleNode* parent,
                                               std::int32_t* count) {
   return RunOnBook("AD_GetChildGroupCount", session,
-                   [&](MailerContext&, const AddressBook& bookData) {
-                     const HandleNode& node = nimport::RequireBookOrGroup(parent);
+                   [&](SessionContext&, const AddressBook& bookData) {
+                     const HandleNode& node = RequireBookOrGroup(parent);
                      RequireOut(count) = bookData.ChildCount(node.id);
                    });
 }
 
 ResultCode NIMPORT_CALL AD_GetChildGroup(HandleNode* session, HandleNode* parent,
                                          std::int32_t index, HandleNode** group) {
-  return RunOnBook("AD_GetChildGroup", session, [&](MailerContext&, const AddressBook& bookData) {
-    HandleNode& node = nimport::RequireBookOrGroup(parent);
+  return RunOnBook("AD_GetChildGroup", session, [&](SessionContext&, const AddressBook& bookData) {
+    HandleNode& node = RequireBookOrGroup(parent);
     HandleNode*& out = RequireOut(group);
     const std::optional<std::int32_t> child = bookData.FindChild(node.id, index);
-    if (!child) nimport::FailInvalid("no group at position " + std::to_string(index));
-    out = nimport::AppendChild(node, std::make_unique<HandleNode>(NodeKind::Group, *child));
+    if (!child) FailInvalid("no group at position " + std::to_string(index));
+    out = AppendChild(node, std::make_unique<HandleNode>(NodeKind::Group, *child));
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetAddressCount(HandleNode* session, HandleNode* parent,
                                            std::int32_t* count) {
-  return RunOnBook("AD_GetAddressCount", session, [&](MailerContext&, const AddressBook& bookData) {
-    const HandleNode& node = nimport::RequireBookOrGroup(parent);
-    RequireOut(count) = bookData.AddressCount(node.id);
-  });
+  return RunOnBook("AD_GetAddressCount", session,
+                   [&](SessionContext&, const AddressBook& bookData) {
+                     const HandleNode& node = RequireBookOrGroup(parent);
+                     RequireOut(count) = bookData.AddressCount(node.id);
+                   });
 }
 
 ResultCode NIMPORT_CALL AD_GetAddress(HandleNode* session, HandleNode* parent, std::int32_t index,
                                       HandleNode** address) {
-  return RunOnBook("AD_GetAddress", session, [&](MailerContext&, const AddressBook&) {
-    HandleNode& node = nimport::RequireBookOrGroup(parent);
+  return RunOnBook("AD_GetAddress", session, [&](SessionContext&, const AddressBook&) {
+    HandleNode& node = RequireBookOrGroup(parent);
     HandleNode*& out = RequireOut(address);
-    out =
-        nimport::AppendChild(node, std::make_unique<HandleNode>(NodeKind::Address, index, node.id));
+    out = AppendChild(node, std::make_unique<HandleNode>(NodeKind::Address, index, node.id));
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
   return RunExport("AD_GetName", [&](ExportCall& call) {
-    const MailerContext& context = call.RequireSession(session);
-    const std::string_view name = node == nullptr ? "" : nimport::NameOf(context, *node);
-    nimport::WriteResultString(text, name, context.platform.text());
+    const SessionContext& context = call.RequireSession(session);
+    const std::string_view name = node == nullptr ? "" : NameOf(context, *node);
+    WriteResultString(text, name, context.platform.text());
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetId(HandleNode* session, HandleNode* address, std::int32_t* id) {
-  return RunOnBook("AD_GetId", session, [&](MailerContext&, const AddressBook& bookData) {
-    const HandleNode& node = nimport::RequireAddress(address);
-    RequireOut(id) = nimport::IdOf(bookData, node);
+  return RunOnBook("AD_GetId", session, [&](SessionContext&, const AddressBook& bookData) {
+    const HandleNode& node = RequireAddress(address);
+    RequireOut(id) = IdOf(bookData, node);
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetFieldCount(HandleNode* session, HandleNode* book,
                                          std::int32_t* count) {
-  return RunOnBook("AD_GetFieldCount", session, [&](MailerContext&, const AddressBook&) {
-    static_cast<void>(nimport::RequireBook(book));
-    RequireOut(count) = nimport::addressbook::ADDRESS_FIELD_COUNT;
+  return RunOnBook("AD_GetFieldCount", session, [&](SessionContext&, const AddressBook&) {
+    static_cast<void>(RequireBook(book));
+    RequireOut(count) = addressbook::ADDRESS_FIELD_COUNT;
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetFieldName(HandleNode* session, HandleNode* book, std::int32_t field,
                                         ResultString* text) {
-  return nimport::GetFieldText("AD_GetFieldName", session, book, field, &AddressField::name, text);
+  return GetFieldText("AD_GetFieldName", session, book, field, &AddressField::name, text);
 }
 
 ResultCode NIMPORT_CALL AD_GetFieldLabel(HandleNode* session, HandleNode* book, std::int32_t field,
                                          ResultString* text) {
-  return nimport::GetFieldText("AD_GetFieldLabel", session, book, field, &AddressField::label,
-                               text);
+  return GetFieldText("AD_GetFieldLabel", session, book, field, &AddressField::label, text);
 }
 
 ResultCode NIMPORT_CALL AD_GetFieldIndex(HandleNode* session, HandleNode* book,
                                          const NimportChar16* name, std::int32_t* index) {
-  return RunOnBook("AD_GetFieldIndex", session, [&](MailerContext&, const AddressBook&) {
-    static_cast<void>(nimport::RequireBook(book));
+  return RunOnBook("AD_GetFieldIndex", session, [&](SessionContext&, const AddressBook&) {
+    static_cast<void>(RequireBook(book));
     std::int32_t& out = RequireOut(index);
-    if (name == nullptr) nimport::FailInvalid("no name of a field");
-    out = nimport::addressbook::FindAddressField(nimport::CopyText(name))
-              .value_or(nimport::NO_SUCH_FIELD);
+    if (name == nullptr) FailInvalid("no name of a field");
+    out = addressbook::FindAddressField(CopyText(name)).value_or(NO_SUCH_FIELD);
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetValue(HandleNode* session, HandleNode* address, std::int32_t field,
                                     ResultString* text) {
-  return RunOnBook(
-      "AD_GetValue", session, [&](MailerContext& context, const AddressBook& bookData) {
-        const HandleNode& node = nimport::RequireAddress(address);
-        const AddressField& asked = nimport::addressbook::GetAddressField(field);
-        nimport::WriteResultString(text, nimport::ResolveAddress(bookData, node).*asked.value,
-                                   context.platform.text());
-      });
+  return RunOnBook("AD_GetValue", session,
+                   [&](SessionContext& context, const AddressBook& bookData) {
+                     const HandleNode& node = RequireAddress(address);
+                     const AddressField& asked = addressbook::GetAddressField(field);
+                     WriteResultString(text, ResolveAddress(bookData, node).*asked.value,
+                                       context.platform.text());
+                   });
 }

@@ -4,18 +4,18 @@
 
 #include "platform/platform.h"
 #include "platform/session_database.h"
-#include "plugin/mailer_context.h"
+#include "plugin/session_context.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
-MailerContext& ExportCall::RequireSession(HandleNode* session) {
+SessionContext& ExportCall::RequireSession(HandleNode* session) {
   if (session == nullptr || session->kind != NodeKind::Session) FailInvalid("not a session handle");
   if (session->context == nullptr) FailInvalid("the session is closed");
   context_ = session->context.get();
   return *context_;
 }
 
-void ExportCall::ConcernsMail(std::int32_t folderIndex, std::int32_t mailIndex) {
+void ExportCall::SetMail(std::int32_t folderIndex, std::int32_t mailIndex) {
   folderIndex_ = folderIndex;
   mailIndex_ = mailIndex;
 }
@@ -25,7 +25,7 @@ ResultCode ExportCall::Failed(ResultCode code, const char* reason) noexcept {
     platform::FailureRecord record;
     record.reason = reason;
     record.code = code;
-    Tell(std::move(record));
+    Report(std::move(record));
   } catch (...) {
     // The code is the answer; a record that cannot be made is no reason to change it.
   }
@@ -36,13 +36,13 @@ ResultCode ExportCall::Failed(const jet::DatabaseError& error) noexcept {
   try {
     platform::FailureRecord record = platform::ToFailureRecord(error);
     record.code = RESULT_DATABASE;
-    Tell(std::move(record));
+    Report(std::move(record));
   } catch (...) {
   }
   return RESULT_DATABASE;
 }
 
-void ExportCall::Tell(platform::FailureRecord record) {
+void ExportCall::Report(platform::FailureRecord record) {
   platform::Platform& platform =
       context_ != nullptr ? context_->platform : platform::PlatformForNewSessions();
   if (!platform.diagnostics().IsOn()) return;
@@ -61,4 +61,4 @@ HandleNode& RequireHandle(HandleNode* node) {
   return *node;
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin

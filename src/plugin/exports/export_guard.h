@@ -17,7 +17,7 @@
 #include "platform/diagnostics.h"
 #include "plugin/handle_node.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
 // One call of an exported function: what diagnostics can say of it when it fails.
 class ExportCall {
@@ -26,13 +26,13 @@ class ExportCall {
 
   // The session's context. Throws Failure (-3) when `session` is null, is not a session or has no
   // context; so does an address-book session's where a mail session is needed, further down.
-  MailerContext& RequireSession(HandleNode* session);
+  SessionContext& RequireSession(HandleNode* session);
 
   // Remembers which mail the call concerns.
-  void ConcernsMail(std::int32_t folderIndex, std::int32_t mailIndex);
+  void SetMail(std::int32_t folderIndex, std::int32_t mailIndex);
 
   // Reports what is no failure, when anybody listens: `record` with its code.
-  void Tell(platform::FailureRecord record);
+  void Report(platform::FailureRecord record);
 
   // Report the failure, when anybody listens, and return its code.
   ResultCode Failed(ResultCode code, const char* reason) noexcept;
@@ -40,7 +40,7 @@ class ExportCall {
 
  private:
   const char* function_;
-  MailerContext* context_ = nullptr;
+  SessionContext* context_ = nullptr;
   std::optional<std::int32_t> folderIndex_;
   std::optional<std::int32_t> mailIndex_;
 };
@@ -101,6 +101,6 @@ T& RequireOut(T* out) {
   return *out;
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_EXPORTS_EXPORT_GUARD_H_

@@ -2,7 +2,7 @@
 #include "nimport/nimport.h"
 #include "plugin/exports/export_guard.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 ResultCode Answer(std::int32_t* out, std::int32_t value, ResultCode code) {
@@ -12,33 +12,35 @@ ResultCode Answer(std::int32_t* out, std::int32_t value, ResultCode code) {
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
+
+using namespace nimport::plugin;
 
 ResultCode NIMPORT_CALL ML_GetMailerOption(const void*, const void*, std::int32_t* value) {
-  return nimport::Answer(value, 0, RESULT_OK);
+  return Answer(value, 0, RESULT_OK);
 }
 
 ResultCode NIMPORT_CALL ML_IsExistPassword(const void*, const void*, std::int32_t* exists) {
-  return nimport::Answer(exists, 0, RESULT_OK);
+  return Answer(exists, 0, RESULT_OK);
 }
 
 ResultCode NIMPORT_CALL AD_GetMailerOption(const void*, const void*, std::int32_t* value) {
-  return nimport::Answer(value, 0, RESULT_OK);
+  return Answer(value, 0, RESULT_OK);
 }
 
 ResultCode NIMPORT_CALL AD_GetSubValueCount(const void*, const void*, std::int32_t,
                                             std::int32_t* count) {
-  return nimport::Answer(count, 0, RESULT_OK);
+  return Answer(count, 0, RESULT_OK);
 }
 
 ResultCode NIMPORT_CALL ML_CheckAccessPrivilege(const void*, const void*, const void*,
                                                 std::int32_t* allowed) {
-  return nimport::Answer(allowed, 1, RESULT_OK);
+  return Answer(allowed, 1, RESULT_OK);
 }
 
 ResultCode NIMPORT_CALL AD_CheckAccessPrivilege(const void*, const void*, const void*,
                                                 std::int32_t* allowed) {
-  return nimport::Answer(allowed, 1, RESULT_INVALID);
+  return Answer(allowed, 1, RESULT_INVALID);
 }
 
 ResultCode NIMPORT_CALL ML_SetOption(void) {

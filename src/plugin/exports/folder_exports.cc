@@ -8,12 +8,12 @@
 #include "plugin/mail_handles.h"
 #include "store/folder_name.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 constexpr char USER_NAME[] = "DEFAULT_USER";
 
-std::string NameOf(MailerContext& context, const HandleNode& node) {
+std::string NameOf(SessionContext& context, const HandleNode& node) {
   switch (node.kind) {
     case NodeKind::User:
       return USER_NAME;
@@ -36,39 +36,36 @@ HandleNode& RequireParent(HandleNode* node) {
   return parent;
 }
 
-void OpenMailDataFile(MailerContext& context, HandleNode& folder) {
+void OpenMailDataFile(SessionContext& context, HandleNode& folder) {
   if (folder.openCount != 0) return;
   if (folder.kind == NodeKind::Folder) RequireMailStore(context).OpenMailList(folder.id);
   folder.openCount = 1;
 }
 
-void CloseMailDataFile(MailerContext& context, HandleNode& folder) {
+void CloseMailDataFile(SessionContext& context, HandleNode& folder) {
   if (folder.openCount == 0) return;
   RequireMailStore(context).CloseMailList(folder.id);
   folder.openCount = 0;
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-using nimport::ExportCall;
-using nimport::NodeKind;
-using nimport::RequireOut;
-using nimport::RunExport;
+using namespace nimport;
+using namespace nimport::plugin;
 
 ResultCode NIMPORT_CALL ML_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
   return RunExport("ML_GetName", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
-    nimport::WriteResultString(text, nimport::NameOf(context, nimport::RequireHandle(node)),
-                               context.platform.text());
+    SessionContext& context = call.RequireSession(session);
+    WriteResultString(text, NameOf(context, RequireHandle(node)), context.platform.text());
   });
 }
 
 ResultCode NIMPORT_CALL ML_GetChildFolderCount(HandleNode* session, HandleNode* parent,
                                                std::int32_t* count) {
   return RunExport("ML_GetChildFolderCount", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
-    const HandleNode& node = nimport::RequireParent(parent);
+    SessionContext& context = call.RequireSession(session);
+    const HandleNode& node = RequireParent(parent);
     RequireOut(count) = RequireMailStore(context).RequireFolderList().ChildCount(node.id);
   });
 }
@@ -76,14 +73,14 @@ ResultCode NIMPORT_CALL ML_GetChildFolderCount(HandleNode* session, HandleNode* 
 ResultCode NIMPORT_CALL ML_GetChildFolder(HandleNode* session, HandleNode* parent,
                                           std::int32_t index, HandleNode** folder) {
   return RunExport("ML_GetChildFolder", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
-    HandleNode& node = nimport::RequireParent(parent);
+    SessionContext& context = call.RequireSession(session);
+    HandleNode& node = RequireParent(parent);
     HandleNode*& out = RequireOut(folder);
-    const nimport::mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
+    const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
     const std::optional<std::int32_t> child = folders.FindChild(node.id, index);
-    if (!child) nimport::FailInvalid("no child at position " + std::to_string(index));
-    const nimport::mailstore::FolderRecord record = folders.At(*child);
-    out = nimport::AppendChild(
+    if (!child) FailInvalid("no child at position " + std::to_string(index));
+    const mailstore::FolderRecord record = folders.At(*child);
+    out = AppendChild(
         node, std::make_unique<HandleNode>(record.isCabinet ? NodeKind::Cabinet : NodeKind::Folder,
                                            *child, record.HasMails() ? 1 : 0));
   });
@@ -91,15 +88,15 @@ ResultCode NIMPORT_CALL ML_GetChildFolder(HandleNode* session, HandleNode* paren
 
 ResultCode NIMPORT_CALL ML_OpenMailDataFile(HandleNode* session, HandleNode* folder) {
   return RunExport("ML_OpenMailDataFile", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
-    nimport::OpenMailDataFile(context, nimport::RequireFolderHandle(folder));
+    SessionContext& context = call.RequireSession(session);
+    OpenMailDataFile(context, RequireFolderHandle(folder));
   });
 }
 
 ResultCode NIMPORT_CALL ML_CloseMailDataFile(HandleNode* session, HandleNode* folder) {
   return RunExport("ML_CloseMailDataFile", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
-    nimport::CloseMailDataFile(context, nimport::RequireFolderHandle(folder));
+    SessionContext& context = call.RequireSession(session);
+    CloseMailDataFile(context, RequireFolderHandle(folder));
   });
 }
 
@@ -107,11 +104,11 @@ ResultCode NIMPORT_CALL ML_GetMailCount(HandleNode* session, HandleNode* folder,
                                         std::int32_t* count) {
   if (count != nullptr) *count = 0;
   return RunExport("ML_GetMailCount", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
+    SessionContext& context = call.RequireSession(session);
     std::int32_t& out = RequireOut(count);
-    const HandleNode& node = nimport::RequireOpenFolderHandle(folder);
+    const HandleNode& node = RequireOpenFolderHandle(folder);
     if (node.kind == NodeKind::Cabinet) return;
-    nimport::mailstore::MailStore& store = RequireMailStore(context);
+    mailstore::MailStore& store = RequireMailStore(context);
     static_cast<void>(store.RequireFolderList());
     out = store.MailCount(node.id);
   });

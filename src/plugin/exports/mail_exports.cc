@@ -13,7 +13,7 @@
 #include "store/mail_time.h"
 #include "text/composition.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::FieldSelector;
@@ -30,9 +30,9 @@ struct MailArguments {
 template <typename Work>
 ResultCode RunOnMail(const char* function, const MailArguments& arguments, Work&& work) noexcept {
   return RunExport(function, [&](ExportCall& call) {
-    MailerContext& context = call.RequireSession(arguments.session);
+    SessionContext& context = call.RequireSession(arguments.session);
     const HandleNode& folder = RequireOpenMailFolder(arguments.folder);
-    call.ConcernsMail(folder.id, arguments.mail);
+    call.SetMail(folder.id, arguments.mail);
     work(context, RequireMailStore(context), folder.id);
   });
 }
@@ -40,19 +40,20 @@ ResultCode RunOnMail(const char* function, const MailArguments& arguments, Work&
 ResultCode GetField(const char* function, const MailArguments& arguments, FieldSelector selector,
                     std::int32_t body, ResultString* text) {
   return RunOnMail(
-      function, arguments, [&](MailerContext& context, MailStore& store, std::int32_t folder) {
+      function, arguments, [&](SessionContext& context, MailStore& store, std::int32_t folder) {
         const text::ValueText value = GetMailField(store, folder, arguments.mail, selector, body);
-        nimport::WriteResultString(text, value.str(), context.platform.text());
+        WriteResultString(text, value.str(), context.platform.text());
       });
 }
 
 ResultCode GetTime(const char* function, const MailArguments& arguments, std::int32_t* date) {
-  return RunOnMail(function, arguments, [&](MailerContext&, MailStore& store, std::int32_t folder) {
-    GetMailTime(store, folder, arguments.mail, RequireOut(date));
-  });
+  return RunOnMail(function, arguments,
+                   [&](SessionContext&, MailStore& store, std::int32_t folder) {
+                     GetMailTime(store, folder, arguments.mail, RequireOut(date));
+                   });
 }
 
-extraction::Extraction MakeExtraction(MailerContext& context, MailStore& store) {
+Extraction MakeExtraction(SessionContext& context, MailStore& store) {
   return {store, GetTemporaryNames(context)};
 }
 
@@ -62,126 +63,116 @@ bool IsOpenCabinet(const HandleNode* session, const HandleNode* folder) {
          folder->kind == NodeKind::Cabinet && folder->openCount != 0;
 }
 
-using PathWriter = std::string (*)(extraction::Extraction&, std::int32_t, std::int32_t,
-                                   std::int32_t);
+using PathWriter = std::string (*)(Extraction&, std::int32_t, std::int32_t, std::int32_t);
 
 ResultCode GetPath(const char* function, const MailArguments& arguments, std::int32_t index,
                    ResultString* path, PathWriter write) {
   if (IsOpenCabinet(arguments.session, arguments.folder)) return RESULT_OK;
-  return RunOnMail(
-      function, arguments, [&](MailerContext& context, MailStore& store, std::int32_t folder) {
-        extraction::Extraction extraction = MakeExtraction(context, store);
-        nimport::WriteResultString(path, write(extraction, folder, arguments.mail, index),
-                                   context.platform.text());
-      });
+  return RunOnMail(function, arguments,
+                   [&](SessionContext& context, MailStore& store, std::int32_t folder) {
+                     Extraction extraction = MakeExtraction(context, store);
+                     WriteResultString(path, write(extraction, folder, arguments.mail, index),
+                                       context.platform.text());
+                   });
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-using nimport::MailerContext;
-using nimport::RequireOut;
-using nimport::mailstore::FieldSelector;
-using nimport::mailstore::MailStore;
+using namespace nimport;
+using namespace nimport::plugin;
 
 ResultCode NIMPORT_CALL ML_GetMailSubject(HandleNode* session, HandleNode* folder,
                                           std::int32_t mail, ResultString* text) {
-  return nimport::GetField("ML_GetMailSubject", {session, folder, mail}, FieldSelector::Subject, 0,
-                           text);
+  return GetField("ML_GetMailSubject", {session, folder, mail}, FieldSelector::Subject, 0, text);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailFrom(HandleNode* session, HandleNode* folder, std::int32_t mail,
                                        ResultString* text) {
-  return nimport::GetField("ML_GetMailFrom", {session, folder, mail}, FieldSelector::From, 0, text);
+  return GetField("ML_GetMailFrom", {session, folder, mail}, FieldSelector::From, 0, text);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailTo(HandleNode* session, HandleNode* folder, std::int32_t mail,
                                      ResultString* text) {
-  return nimport::GetField("ML_GetMailTo", {session, folder, mail}, FieldSelector::To, 0, text);
+  return GetField("ML_GetMailTo", {session, folder, mail}, FieldSelector::To, 0, text);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailMessageID(HandleNode* session, HandleNode* folder,
                                             std::int32_t mail, ResultString* text) {
-  return nimport::GetField("ML_GetMailMessageID", {session, folder, mail}, FieldSelector::MessageId,
-                           0, text);
+  return GetField("ML_GetMailMessageID", {session, folder, mail}, FieldSelector::MessageId, 0,
+                  text);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailContentType(HandleNode* session, HandleNode* folder,
                                               std::int32_t mail, std::int32_t body,
                                               ResultString* text) {
-  return nimport::GetField("ML_GetMailContentType", {session, folder, mail},
-                           FieldSelector::ContentType, body, text);
+  return GetField("ML_GetMailContentType", {session, folder, mail}, FieldSelector::ContentType,
+                  body, text);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailDate(HandleNode* session, HandleNode* folder, std::int32_t mail,
                                        std::int32_t* date) {
-  return nimport::GetTime("ML_GetMailDate", {session, folder, mail}, date);
+  return GetTime("ML_GetMailDate", {session, folder, mail}, date);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailTimeStamp(HandleNode* session, HandleNode* folder,
                                             std::int32_t mail, std::int32_t* date) {
-  return nimport::GetTime("ML_GetMailTimeStamp", {session, folder, mail}, date);
+  return GetTime("ML_GetMailTimeStamp", {session, folder, mail}, date);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder, std::int32_t mail,
                                          ResultString* text) {
-  return nimport::RunOnMail(
-      "ML_GetMailSource", {session, folder, mail},
-      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
-        // A NUL ends a source, unless everything that there is is wanted.
-        const auto end = context.platform.IsSalvaging() ? nimport::TextEnd::AtItsLength
-                                                        : nimport::TextEnd::AtFirstNul;
-        nimport::WriteResultString(text,
-                                   nimport::source::ComposeMailSource(store, folderIndex, mail),
-                                   context.platform.text(), end);
-      });
+  return RunOnMail("ML_GetMailSource", {session, folder, mail},
+                   [&](SessionContext& context, MailStore& store, std::int32_t folderIndex) {
+                     // A NUL ends a source, unless everything that there is is wanted.
+                     const auto end = context.platform.IsSalvaging() ? TextEnd::AtItsLength
+                                                                     : TextEnd::AtFirstNul;
+                     WriteResultString(text, ComposeMailSource(store, folderIndex, mail),
+                                       context.platform.text(), end);
+                   });
 }
 
 ResultCode NIMPORT_CALL ML_SetTempFileName(HandleNode* session, const NimportChar16* name) {
-  return nimport::RunExport("ML_SetTempFileName", [&](nimport::ExportCall& call) {
-    MailerContext& context = call.RequireSession(session);
-    if (name == nullptr) nimport::FailInvalid("no name for the temporary file");
+  return RunExport("ML_SetTempFileName", [&](ExportCall& call) {
+    SessionContext& context = call.RequireSession(session);
+    if (name == nullptr) FailInvalid("no name for the temporary file");
     // Some systems write a letter and its mark apart, which code page 932 cannot.
-    nimport::GetTemporaryNames(context).SetPendingName(context.platform.text().FromUtf16(
-        nimport::text::ComposeForCodePage932(nimport::CopyText(name)),
-        nimport::text::CODE_PAGE_JAPANESE));
+    GetTemporaryNames(context).SetPendingName(context.platform.text().FromUtf16(
+        text::ComposeForCodePage932(CopyText(name)), text::CODE_PAGE_JAPANESE));
   });
 }
 
 ResultCode NIMPORT_CALL ML_GetMailBodyCount(HandleNode* session, HandleNode* folder,
                                             std::int32_t mail, std::int32_t* count) {
-  return nimport::RunOnMail(
-      "ML_GetMailBodyCount", {session, folder, mail},
-      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
-        std::int32_t& out = RequireOut(count);
-        nimport::extraction::Extraction extraction = nimport::MakeExtraction(context, store);
-        out = CountMailBodies(extraction, folderIndex, mail);
-      });
+  return RunOnMail("ML_GetMailBodyCount", {session, folder, mail},
+                   [&](SessionContext& context, MailStore& store, std::int32_t folderIndex) {
+                     std::int32_t& out = RequireOut(count);
+                     Extraction extraction = MakeExtraction(context, store);
+                     out = CountMailBodies(extraction, folderIndex, mail);
+                   });
 }
 
 ResultCode NIMPORT_CALL ML_GetMailBodyPath(HandleNode* session, HandleNode* folder,
                                            std::int32_t mail, std::int32_t body,
                                            ResultString* path) {
-  return nimport::GetPath("ML_GetMailBodyPath", {session, folder, mail}, body, path,
-                          nimport::extraction::WriteMailBody);
+  return GetPath("ML_GetMailBodyPath", {session, folder, mail}, body, path, WriteMailBody);
 }
 
 ResultCode NIMPORT_CALL ML_GetAttachedMailCount(HandleNode* session, HandleNode* folder,
                                                 std::int32_t mail, std::int32_t* count) {
-  return nimport::RunOnMail(
-      "ML_GetAttachedMailCount", {session, folder, mail},
-      [&](MailerContext& context, MailStore& store, std::int32_t folderIndex) {
-        std::int32_t& out = RequireOut(count);
-        nimport::extraction::Extraction extraction = nimport::MakeExtraction(context, store);
-        const std::optional<std::int32_t> attached =
-            CountAttachedMails(extraction, folderIndex, mail);
-        if (attached) out = *attached;
-      });
+  return RunOnMail("ML_GetAttachedMailCount", {session, folder, mail},
+                   [&](SessionContext& context, MailStore& store, std::int32_t folderIndex) {
+                     std::int32_t& out = RequireOut(count);
+                     Extraction extraction = MakeExtraction(context, store);
+                     const std::optional<std::int32_t> attached =
+                         CountAttachedMails(extraction, folderIndex, mail);
+                     if (attached) out = *attached;
+                   });
 }
 
 ResultCode NIMPORT_CALL ML_GetAttachedMailPath(HandleNode* session, HandleNode* folder,
                                                std::int32_t mail, std::int32_t attached,
                                                ResultString* path) {
-  return nimport::GetPath("ML_GetAttachedMailPath", {session, folder, mail}, attached, path,
-                          nimport::extraction::WriteAttachedMail);
+  return GetPath("ML_GetAttachedMailPath", {session, folder, mail}, attached, path,
+                 WriteAttachedMail);
 }

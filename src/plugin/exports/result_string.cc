@@ -9,7 +9,7 @@
 #include "common/failure.h"
 #include "text/code_page_932.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 // Zero bytes after every text: room for a terminator in either encoding.
@@ -50,4 +50,4 @@ void WriteResultString(ResultString* record, std::string_view text,
   }
 }
 
-}  // namespace nimport
+}  // namespace nimport::plugin

@@ -6,7 +6,7 @@
 #include "nimport/nimport.h"
 #include "text/code_page_converter.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
 // Where a text ends that has a NUL byte in it.
 enum class TextEnd { AtFirstNul, AtItsLength };
@@ -18,6 +18,6 @@ enum class TextEnd { AtFirstNul, AtItsLength };
 void WriteResultString(ResultString* record, std::string_view text,
                        const text::CodePageConverter& converter, TextEnd end = TextEnd::AtFirstNul);
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_EXPORTS_RESULT_STRING_H_

@@ -9,7 +9,7 @@
 #include "plugin/session.h"
 #include "store/installation.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 constexpr std::string_view MAILER_NAME = "Nifty Manager";
@@ -51,48 +51,49 @@ ResultCode IsExistMailer(const char* function, std::int32_t* exists) {
 
 ResultCode GetMailerName(const char* function, HandleNode* session, ResultString* text) {
   return RunExport(function, [&](ExportCall& call) {
-    const MailerContext& context = call.RequireSession(session);
-    nimport::WriteResultString(text, MAILER_NAME, context.platform.text());
+    const SessionContext& context = call.RequireSession(session);
+    WriteResultString(text, MAILER_NAME, context.platform.text());
   });
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-using nimport::SessionMode;
+using namespace nimport;
+using namespace nimport::plugin;
 
 std::int32_t NIMPORT_CALL QV_GetVersion(void) {
-  return nimport::INTERFACE_VERSION;
+  return INTERFACE_VERSION;
 }
 
 ResultCode NIMPORT_CALL ML_IsExistMailer(std::int32_t* exists) {
-  return nimport::IsExistMailer("ML_IsExistMailer", exists);
+  return IsExistMailer("ML_IsExistMailer", exists);
 }
 
 ResultCode NIMPORT_CALL AD_IsExistMailer(const void*, std::int32_t* exists) {
-  return nimport::IsExistMailer("AD_IsExistMailer", exists);
+  return IsExistMailer("AD_IsExistMailer", exists);
 }
 
 ResultCode NIMPORT_CALL ML_Initialize(HandleNode** session) {
-  return nimport::Initialize("ML_Initialize", SessionMode::Mail, session);
+  return Initialize("ML_Initialize", SessionMode::Mail, session);
 }
 
 ResultCode NIMPORT_CALL AD_Initialize(HandleNode** session) {
-  return nimport::Initialize("AD_Initialize", SessionMode::AddressBook, session);
+  return Initialize("AD_Initialize", SessionMode::AddressBook, session);
 }
 
 ResultCode NIMPORT_CALL ML_Terminate(HandleNode* session) {
-  return nimport::Terminate("ML_Terminate", session);
+  return Terminate("ML_Terminate", session);
 }
 
 ResultCode NIMPORT_CALL AD_Terminate(HandleNode* session) {
-  return nimport::Terminate("AD_Terminate", session);
+  return Terminate("AD_Terminate", session);
 }
 
 ResultCode NIMPORT_CALL ML_GetMailerName(HandleNode* session, ResultString* text) {
-  return nimport::GetMailerName("ML_GetMailerName", session, text);
+  return GetMailerName("ML_GetMailerName", session, text);
 }
 
 ResultCode NIMPORT_CALL AD_GetMailerName(HandleNode* session, ResultString* text) {
-  return nimport::GetMailerName("AD_GetMailerName", session, text);
+  return GetMailerName("AD_GetMailerName", session, text);
 }

@@ -4,9 +4,9 @@
 #include "nimport/nimport.h"
 #include "plugin/exports/export_guard.h"
 #include "plugin/handle_node.h"
-#include "plugin/mailer_context.h"
+#include "plugin/session_context.h"
 
-namespace nimport {
+namespace nimport::plugin {
 namespace {
 
 // What the address side answers for the levels that it does not have.
@@ -22,17 +22,14 @@ void RequireNoUser(const HandleNode* user) {
 }
 
 }  // namespace
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-using nimport::ExportCall;
-using nimport::NodeKind;
-using nimport::RequireHandle;
-using nimport::RequireOut;
-using nimport::RunExport;
+using namespace nimport;
+using namespace nimport::plugin;
 
 ResultCode NIMPORT_CALL ML_GetUserCount(HandleNode* session, std::int32_t* count) {
   return RunExport("ML_GetUserCount", [&](ExportCall& call) {
-    nimport::MailerContext& context = call.RequireSession(session);
+    SessionContext& context = call.RequireSession(session);
     std::int32_t& out = RequireOut(count);
     // An address-book session has no mail store, and so no folders to load.
     if (context.mailStore != nullptr) context.mailStore->LoadFolderList();
@@ -44,15 +41,15 @@ ResultCode NIMPORT_CALL ML_GetUser(HandleNode* session, std::int32_t index, Hand
   return RunExport("ML_GetUser", [&](ExportCall&) {
     HandleNode& parent = RequireHandle(session);
     HandleNode*& out = RequireOut(user);
-    if (index > nimport::LAST_USER_INDEX) nimport::FailInvalid("there is one user");
-    out = nimport::AppendChild(parent, std::make_unique<HandleNode>(NodeKind::User));
+    if (index > LAST_USER_INDEX) FailInvalid("there is one user");
+    out = AppendChild(parent, std::make_unique<HandleNode>(NodeKind::User));
   });
 }
 
 ResultCode NIMPORT_CALL ML_GetAccountCount(HandleNode* session, HandleNode*, std::int32_t* count) {
   return RunExport("ML_GetAccountCount", [&](ExportCall& call) {
     static_cast<void>(call.RequireSession(session));
-    RequireOut(count) = nimport::COUNT_NOT_KNOWN;
+    RequireOut(count) = COUNT_NOT_KNOWN;
   });
 }
 
@@ -62,15 +59,15 @@ ResultCode NIMPORT_CALL ML_GetAccount(HandleNode* session, HandleNode* user, std
     HandleNode& parent = user != nullptr ? *user : RequireHandle(session);
     static_cast<void>(RequireHandle(session));
     HandleNode*& out = RequireOut(account);
-    if (index > nimport::LAST_ACCOUNT_INDEX) nimport::FailInvalid("there is one account");
-    out = nimport::AppendChild(parent, std::make_unique<HandleNode>(NodeKind::Account));
+    if (index > LAST_ACCOUNT_INDEX) FailInvalid("there is one account");
+    out = AppendChild(parent, std::make_unique<HandleNode>(NodeKind::Account));
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetUserCount(HandleNode* session, std::int32_t* count) {
   return RunExport("AD_GetUserCount", [&](ExportCall& call) {
     static_cast<void>(call.RequireSession(session));
-    RequireOut(count) = nimport::NO_SUCH_LEVEL;
+    RequireOut(count) = NO_SUCH_LEVEL;
   });
 }
 
@@ -84,16 +81,16 @@ ResultCode NIMPORT_CALL AD_GetUser(HandleNode* session, std::int32_t, HandleNode
 ResultCode NIMPORT_CALL AD_GetAccountCount(HandleNode* session, HandleNode* user,
                                            std::int32_t* count) {
   return RunExport("AD_GetAccountCount", [&](ExportCall& call) {
-    nimport::RequireNoUser(user);
+    RequireNoUser(user);
     static_cast<void>(call.RequireSession(session));
-    RequireOut(count) = nimport::NO_SUCH_LEVEL;
+    RequireOut(count) = NO_SUCH_LEVEL;
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetAccount(HandleNode* session, HandleNode* user, std::int32_t,
                                       HandleNode** account) {
   return RunExport("AD_GetAccount", [&](ExportCall& call) {
-    nimport::RequireNoUser(user);
+    RequireNoUser(user);
     static_cast<void>(call.RequireSession(session));
     RequireOut(account) = nullptr;
   });

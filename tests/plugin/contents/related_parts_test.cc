@@ -7,7 +7,7 @@
 
 #include "common/failure.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 using mailstore::RelatedPart;
@@ -150,4 +150,4 @@ TEST(ExtensionForContentType, TakesTheSubtype) {
 }
 
 }  // namespace
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

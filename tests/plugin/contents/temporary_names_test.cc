@@ -7,7 +7,7 @@
 
 #include "common/failure.h"
 
-namespace nimport::extraction {
+namespace nimport::plugin {
 namespace {
 
 std::vector<std::string> Listed(const TemporaryNames& names) {
@@ -209,4 +209,4 @@ TEST(TemporaryNames, StayQuickWithManyFiles) {
 }
 
 }  // namespace
-}  // namespace nimport::extraction
+}  // namespace nimport::plugin

@@ -1,6 +1,6 @@
 // Everything that belongs to one session.
-#ifndef NIMPORT_PLUGIN_MAILER_CONTEXT_H_
-#define NIMPORT_PLUGIN_MAILER_CONTEXT_H_
+#ifndef NIMPORT_PLUGIN_SESSION_CONTEXT_H_
+#define NIMPORT_PLUGIN_SESSION_CONTEXT_H_
 
 #include <cstdint>
 #include <memory>
@@ -14,20 +14,20 @@
 #include "store/mail_store.h"
 #include "text/fixed_text.h"
 
-namespace nimport {
+namespace nimport::plugin {
 
 // Which database a session works on. Fixed by the export that opens the session.
 enum class SessionMode { Mail, AddressBook };
 
 // A session from Initialize to Terminate. What is declared later is released earlier.
-struct MailerContext {
-  explicit MailerContext(platform::Platform& sessionPlatform)
+struct SessionContext {
+  explicit SessionContext(platform::Platform& sessionPlatform)
       : platform(sessionPlatform),
         process(sessionPlatform.ProcessId()),
-        temporaryNames(extraction::MakeTemporaryNames(sessionPlatform.files())) {}
-  ~MailerContext();
-  MailerContext(const MailerContext&) = delete;
-  MailerContext& operator=(const MailerContext&) = delete;
+        temporaryNames(MakeTemporaryNames(sessionPlatform.files())) {}
+  ~SessionContext();
+  SessionContext(const SessionContext&) = delete;
+  SessionContext& operator=(const SessionContext&) = delete;
 
   platform::Platform& platform;
   std::unique_ptr<mime::MimeSession> mimeSession;
@@ -35,7 +35,7 @@ struct MailerContext {
   text::AccountText accountId;
   // The process that the temporary names are of, by which GetTemporaryNames notices a fork.
   std::int64_t process;
-  extraction::TemporaryNames temporaryNames;
+  TemporaryNames temporaryNames;
   std::unique_ptr<platform::SessionDatabase> database;
   // Works on the database and the MIME session above; of a mail session only.
   std::unique_ptr<mailstore::MailStore> mailStore;
@@ -43,6 +43,6 @@ struct MailerContext {
   std::optional<addressbook::AddressBook> addressBookData;
 };
 
-}  // namespace nimport
+}  // namespace nimport::plugin
 
-#endif  // NIMPORT_PLUGIN_MAILER_CONTEXT_H_
+#endif  // NIMPORT_PLUGIN_SESSION_CONTEXT_H_
