@@ -204,19 +204,5 @@ TEST_F(AttachedMails, AreTakenFromTheLibraryOneByOne) {
   EXPECT_EQ(Attached(0, 0).code, RESULT_DATABASE);
 }
 
-TEST_F(AttachedMails, OfCabinetsAreNone) {
-  OpenFolder(json::array({MailOf(19)}));
-  HandleNode* cabinet = session_->Child(session_->User(), 0);
-  HandleNode* folder = folder_;
-  folder_ = cabinet;
-  EXPECT_EQ(Count(0).code, RESULT_DATABASE);
-  EXPECT_EQ(Attached(0, 0).code, RESULT_DATABASE);
-  ASSERT_EQ(ML_OpenMailDataFile(session_->get(), cabinet), RESULT_OK);
-  EXPECT_EQ(Count(0).code, RESULT_DATABASE);
-  EXPECT_EQ(Attached(0, 0), (TextAnswer{RESULT_OK, ""}));
-  EXPECT_EQ(Body(5, 5), (TextAnswer{RESULT_OK, ""}));
-  folder_ = folder;
-}
-
 }  // namespace
 }  // namespace nimport::test
