@@ -6,10 +6,6 @@
 #include "common/failure.h"
 #include "plugin/session_context.h"
 
-HandleNode::HandleNode(nimport::plugin::NodeKind nodeKind, std::int32_t nodeId,
-                       std::int32_t nodeDetail)
-    : kind(nodeKind), id(nodeId), detail(nodeDetail) {}
-
 HandleNode::~HandleNode() {
   nimport::plugin::FreeHandleTree(*this);
 }
@@ -17,7 +13,9 @@ HandleNode::~HandleNode() {
 namespace nimport::plugin {
 
 HandleNode* AppendChild(HandleNode& parent, std::unique_ptr<HandleNode> node) {
-  if (parent.kind == NodeKind::Address) FailInvalid("an address has no handles beneath it");
+  if (std::holds_alternative<Address>(parent.handle)) {
+    FailInvalid("an address has no handles beneath it");
+  }
   node->parent = &parent;
   parent.children.push_back(std::move(node));
   return parent.children.back().get();

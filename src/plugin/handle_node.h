@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "nimport/nimport.h"
@@ -12,41 +14,55 @@ namespace nimport::plugin {
 
 struct SessionContext;
 
-enum class NodeKind : std::int32_t {
-  Session = 0,
-  User = 1,
-  Account = 2,
-  Cabinet = 3,
-  Folder = 4,
-  AddressBook = 5,
-  Group = 6,
-  Address = 7,
+// The kinds of handles, each with what its handle stands for.
+struct Session {
+  std::unique_ptr<SessionContext> context;
 };
+struct User {};
+struct Account {};
+// A cabinet or a folder, by its position in the list of folders.
+struct Folder {
+  std::int32_t position;
+  bool isCabinet;
+  bool isOpen = false;
+};
+struct Book {};
+// A group, by its position in the list of groups.
+struct Group {
+  std::int32_t position;
+};
+// An address, by its position among those of a group or of the whole book (WHOLE_BOOK). Whether
+// there is one is seen when it is asked for.
+struct Address {
+  std::int32_t group;
+  std::int32_t position;
+};
+
+using Handle = std::variant<Session, User, Account, Folder, Book, Group, Address>;
 
 }  // namespace nimport::plugin
 
 // A handle and the handles made beneath it, which it owns.
 struct HandleNode {
-  explicit HandleNode(nimport::plugin::NodeKind nodeKind, std::int32_t nodeId = -1,
-                      std::int32_t nodeDetail = 0);
+  template <typename Kind>
+  explicit HandleNode(Kind kind) : handle(std::move(kind)) {}
   // Frees the tree without recursion: a host decides how deep it is.
   ~HandleNode();
   HandleNode(const HandleNode&) = delete;
   HandleNode& operator=(const HandleNode&) = delete;
 
-  nimport::plugin::NodeKind kind;
-  // Position within the kind's list; -1 when the kind has none.
-  std::int32_t id;
-  std::int32_t detail;
-  // Session: open address-book handles. Cabinet, folder: 1 while opened.
-  std::int32_t openCount = 0;
-  // Of a session only.
-  std::unique_ptr<nimport::plugin::SessionContext> context;
+  nimport::plugin::Handle handle;
   HandleNode* parent = nullptr;
   std::vector<std::unique_ptr<HandleNode>> children;
 };
 
 namespace nimport::plugin {
+
+// What a handle that a host gave stands for, if it is one of kind T; null for others and for null.
+template <typename T>
+[[nodiscard]] T* FindHandle(HandleNode* node) {
+  return node == nullptr ? nullptr : std::get_if<T>(&node->handle);
+}
 
 // Appends `node` to the children of `parent` and returns it. Throws Failure (-3) for an address,
 // which has no children; std::bad_alloc leaves everything as it was.

@@ -9,23 +9,19 @@ mailstore::MailStore& RequireMailStore(SessionContext& context) {
   return *context.mailStore;
 }
 
-HandleNode& RequireFolderHandle(HandleNode* node) {
-  HandleNode& folder = RequireHandle(node);
-  if (folder.kind != NodeKind::Cabinet && folder.kind != NodeKind::Folder) {
-    FailInvalid("not a cabinet or folder handle");
-  }
+Folder& RequireFolder(HandleNode* node) {
+  return RequireHandle<Folder>(node, "not a cabinet or folder handle");
+}
+
+const Folder& RequireOpenFolder(HandleNode* node) {
+  const Folder& folder = RequireFolder(node);
+  if (!folder.isOpen) FailDatabase("the folder is not open (ML_OpenMailDataFile)");
   return folder;
 }
 
-HandleNode& RequireOpenFolderHandle(HandleNode* node) {
-  HandleNode& folder = RequireFolderHandle(node);
-  if (folder.openCount == 0) FailDatabase("the folder is not open (ML_OpenMailDataFile)");
-  return folder;
-}
-
-HandleNode& RequireOpenMailFolder(HandleNode* node) {
-  HandleNode& folder = RequireOpenFolderHandle(node);
-  if (folder.kind == NodeKind::Cabinet) FailDatabase("a cabinet holds no mails");
+const Folder& RequireOpenMailFolder(HandleNode* node) {
+  const Folder& folder = RequireOpenFolder(node);
+  if (folder.isCabinet) FailDatabase("a cabinet holds no mails");
   return folder;
 }
 

@@ -12,13 +12,13 @@ namespace nimport::plugin {
 [[nodiscard]] mailstore::MailStore& RequireMailStore(SessionContext& context);
 
 // A handle of a cabinet or folder. Throws Failure (-3).
-HandleNode& RequireFolderHandle(HandleNode* node);
+[[nodiscard]] Folder& RequireFolder(HandleNode* node);
 
 // The same, opened. Throws Failure: -2 when it is not open.
-HandleNode& RequireOpenFolderHandle(HandleNode* node);
+[[nodiscard]] const Folder& RequireOpenFolder(HandleNode* node);
 
 // An opened folder. Throws Failure: -2 also for a cabinet.
-HandleNode& RequireOpenMailFolder(HandleNode* node);
+[[nodiscard]] const Folder& RequireOpenMailFolder(HandleNode* node);
 
 }  // namespace nimport::plugin
 

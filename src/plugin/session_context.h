@@ -41,6 +41,8 @@ struct SessionContext {
   std::unique_ptr<mailstore::MailStore> mailStore;
   // The address book while it is open, and from a failed first open to the session's end.
   std::optional<addressbook::AddressBook> addressBookData;
+  // Handles of the address book that are open.
+  std::int32_t openBooks = 0;
 };
 
 }  // namespace nimport::plugin

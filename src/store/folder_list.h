@@ -27,8 +27,6 @@ struct FolderRecord {
   // In the database's code page; with TextLimits::OfHosts at most text::NameText::MAX_BYTES.
   // Borrows from the list.
   std::string_view name = {};
-
-  [[nodiscard]] bool HasMails() const { return !isCabinet; }
 };
 
 // Folders name the number of their cabinet. Cabinets that share a number each have all the folders

@@ -38,34 +38,30 @@ template <typename Work>
 ResultCode RunOnBook(const char* function, HandleNode* session, Work&& work) noexcept {
   return RunExport(function, [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    if (session->openCount == 0) FailInvalid("no address book is open (AD_OpenAddressBook)");
+    if (context.openBooks == 0) FailInvalid("no address book is open (AD_OpenAddressBook)");
     work(context, RequireBookData(context));
   });
 }
 
-HandleNode& RequireBook(HandleNode* node) {
-  HandleNode& book = RequireHandle(node);
-  if (book.kind != NodeKind::AddressBook) FailInvalid("not an address book handle");
-  return book;
+void RequireBook(HandleNode* node) {
+  RequireHandle<Book>(node, "not an address book handle");
 }
 
-// The `id` of either stands for the group in all that is asked of the book.
-HandleNode& RequireBookOrGroup(HandleNode* node) {
-  HandleNode& parent = RequireHandle(node);
-  if (parent.kind != NodeKind::AddressBook && parent.kind != NodeKind::Group) {
-    FailInvalid("not an address book or group handle");
-  }
-  return parent;
+// The position of a group, or WHOLE_BOOK for a book.
+std::int32_t RequireBookOrGroup(HandleNode* node) {
+  const Handle& handle = RequireHandle(node).handle;
+  if (std::holds_alternative<Book>(handle)) return AddressBook::WHOLE_BOOK;
+  const auto* group = std::get_if<Group>(&handle);
+  if (group == nullptr) FailInvalid("not an address book or group handle");
+  return group->position;
 }
 
-HandleNode& RequireAddress(HandleNode* node) {
-  HandleNode& address = RequireHandle(node);
-  if (address.kind != NodeKind::Address) FailInvalid("not an address handle");
-  return address;
+const Address& RequireAddress(HandleNode* node) {
+  return RequireHandle<Address>(node, "not an address handle");
 }
 
-AddressEntry ResolveAddress(const AddressBook& bookData, const HandleNode& address) {
-  return bookData.ResolveAddress(address.detail, address.id);
+AddressEntry ResolveAddress(const AddressBook& bookData, const Address& address) {
+  return bookData.ResolveAddress(address.group, address.position);
 }
 
 platform::FailureRecord RecordOn(const SessionContext& context, std::string reason) {
@@ -100,36 +96,32 @@ void LoadBook(ExportCall& call, SessionContext& context) {
 }
 
 HandleNode* OpenBook(ExportCall& call, SessionContext& context, HandleNode& session) {
-  if (session.openCount == 0) LoadBook(call, context);
-  HandleNode* book = AppendChild(
-      session, std::make_unique<HandleNode>(NodeKind::AddressBook, AddressBook::WHOLE_BOOK));
-  ++session.openCount;
+  if (context.openBooks == 0) LoadBook(call, context);
+  HandleNode* book = AppendChild(session, std::make_unique<HandleNode>(Book{}));
+  ++context.openBooks;
   return book;
 }
 
 void CloseBook(SessionContext& context, HandleNode& session, const HandleNode& book) {
   if (book.parent != &session) FailInvalid("an address book of another session");
   RemoveChild(session, book);
-  if (--session.openCount == 0) addressbook::ReleaseAddressBook(context.addressBookData);
+  if (--context.openBooks == 0) addressbook::ReleaseAddressBook(context.addressBookData);
 }
 
-std::string_view NameOf(const SessionContext& context, const HandleNode& node) {
-  switch (node.kind) {
-    case NodeKind::AddressBook:
-      return BOOK_NAME;
-    case NodeKind::Group:
-      return RequireBookData(context).At(node.id).name;
-    case NodeKind::Address:
-      return ResolveAddress(RequireBookData(context), node).name;
-    default:
-      FailInvalid("a handle of this kind has no name in an address book");
+std::string_view NameOf(const SessionContext& context, const Handle& handle) {
+  if (std::holds_alternative<Book>(handle)) return BOOK_NAME;
+  if (const auto* group = std::get_if<Group>(&handle)) {
+    return RequireBookData(context).At(group->position).name;
   }
+  const auto* address = std::get_if<Address>(&handle);
+  if (address == nullptr) FailInvalid("a handle of this kind has no name in an address book");
+  return ResolveAddress(RequireBookData(context), *address).name;
 }
 
 // The address's position in the whole book. A position that is no address's is counted like others.
-std::int32_t IdOf(const AddressBook& bookData, const HandleNode& address) {
-  if (address.detail == AddressBook::WHOLE_BOOK) return address.id;
-  const std::int64_t id = std::int64_t{bookData.FirstAddress(address.detail)} + address.id;
+std::int32_t IdOf(const AddressBook& bookData, const Address& address) {
+  if (address.group == AddressBook::WHOLE_BOOK) return address.position;
+  const std::int64_t id = std::int64_t{bookData.FirstAddress(address.group)} + address.position;
   return static_cast<std::int32_t>(id);
 }
 
@@ -138,7 +130,7 @@ ResultCode GetFieldText(const char* function, HandleNode* session, HandleNode* b
                         std::int32_t field, std::string_view AddressField::*fieldText,
                         ResultString* text) {
   return RunOnBook(function, session, [&](SessionContext& context, const AddressBook&) {
-    static_cast<void>(RequireBook(book));
+    RequireBook(book);
     WriteResultString(text, addressbook::GetAddressField(field).*fieldText,
                       context.platform.text());
   });
@@ -165,8 +157,9 @@ ResultCode NIMPORT_CALL AD_CloseAddressBook(HandleNode* session, HandleNode*, Ha
     SessionContext& context = call.RequireSession(session);
     static_cast<void>(RequireHandle(book));
     // When no book is open, the handle may be one that was closed already: it is not looked at.
-    if (session->openCount == 0) return;
-    CloseBook(context, *session, RequireBook(book));
+    if (context.openBooks == 0) return;
+    RequireBook(book);
+    CloseBook(context, *session, *book);
   });
 }
 
@@ -174,19 +167,19 @@ ResultCode NIMPORT_CALL AD_GetChildGroupCount(HandleNode* session, HandleNode* p
                                               std::int32_t* count) {
   return RunOnBook("AD_GetChildGroupCount", session,
                    [&](SessionContext&, const AddressBook& bookData) {
-                     const HandleNode& node = RequireBookOrGroup(parent);
-                     RequireOut(count) = bookData.ChildCount(node.id);
+                     const std::int32_t group = RequireBookOrGroup(parent);
+                     RequireOut(count) = bookData.ChildCount(group);
                    });
 }
 
 ResultCode NIMPORT_CALL AD_GetChildGroup(HandleNode* session, HandleNode* parent,
                                          std::int32_t index, HandleNode** group) {
   return RunOnBook("AD_GetChildGroup", session, [&](SessionContext&, const AddressBook& bookData) {
-    HandleNode& node = RequireBookOrGroup(parent);
+    const std::int32_t position = RequireBookOrGroup(parent);
     HandleNode*& out = RequireOut(group);
-    const std::optional<std::int32_t> child = bookData.FindChild(node.id, index);
+    const std::optional<std::int32_t> child = bookData.FindChild(position, index);
     if (!child) FailInvalid("no group at position " + std::to_string(index));
-    out = AppendChild(node, std::make_unique<HandleNode>(NodeKind::Group, *child));
+    out = AppendChild(*parent, std::make_unique<HandleNode>(Group{*child}));
   });
 }
 
@@ -194,39 +187,40 @@ ResultCode NIMPORT_CALL AD_GetAddressCount(HandleNode* session, HandleNode* pare
                                            std::int32_t* count) {
   return RunOnBook("AD_GetAddressCount", session,
                    [&](SessionContext&, const AddressBook& bookData) {
-                     const HandleNode& node = RequireBookOrGroup(parent);
-                     RequireOut(count) = bookData.AddressCount(node.id);
+                     const std::int32_t group = RequireBookOrGroup(parent);
+                     RequireOut(count) = bookData.AddressCount(group);
                    });
 }
 
 ResultCode NIMPORT_CALL AD_GetAddress(HandleNode* session, HandleNode* parent, std::int32_t index,
                                       HandleNode** address) {
   return RunOnBook("AD_GetAddress", session, [&](SessionContext&, const AddressBook&) {
-    HandleNode& node = RequireBookOrGroup(parent);
+    const std::int32_t group = RequireBookOrGroup(parent);
     HandleNode*& out = RequireOut(address);
-    out = AppendChild(node, std::make_unique<HandleNode>(NodeKind::Address, index, node.id));
+    out = AppendChild(*parent,
+                      std::make_unique<HandleNode>(Address{.group = group, .position = index}));
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
   return RunExport("AD_GetName", [&](ExportCall& call) {
     const SessionContext& context = call.RequireSession(session);
-    const std::string_view name = node == nullptr ? "" : NameOf(context, *node);
+    const std::string_view name = node == nullptr ? "" : NameOf(context, node->handle);
     WriteResultString(text, name, context.platform.text());
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetId(HandleNode* session, HandleNode* address, std::int32_t* id) {
   return RunOnBook("AD_GetId", session, [&](SessionContext&, const AddressBook& bookData) {
-    const HandleNode& node = RequireAddress(address);
-    RequireOut(id) = IdOf(bookData, node);
+    const Address& asked = RequireAddress(address);
+    RequireOut(id) = IdOf(bookData, asked);
   });
 }
 
 ResultCode NIMPORT_CALL AD_GetFieldCount(HandleNode* session, HandleNode* book,
                                          std::int32_t* count) {
   return RunOnBook("AD_GetFieldCount", session, [&](SessionContext&, const AddressBook&) {
-    static_cast<void>(RequireBook(book));
+    RequireBook(book);
     RequireOut(count) = addressbook::ADDRESS_FIELD_COUNT;
   });
 }
@@ -244,7 +238,7 @@ ResultCode NIMPORT_CALL AD_GetFieldLabel(HandleNode* session, HandleNode* book, 
 ResultCode NIMPORT_CALL AD_GetFieldIndex(HandleNode* session, HandleNode* book,
                                          const NimportChar16* name, std::int32_t* index) {
   return RunOnBook("AD_GetFieldIndex", session, [&](SessionContext&, const AddressBook&) {
-    static_cast<void>(RequireBook(book));
+    RequireBook(book);
     std::int32_t& out = RequireOut(index);
     if (name == nullptr) FailInvalid("no name of a field");
     out = addressbook::FindAddressField(CopyText(name)).value_or(NO_SUCH_FIELD);
@@ -255,9 +249,9 @@ ResultCode NIMPORT_CALL AD_GetValue(HandleNode* session, HandleNode* address, st
                                     ResultString* text) {
   return RunOnBook("AD_GetValue", session,
                    [&](SessionContext& context, const AddressBook& bookData) {
-                     const HandleNode& node = RequireAddress(address);
-                     const AddressField& asked = addressbook::GetAddressField(field);
-                     WriteResultString(text, ResolveAddress(bookData, node).*asked.value,
+                     const Address& asked = RequireAddress(address);
+                     const AddressField& addressField = addressbook::GetAddressField(field);
+                     WriteResultString(text, ResolveAddress(bookData, asked).*addressField.value,
                                        context.platform.text());
                    });
 }

@@ -9,9 +9,9 @@
 namespace nimport::plugin {
 
 SessionContext& ExportCall::RequireSession(HandleNode* session) {
-  if (session == nullptr || session->kind != NodeKind::Session) FailInvalid("not a session handle");
-  if (session->context == nullptr) FailInvalid("the session is closed");
-  context_ = session->context.get();
+  const Session* handle = FindHandle<Session>(session);
+  if (handle == nullptr) FailInvalid("not a session handle");
+  context_ = handle->context.get();
   return *context_;
 }
 

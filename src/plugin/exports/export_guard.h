@@ -24,8 +24,7 @@ class ExportCall {
  public:
   explicit ExportCall(const char* function) : function_(function) {}
 
-  // The session's context. Throws Failure (-3) when `session` is null, is not a session or has no
-  // context; so does an address-book session's where a mail session is needed, further down.
+  // The session's context. Throws Failure (-3) when `session` is null or is not a session.
   SessionContext& RequireSession(HandleNode* session);
 
   // Remembers which mail the call concerns.
@@ -95,6 +94,13 @@ inline std::u16string CopyText(const NimportChar16* text) {
 
 // Argument checks; each throws Failure (-3).
 HandleNode& RequireHandle(HandleNode* node);
+// A handle of kind T; `otherwise` is the reason where it is one of another kind.
+template <typename T>
+T& RequireHandle(HandleNode* node, const char* otherwise) {
+  T* handle = std::get_if<T>(&RequireHandle(node).handle);
+  if (handle == nullptr) FailInvalid(otherwise);
+  return *handle;
+}
 template <typename T>
 T& RequireOut(T* out) {
   if (out == nullptr) FailInvalid("no place for the result");

@@ -13,39 +13,36 @@ namespace {
 
 constexpr char USER_NAME[] = "DEFAULT_USER";
 
-std::string NameOf(SessionContext& context, const HandleNode& node) {
-  switch (node.kind) {
-    case NodeKind::User:
-      return USER_NAME;
-    case NodeKind::Account:
-      return context.accountId.str();
-    case NodeKind::Cabinet:
-    case NodeKind::Folder: {
-      const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
-      return mailstore::EscapeFolderName(folders.At(node.id).name);
-    }
-    default:
-      FailInvalid("a handle of this kind has no name");
-  }
+std::string NameOf(SessionContext& context, const Handle& handle) {
+  if (std::holds_alternative<User>(handle)) return USER_NAME;
+  if (std::holds_alternative<Account>(handle)) return context.accountId.str();
+  const auto* folder = std::get_if<Folder>(&handle);
+  if (folder == nullptr) FailInvalid("a handle of this kind has no name");
+  const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
+  return mailstore::EscapeFolderName(folders.At(folder->position).name);
 }
 
-// A handle that may have cabinets or folders beneath it.
-HandleNode& RequireParent(HandleNode* node) {
-  HandleNode& parent = RequireHandle(node);
-  if (parent.kind == NodeKind::Session) FailInvalid("a session has no folders beneath it");
-  return parent;
+// The position in the list of folders of what cabinets or folders are asked for beneath; -1 is the
+// top. Handles of an address book have positions as well, and are taken at their word.
+std::int32_t RequireParent(HandleNode* node) {
+  const Handle& handle = RequireHandle(node).handle;
+  if (std::holds_alternative<Session>(handle)) FailInvalid("a session has no folders beneath it");
+  if (const auto* folder = std::get_if<Folder>(&handle)) return folder->position;
+  if (const auto* group = std::get_if<Group>(&handle)) return group->position;
+  if (const auto* address = std::get_if<Address>(&handle)) return address->position;
+  return -1;
 }
 
-void OpenMailDataFile(SessionContext& context, HandleNode& folder) {
-  if (folder.openCount != 0) return;
-  if (folder.kind == NodeKind::Folder) RequireMailStore(context).OpenMailList(folder.id);
-  folder.openCount = 1;
+void OpenMailDataFile(SessionContext& context, Folder& folder) {
+  if (folder.isOpen) return;
+  if (!folder.isCabinet) RequireMailStore(context).OpenMailList(folder.position);
+  folder.isOpen = true;
 }
 
-void CloseMailDataFile(SessionContext& context, HandleNode& folder) {
-  if (folder.openCount == 0) return;
-  RequireMailStore(context).CloseMailList(folder.id);
-  folder.openCount = 0;
+void CloseMailDataFile(SessionContext& context, Folder& folder) {
+  if (!folder.isOpen) return;
+  RequireMailStore(context).CloseMailList(folder.position);
+  folder.isOpen = false;
 }
 
 }  // namespace
@@ -57,7 +54,7 @@ using namespace nimport::plugin;
 ResultCode NIMPORT_CALL ML_GetName(HandleNode* session, HandleNode* node, ResultString* text) {
   return RunExport("ML_GetName", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    WriteResultString(text, NameOf(context, RequireHandle(node)), context.platform.text());
+    WriteResultString(text, NameOf(context, RequireHandle(node).handle), context.platform.text());
   });
 }
 
@@ -65,8 +62,8 @@ ResultCode NIMPORT_CALL ML_GetChildFolderCount(HandleNode* session, HandleNode* 
                                                std::int32_t* count) {
   return RunExport("ML_GetChildFolderCount", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    const HandleNode& node = RequireParent(parent);
-    RequireOut(count) = RequireMailStore(context).RequireFolderList().ChildCount(node.id);
+    const std::int32_t position = RequireParent(parent);
+    RequireOut(count) = RequireMailStore(context).RequireFolderList().ChildCount(position);
   });
 }
 
@@ -74,29 +71,28 @@ ResultCode NIMPORT_CALL ML_GetChildFolder(HandleNode* session, HandleNode* paren
                                           std::int32_t index, HandleNode** folder) {
   return RunExport("ML_GetChildFolder", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    HandleNode& node = RequireParent(parent);
+    const std::int32_t position = RequireParent(parent);
     HandleNode*& out = RequireOut(folder);
     const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
-    const std::optional<std::int32_t> child = folders.FindChild(node.id, index);
+    const std::optional<std::int32_t> child = folders.FindChild(position, index);
     if (!child) FailInvalid("no child at position " + std::to_string(index));
-    const mailstore::FolderRecord record = folders.At(*child);
+    const bool isCabinet = folders.At(*child).isCabinet;
     out = AppendChild(
-        node, std::make_unique<HandleNode>(record.isCabinet ? NodeKind::Cabinet : NodeKind::Folder,
-                                           *child, record.HasMails() ? 1 : 0));
+        *parent, std::make_unique<HandleNode>(Folder{.position = *child, .isCabinet = isCabinet}));
   });
 }
 
 ResultCode NIMPORT_CALL ML_OpenMailDataFile(HandleNode* session, HandleNode* folder) {
   return RunExport("ML_OpenMailDataFile", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    OpenMailDataFile(context, RequireFolderHandle(folder));
+    OpenMailDataFile(context, RequireFolder(folder));
   });
 }
 
 ResultCode NIMPORT_CALL ML_CloseMailDataFile(HandleNode* session, HandleNode* folder) {
   return RunExport("ML_CloseMailDataFile", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
-    CloseMailDataFile(context, RequireFolderHandle(folder));
+    CloseMailDataFile(context, RequireFolder(folder));
   });
 }
 
@@ -106,10 +102,10 @@ ResultCode NIMPORT_CALL ML_GetMailCount(HandleNode* session, HandleNode* folder,
   return RunExport("ML_GetMailCount", [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(session);
     std::int32_t& out = RequireOut(count);
-    const HandleNode& node = RequireOpenFolderHandle(folder);
-    if (node.kind == NodeKind::Cabinet) return;
+    const Folder& opened = RequireOpenFolder(folder);
+    if (opened.isCabinet) return;
     mailstore::MailStore& store = RequireMailStore(context);
     static_cast<void>(store.RequireFolderList());
-    out = store.MailCount(node.id);
+    out = store.MailCount(opened.position);
   });
 }

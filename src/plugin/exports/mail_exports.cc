@@ -31,9 +31,9 @@ template <typename Work>
 ResultCode RunOnMail(const char* function, const MailArguments& arguments, Work&& work) noexcept {
   return RunExport(function, [&](ExportCall& call) {
     SessionContext& context = call.RequireSession(arguments.session);
-    const HandleNode& folder = RequireOpenMailFolder(arguments.folder);
-    call.SetMail(folder.id, arguments.mail);
-    work(context, RequireMailStore(context), folder.id);
+    const std::int32_t folder = RequireOpenMailFolder(arguments.folder).position;
+    call.SetMail(folder, arguments.mail);
+    work(context, RequireMailStore(context), folder);
   });
 }
 
@@ -58,9 +58,10 @@ Extraction MakeExtraction(SessionContext& context, MailStore& store) {
 }
 
 // The paths of a cabinet are asked for like those of a folder, and nothing is answered.
-bool IsOpenCabinet(const HandleNode* session, const HandleNode* folder) {
-  return session != nullptr && session->kind == NodeKind::Session && folder != nullptr &&
-         folder->kind == NodeKind::Cabinet && folder->openCount != 0;
+bool IsOpenCabinet(HandleNode* session, HandleNode* node) {
+  const Folder* folder = FindHandle<Folder>(node);
+  return FindHandle<Session>(session) != nullptr && folder != nullptr && folder->isCabinet &&
+         folder->isOpen;
 }
 
 using PathWriter = std::string (*)(Extraction&, std::int32_t, std::int32_t, std::int32_t);

@@ -20,21 +20,14 @@ ResultCode Initialize(const char* function, SessionMode mode, HandleNode** sessi
   if (session != nullptr) *session = nullptr;
   return RunExport(function, [&](ExportCall&) {
     HandleNode*& out = RequireOut(session);
-    auto context = OpenSession(mode);
-    auto root = std::make_unique<HandleNode>(NodeKind::Session, 0);
-    root->context = std::move(context);
-    out = root.release();
+    out = std::make_unique<HandleNode>(Session{OpenSession(mode)}).release();
   });
 }
 
 ResultCode Terminate(const char* function, HandleNode* session) {
   return RunExport(function, [&](ExportCall&) {
-    if (session == nullptr || session->kind != NodeKind::Session) {
-      FailInvalid("not a session handle");
-    }
-    // The context is released first: handles know nothing of it.
-    const std::unique_ptr<HandleNode> root(session);
-    root->context.reset();
+    if (FindHandle<Session>(session) == nullptr) FailInvalid("not a session handle");
+    delete session;
   });
 }
 

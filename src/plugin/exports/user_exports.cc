@@ -42,7 +42,7 @@ ResultCode NIMPORT_CALL ML_GetUser(HandleNode* session, std::int32_t index, Hand
     HandleNode& parent = RequireHandle(session);
     HandleNode*& out = RequireOut(user);
     if (index > LAST_USER_INDEX) FailInvalid("there is one user");
-    out = AppendChild(parent, std::make_unique<HandleNode>(NodeKind::User));
+    out = AppendChild(parent, std::make_unique<HandleNode>(User{}));
   });
 }
 
@@ -60,7 +60,7 @@ ResultCode NIMPORT_CALL ML_GetAccount(HandleNode* session, HandleNode* user, std
     static_cast<void>(RequireHandle(session));
     HandleNode*& out = RequireOut(account);
     if (index > LAST_ACCOUNT_INDEX) FailInvalid("there is one account");
-    out = AppendChild(parent, std::make_unique<HandleNode>(NodeKind::Account));
+    out = AppendChild(parent, std::make_unique<HandleNode>(Account{}));
   });
 }
 
