@@ -109,13 +109,12 @@ StorePlatform::StorePlatform(const StoreLocation& location) {
     databaseDrive = std::string(1, letter) + ':';
     if (memberId.empty()) memberId = DEFAULT_MEMBER_ID;
   }
-  settings_ = [isSalvaging, environment, drives = ToSetting(drives),
-               registry =
-                   RegistrySetting(location)](const char* name) -> std::optional<std::string> {
+  settings_ = [environment, drives = ToSetting(drives), registry = RegistrySetting(location)](
+                  const char* name) -> std::optional<std::string> {
     const std::string_view asked = name;
     // Whatever paths a store holds, no file of this machine gets into an export.
     if (asked == "NIMPORT_CONFINE") return "1";
-    if (asked == "NIMPORT_SALVAGE") return isSalvaging ? "1" : "0";
+    if (asked == "NIMPORT_SALVAGE") return "1";
     if (asked == "NIMPORT_DIAGNOSTICS") return std::nullopt;
     if (asked == "NIMPORT_DRIVES" && !drives.empty()) return drives;
     if (asked == "NIMPORT_REGISTRY" && registry) return registry;

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "command/environment.h"
+#include "common/process_environment.h"
 #include "platform/platform.h"
 
 namespace nimport::platform {

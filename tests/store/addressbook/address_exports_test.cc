@@ -1,7 +1,8 @@
 // The address book through the exports of the library, on stores made for the test.
 #include <algorithm>
 #include <chrono>
-#include <limits>
+#include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 

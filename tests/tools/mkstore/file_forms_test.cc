@@ -6,9 +6,9 @@
 #include "mkstore/encodings.h"
 #include "mkstore/executable.h"
 #include "mkstore/registry_file.h"
-#include "platform/pe_version_resource.h"
+#include "platform/formats/pe_version_resource.h"
+#include "platform/formats/registry_text.h"
 #include "platform/platform.h"
-#include "platform/registry_text.h"
 #include "tests/common/test_directory.h"
 
 namespace nimport::mkstore {
