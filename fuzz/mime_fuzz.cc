@@ -3,8 +3,8 @@
 #include <string>
 
 #include "fuzz_input.h"
-#include "platform/mime_session.h"
 #include "platform/platform.h"
+#include "plugin/mime_library/mime_session.h"
 
 using nimport::fuzz::Check;
 using namespace nimport::mime;

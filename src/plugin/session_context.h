@@ -6,12 +6,12 @@
 #include <memory>
 #include <optional>
 
-#include "platform/mime_session.h"
 #include "platform/platform.h"
-#include "platform/session_database.h"
 #include "plugin/contents/temporary_files.h"
+#include "plugin/mails/mail_store.h"
+#include "plugin/mime_library/mime_session.h"
+#include "plugin/session_database.h"
 #include "store/addressbook/address_book.h"
-#include "store/mail_store.h"
 #include "text/fixed_text.h"
 
 namespace nimport::plugin {

@@ -7,8 +7,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "platform/mime_entry_points.h"
 #include "wexmail/buffer.h"
+#include "wexmail/entry_points.h"
 #include "wexmail/session_table.h"
 
 #if defined(_WIN32)

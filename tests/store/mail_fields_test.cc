@@ -5,7 +5,7 @@
 
 #include "common/utc_clock.h"
 #include "plugin/mail_fixture.h"
-#include "store/header_summary.h"
+#include "plugin/mails/header_summary.h"
 
 namespace nimport::test {
 namespace {

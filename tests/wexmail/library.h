@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/mime_entry_points.h"
+#include "wexmail/entry_points.h"
 
 extern "C" {
 nimport::mime::MT_InitFunction MT_Init;

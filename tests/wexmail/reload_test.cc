@@ -4,7 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "platform/mime_entry_points.h"
+#include "wexmail/entry_points.h"
 
 namespace nimport::mime {
 namespace {

@@ -8,9 +8,9 @@
 #include "platform/columns.h"
 #include "platform/formats/windows_path.h"
 #include "plugin/contents/smime_types.h"
-#include "store/mail_row.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mime_file.h"
 #include "store/mail_text.h"
-#include "store/mime_file.h"
 #include "store/stored_file.h"
 #include "text/code_page_932.h"
 

@@ -9,9 +9,9 @@
 #include "plugin/contents/related_part_files.h"
 #include "plugin/contents/related_parts.h"
 #include "plugin/contents/smime_types.h"
-#include "store/mail_row.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mime_file.h"
 #include "store/mail_text.h"
-#include "store/mime_file.h"
 #include "text/text_lines.h"
 
 namespace nimport::plugin {

@@ -7,10 +7,10 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mime_file.h"
 #include "store/mail_date.h"
-#include "store/mail_row.h"
 #include "store/mail_text.h"
-#include "store/mime_file.h"
 
 namespace nimport::plugin {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "store/mail_store.h"
+#include "plugin/mails/mail_store.h"
 
 namespace nimport::plugin {
 

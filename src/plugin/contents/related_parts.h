@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "store/related_part.h"
+#include "plugin/mails/related_part.h"
 
 namespace nimport::plugin {
 

@@ -6,7 +6,7 @@
 
 #include "nimport/nimport.h"
 #include "plugin/contents/temporary_names.h"
-#include "store/mail_store.h"
+#include "plugin/mails/mail_store.h"
 
 namespace nimport::plugin {
 

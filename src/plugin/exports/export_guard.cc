@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "platform/platform.h"
-#include "platform/session_database.h"
 #include "plugin/session_context.h"
+#include "plugin/session_database.h"
 
 namespace nimport::plugin {
 

@@ -8,9 +8,9 @@
 #include "plugin/contents/mail_source.h"
 #include "plugin/exports/result_string.h"
 #include "plugin/mail_handles.h"
+#include "plugin/mails/header_summary.h"
+#include "plugin/mails/mail_time.h"
 #include "plugin/session.h"
-#include "store/header_summary.h"
-#include "store/mail_time.h"
 #include "text/composition.h"
 
 namespace nimport::plugin {

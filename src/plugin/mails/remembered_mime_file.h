@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_REMEMBERED_MIME_FILE_H_
-#define NIMPORT_STORE_REMEMBERED_MIME_FILE_H_
+#ifndef NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_
+#define NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/mime_session.h"
+#include "plugin/mime_library/mime_session.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
@@ -51,4 +51,4 @@ struct RememberedMimeFile {
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_REMEMBERED_MIME_FILE_H_
+#endif  // NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_

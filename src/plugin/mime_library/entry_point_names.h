@@ -2,8 +2,8 @@
 // memory and object managers, the version, then the mail text (MT_), dial-up (DT_), POP3 (P3_),
 // SMTP (SP_), mailbox (MB_) and user (MU_) functions. Only some of the MT_ functions are ever
 // called.
-#ifndef NIMPORT_PLATFORM_MIME_ENTRY_POINT_NAMES_H_
-#define NIMPORT_PLATFORM_MIME_ENTRY_POINT_NAMES_H_
+#ifndef NIMPORT_PLUGIN_MIME_LIBRARY_ENTRY_POINT_NAMES_H_
+#define NIMPORT_PLUGIN_MIME_LIBRARY_ENTRY_POINT_NAMES_H_
 
 #include <array>
 
@@ -62,4 +62,4 @@ inline constexpr std::array<const char*, 173> ENTRY_POINT_NAMES{
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_PLATFORM_MIME_ENTRY_POINT_NAMES_H_
+#endif  // NIMPORT_PLUGIN_MIME_LIBRARY_ENTRY_POINT_NAMES_H_

@@ -1,4 +1,4 @@
-#include "platform/mime_session.h"
+#include "plugin/mime_library/mime_session.h"
 
 #include <limits>
 #include <utility>

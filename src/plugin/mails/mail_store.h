@@ -1,7 +1,7 @@
 // The mail side of a session: the cabinets and folders, the one folder that is open, and what the
 // session remembers of the mails that were asked for last.
-#ifndef NIMPORT_STORE_MAIL_STORE_H_
-#define NIMPORT_STORE_MAIL_STORE_H_
+#ifndef NIMPORT_PLUGIN_MAILS_MAIL_STORE_H_
+#define NIMPORT_PLUGIN_MAILS_MAIL_STORE_H_
 
 #include <cstdint>
 #include <deque>
@@ -12,14 +12,14 @@
 #include <vector>
 
 #include "jet/database.h"
-#include "platform/mime_session.h"
 #include "platform/platform.h"
-#include "store/current_mail.h"
+#include "plugin/mails/current_mail.h"
+#include "plugin/mails/related_part.h"
+#include "plugin/mails/remembered_mime_file.h"
+#include "plugin/mime_library/mime_session.h"
 #include "store/folder_list.h"
 #include "store/folder_mails.h"
 #include "store/linked_files.h"
-#include "store/related_part.h"
-#include "store/remembered_mime_file.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
@@ -104,4 +104,4 @@ class MailStore {
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_MAIL_STORE_H_
+#endif  // NIMPORT_PLUGIN_MAILS_MAIL_STORE_H_

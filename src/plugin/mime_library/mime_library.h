@@ -1,5 +1,5 @@
-#ifndef NIMPORT_PLATFORM_MIME_LIBRARY_H_
-#define NIMPORT_PLATFORM_MIME_LIBRARY_H_
+#ifndef NIMPORT_PLUGIN_MIME_LIBRARY_MIME_LIBRARY_H_
+#define NIMPORT_PLUGIN_MIME_LIBRARY_MIME_LIBRARY_H_
 
 #include <array>
 #include <cstddef>
@@ -7,9 +7,9 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/mime_entry_point_names.h"
-#include "platform/mime_entry_points.h"
 #include "platform/modules.h"
+#include "plugin/mime_library/entry_point_names.h"
+#include "wexmail/entry_points.h"
 
 namespace nimport::mime {
 
@@ -48,4 +48,4 @@ class MimeLibrary {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_PLATFORM_MIME_LIBRARY_H_
+#endif  // NIMPORT_PLUGIN_MIME_LIBRARY_MIME_LIBRARY_H_

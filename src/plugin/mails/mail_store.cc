@@ -1,11 +1,11 @@
-#include "store/mail_store.h"
+#include "plugin/mails/mail_store.h"
 
 #include <string>
 #include <utility>
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "platform/session_database.h"
+#include "plugin/session_database.h"
 #include "store/installation.h"
 #include "store/mail_kinds.h"
 

@@ -1,13 +1,13 @@
 // The row that the store keeps of one mail.
-#ifndef NIMPORT_STORE_MAIL_ROW_H_
-#define NIMPORT_STORE_MAIL_ROW_H_
+#ifndef NIMPORT_PLUGIN_MAILS_MAIL_ROW_H_
+#define NIMPORT_PLUGIN_MAILS_MAIL_ROW_H_
 
 #include <cstdint>
 #include <memory>
 
 #include "jet/database.h"
+#include "plugin/mails/mail_store.h"
 #include "store/mail_kinds.h"
-#include "store/mail_store.h"
 
 namespace nimport::mailstore {
 
@@ -38,4 +38,4 @@ void RequireMailSize(const MailRow& row);
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_MAIL_ROW_H_
+#endif  // NIMPORT_PLUGIN_MAILS_MAIL_ROW_H_

@@ -1,4 +1,4 @@
-#include "store/mime_file.h"
+#include "plugin/mails/mime_file.h"
 
 #include <new>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "store/header_summary.h"
+#include "plugin/mails/header_summary.h"
 
 #include <algorithm>
 #include <optional>
@@ -7,11 +7,11 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mail_time.h"
+#include "plugin/mails/mime_file.h"
 #include "store/mail_date.h"
-#include "store/mail_row.h"
 #include "store/mail_text.h"
-#include "store/mail_time.h"
-#include "store/mime_file.h"
 
 namespace nimport::mailstore {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_CURRENT_MAIL_H_
-#define NIMPORT_STORE_CURRENT_MAIL_H_
+#ifndef NIMPORT_PLUGIN_MAILS_CURRENT_MAIL_H_
+#define NIMPORT_PLUGIN_MAILS_CURRENT_MAIL_H_
 
 #include <cstdint>
 #include <string>
@@ -22,4 +22,4 @@ struct CurrentMail {
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_CURRENT_MAIL_H_
+#endif  // NIMPORT_PLUGIN_MAILS_CURRENT_MAIL_H_

@@ -2,8 +2,8 @@
 // Every buffer and array that the library hands out is released with MT_Free. `session` is what
 // MT_Init returned. The library keeps one parsed mail per session: the one given to
 // MT_ParseMailText last.
-#ifndef NIMPORT_PLATFORM_MIME_ENTRY_POINTS_H_
-#define NIMPORT_PLATFORM_MIME_ENTRY_POINTS_H_
+#ifndef NIMPORT_WEXMAIL_ENTRY_POINTS_H_
+#define NIMPORT_WEXMAIL_ENTRY_POINTS_H_
 
 #include <cstdint>
 
@@ -71,4 +71,4 @@ using MT_GetPartDFunction = std::int32_t NIMPORT_MIME_CALL(
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_PLATFORM_MIME_ENTRY_POINTS_H_
+#endif  // NIMPORT_WEXMAIL_ENTRY_POINTS_H_

@@ -1,7 +1,7 @@
 // The MIME files of mails. A host asks for one piece of a mail after the other, so the file that
 // was read last is remembered: as long as it is unchanged it is neither read nor parsed again.
-#ifndef NIMPORT_STORE_MIME_FILE_H_
-#define NIMPORT_STORE_MIME_FILE_H_
+#ifndef NIMPORT_PLUGIN_MAILS_MIME_FILE_H_
+#define NIMPORT_PLUGIN_MAILS_MIME_FILE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "store/mail_row.h"
-#include "store/mail_store.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mail_store.h"
 
 namespace nimport::mailstore {
 
@@ -53,4 +53,4 @@ class MimeFile {
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_MIME_FILE_H_
+#endif  // NIMPORT_PLUGIN_MAILS_MIME_FILE_H_

@@ -1,4 +1,4 @@
-#include "store/mail_row.h"
+#include "plugin/mails/mail_row.h"
 
 #include <string>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "platform/session_database.h"
+#include "plugin/session_database.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 // The MIME library as the core uses it. Text is code page 932. Whatever the library hands out is
 // released here, on every path.
-#ifndef NIMPORT_PLATFORM_MIME_SESSION_H_
-#define NIMPORT_PLATFORM_MIME_SESSION_H_
+#ifndef NIMPORT_PLUGIN_MIME_LIBRARY_MIME_SESSION_H_
+#define NIMPORT_PLUGIN_MIME_LIBRARY_MIME_SESSION_H_
 
 #include <array>
 #include <cstddef>
@@ -12,7 +12,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/mime_library.h"
+#include "plugin/mime_library/mime_library.h"
 
 namespace nimport::mime {
 
@@ -117,4 +117,4 @@ class MimeSession {
 
 }  // namespace nimport::mime
 
-#endif  // NIMPORT_PLATFORM_MIME_SESSION_H_
+#endif  // NIMPORT_PLUGIN_MIME_LIBRARY_MIME_SESSION_H_

@@ -1,6 +1,6 @@
 // Opening of the mail client's databases.
-#ifndef NIMPORT_PLATFORM_SESSION_DATABASE_H_
-#define NIMPORT_PLATFORM_SESSION_DATABASE_H_
+#ifndef NIMPORT_PLUGIN_SESSION_DATABASE_H_
+#define NIMPORT_PLUGIN_SESSION_DATABASE_H_
 
 #include <memory>
 #include <string>
@@ -40,4 +40,4 @@ class SessionDatabase : private jet::DamageListener {
 
 }  // namespace nimport::platform
 
-#endif  // NIMPORT_PLATFORM_SESSION_DATABASE_H_
+#endif  // NIMPORT_PLUGIN_SESSION_DATABASE_H_

@@ -1,10 +1,10 @@
-#ifndef NIMPORT_STORE_HEADER_SUMMARY_H_
-#define NIMPORT_STORE_HEADER_SUMMARY_H_
+#ifndef NIMPORT_PLUGIN_MAILS_HEADER_SUMMARY_H_
+#define NIMPORT_PLUGIN_MAILS_HEADER_SUMMARY_H_
 
 #include <cstdint>
 
+#include "plugin/mails/mail_store.h"
 #include "store/field_selector.h"
-#include "store/mail_store.h"
 #include "text/fixed_text.h"
 
 namespace nimport::mailstore {
@@ -25,4 +25,4 @@ inline constexpr char EMPTY_FIELD_TEXT[] = "DEFAULT";
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_HEADER_SUMMARY_H_
+#endif  // NIMPORT_PLUGIN_MAILS_HEADER_SUMMARY_H_

@@ -1,15 +1,15 @@
-#include "store/mail_time.h"
+#include "plugin/mails/mail_time.h"
 
 #include <optional>
 #include <string>
 
 #include "common/failure.h"
 #include "platform/columns.h"
+#include "plugin/mails/mail_row.h"
+#include "plugin/mails/mime_file.h"
 #include "store/date_column.h"
 #include "store/mail_date.h"
-#include "store/mail_row.h"
 #include "store/mail_text.h"
-#include "store/mime_file.h"
 
 namespace nimport::mailstore {
 namespace {

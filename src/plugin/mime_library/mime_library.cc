@@ -1,4 +1,4 @@
-#include "platform/mime_library.h"
+#include "plugin/mime_library/mime_library.h"
 
 #include <utility>
 

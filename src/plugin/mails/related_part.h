@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_RELATED_PART_H_
-#define NIMPORT_STORE_RELATED_PART_H_
+#ifndef NIMPORT_PLUGIN_MAILS_RELATED_PART_H_
+#define NIMPORT_PLUGIN_MAILS_RELATED_PART_H_
 
 #include <cstdint>
 
@@ -16,4 +16,4 @@ struct RelatedPart {
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_RELATED_PART_H_
+#endif  // NIMPORT_PLUGIN_MAILS_RELATED_PART_H_

@@ -1,9 +1,9 @@
-#ifndef NIMPORT_STORE_MAIL_TIME_H_
-#define NIMPORT_STORE_MAIL_TIME_H_
+#ifndef NIMPORT_PLUGIN_MAILS_MAIL_TIME_H_
+#define NIMPORT_PLUGIN_MAILS_MAIL_TIME_H_
 
 #include <cstdint>
 
-#include "store/mail_store.h"
+#include "plugin/mails/mail_store.h"
 
 namespace nimport::mailstore {
 
@@ -18,4 +18,4 @@ void GetMailTime(MailStore& store, std::int32_t folderIndex, std::int32_t mailIn
 
 }  // namespace nimport::mailstore
 
-#endif  // NIMPORT_STORE_MAIL_TIME_H_
+#endif  // NIMPORT_PLUGIN_MAILS_MAIL_TIME_H_
