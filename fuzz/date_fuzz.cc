@@ -12,14 +12,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   setenv("TZ", ZONES[data[0] % std::size(ZONES)], 1);
   const nimport::platform::Clock& clock = nimport::platform::SystemPlatform().clock();
-  const auto seconds = nimport::mailstore::ParseMailDate(ToText(data + 1, size - 1), clock);
+  const auto seconds = nimport::store::ParseMailDate(ToText(data + 1, size - 1), clock);
   if (!seconds) return 0;
   Check(*seconds != -1);
-  const std::string text = nimport::mailstore::DateText(*seconds, clock);
+  const std::string text = nimport::store::DateText(*seconds, clock);
   Check(text.empty() || text.size() == 24);
   // What DateText writes is a date of the month-first form.
-  const auto again = nimport::mailstore::ParseMailDate(text, clock);
-  Check(!again || nimport::mailstore::DateText(nimport::mailstore::SubtractZoneBias(*again, clock),
-                                               clock) == text);
+  const auto again = nimport::store::ParseMailDate(text, clock);
+  Check(!again ||
+        nimport::store::DateText(nimport::store::SubtractZoneBias(*again, clock), clock) == text);
   return 0;
 }

@@ -2,7 +2,7 @@
 #include "fuzz_input.h"
 #include "store/mail_text.h"
 
-using namespace nimport::mailstore;
+using namespace nimport::store;
 using nimport::fuzz::Check;
 using nimport::fuzz::ToText;
 

@@ -7,7 +7,7 @@
 #include "plugin/mime_library/mime_session.h"
 
 using nimport::fuzz::Check;
-using namespace nimport::mime;
+using namespace nimport::plugin;
 
 namespace {
 

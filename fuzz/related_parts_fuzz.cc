@@ -17,7 +17,7 @@ void CheckExtension(std::string_view contentType) {
 }
 
 void CheckParts(std::string_view text) {
-  std::vector<nimport::mailstore::RelatedPart> parts;
+  std::vector<nimport::plugin::RelatedPart> parts;
   try {
     nimport::plugin::BuildRelatedParts(text, parts);
   } catch (const nimport::Failure&) {

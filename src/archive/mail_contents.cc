@@ -17,8 +17,8 @@ namespace nimport::archive {
 
 namespace {
 
-using mailstore::FieldSelector;
-using mailstore::MailContent;
+using store::FieldSelector;
+using store::MailContent;
 using store::MailRecord;
 using store::TextField;
 
@@ -31,7 +31,7 @@ std::optional<std::string> UnlessBlank(std::string_view text) {
 
 std::string NormalizedText(const TextField& field) {
   if (field.problem) throw store::Error(*field.problem);
-  return mailstore::NormalizeLineEnds(field.value.value_or(""));
+  return store::NormalizeLineEnds(field.value.value_or(""));
 }
 
 MailContents Make(ContentsKind kind, std::string bytes) {
@@ -46,7 +46,7 @@ MailContents WholeMailContents(store::Store& store, const MailRecord& record) {
   std::string text = NormalizedText(record.text);
   if (!LooksLikeMail(text)) return Make(ContentsKind::Text, std::move(text));
   return Make(ContentsKind::WholeMail,
-              mailstore::NormalizeLineEnds(store.ReadRawText(record).value_or("")));
+              store::NormalizeLineEnds(store.ReadRawText(record).value_or("")));
 }
 
 MailContents ForwardedContents(const MailRecord& record) {
@@ -89,7 +89,7 @@ class HeaderReader {
     if (text.problem) return Fail(name, text.problem->Describe());
     if (!text.value) return Fail(name, "the mail has no text");
     try {
-      header = UnlessBlank(mailstore::GetHeaderLine(*text.value, selector));
+      header = UnlessBlank(store::GetHeaderLine(*text.value, selector));
     } catch (const Failure& failure) {
       Fail(name, failure.what());
     }
@@ -175,9 +175,9 @@ void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHe
 // The instant of a date line that no general reader of dates understands; without a zone it is
 // local time.
 std::optional<std::int64_t> InstantOfDateLine(std::string_view line, const platform::Clock& clock) {
-  const auto seconds = mailstore::ParseMailDate(line, clock);
+  const auto seconds = store::ParseMailDate(line, clock);
   if (!seconds) return std::nullopt;
-  return mailstore::SubtractZoneBias(*seconds, clock);
+  return store::SubtractZoneBias(*seconds, clock);
 }
 
 void ReadFromText(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
@@ -192,7 +192,7 @@ void ReadFromText(const store::Store& store, const MailRecord& record, MailHeade
     if (!headers.instant) reader.Fail("date", "the date text cannot be read");
   }
   if (record.text.value) {
-    const auto id = mailstore::FindHeaderLine(*record.text.value, FieldSelector::MessageId);
+    const auto id = store::FindHeaderLine(*record.text.value, FieldSelector::MessageId);
     if (id) headers.messageId = UnlessBlank(*id);
   }
 }
@@ -238,7 +238,7 @@ MailHeaders ReadHeaders(const store::Store& store, const MailRecord& record,
   MailHeaders headers;
   if (record.content == MailContent::WholeMail) {
     ReadFromText(store, record, headers);
-  } else if (mailstore::HasFieldsInColumns(record.content)) {
+  } else if (store::HasFieldsInColumns(record.content)) {
     ReadFromColumns(store, record, headers);
   } else if (contents != nullptr) {
     ReadFromMime(store, record, contents->bytes, headers);

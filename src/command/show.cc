@@ -108,7 +108,7 @@ class MimeParts {
 
 // The text after the header of a mail that is kept as one text.
 std::string BodyOfWholeMail(const store::MailRecord& record) {
-  const std::string text = mailstore::NormalizeLineEnds(record.text.value.value_or(""));
+  const std::string text = store::NormalizeLineEnds(record.text.value.value_or(""));
   std::size_t position = 0;
   while (const auto line = text::ReadTextLine(text, position)) {
     if (line->empty()) break;

@@ -4,7 +4,7 @@
 
 namespace nimport::plugin {
 
-mailstore::MailStore& RequireMailStore(SessionContext& context) {
+MailStore& RequireMailStore(SessionContext& context) {
   if (context.mailStore == nullptr) FailInvalid("the session is one of an address book");
   return *context.mailStore;
 }

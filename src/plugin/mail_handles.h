@@ -9,7 +9,7 @@
 namespace nimport::plugin {
 
 // The session's mail store. Throws Failure (-3) for anything but a mail session.
-[[nodiscard]] mailstore::MailStore& RequireMailStore(SessionContext& context);
+[[nodiscard]] MailStore& RequireMailStore(SessionContext& context);
 
 // A handle of a cabinet or folder. Throws Failure (-3).
 [[nodiscard]] Folder& RequireFolder(HandleNode* node);

@@ -17,7 +17,7 @@ namespace nimport::plugin {
 namespace {
 
 void OpenMimeSession(SessionContext& context) {
-  context.mimeSession = mime::MimeSession::Open(context.platform.modules());
+  context.mimeSession = MimeSession::Open(context.platform.modules());
   if (context.mimeSession == nullptr) {
     FailInvalid("the MIME library (Wexmail) cannot be loaded or does not work");
   }
@@ -27,7 +27,7 @@ void OpenDatabaseFile(SessionContext& context, std::string_view file, jet::Known
   const text::PathText path = store::RequireDatabase(context.platform, context.databaseDir, file);
   try {
     context.database =
-        std::make_unique<platform::SessionDatabase>(context.platform, path.str(), std::move(known));
+        std::make_unique<SessionDatabase>(context.platform, path.str(), std::move(known));
   } catch (const FileMissing& error) {
     FailInvalid("no database " + error.description());
   } catch (const FileError& error) {
@@ -48,7 +48,7 @@ void DiscoverInstallation(SessionContext& context, SessionMode mode) {
   if (mode == SessionMode::AddressBook) {
     OpenDatabaseFile(context, store::ADDRESS_DATABASE_FILE, addressbook::KnownAddressObjects());
   } else {
-    OpenDatabaseFile(context, store::MAIL_DATABASE_FILE, mailstore::KnownMailObjects());
+    OpenDatabaseFile(context, store::MAIL_DATABASE_FILE, store::KnownMailObjects());
   }
 }
 
@@ -74,7 +74,7 @@ std::unique_ptr<SessionContext> OpenSession(SessionMode mode) {
   OpenMimeSession(*context);
   DiscoverForSession(*context, mode);
   if (mode == SessionMode::Mail) {
-    context->mailStore = std::make_unique<mailstore::MailStore>(
+    context->mailStore = std::make_unique<MailStore>(
         context->platform, *context->mimeSession, context->database->get(), context->databaseDir);
   }
   return context;

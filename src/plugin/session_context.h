@@ -30,15 +30,15 @@ struct SessionContext {
   SessionContext& operator=(const SessionContext&) = delete;
 
   platform::Platform& platform;
-  std::unique_ptr<mime::MimeSession> mimeSession;
+  std::unique_ptr<MimeSession> mimeSession;
   text::PathText databaseDir;
   text::AccountText accountId;
   // The process that the temporary names are of, by which GetTemporaryNames notices a fork.
   std::int64_t process;
   TemporaryNames temporaryNames;
-  std::unique_ptr<platform::SessionDatabase> database;
+  std::unique_ptr<SessionDatabase> database;
   // Works on the database and the MIME session above; of a mail session only.
-  std::unique_ptr<mailstore::MailStore> mailStore;
+  std::unique_ptr<MailStore> mailStore;
   // The address book while it is open, and from a failed first open to the session's end.
   std::optional<addressbook::AddressBook> addressBookData;
   // Handles of the address book that are open.

@@ -2,9 +2,10 @@
 
 #include <utility>
 
-namespace nimport::platform {
+namespace nimport::plugin {
 
-SessionDatabase::SessionDatabase(Platform& platform, std::string_view path, jet::KnownObjects known)
+SessionDatabase::SessionDatabase(platform::Platform& platform, std::string_view path,
+                                 jet::KnownObjects known)
     : platform_(platform), fileName_(platform.files().NativeName(path)) {
   jet::OpenOptions options;
   options.textCodePage = text::CODE_PAGE_JAPANESE;
@@ -19,8 +20,8 @@ void SessionDatabase::OnDamage(const jet::DatabaseError& damage) {
   if (platform_.diagnostics().IsOn()) platform_.diagnostics().Report(ToFailureRecord(damage));
 }
 
-FailureRecord ToFailureRecord(const jet::DatabaseError& error) {
-  FailureRecord record;
+platform::FailureRecord ToFailureRecord(const jet::DatabaseError& error) {
+  platform::FailureRecord record;
   record.reason = error.what();
   record.file = error.place().file;
   record.page = error.place().page;
@@ -29,4 +30,4 @@ FailureRecord ToFailureRecord(const jet::DatabaseError& error) {
   return record;
 }
 
-}  // namespace nimport::platform
+}  // namespace nimport::plugin

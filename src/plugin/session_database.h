@@ -9,7 +9,7 @@
 #include "jet/database.h"
 #include "platform/platform.h"
 
-namespace nimport::platform {
+namespace nimport::plugin {
 
 // An open database of a session. Damage that is stepped over (Platform::IsSalvaging) is reported to
 // the platform's diagnostics.
@@ -17,7 +17,7 @@ class SessionDatabase : private jet::DamageListener {
  public:
   // Opens the file at `path` (code page 932) for reading. `known` tells what it should hold, for a
   // damaged one. `platform` must outlive the object. Throws FileError or jet::DatabaseError.
-  SessionDatabase(Platform& platform, std::string_view path, jet::KnownObjects known);
+  SessionDatabase(platform::Platform& platform, std::string_view path, jet::KnownObjects known);
   ~SessionDatabase() override;
   SessionDatabase(const SessionDatabase&) = delete;
   SessionDatabase& operator=(const SessionDatabase&) = delete;
@@ -30,14 +30,14 @@ class SessionDatabase : private jet::DamageListener {
  private:
   void OnDamage(const jet::DatabaseError& damage) override;
 
-  Platform& platform_;
+  platform::Platform& platform_;
   std::string fileName_;
   std::unique_ptr<jet::Database> database_;
 };
 
 // What is known of a database's failure, for diagnostics. `function` and `code` are left empty.
-[[nodiscard]] FailureRecord ToFailureRecord(const jet::DatabaseError& error);
+[[nodiscard]] platform::FailureRecord ToFailureRecord(const jet::DatabaseError& error);
 
-}  // namespace nimport::platform
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_SESSION_DATABASE_H_

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string_view>
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr int FIRST_YEAR = 1970;
@@ -84,4 +84,4 @@ std::optional<platform::LocalTime> ReadDateColumn(const jet::Value& value) {
   return time;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

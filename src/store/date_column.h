@@ -6,7 +6,7 @@
 #include "jet/value.h"
 #include "platform/clock.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // The calendar fields of a date column: a date, or a text of the form "yyyy/mm/dd hh:mm:ss" or
 // "yyyy-mm-dd hh:mm:ss", with or without the time. Milliseconds are dropped. Empty for null, for
@@ -16,6 +16,6 @@ namespace nimport::mailstore {
 // As hosts get it: empty for years outside 1970 to 2029 too.
 [[nodiscard]] std::optional<platform::LocalTime> ReadDateColumn(const jet::Value& value);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_DATE_COLUMN_H_

@@ -1,7 +1,7 @@
 #ifndef NIMPORT_STORE_FIELD_SELECTOR_H_
 #define NIMPORT_STORE_FIELD_SELECTOR_H_
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // A header field of a mail, numbered as hosts know them. Number 5 is not used.
 enum class FieldSelector {
@@ -13,6 +13,6 @@ enum class FieldSelector {
   ContentType = 6,
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_FIELD_SELECTOR_H_

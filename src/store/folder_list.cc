@@ -11,7 +11,7 @@
 #include "store/mail_kinds.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr const char* CABINET_TABLE = "CabinetTBL";
@@ -39,7 +39,7 @@ void ForEachRow(jet::Database& database, std::string_view tableName,
 
 std::string FolderList::ReadName(const jet::Recordset& row, std::string_view column) const {
   std::string name = platform::ReadText(row, column).value_or("");
-  if (limits_ == store::TextLimits::None) return name;
+  if (limits_ == TextLimits::None) return name;
   return text::NameText::CutOwned(std::move(name)).str();
 }
 
@@ -179,4 +179,4 @@ std::optional<std::int32_t> FolderList::FindChild(std::int32_t parentIndex,
   return parentIndex + 1 + childIndex;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

@@ -15,7 +15,7 @@
 #include "store/text_limits.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // A cabinet or a folder.
 struct FolderRecord {
@@ -34,7 +34,7 @@ struct FolderRecord {
 // number are kept once, and records are made when they are asked for.
 class FolderList {
  public:
-  explicit FolderList(store::TextLimits limits = store::TextLimits::OfHosts) : limits_(limits) {}
+  explicit FolderList(TextLimits limits = TextLimits::OfHosts) : limits_(limits) {}
   FolderList(const FolderList&) = delete;
   FolderList& operator=(const FolderList&) = delete;
 
@@ -82,7 +82,7 @@ class FolderList {
     }
   };
 
-  store::TextLimits limits_;
+  TextLimits limits_;
   std::vector<Cabinet> cabinets_;
   std::map<std::int32_t, FolderGroup> groups_;  // by cabinet number
   FolderGroup noFolders_;  // of a cabinet whose number no folder has; has the table's failure
@@ -99,6 +99,6 @@ class FolderList {
   [[nodiscard]] const Cabinet* FindCabinet(std::int32_t index) const;
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_FOLDER_LIST_H_

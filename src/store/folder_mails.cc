@@ -3,7 +3,7 @@
 #include "platform/columns.h"
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr char MAIL_TABLE[] = "DataTBL";
@@ -34,4 +34,4 @@ std::deque<MailEntry> ReadFolderMails(jet::Database& database, std::int32_t fold
   return mails;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

@@ -6,7 +6,7 @@
 
 #include "jet/database.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // A mail of a folder, as the list of mails has it. There may be a million: they are kept in a
 // deque, which grows without a copy and without room to spare.
@@ -22,6 +22,6 @@ struct MailEntry {
 [[nodiscard]] std::deque<MailEntry> ReadFolderMails(jet::Database& database,
                                                     std::int32_t folderNumber);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_FOLDER_MAILS_H_

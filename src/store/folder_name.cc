@@ -5,7 +5,7 @@
 #include "text/code_page_932.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 // What stands for a character of one byte; empty when it stands for itself.
@@ -49,4 +49,4 @@ std::string EscapeFolderName(std::string_view name) {
   return escaped;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // The name of a cabinet or folder, in code page 932, as hosts get it: with "%5c", "%2f" and "%23"
 // for the characters '\', '/' and '#', so that it can be part of a path. A '%' of the name's own
@@ -14,6 +14,6 @@ namespace nimport::mailstore {
 // The same of a name in UTF-8, as long as it gets.
 [[nodiscard]] std::string EscapeUtf8FolderName(std::string_view name);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_FOLDER_NAME_H_

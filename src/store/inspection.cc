@@ -72,7 +72,7 @@ StoreState InspectStore(platform::Platform& platform) {
   const std::string directory = FindDatabaseDirectory(platform).str();
   StoreState state;
   state.mail = InspectDatabase(platform, directory + std::string(MAIL_DATABASE_FILE),
-                               mailstore::KnownMailObjects(platform.text(), text::CODE_PAGE_UTF8));
+                               KnownMailObjects(platform.text(), text::CODE_PAGE_UTF8));
   state.addressBook = InspectDatabase(platform, directory + std::string(ADDRESS_DATABASE_FILE),
                                       addressbook::KnownAddressObjects());
   return state;

@@ -8,7 +8,7 @@
 
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr const char* MAIL_TABLE = "DataTBL";
@@ -94,4 +94,4 @@ jet::KnownObjects KnownMailObjects(const text::CodePageConverter& text, unsigned
   return known;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

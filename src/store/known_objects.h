@@ -4,7 +4,7 @@
 #include "jet/open_options.h"
 #include "text/code_page_converter.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // The tables and stored queries of the mail database, their names in code page 932.
 [[nodiscard]] jet::KnownObjects KnownMailObjects();
@@ -13,6 +13,6 @@ namespace nimport::mailstore {
 [[nodiscard]] jet::KnownObjects KnownMailObjects(const text::CodePageConverter& text,
                                                  unsigned codePage);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_KNOWN_OBJECTS_H_

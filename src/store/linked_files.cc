@@ -7,7 +7,7 @@
 #include "common/failure.h"
 #include "platform/columns.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr char KEY_COLUMN[] = "MailID";
@@ -99,4 +99,4 @@ std::optional<std::string> LinkedFiles::FindPath(jet::Database& database, std::s
   FailInvalid("no received file has the MailID of the forwarded mail");
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

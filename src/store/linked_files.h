@@ -13,7 +13,7 @@
 #include "jet/database.h"
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // Finds the received files that forwarded mails name by the beginning of a "MailID". The first
 // question for a beginning of some length goes through the received files once; later ones of that
@@ -60,6 +60,6 @@ class LinkedFiles {
   std::deque<Index> indexes_;  // the one made last comes last
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_LINKED_FILES_H_

@@ -9,7 +9,7 @@
 #include "text/ascii.h"
 #include "text/code_page_932.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 using platform::Clock;
@@ -266,4 +266,4 @@ std::string MakeFallbackMessageId(std::int32_t seconds, const Clock& clock) {
   return "DEFAULT" + DateText(seconds, clock);
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

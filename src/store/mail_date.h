@@ -11,7 +11,7 @@
 
 #include "platform/clock.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // `seconds` plus, or less, the machine's zone bias. Both count modulo 2^32 and so undo each other
 // for every value.
@@ -33,6 +33,6 @@ namespace nimport::mailstore {
 // What stands for the message ID of a mail of that date which has none.
 [[nodiscard]] std::string MakeFallbackMessageId(std::int32_t seconds, const platform::Clock& clock);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_MAIL_DATE_H_

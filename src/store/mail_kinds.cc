@@ -5,7 +5,7 @@
 
 #include "common/failure.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 // The value of the column "EmailMode" of a mail whose text has its header with it.
@@ -174,4 +174,4 @@ bool HasDateInMimeFile(std::int32_t dataType) {
   return dataType == 34;
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // The stored query and the columns of one kind of mail. A column that the kind lacks is empty.
 // The names are in code page 932 and last as long as the process.
@@ -79,6 +79,6 @@ inline constexpr std::string_view LINKED_FILE_QUERY = "EmRcvBin\xB8\xB4\xD8\xB0"
 // column `dateColumn`.
 [[nodiscard]] bool HasDateInMimeFile(std::int32_t dataType);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_MAIL_KINDS_H_

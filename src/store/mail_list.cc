@@ -35,7 +35,7 @@ class ListReader {
 
  private:
   void ReadFolders() {
-    mailstore::FolderList folders;
+    FolderList folders;
     folders.Salvage(database_, [](const jet::DatabaseError&) {});
     for (std::int32_t i = 0; const auto cabinet = folders.FindChild(-1, i); ++i) {
       for (std::int32_t k = 0; const auto folder = folders.FindChild(*cabinet, k); ++k)
@@ -58,7 +58,7 @@ class ListReader {
     for (; !rows->IsEof(); rows->MoveNext()) {
       const std::int32_t kind = platform::ReadNumber(*rows, "DataType");
       ++list_.rowsByKind[kind];
-      if (!mailstore::IsListedMailKind(kind)) {
+      if (!IsListedMailKind(kind)) {
         list_.otherKinds[kind].push_back(platform::ReadNumber(*rows, "DataNo"));
         continue;
       }
@@ -93,7 +93,7 @@ MailList ReadMailList(platform::Platform& platform) {
   IgnoreDamage listener;
   jet::OpenOptions options;
   options.damageListener = &listener;
-  options.known = mailstore::KnownMailObjects();
+  options.known = KnownMailObjects();
   MailList list;
   try {
     const auto database =

@@ -36,7 +36,7 @@ struct FurtherColumn {
 struct MailRecord {
   std::int32_t number = 0;    // "DataNo"
   std::int32_t dataType = 0;  // the kind
-  mailstore::MailContent content = mailstore::MailContent::Text;
+  MailContent content = MailContent::Text;
 
   // The header fields of a mail that has them in columns (HasFieldsInColumns); absent otherwise.
   TextField title;

@@ -11,9 +11,6 @@
 namespace nimport::store {
 namespace {
 
-using mailstore::MailContent;
-using mailstore::MailKindColumns;
-
 constexpr std::string_view NUMBER_COLUMN = "DataNo";
 constexpr std::string_view KIND_COLUMN = "DataType";
 constexpr std::string_view MODE_COLUMN = "EmailMode";
@@ -77,7 +74,7 @@ class MailRows::RowReader {
   [[nodiscard]] Field<platform::LocalTime> Date(std::string_view name) {
     Field<jet::Value> field = Read(name);
     Field<platform::LocalTime> date{.value = {}, .problem = std::move(field.problem)};
-    if (field.value) date.value = mailstore::ReadAnyDate(*field.value);
+    if (field.value) date.value = ReadAnyDate(*field.value);
     return date;
   }
 
@@ -119,15 +116,15 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
     FailInvalid("the stored query of kind " + std::to_string(dataType) +
                 " has no row with DataNo " + std::to_string(dataNo));
   }
-  const MailKindColumns& columns = mailstore::LookupMailKind(dataType);
+  const MailKindColumns& columns = LookupMailKind(dataType);
   MailRecord record;
   record.number = dataNo;
   record.dataType = dataType;
-  const bool hasMode = mailstore::HasEmailMode(dataType);
+  const bool hasMode = HasEmailMode(dataType);
   record.content =
-      mailstore::GetMailContent(dataType, hasMode ? platform::ReadNumber(*rows_, MODE_COLUMN) : 0);
+      GetMailContent(dataType, hasMode ? platform::ReadNumber(*rows_, MODE_COLUMN) : 0);
   RowReader row(query_->Columns(), *rows_);
-  if (mailstore::HasFieldsInColumns(record.content)) {
+  if (HasFieldsInColumns(record.content)) {
     record.title = row.Text(columns.titleColumn);
     record.senderId = row.Text(columns.originatorIdColumn);
     record.senderName = row.Text(columns.originatorNameColumn);
@@ -137,7 +134,7 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
     record.contentType = row.Text(columns.contentTypeColumn);
   }
   if (columns.dateColumn != MIME_FILE_COLUMN) record.date = row.Date(columns.dateColumn);
-  if (mailstore::HasOnlyFile(record.content)) {
+  if (HasOnlyFile(record.content)) {
     record.fileLink = row.Text(columns.filePathColumn);
   } else if (record.content == MailContent::MimeFile) {
     record.fileLink = row.Text(MIME_FILE_COLUMN);

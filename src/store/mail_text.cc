@@ -2,7 +2,7 @@
 
 #include "common/failure.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 constexpr char CR = '\r';
@@ -75,4 +75,4 @@ std::string NormalizeLineEnds(std::string text) {
   return result.append(text, copied);
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

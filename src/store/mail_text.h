@@ -10,7 +10,7 @@
 #include "store/field_selector.h"
 #include "text/text_lines.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 
 // The value of the first line of `text` that is a header line of the field `selector`: everything
 // after the colon as it stands, the blank before the value included; a view into `text`. Letter
@@ -27,6 +27,6 @@ namespace nimport::mailstore {
 // A text that needs none is returned without being copied.
 [[nodiscard]] std::string NormalizeLineEnds(std::string text);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::store
 
 #endif  // NIMPORT_STORE_MAIL_TEXT_H_

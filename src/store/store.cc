@@ -17,8 +17,6 @@
 namespace nimport::store {
 namespace {
 
-using mailstore::MailContent;
-
 constexpr const char* ADDRESS_TABLE = "AddressBookTBL";
 
 // Runs `work`; what it throws becomes an Error, or Interrupted.
@@ -95,7 +93,7 @@ Store::Store(platform::Platform& platform, const Options& options)
     directory_ = FindDatabaseDirectory(platform_);
     memberId_ = ToUtf8(FindMemberId(platform_).str());
     database_ = OpenMailDatabase(text::CODE_PAGE_UTF8);
-    linkedFiles_ = mailstore::LinkedFiles(ToUtf8(mailstore::LINKED_FILE_QUERY));
+    linkedFiles_ = LinkedFiles(ToUtf8(LINKED_FILE_QUERY));
     ListFolders();
   });
 }
@@ -104,12 +102,12 @@ Store::~Store() = default;
 
 std::unique_ptr<OpenDatabase> Store::OpenMailDatabase(unsigned codePage) const {
   return std::make_unique<OpenDatabase>(platform_, directory_, MAIL_DATABASE_FILE,
-                                        mailstore::KnownMailObjects(platform_.text(), codePage),
-                                        options_, codePage);
+                                        KnownMailObjects(platform_.text(), codePage), options_,
+                                        codePage);
 }
 
 void Store::ListFolders() {
-  mailstore::FolderList folders(TextLimits::None);
+  FolderList folders(TextLimits::None);
   try {
     if (platform_.IsSalvaging()) {
       folders.Salvage(database_->get(), [this](const jet::DatabaseError& error) {
@@ -127,24 +125,23 @@ void Store::ListFolders() {
   }
   for (std::int32_t i = 0; const auto cabinet = folders.FindChild(-1, i); ++i) {
     Cabinet& listed = cabinets_.emplace_back();
-    listed.name = mailstore::EscapeUtf8FolderName(folders.At(*cabinet).name);
+    listed.name = EscapeUtf8FolderName(folders.At(*cabinet).name);
     for (std::int32_t k = 0; const auto folder = folders.FindChild(*cabinet, k); ++k) {
-      const mailstore::FolderRecord record = folders.At(*folder);
+      const FolderRecord record = folders.At(*folder);
       listed.folders.push_back(
-          {.number = record.number, .name = mailstore::EscapeUtf8FolderName(record.name)});
+          {.number = record.number, .name = EscapeUtf8FolderName(record.name)});
     }
   }
 }
 
 OpenFolder Store::Open(const Folder& folder) {
-  return Guarded([&] {
-    return OpenFolder(*this, mailstore::ReadFolderMails(database_->get(), folder.number));
-  });
+  return Guarded(
+      [&] { return OpenFolder(*this, ReadFolderMails(database_->get(), folder.number)); });
 }
 
-MailRecord Store::ReadRecord(const mailstore::MailEntry& mail, ColumnsWanted wanted) {
+MailRecord Store::ReadRecord(const MailEntry& mail, ColumnsWanted wanted) {
   return Guarded([&] {
-    const std::string_view query = mailstore::LookupMailKind(mail.dataType).queryName;
+    const std::string_view query = LookupMailKind(mail.dataType).queryName;
     return RowsOf(query).Read(mail.dataType, mail.dataNo, wanted);
   });
 }
@@ -160,8 +157,7 @@ std::string Store::ReadMimeFile(const MailRecord& record) {
     const platform::StoredPath path =
         MimeFilePath(directory_, ToCodePage932(Require(record.fileLink)));
     try {
-      return mailstore::NormalizeLineEnds(
-          platform::ReadWholeFile(*platform_.files().OpenStored(path)));
+      return NormalizeLineEnds(platform::ReadWholeFile(*platform_.files().OpenStored(path)));
     } catch (const FileMissing& error) {
       FailInvalid("no MIME file " + error.description());
     } catch (const std::bad_alloc&) {
@@ -172,7 +168,7 @@ std::string Store::ReadMimeFile(const MailRecord& record) {
 
 std::optional<std::string> Store::ReadRawText(const MailRecord& record) {
   return Guarded([&] {
-    const std::string_view query = mailstore::LookupMailKind(record.dataType).queryName;
+    const std::string_view query = LookupMailKind(record.dataType).queryName;
     if (!rawDatabase_) rawDatabase_ = OpenMailDatabase(text::CODE_PAGE_JAPANESE);
     MailRows& rows = rawRows_.try_emplace(query, rawDatabase_->get(), query).first->second;
     return Require(rows.Read(record.dataType, record.number, ColumnsWanted::OfMail).text);
@@ -188,7 +184,7 @@ StoredFile Store::ReadStoredFile(const MailRecord& record) {
                                    platform_.files().FindChangeStamp(database_->path()));
     }
     path = ToCodePage932(path);
-    std::string bytes = store::ReadStoredFile(platform_.files(), directory_, path);
+    std::string bytes = ReadStoredBytes(platform_.files(), directory_, path);
     return StoredFile{.name = ToUtf8(OwnName(*path)), .bytes = std::move(bytes)};
   });
 }

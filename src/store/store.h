@@ -99,11 +99,10 @@ class OpenFolder {
 
  private:
   friend class Store;
-  OpenFolder(Store& store, std::deque<mailstore::MailEntry> mails)
-      : store_(store), mails_(std::move(mails)) {}
+  OpenFolder(Store& store, std::deque<MailEntry> mails) : store_(store), mails_(std::move(mails)) {}
 
   Store& store_;
-  std::deque<mailstore::MailEntry> mails_;
+  std::deque<MailEntry> mails_;
 };
 
 class Store {
@@ -147,7 +146,7 @@ class Store {
 
   [[nodiscard]] std::unique_ptr<OpenDatabase> OpenMailDatabase(unsigned codePage) const;
   void ListFolders();
-  [[nodiscard]] MailRecord ReadRecord(const mailstore::MailEntry& mail, ColumnsWanted wanted);
+  [[nodiscard]] MailRecord ReadRecord(const MailEntry& mail, ColumnsWanted wanted);
   [[nodiscard]] std::string ToUtf8(std::string_view codePage932) const;
   [[nodiscard]] std::optional<std::string> ToCodePage932(
       const std::optional<std::string>& text) const;
@@ -161,7 +160,7 @@ class Store {
   std::vector<Cabinet> cabinets_;
   std::string failedListing_;
   std::map<std::string_view, MailRows> rows_;  // by the query's name in code page 932
-  mailstore::LinkedFiles linkedFiles_;
+  LinkedFiles linkedFiles_;
   // The same in code page 932, opened when ReadRawText needs it. Of damage the other one tells.
   std::unique_ptr<OpenDatabase> rawDatabase_;
   std::map<std::string_view, MailRows> rawRows_;

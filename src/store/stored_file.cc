@@ -20,9 +20,9 @@ platform::StoredPath MimeFilePath(const text::PathText& databaseDirectory,
   return {.path = path->str(), .storeDirectory = databaseDirectory.str()};
 }
 
-std::string ReadStoredFile(const platform::FileSystem& files,
-                           const text::PathText& databaseDirectory,
-                           const std::optional<std::string>& storedPath) {
+std::string ReadStoredBytes(const platform::FileSystem& files,
+                            const text::PathText& databaseDirectory,
+                            const std::optional<std::string>& storedPath) {
   if (!storedPath) FailInvalid("the mail names no stored file");
   const auto path = text::PathText::Fit(*storedPath);
   if (!path) FailInvalid("the path of the stored file is too long");

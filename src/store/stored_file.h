@@ -19,9 +19,9 @@ namespace nimport::store {
 
 // The bytes of the stored file at `path`, as it stands in a row. Throws Failure: -3 when the row
 // names none, the path is too long or no file is there; -2 when it cannot be read.
-[[nodiscard]] std::string ReadStoredFile(const platform::FileSystem& files,
-                                         const text::PathText& databaseDirectory,
-                                         const std::optional<std::string>& path);
+[[nodiscard]] std::string ReadStoredBytes(const platform::FileSystem& files,
+                                          const text::PathText& databaseDirectory,
+                                          const std::optional<std::string>& path);
 
 }  // namespace nimport::store
 

@@ -13,7 +13,7 @@
 #define NIMPORT_MIME_CALL
 #endif
 
-namespace nimport::mime {
+namespace nimport::wexmail {
 
 extern "C" {
 
@@ -69,6 +69,6 @@ using MT_GetPartDFunction = std::int32_t NIMPORT_MIME_CALL(
 
 }  // extern "C"
 
-}  // namespace nimport::mime
+}  // namespace nimport::wexmail
 
 #endif  // NIMPORT_WEXMAIL_ENTRY_POINTS_H_

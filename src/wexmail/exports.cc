@@ -273,20 +273,20 @@ MT_GetPartD(std::int32_t session, const char* contentType, std::int32_t* count, 
 }
 
 // The callers' declarations and these functions must agree to the letter.
-static_assert(std::is_same_v<decltype(MT_Init), mime::MT_InitFunction>);
-static_assert(std::is_same_v<decltype(MT_Term), mime::MT_TermFunction>);
-static_assert(std::is_same_v<decltype(MT_Free), mime::MT_FreeFunction>);
-static_assert(std::is_same_v<decltype(MT_ParseMailText), mime::MT_ParseMailTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetSubjectD), mime::MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetFromD), mime::MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetToD), mime::MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetMessageIDD), mime::MT_GetHeaderTextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetSendDateD), mime::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_Init), wexmail::MT_InitFunction>);
+static_assert(std::is_same_v<decltype(MT_Term), wexmail::MT_TermFunction>);
+static_assert(std::is_same_v<decltype(MT_Free), wexmail::MT_FreeFunction>);
+static_assert(std::is_same_v<decltype(MT_ParseMailText), wexmail::MT_ParseMailTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetSubjectD), wexmail::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetFromD), wexmail::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetToD), wexmail::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetMessageIDD), wexmail::MT_GetHeaderTextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetSendDateD), wexmail::MT_GetHeaderTextFunction>);
 static_assert(
-    std::is_same_v<decltype(MT_GetMainHeadPosition), mime::MT_GetMainHeadPositionFunction>);
-static_assert(std::is_same_v<decltype(MT_GetMainNext), mime::MT_GetMainNextFunction>);
-static_assert(std::is_same_v<decltype(MT_GetAttachCount), mime::MT_GetAttachCountFunction>);
-static_assert(std::is_same_v<decltype(MT_GetAttach), mime::MT_GetAttachFunction>);
-static_assert(std::is_same_v<decltype(MT_GetPartD), mime::MT_GetPartDFunction>);
+    std::is_same_v<decltype(MT_GetMainHeadPosition), wexmail::MT_GetMainHeadPositionFunction>);
+static_assert(std::is_same_v<decltype(MT_GetMainNext), wexmail::MT_GetMainNextFunction>);
+static_assert(std::is_same_v<decltype(MT_GetAttachCount), wexmail::MT_GetAttachCountFunction>);
+static_assert(std::is_same_v<decltype(MT_GetAttach), wexmail::MT_GetAttachFunction>);
+static_assert(std::is_same_v<decltype(MT_GetPartD), wexmail::MT_GetPartDFunction>);
 
 }  // namespace nimport::wexmail

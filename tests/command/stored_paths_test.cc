@@ -76,9 +76,8 @@ class StoredPaths : public testing::Test {
 
   static std::string Ask(store::Store& store, const store::MailRecord& record) {
     try {
-      return record.content == mailstore::MailContent::MimeFile
-                 ? store.ReadMimeFile(record)
-                 : store.ReadStoredFile(record).bytes;
+      return record.content == store::MailContent::MimeFile ? store.ReadMimeFile(record)
+                                                            : store.ReadStoredFile(record).bytes;
     } catch (const store::Error& error) {
       return error.reason();
     }

@@ -8,7 +8,7 @@
 #include "fixtures/scripted_wexmail/scripted_wexmail.h"
 #include "platform/platform.h"
 
-namespace nimport::mime {
+namespace nimport::plugin {
 namespace {
 
 class MimeSessionTest : public testing::Test {
@@ -192,7 +192,7 @@ TEST(MimeLibraryTest, AsksForEachNameOnceInTheFixedOrder) {
                                                      {172, "MU_MapGetNextAssoc"}};
   for (const auto& [place, name] : PLACES)
     EXPECT_EQ(names[place], name);
-  EXPECT_EQ(library.EntryPoint<MT_InitFunction>(EntryPointIndex("MT_Init"))(), 0);
+  EXPECT_EQ(library.EntryPoint<wexmail::MT_InitFunction>(EntryPointIndex("MT_Init"))(), 0);
 }
 
 TEST(SystemModuleLoader, LoadsByBareNameOnly) {
@@ -213,4 +213,4 @@ TEST(SystemModuleLoader, LoadsByBareNameOnly) {
 }
 
 }  // namespace
-}  // namespace nimport::mime
+}  // namespace nimport::plugin

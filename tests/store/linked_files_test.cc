@@ -6,7 +6,7 @@
 #include "store/database_in_memory.h"
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 struct ReceivedFile {
@@ -90,4 +90,4 @@ TEST_F(LinkedFilesTest, BeforeADamagedRowAreFound) {
 }
 
 }  // namespace
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

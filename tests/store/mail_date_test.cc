@@ -11,7 +11,7 @@
 #include "common/process_environment.h"
 #include "platform/platform.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 using platform::Clock;
@@ -224,4 +224,4 @@ TEST(DateText, HasFixedPlacesInLocalTime) {
 }
 
 }  // namespace
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

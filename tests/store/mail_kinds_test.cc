@@ -7,7 +7,7 @@
 
 #include "common/failure.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 // Where mails of each kind keep their contents, with an EmailMode of 1.
@@ -48,4 +48,4 @@ TEST(MailKinds, ShareTheirQueriesAndColumns) {
 }
 
 }  // namespace
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

@@ -7,7 +7,7 @@
 #include "common/failure.h"
 #include "store/folder_name.h"
 
-namespace nimport::mailstore {
+namespace nimport::store {
 namespace {
 
 std::vector<std::string> ReadAllLines(std::string_view text) {
@@ -151,4 +151,4 @@ TEST(EscapeFolderName, EscapesThreeCharactersAndCuts) {
 }
 
 }  // namespace
-}  // namespace nimport::mailstore
+}  // namespace nimport::store

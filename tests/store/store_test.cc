@@ -17,8 +17,8 @@
 namespace nimport::store {
 namespace {
 
-using mailstore::MailContent;
 using nlohmann::json;
+using store::MailContent;
 using testing::HasSubstr;
 using testing::Optional;
 

@@ -38,7 +38,7 @@ std::int32_t Library::Parse(const std::string& mail) const {
   return MT_ParseMailText(session_, mail.c_str(), static_cast<std::int32_t>(mail.size() + 1));
 }
 
-std::optional<std::string> Library::HeaderText(MT_GetHeaderTextFunction* function) const {
+std::optional<std::string> Library::HeaderText(wexmail::MT_GetHeaderTextFunction* function) const {
   char* text = nullptr;
   std::int32_t length = -1;
   if (function(session_, &text, &length) != 1) return std::nullopt;

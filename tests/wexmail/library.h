@@ -12,20 +12,20 @@
 #include "wexmail/entry_points.h"
 
 extern "C" {
-nimport::mime::MT_InitFunction MT_Init;
-nimport::mime::MT_TermFunction MT_Term;
-nimport::mime::MT_FreeFunction MT_Free;
-nimport::mime::MT_ParseMailTextFunction MT_ParseMailText;
-nimport::mime::MT_GetHeaderTextFunction MT_GetSubjectD;
-nimport::mime::MT_GetHeaderTextFunction MT_GetFromD;
-nimport::mime::MT_GetHeaderTextFunction MT_GetToD;
-nimport::mime::MT_GetHeaderTextFunction MT_GetMessageIDD;
-nimport::mime::MT_GetHeaderTextFunction MT_GetSendDateD;
-nimport::mime::MT_GetMainHeadPositionFunction MT_GetMainHeadPosition;
-nimport::mime::MT_GetMainNextFunction MT_GetMainNext;
-nimport::mime::MT_GetAttachCountFunction MT_GetAttachCount;
-nimport::mime::MT_GetAttachFunction MT_GetAttach;
-nimport::mime::MT_GetPartDFunction MT_GetPartD;
+nimport::wexmail::MT_InitFunction MT_Init;
+nimport::wexmail::MT_TermFunction MT_Term;
+nimport::wexmail::MT_FreeFunction MT_Free;
+nimport::wexmail::MT_ParseMailTextFunction MT_ParseMailText;
+nimport::wexmail::MT_GetHeaderTextFunction MT_GetSubjectD;
+nimport::wexmail::MT_GetHeaderTextFunction MT_GetFromD;
+nimport::wexmail::MT_GetHeaderTextFunction MT_GetToD;
+nimport::wexmail::MT_GetHeaderTextFunction MT_GetMessageIDD;
+nimport::wexmail::MT_GetHeaderTextFunction MT_GetSendDateD;
+nimport::wexmail::MT_GetMainHeadPositionFunction MT_GetMainHeadPosition;
+nimport::wexmail::MT_GetMainNextFunction MT_GetMainNext;
+nimport::wexmail::MT_GetAttachCountFunction MT_GetAttachCount;
+nimport::wexmail::MT_GetAttachFunction MT_GetAttach;
+nimport::wexmail::MT_GetPartDFunction MT_GetPartD;
 }
 
 namespace nimport::mime {
@@ -58,7 +58,7 @@ class Library {
   [[nodiscard]] std::int32_t session() const { return session_; }
   [[nodiscard]] std::int32_t Parse(const std::string& mail) const;
   // Nothing when the function answers other than 1.
-  [[nodiscard]] std::optional<std::string> HeaderText(MT_GetHeaderTextFunction* function) const;
+  [[nodiscard]] std::optional<std::string> HeaderText(wexmail::MT_GetHeaderTextFunction* function) const;
   [[nodiscard]] std::vector<MainPart> Mains() const;
   [[nodiscard]] std::vector<Attachment> Attachments() const;
   [[nodiscard]] std::vector<FoundPart> Parts(const std::string& contentType) const;

@@ -14,11 +14,11 @@ TEST(Reload, LibraryWorksEachTimeItIsLoaded) {
     void* module = dlopen(WEXMAIL_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(module, nullptr) << dlerror();
     const auto find = [&](const char* name) { return dlsym(module, name); };
-    auto* init = reinterpret_cast<MT_InitFunction*>(find("MT_Init"));
-    auto* term = reinterpret_cast<MT_TermFunction*>(find("MT_Term"));
-    auto* parse = reinterpret_cast<MT_ParseMailTextFunction*>(find("MT_ParseMailText"));
-    auto* subject = reinterpret_cast<MT_GetHeaderTextFunction*>(find("MT_GetSubjectD"));
-    auto* release = reinterpret_cast<MT_FreeFunction*>(find("MT_Free"));
+    auto* init = reinterpret_cast<wexmail::MT_InitFunction*>(find("MT_Init"));
+    auto* term = reinterpret_cast<wexmail::MT_TermFunction*>(find("MT_Term"));
+    auto* parse = reinterpret_cast<wexmail::MT_ParseMailTextFunction*>(find("MT_ParseMailText"));
+    auto* subject = reinterpret_cast<wexmail::MT_GetHeaderTextFunction*>(find("MT_GetSubjectD"));
+    auto* release = reinterpret_cast<wexmail::MT_FreeFunction*>(find("MT_Free"));
     const std::int32_t session = init();
     ASSERT_NE(0, session);
     ASSERT_EQ(1, parse(session, "Subject: =?koi8-r?B?wQ==?=\r\n\r\n", 31));

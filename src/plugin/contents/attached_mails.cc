@@ -17,9 +17,8 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::FieldSelector;
-using mailstore::MailContent;
-using mailstore::MailRow;
+using store::FieldSelector;
+using store::MailContent;
 
 // From the last dot of a path or name, the dot included.
 ExtensionRequest ExtensionOf(std::string_view name) {
@@ -30,24 +29,24 @@ ExtensionRequest ExtensionOf(std::string_view name) {
 
 // The first "Content-Type" line of a MIME file, wherever it stands. Throws Failure (-3) when there
 // is none. The file is searched once.
-const text::ValueText& TopContentType(mailstore::MailStore& store, mailstore::MimeFile& file) {
+const text::ValueText& TopContentType(MailStore& store, MimeFile& file) {
   std::optional<std::optional<text::ValueText>>& known = store.mimeFile.facts.topContentType;
   if (!known) {
     const std::string& text = file.Text();
     // The terminator belongs to the text that is searched, so an empty file has lines, too.
     const std::string_view withTerminator(text.c_str(), text.size() + 1);
-    const auto line = mailstore::FindHeaderLine(withTerminator, FieldSelector::ContentType);
+    const auto line = store::FindHeaderLine(withTerminator, FieldSelector::ContentType);
     known.emplace(line ? std::optional(text::ValueText::Cut(*line)) : std::nullopt);
   }
   if (!*known) FailInvalid("the mail has no header line content-type");
   return **known;
 }
 
-std::optional<std::int32_t> CountMimeAttachments(mailstore::MailStore& store, const MailRow& row) {
-  mailstore::MimeFile file(store, row);
+std::optional<std::int32_t> CountMimeAttachments(MailStore& store, const MailRow& row) {
+  MimeFile file(store, row);
   const std::int32_t parsed = file.Parse();
   if (parsed == 0) return std::nullopt;
-  if (parsed != mime::MIME_SUCCESS) {
+  if (parsed != MIME_SUCCESS) {
     throw Failure(parsed, "the MIME library cannot parse the mail");
   }
   const std::int32_t count = store.mime.AttachCount();
@@ -65,8 +64,8 @@ ExtensionRequest OwnName(const std::string& path) {
 }
 
 std::string CopyFile(Extraction& extraction, const std::optional<std::string>& storedPath) {
-  const std::string contents = store::ReadStoredFile(extraction.store.platform.files(),
-                                                     extraction.store.databaseDir, storedPath);
+  const std::string contents = store::ReadStoredBytes(extraction.store.platform.files(),
+                                                      extraction.store.databaseDir, storedPath);
   const std::string path = text::PathText::Cut(*storedPath).str();
   if (extraction.store.platform.IsSalvaging()) {
     return WriteTemporaryFile(extraction, contents, {.extension = OwnName(path)});
@@ -81,7 +80,7 @@ std::string CopyStoredFile(Extraction& extraction, const MailRow& row) {
 }
 
 // The path of the received file that a forwarded mail names.
-std::optional<std::string> FindLinkedPath(mailstore::MailStore& store, const text::NameText& key) {
+std::optional<std::string> FindLinkedPath(MailStore& store, const text::NameText& key) {
   return store.linkedFiles.FindPath(store.database, key.str(), store.FindDatabaseStamp());
 }
 
@@ -93,7 +92,7 @@ std::string CopyLinkedFile(Extraction& extraction, const MailRow& row) {
 
 // The extension of the quoted file name in a container's header: from its first dot up to the
 // quote.
-mailstore::MimeFileFacts::ContainerExtension FindContainerExtension(std::string_view text) {
+MimeFileFacts::ContainerExtension FindContainerExtension(std::string_view text) {
   const std::size_t name = text.find("name=");
   if (name == std::string_view::npos) return {.fault = "the S/MIME container has no name"};
   const std::size_t dot = text.find('.', name);
@@ -108,7 +107,7 @@ mailstore::MimeFileFacts::ContainerExtension FindContainerExtension(std::string_
 }
 
 // The same of a MIME file, which is searched once. Throws Failure (-3) when there is none.
-const std::string& ContainerExtension(mailstore::MailStore& store, mailstore::MimeFile& file) {
+const std::string& ContainerExtension(MailStore& store, MimeFile& file) {
   auto& known = store.mimeFile.facts.containerExtension;
   if (!known) known = FindContainerExtension(file.Text());
   if (known->fault != nullptr) FailInvalid(known->fault);
@@ -116,8 +115,8 @@ const std::string& ContainerExtension(mailstore::MailStore& store, mailstore::Mi
 }
 
 // The attachments of the library's current mail, asked for once.
-const mime::Attachments& GetAttachments(mailstore::MailStore& store) {
-  std::optional<mime::Attachments>& known = store.mimeFile.answers.attachments;
+const Attachments& GetAttachments(MailStore& store) {
+  std::optional<Attachments>& known = store.mimeFile.answers.attachments;
   if (!known) known.emplace(store.mime.GetAttachments());
   return *known;
 }
@@ -136,13 +135,13 @@ std::string WriteEmptyFile(Extraction& extraction, ExtensionRequest extension) {
 
 std::string WriteMimeAttachment(Extraction& extraction, const MailRow& row,
                                 std::int32_t attachIndex) {
-  mailstore::MailStore& store = extraction.store;
-  mailstore::MimeFile file(store, row);
+  MailStore& store = extraction.store;
+  MimeFile file(store, row);
   if (IsSmimeContainer(TopContentType(store, file).str())) {
     return WriteEmptyFile(extraction, ContainerExtension(store, file));
   }
   file.RequireParsed();
-  const mime::Attachments& attachments = GetAttachments(store);
+  const Attachments& attachments = GetAttachments(store);
   if (attachIndex < 0 || attachIndex >= attachments.count) {
     FailDatabase("the mail has no attachment " + std::to_string(attachIndex));
   }
@@ -161,17 +160,17 @@ std::optional<std::int32_t> CountAttachedMails(Extraction& extraction, std::int3
                                                std::int32_t mailIndex) {
   MailRow row = FindMailRow(extraction.store, folderIndex, mailIndex);
   RequireMailSize(row);
-  const MailContent content = mailstore::GetMailContent(row.entry.dataType, 0);
+  const MailContent content = store::GetMailContent(row.entry.dataType, 0);
   if (content == MailContent::MimeFile) return CountMimeAttachments(extraction.store, row);
-  return mailstore::HasOnlyFile(content) ? 1 : 0;
+  return store::HasOnlyFile(content) ? 1 : 0;
 }
 
 std::string WriteAttachedMail(Extraction& extraction, std::int32_t folderIndex,
                               std::int32_t mailIndex, std::int32_t attachIndex) {
   const MailRow row = FindMailRow(extraction.store, folderIndex, mailIndex);
-  const MailContent content = mailstore::GetMailContent(row.entry.dataType, 0);
+  const MailContent content = store::GetMailContent(row.entry.dataType, 0);
   if (content == MailContent::MimeFile) return WriteMimeAttachment(extraction, row, attachIndex);
-  if (!mailstore::HasOnlyFile(content)) FailInvalid("a mail of this kind has no attached files");
+  if (!store::HasOnlyFile(content)) FailInvalid("a mail of this kind has no attached files");
   if (attachIndex > 0) FailInvalid("the mail has one attached file");
   return content == MailContent::LinkedFile ? CopyLinkedFile(extraction, row)
                                             : CopyStoredFile(extraction, row);

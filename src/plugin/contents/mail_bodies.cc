@@ -17,29 +17,28 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::MailContent;
-using mailstore::MailRow;
+using store::MailContent;
 
 // Stops counting at the first part too many, so that a library that never ends its list cannot hold
 // us.
-std::int32_t CountMainParts(mime::MimeSession& session) {
+std::int32_t CountMainParts(MimeSession& session) {
   std::int32_t count = 0;
   for (std::int32_t position = session.MainHeadPosition(); position != 0;) {
     if (++count > MAX_MAIN_PARTS) FailInvalid("the mail has too many main parts");
-    static_cast<void>(session.MainNext(position, mime::MainPartWanted::Nothing));
+    static_cast<void>(session.MainNext(position, MainPartWanted::Nothing));
   }
   return count;
 }
 
 std::int32_t CountMimeBodies(Extraction& extraction, std::int32_t folderIndex,
                              std::int32_t mailIndex) {
-  mailstore::MailStore& store = extraction.store;
+  MailStore& store = extraction.store;
   MailRow row = FindMailRow(store, folderIndex, mailIndex);
   RequireMailSize(row);
-  mailstore::MimeFile file(store, row);
+  MimeFile file(store, row);
   const std::int32_t parsed = file.Parse();
   if (parsed == 0) return 0;
-  if (parsed != mime::MIME_SUCCESS) {
+  if (parsed != MIME_SUCCESS) {
     throw Failure(parsed, "the MIME library cannot parse the mail");
   }
   store.currentPartCount = CountMainParts(store.mime);
@@ -56,7 +55,7 @@ std::string WritePlaceholder(Extraction& extraction, const char* extension, Resu
 // The line ends of a text from a column made CR LF; too little memory for that is -2.
 std::string NormalizeStoredText(std::string text) {
   try {
-    return mailstore::NormalizeLineEnds(std::move(text));
+    return store::NormalizeLineEnds(std::move(text));
   } catch (const std::bad_alloc&) {
     FailDatabase("no memory for the mail's text");
   }
@@ -89,17 +88,17 @@ std::string WriteStoredTextBody(Extraction& extraction, const MailRow& row) {
 }
 
 // Main part number `bodyIndex` of the library's current mail.
-mime::MainPart FetchMainPart(mime::MimeSession& session, std::int32_t bodyIndex) {
+MainPart FetchMainPart(MimeSession& session, std::int32_t bodyIndex) {
   if (bodyIndex < 0) FailInvalid("negative body number");
   std::int32_t position = session.MainHeadPosition();
   for (std::int32_t i = 0; i < bodyIndex && position != 0; ++i)
-    static_cast<void>(session.MainNext(position, mime::MainPartWanted::Nothing));
+    static_cast<void>(session.MainNext(position, MainPartWanted::Nothing));
   if (position == 0) FailInvalid("the MIME file has fewer parts than were counted");
-  return session.MainNext(position, mime::MainPartWanted::ContentTypeAndContents);
+  return session.MainNext(position, MainPartWanted::ContentTypeAndContents);
 }
 
 std::string WriteMainPart(Extraction& extraction, std::int32_t bodyIndex) {
-  const mime::MainPart part = FetchMainPart(extraction.store.mime, bodyIndex);
+  const MainPart part = FetchMainPart(extraction.store.mime, bodyIndex);
   if (part.contentType.size() > text::ValueText::MAX_BYTES)
     FailInvalid("the content type is too long");
   if (IsSmimeContainer(part.contentType)) {
@@ -114,8 +113,8 @@ std::string WriteMainPart(Extraction& extraction, std::int32_t bodyIndex) {
 }
 
 std::string WriteMimeBody(Extraction& extraction, const MailRow& row, std::int32_t bodyIndex) {
-  mailstore::MailStore& store = extraction.store;
-  mailstore::MimeFile(store, row).RequireParsed();
+  MailStore& store = extraction.store;
+  MimeFile(store, row).RequireParsed();
   if (bodyIndex < store.currentPartCount) return WriteMainPart(extraction, bodyIndex);
   return WriteRelatedPart(extraction, bodyIndex - store.currentPartCount);
 }
@@ -124,12 +123,12 @@ std::string WriteMimeBody(Extraction& extraction, const MailRow& row, std::int32
 
 std::int32_t CountMailBodies(Extraction& extraction, std::int32_t folderIndex,
                              std::int32_t mailIndex) {
-  mailstore::MailStore& store = extraction.store;
+  MailStore& store = extraction.store;
   const std::int32_t dataType = FindMailEntry(store, folderIndex, mailIndex).dataType;
-  if (mailstore::HasCountedBodies(dataType)) {
+  if (store::HasCountedBodies(dataType)) {
     return CountMimeBodies(extraction, folderIndex, mailIndex);
   }
-  if (mailstore::GetMailContent(dataType, 0) == MailContent::MimeFile) store.currentPartCount = 1;
+  if (store::GetMailContent(dataType, 0) == MailContent::MimeFile) store.currentPartCount = 1;
   return 1;
 }
 

@@ -15,8 +15,7 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::MailContent;
-using mailstore::MailRow;
+using store::MailContent;
 
 constexpr std::string_view LINE_END = "\r\n";
 
@@ -29,12 +28,12 @@ void AppendIfSet(std::string& block, std::string_view name, const text::ValueTex
 }
 
 // Values stand as they were read: neither folded nor encoded.
-const std::string& ComposeHeaderBlock(mailstore::MailStore& store) {
+const std::string& ComposeHeaderBlock(MailStore& store) {
   if (!store.currentMail) FailInvalid("no current mail to take header lines from");
-  mailstore::CurrentMail& mail = *store.currentMail;
+  CurrentMail& mail = *store.currentMail;
   std::string block;
   if (mail.date != 0) {
-    AppendHeaderLine(block, "Date", mailstore::DateText(mail.date, store.platform.clock()));
+    AppendHeaderLine(block, "Date", store::DateText(mail.date, store.platform.clock()));
   }
   AppendIfSet(block, "From", mail.from);
   AppendIfSet(block, "Message-ID", mail.messageId);
@@ -51,14 +50,14 @@ std::optional<std::string> ReadNormalizedText(const MailRow& row, std::string_vi
   std::optional<std::string> text = platform::ReadText(*row.recordset, column);
   if (!text) return std::nullopt;
   try {
-    return mailstore::NormalizeLineEnds(*std::move(text));
+    return store::NormalizeLineEnds(*std::move(text));
   } catch (const std::bad_alloc&) {
     FailDatabase("no memory for the mail's text");
   }
 }
 
 // A mail without a stored text has an empty source, without header lines.
-std::string HeaderBlockAndText(mailstore::MailStore& store, const MailRow& row) {
+std::string HeaderBlockAndText(MailStore& store, const MailRow& row) {
   const std::optional<std::string> text = ReadNormalizedText(row, "TextData");
   return text ? ComposeHeaderBlock(store) + *text : std::string();
 }
@@ -72,8 +71,7 @@ std::string TextAndForwardedText(const MailRow& row) {
 
 }  // namespace
 
-std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIndex,
-                              std::int32_t mailIndex) {
+std::string ComposeMailSource(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
   const MailRow row = FindMailRow(store, folderIndex, mailIndex);
   switch (ContentOf(row)) {
     case MailContent::LinkedFile:
@@ -86,7 +84,7 @@ std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIn
     case MailContent::ForwardedText:
       return TextAndForwardedText(row);
     case MailContent::MimeFile:
-      return mailstore::MimeFile(store, row).TakeText();
+      return MimeFile(store, row).TakeText();
   }
   FailInvalid("a mail of this kind has no source");
 }

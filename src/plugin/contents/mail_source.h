@@ -15,7 +15,7 @@ namespace nimport::plugin {
 //
 // Throws Failure: as FindMailRow; -3 when a forwarded text or the MIME file is missing, or no
 // folder's current mail exists; -2 when a file cannot be read.
-[[nodiscard]] std::string ComposeMailSource(mailstore::MailStore& store, std::int32_t folderIndex,
+[[nodiscard]] std::string ComposeMailSource(MailStore& store, std::int32_t folderIndex,
                                             std::int32_t mailIndex);
 
 }  // namespace nimport::plugin

@@ -16,8 +16,7 @@ namespace {
 // many types would fill the memory.
 constexpr std::size_t MAX_KEPT_PARTS = std::size_t{1} << 20;
 
-const mailstore::RelatedPart& RelatedPartAt(const mailstore::MailStore& store,
-                                            std::int32_t number) {
+const RelatedPart& RelatedPartAt(const MailStore& store, std::int32_t number) {
   if (!store.currentParts || number < 0 ||
       static_cast<std::size_t>(number) >= store.currentParts->size()) {
     FailInvalid("the mail whose bodies were counted last has no related part " +
@@ -27,12 +26,11 @@ const mailstore::RelatedPart& RelatedPartAt(const mailstore::MailStore& store,
 }
 
 // The parts that the library gives for a content type. Valid until the next call.
-const mailstore::PartsOfType& GetPartsOfType(mailstore::MailStore& store,
-                                             const std::string& contentType) {
-  mailstore::MimeAnswers& answers = store.mimeFile.answers;
+const PartsOfType& GetPartsOfType(MailStore& store, const std::string& contentType) {
+  MimeAnswers& answers = store.mimeFile.answers;
   const auto known = answers.partsByType.find(contentType);
   if (known != answers.partsByType.end()) return known->second;
-  std::optional<mime::Parts> parts = store.mime.GetParts(contentType);
+  std::optional<Parts> parts = store.mime.GetParts(contentType);
   if (!parts) FailInvalid("the MIME library gives no parts of type " + contentType);
   std::vector<std::int32_t> related;
   for (std::int32_t i = 0; i < parts->count; ++i) {
@@ -44,14 +42,13 @@ const mailstore::PartsOfType& GetPartsOfType(mailstore::MailStore& store,
   }
   answers.partCount += static_cast<std::size_t>(parts->count);
   return answers.partsByType
-      .emplace(contentType, mailstore::PartsOfType{*std::move(parts), std::move(related)})
+      .emplace(contentType, PartsOfType{*std::move(parts), std::move(related)})
       .first->second;
 }
 
 // The bytes of a related part, valid until the next call.
-std::string_view FetchRelatedPart(mailstore::MailStore& store,
-                                  const mailstore::RelatedPart& wanted) {
-  const mailstore::PartsOfType& known = GetPartsOfType(store, wanted.contentType.str());
+std::string_view FetchRelatedPart(MailStore& store, const RelatedPart& wanted) {
+  const PartsOfType& known = GetPartsOfType(store, wanted.contentType.str());
   const auto occurrence = static_cast<std::size_t>(wanted.occurrence);
   if (occurrence >= known.related.size()) {
     FailInvalid("the mail has too few parts of type " + wanted.contentType.str());
@@ -70,7 +67,7 @@ ExtensionRequest ExtensionFor(const std::string& contentType) {
 }  // namespace
 
 std::string WriteRelatedPart(Extraction& extraction, std::int32_t number) {
-  const mailstore::RelatedPart& wanted = RelatedPartAt(extraction.store, number);
+  const RelatedPart& wanted = RelatedPartAt(extraction.store, number);
   const std::string_view contents = FetchRelatedPart(extraction.store, wanted);
   return WriteTemporaryFile(extraction, contents,
                             {.extension = ExtensionFor(wanted.contentType.str()),

@@ -11,8 +11,6 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::RelatedPart;
-
 // Numbers the entries of each content type.
 void AppendNumbered(const std::vector<RelatedEntry>& entries, std::vector<RelatedPart>& parts) {
   std::unordered_map<std::string_view, std::int32_t> counts;

@@ -19,7 +19,7 @@ namespace nimport::plugin {
 // Throws Failure (RESULT_INVALID) when the structure is not sound: its boundary is not in quotes,
 // is too long or never closed, or a part has no header with a content type. The parts found up to
 // there are in `parts`.
-void BuildRelatedParts(std::string_view text, std::vector<mailstore::RelatedPart>& parts);
+void BuildRelatedParts(std::string_view text, std::vector<RelatedPart>& parts);
 
 // The file extension for a content type, dot included: its subtype, or ".txt" for plain text. Empty
 // for a text without '/'. Throws Failure (RESULT_INVALID) for an extension of more than 259 bytes.

@@ -12,7 +12,7 @@ namespace nimport::plugin {
 
 // What the writers of temporary files work on: a session's mails and its temporary names.
 struct Extraction {
-  mailstore::MailStore& store;
+  MailStore& store;
   TemporaryNames& names;
 };
 

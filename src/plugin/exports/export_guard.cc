@@ -34,7 +34,7 @@ ResultCode ExportCall::Failed(ResultCode code, const char* reason) noexcept {
 
 ResultCode ExportCall::Failed(const jet::DatabaseError& error) noexcept {
   try {
-    platform::FailureRecord record = platform::ToFailureRecord(error);
+    platform::FailureRecord record = ToFailureRecord(error);
     record.code = RESULT_DATABASE;
     Report(std::move(record));
   } catch (...) {

@@ -18,8 +18,8 @@ std::string NameOf(SessionContext& context, const Handle& handle) {
   if (std::holds_alternative<Account>(handle)) return context.accountId.str();
   const auto* folder = std::get_if<Folder>(&handle);
   if (folder == nullptr) FailInvalid("a handle of this kind has no name");
-  const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
-  return mailstore::EscapeFolderName(folders.At(folder->position).name);
+  const store::FolderList& folders = RequireMailStore(context).RequireFolderList();
+  return store::EscapeFolderName(folders.At(folder->position).name);
 }
 
 // The position in the list of folders of what cabinets or folders are asked for beneath; -1 is the
@@ -73,7 +73,7 @@ ResultCode NIMPORT_CALL ML_GetChildFolder(HandleNode* session, HandleNode* paren
     SessionContext& context = call.RequireSession(session);
     const std::int32_t position = RequireParent(parent);
     HandleNode*& out = RequireOut(folder);
-    const mailstore::FolderList& folders = RequireMailStore(context).RequireFolderList();
+    const store::FolderList& folders = RequireMailStore(context).RequireFolderList();
     const std::optional<std::int32_t> child = folders.FindChild(position, index);
     if (!child) FailInvalid("no child at position " + std::to_string(index));
     const bool isCabinet = folders.At(*child).isCabinet;
@@ -104,7 +104,7 @@ ResultCode NIMPORT_CALL ML_GetMailCount(HandleNode* session, HandleNode* folder,
     std::int32_t& out = RequireOut(count);
     const Folder& opened = RequireOpenFolder(folder);
     if (opened.isCabinet) return;
-    mailstore::MailStore& store = RequireMailStore(context);
+    MailStore& store = RequireMailStore(context);
     static_cast<void>(store.RequireFolderList());
     out = store.MailCount(opened.position);
   });

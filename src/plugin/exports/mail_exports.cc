@@ -16,8 +16,7 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::FieldSelector;
-using mailstore::MailStore;
+using store::FieldSelector;
 
 // Which mail an export was asked for.
 struct MailArguments {

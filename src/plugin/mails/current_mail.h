@@ -6,7 +6,7 @@
 
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // The header values last read from columns in the open folder, each perhaps of another mail: a
 // mail's source is composed from them.
@@ -20,6 +20,6 @@ struct CurrentMail {
   std::string composedHeader;  // the header block that was composed last
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_CURRENT_MAIL_H_

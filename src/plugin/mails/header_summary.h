@@ -7,7 +7,7 @@
 #include "store/field_selector.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // What an empty header field reads as.
 inline constexpr char EMPTY_FIELD_TEXT[] = "DEFAULT";
@@ -20,9 +20,9 @@ inline constexpr char EMPTY_FIELD_TEXT[] = "DEFAULT";
 // or the MIME file is missing or cannot be parsed; -2 when a stored text is empty or a file cannot
 // be read.
 [[nodiscard]] text::ValueText GetMailField(MailStore& store, std::int32_t folderIndex,
-                                           std::int32_t mailIndex, FieldSelector selector,
+                                           std::int32_t mailIndex, store::FieldSelector selector,
                                            std::int32_t bodyIndex);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_HEADER_SUMMARY_H_

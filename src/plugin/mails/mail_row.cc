@@ -6,10 +6,11 @@
 #include "common/failure.h"
 #include "platform/columns.h"
 
-namespace nimport::mailstore {
-MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
+namespace nimport::plugin {
+store::MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex,
+                                std::int32_t mailIndex) {
   static_cast<void>(store.RequireFolderList().At(folderIndex));
-  MailEntry* entry = store.FindMail(folderIndex, mailIndex);
+  store::MailEntry* entry = store.FindMail(folderIndex, mailIndex);
   if (entry == nullptr) {
     FailDatabase("the folder has no mail at position " + std::to_string(mailIndex));
   }
@@ -17,8 +18,8 @@ MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex, std::int32_
 }
 
 MailRow FindMailRow(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex) {
-  MailEntry& entry = FindMailEntry(store, folderIndex, mailIndex);
-  const MailKindColumns& columns = LookupMailKind(entry.dataType);
+  store::MailEntry& entry = FindMailEntry(store, folderIndex, mailIndex);
+  const store::MailKindColumns& columns = store::LookupMailKind(entry.dataType);
   auto recordset = store.OpenRowsOf(columns.queryName);
   if (!recordset->FindFirst("DataNo", entry.dataNo)) {
     FailInvalid("the stored query of kind " + std::to_string(entry.dataType) +
@@ -32,10 +33,11 @@ void RequireMailSize(const MailRow& row) {
   if (!column.empty()) static_cast<void>(platform::ReadNumber(*row.recordset, column));
 }
 
-MailContent ContentOf(const MailRow& row) {
+store::MailContent ContentOf(const MailRow& row) {
   const std::int32_t dataType = row.entry.dataType;
-  const bool hasMode = HasEmailMode(dataType);
-  return GetMailContent(dataType, hasMode ? platform::ReadNumber(*row.recordset, "EmailMode") : 0);
+  const bool hasMode = store::HasEmailMode(dataType);
+  return store::GetMailContent(dataType,
+                               hasMode ? platform::ReadNumber(*row.recordset, "EmailMode") : 0);
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin

@@ -9,13 +9,13 @@
 #include "plugin/mails/mail_store.h"
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // A mail of an open folder with its kind and its row in the kind's stored query. Lives for one
 // call; the recordset stands on the mail's row.
 struct MailRow {
-  MailEntry& entry;
-  const MailKindColumns& columns;
+  store::MailEntry& entry;
+  const store::MailKindColumns& columns;
   std::unique_ptr<jet::Recordset> recordset;
 };
 
@@ -26,16 +26,16 @@ struct MailRow {
                                   std::int32_t mailIndex);
 
 // The mail's entry. Fails as FindMailRow does for the folder list and the index.
-[[nodiscard]] MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex,
-                                       std::int32_t mailIndex);
+[[nodiscard]] store::MailEntry& FindMailEntry(MailStore& store, std::int32_t folderIndex,
+                                              std::int32_t mailIndex);
 
 // Throws jet::DatabaseError where the store records a size that cannot be read: the contents are
 // not to be had then either.
 void RequireMailSize(const MailRow& row);
 
 // Where the mail's contents are kept.
-[[nodiscard]] MailContent ContentOf(const MailRow& row);
+[[nodiscard]] store::MailContent ContentOf(const MailRow& row);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_MAIL_ROW_H_

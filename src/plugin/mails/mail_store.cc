@@ -9,9 +9,9 @@
 #include "store/installation.h"
 #include "store/mail_kinds.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
-MailStore::MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
+MailStore::MailStore(platform::Platform& sessionPlatform, MimeSession& mimeSession,
                      jet::Database& mailDatabase, const text::PathText& directory)
     : platform(sessionPlatform),
       mime(mimeSession),
@@ -27,38 +27,38 @@ void MailStore::LoadFolderList() {
   }
   folderList_->Salvage(database, [this](const jet::DatabaseError& error) {
     if (platform.diagnostics().IsOn()) {
-      platform.diagnostics().Report(platform::ToFailureRecord(error));
+      platform.diagnostics().Report(ToFailureRecord(error));
     }
   });
 }
 
-FolderList& MailStore::RequireFolderList() {
+store::FolderList& MailStore::RequireFolderList() {
   if (!folderList_) FailInvalid("the folders are not loaded (ML_GetUserCount)");
   return *folderList_;
 }
 
 void MailStore::OpenMailList(std::int32_t folderIndex) {
-  const FolderRecord folder = RequireFolderList().At(folderIndex);
+  const store::FolderRecord folder = RequireFolderList().At(folderIndex);
   if (IsLoaded(folderIndex)) return;
   if (currentMail || loadedFolder_) FailInvalid("another folder is open");
-  std::deque<MailEntry> mails = LoadMails(folder.number);
+  std::deque<store::MailEntry> mails = LoadMails(folder.number);
   currentMail.emplace();
   currentParts.emplace();
   currentPartCount = 0;
   loadedFolder_ = {.index = folderIndex, .mails = std::move(mails)};
 }
 
-std::deque<MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
-  return folderNumber == 0 ? LoadUnnumberedMails() : ReadFolderMails(database, folderNumber);
+std::deque<store::MailEntry> MailStore::LoadMails(std::int32_t folderNumber) {
+  return folderNumber == 0 ? LoadUnnumberedMails() : store::ReadFolderMails(database, folderNumber);
 }
 
-std::deque<MailEntry> MailStore::LoadUnnumberedMails() {
+std::deque<store::MailEntry> MailStore::LoadUnnumberedMails() {
   const std::optional<std::uint64_t> stamp = FindDatabaseStamp();
   if (stamp && unnumberedMails_ && unnumberedMails_->databaseStamp == *stamp) {
     return unnumberedMails_->mails;
   }
   unnumberedMails_.reset();
-  std::deque<MailEntry> mails = ReadFolderMails(database, 0);
+  std::deque<store::MailEntry> mails = store::ReadFolderMails(database, 0);
   if (stamp) unnumberedMails_ = {.databaseStamp = *stamp, .mails = mails};
   return mails;
 }
@@ -73,7 +73,7 @@ std::int32_t MailStore::MailCount(std::int32_t folderIndex) const {
   return IsLoaded(folderIndex) ? static_cast<std::int32_t>(loadedFolder_->mails.size()) : 0;
 }
 
-MailEntry* MailStore::FindMail(std::int32_t folderIndex, std::int32_t mailIndex) {
+store::MailEntry* MailStore::FindMail(std::int32_t folderIndex, std::int32_t mailIndex) {
   if (mailIndex < 0 || mailIndex >= MailCount(folderIndex)) return nullptr;
   return &loadedFolder_->mails[static_cast<std::size_t>(mailIndex)];
 }
@@ -97,4 +97,4 @@ std::optional<std::uint64_t> MailStore::FindDatabaseStamp() const {
                                           std::string(store::MAIL_DATABASE_FILE));
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin

@@ -22,14 +22,14 @@
 #include "store/linked_files.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // What one session knows of its mails. Everything that fails throws Failure or jet::DatabaseError.
 class MailStore {
  public:
   // All of these must outlive the store. `databaseDir` is the directory of the databases, without a
   // trailing '\'.
-  MailStore(platform::Platform& sessionPlatform, mime::MimeSession& mimeSession,
+  MailStore(platform::Platform& sessionPlatform, MimeSession& mimeSession,
             jet::Database& mailDatabase, const text::PathText& databaseDir);
 
   // Reads the cabinets and folders at the first call. After a failure what was read stays, and a
@@ -37,7 +37,7 @@ class MailStore {
   void LoadFolderList();
 
   // -3 when LoadFolderList has not been called.
-  [[nodiscard]] FolderList& RequireFolderList();
+  [[nodiscard]] store::FolderList& RequireFolderList();
 
   // Loads the mails of a folder, in the database's order. Does nothing when they are loaded; -3
   // while another folder's are. A failure leaves nothing behind. Costs what the folder's mails
@@ -51,7 +51,7 @@ class MailStore {
   [[nodiscard]] std::int32_t MailCount(std::int32_t folderIndex) const;
 
   // The loaded mail at a position from 0; null when there is none.
-  [[nodiscard]] MailEntry* FindMail(std::int32_t folderIndex, std::int32_t mailIndex);
+  [[nodiscard]] store::MailEntry* FindMail(std::int32_t folderIndex, std::int32_t mailIndex);
 
   // The rows of a stored query as they are now. The query itself is looked up once in a session and
   // follows changes of the database. `queryName` must outlive the store. Throws
@@ -59,7 +59,7 @@ class MailStore {
   [[nodiscard]] std::unique_ptr<jet::Recordset> OpenRowsOf(std::string_view queryName);
 
   platform::Platform& platform;
-  mime::MimeSession& mime;
+  MimeSession& mime;
   jet::Database& database;
   const text::PathText& databaseDir;
 
@@ -71,7 +71,7 @@ class MailStore {
   std::optional<std::vector<RelatedPart>> currentParts;
   // The MIME file that was asked about last.
   RememberedMimeFile mimeFile;
-  LinkedFiles linkedFiles;
+  store::LinkedFiles linkedFiles;
 
   // Differs whenever the mail database may have changed; empty where that cannot be told.
   [[nodiscard]] std::optional<std::uint64_t> FindDatabaseStamp() const;
@@ -79,29 +79,29 @@ class MailStore {
  private:
   struct LoadedFolder {
     std::int32_t index = 0;
-    std::deque<MailEntry> mails;
+    std::deque<store::MailEntry> mails;
   };
   // The mails without a folder's number, of which the database's own index does not know.
   struct UnnumberedMails {
     std::uint64_t databaseStamp = 0;
-    std::deque<MailEntry> mails;
+    std::deque<store::MailEntry> mails;
   };
 
   [[nodiscard]] bool IsLoaded(std::int32_t folderIndex) const {
     return loadedFolder_ && loadedFolder_->index == folderIndex;
   }
-  [[nodiscard]] std::deque<MailEntry> LoadMails(std::int32_t folderNumber);
-  [[nodiscard]] std::deque<MailEntry> LoadUnnumberedMails();
+  [[nodiscard]] std::deque<store::MailEntry> LoadMails(std::int32_t folderNumber);
+  [[nodiscard]] std::deque<store::MailEntry> LoadUnnumberedMails();
   void ReleaseCurrentMail();
 
   std::map<std::string_view, std::unique_ptr<jet::QueryDefinition>> queries_;
-  std::optional<FolderList> folderList_;
+  std::optional<store::FolderList> folderList_;
   // The folder whose mails are loaded. Closing a cabinet releases the current mail, not this
   // folder.
   std::optional<LoadedFolder> loadedFolder_;
   std::optional<UnnumberedMails> unnumberedMails_;
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_MAIL_STORE_H_

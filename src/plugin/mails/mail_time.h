@@ -5,7 +5,7 @@
 
 #include "plugin/mails/mail_store.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // A mail's date in seconds since 1970-01-01 00:00:00, written to `seconds`. The date of a mail kept
 // in columns is remembered in the store's current mail.
@@ -16,6 +16,6 @@ namespace nimport::mailstore {
 void GetMailTime(MailStore& store, std::int32_t folderIndex, std::int32_t mailIndex,
                  std::int32_t& seconds);
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_MAIL_TIME_H_

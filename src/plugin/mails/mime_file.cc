@@ -9,7 +9,7 @@
 #include "store/stored_file.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 namespace {
 
 std::optional<std::uint64_t> FindChangeStamp(const platform::FileSystem& files,
@@ -52,7 +52,7 @@ void MimeFile::ForgetLongText() {
 std::string MimeFile::Read() const {
   platform::FileSystem& files = store_.platform.files();
   try {
-    return NormalizeLineEnds(platform::ReadWholeFile(*files.OpenStored(path_)));
+    return store::NormalizeLineEnds(platform::ReadWholeFile(*files.OpenStored(path_)));
   } catch (const FileError& error) {
     FailDatabase(error.what());
   } catch (const std::bad_alloc&) {
@@ -77,15 +77,15 @@ std::string MimeFile::TakeText() {
 
 std::int32_t MimeFile::Parse() {
   RememberedMimeFile& known = store_.mimeFile;
-  if (known.isParsed) return mime::MIME_SUCCESS;
+  if (known.isParsed) return MIME_SUCCESS;
   const std::int32_t result = store_.mime.Parse(Text());
-  known.isParsed = result == mime::MIME_SUCCESS;
+  known.isParsed = result == MIME_SUCCESS;
   return result;
 }
 
 void MimeFile::RequireParsed() {
-  if (Parse() != mime::MIME_SUCCESS) FailInvalid("the MIME library cannot parse the mail");
+  if (Parse() != MIME_SUCCESS) FailInvalid("the MIME library cannot parse the mail");
   ForgetLongText();
 }
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin

@@ -12,7 +12,7 @@
 #include "plugin/mails/mail_row.h"
 #include "plugin/mails/mail_store.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // A longer text is read again by every call that needs it, rather than kept between calls.
 inline constexpr std::size_t MAX_REMEMBERED_TEXT = std::size_t{16} << 20;
@@ -51,6 +51,6 @@ class MimeFile {
   platform::StoredPath path_;
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_MIME_FILE_H_

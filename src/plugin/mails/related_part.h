@@ -5,7 +5,7 @@
 
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // A part that the body of a mail refers to, such as a picture.
 struct RelatedPart {
@@ -14,6 +14,6 @@ struct RelatedPart {
   text::ValueText contentType;  // for example image/gif
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_RELATED_PART_H_

@@ -11,18 +11,18 @@
 #include "plugin/mime_library/mime_session.h"
 #include "text/fixed_text.h"
 
-namespace nimport::mailstore {
+namespace nimport::plugin {
 
 // The library's answer about the parts of one content type.
 struct PartsOfType {
-  mime::Parts parts;
+  Parts parts;
   std::vector<std::int32_t> related;  // indexes of those that are no attachments
 };
 
 // The library's answers about the mail that it has parsed. It gives all parts of a kind at once, so
 // each answer is kept: a mail is gone through once, however many of its parts are asked for.
 struct MimeAnswers {
-  std::optional<mime::Attachments> attachments;
+  std::optional<Attachments> attachments;
   std::unordered_map<std::string, PartsOfType> partsByType;
   std::size_t partCount = 0;  // in all of partsByType
 };
@@ -49,6 +49,6 @@ struct RememberedMimeFile {
   MimeAnswers answers;  // while it is
 };
 
-}  // namespace nimport::mailstore
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_

@@ -7,7 +7,7 @@
 
 #include <array>
 
-namespace nimport::mime {
+namespace nimport::plugin {
 
 // clang-format off
 inline constexpr std::array<const char*, 173> ENTRY_POINT_NAMES{
@@ -60,6 +60,6 @@ inline constexpr std::array<const char*, 173> ENTRY_POINT_NAMES{
 };
 // clang-format on
 
-}  // namespace nimport::mime
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MIME_LIBRARY_ENTRY_POINT_NAMES_H_

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace nimport::mime {
+namespace nimport::plugin {
 
 std::int32_t NIMPORT_MIME_CALL MissingEntryStub(...) {
   return 0;
@@ -22,4 +22,4 @@ std::unique_ptr<MimeLibrary> LoadMimeLibrary(platform::ModuleLoader& loader) {
   return std::make_unique<MimeLibrary>(std::move(module));
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::plugin

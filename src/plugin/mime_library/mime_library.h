@@ -11,7 +11,7 @@
 #include "plugin/mime_library/entry_point_names.h"
 #include "wexmail/entry_points.h"
 
-namespace nimport::mime {
+namespace nimport::plugin {
 
 // Stands in for an entry point that the library lacks. Does nothing and returns 0, whatever it is
 // called with: the caller removes the arguments.
@@ -46,6 +46,6 @@ class MimeLibrary {
 // Loads "Wexmail.dll". Null when it cannot be loaded.
 [[nodiscard]] std::unique_ptr<MimeLibrary> LoadMimeLibrary(platform::ModuleLoader& loader);
 
-}  // namespace nimport::mime
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MIME_LIBRARY_MIME_LIBRARY_H_

@@ -3,7 +3,7 @@
 #include <limits>
 #include <utility>
 
-namespace nimport::mime {
+namespace nimport::plugin {
 namespace {
 
 // No text of a mail is longer, and no mail has more parts. What claims to be is the library's
@@ -39,7 +39,8 @@ std::unique_ptr<MimeSession> MimeSession::Open(platform::ModuleLoader& loader) {
   std::unique_ptr<MimeLibrary> library = LoadMimeLibrary(loader);
   if (!library) return nullptr;
   std::unique_ptr<MimeSession> session(new MimeSession(std::move(library)));
-  session->session_ = session->library_->EntryPoint<MT_InitFunction>(EntryPointIndex("MT_Init"))();
+  session->session_ =
+      session->library_->EntryPoint<wexmail::MT_InitFunction>(EntryPointIndex("MT_Init"))();
   if (session->session_ == 0) return nullptr;
   return session;
 }
@@ -48,25 +49,25 @@ MimeSession::MimeSession(std::unique_ptr<MimeLibrary> library) : library_(std::m
 
 MimeSession::~MimeSession() {
   if (session_ == 0) return;
-  library_->EntryPoint<MT_TermFunction>(EntryPointIndex("MT_Term"))(session_);
+  library_->EntryPoint<wexmail::MT_TermFunction>(EntryPointIndex("MT_Term"))(session_);
 }
 
 LibraryMemory MimeSession::Own(void* memory) const {
-  return {memory, {library_->EntryPoint<MT_FreeFunction>(EntryPointIndex("MT_Free"))}};
+  return {memory, {library_->EntryPoint<wexmail::MT_FreeFunction>(EntryPointIndex("MT_Free"))}};
 }
 
 std::int32_t MimeSession::Parse(const std::string& text) {
   if (text.size() >= std::numeric_limits<std::int32_t>::max()) return 0;
   auto* const parse =
-      library_->EntryPoint<MT_ParseMailTextFunction>(EntryPointIndex("MT_ParseMailText"));
+      library_->EntryPoint<wexmail::MT_ParseMailTextFunction>(EntryPointIndex("MT_ParseMailText"));
   return parse(session_, text.c_str(), static_cast<std::int32_t>(text.size() + 1));
 }
 
 std::optional<std::string> MimeSession::GetHeader(std::size_t entryPoint) const {
   char* rawText = nullptr;
   std::int32_t length = 0;
-  const std::int32_t result =
-      library_->EntryPoint<MT_GetHeaderTextFunction>(entryPoint)(session_, &rawText, &length);
+  const std::int32_t result = library_->EntryPoint<wexmail::MT_GetHeaderTextFunction>(entryPoint)(
+      session_, &rawText, &length);
   const LibraryMemory text = Own(rawText);
   std::string header;
   if (result != MIME_SUCCESS || !Take(header, text, length)) return std::nullopt;
@@ -94,7 +95,7 @@ std::optional<std::string> MimeSession::GetSendDate() const {
 }
 
 std::int32_t MimeSession::MainHeadPosition() const {
-  return library_->EntryPoint<MT_GetMainHeadPositionFunction>(
+  return library_->EntryPoint<wexmail::MT_GetMainHeadPositionFunction>(
       EntryPointIndex("MT_GetMainHeadPosition"))(session_);
 }
 
@@ -107,7 +108,8 @@ MainPart MimeSession::MainNext(std::int32_t& position, MainPartWanted wanted) co
   std::int32_t contentsLength = 0;
   const std::int32_t before = position;
   MainPart part;
-  part.result = library_->EntryPoint<MT_GetMainNextFunction>(EntryPointIndex("MT_GetMainNext"))(
+  part.result = library_->EntryPoint<wexmail::MT_GetMainNextFunction>(
+      EntryPointIndex("MT_GetMainNext"))(
       session_, &position, wantsType ? &rawType : nullptr, wantsType ? &typeLength : nullptr,
       nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, wantsContents ? &rawContents : nullptr,
       wantsContents ? &contentsLength : nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -122,17 +124,18 @@ MainPart MimeSession::MainNext(std::int32_t& position, MainPartWanted wanted) co
 }
 
 std::int32_t MimeSession::AttachCount() const {
-  return library_->EntryPoint<MT_GetAttachCountFunction>(EntryPointIndex("MT_GetAttachCount"))(
-      session_);
+  return library_->EntryPoint<wexmail::MT_GetAttachCountFunction>(
+      EntryPointIndex("MT_GetAttachCount"))(session_);
 }
 
 Attachments MimeSession::GetAttachments() const {
   constexpr std::size_t PAIRS = 5;  // content types, unused, file names, unused, contents
   std::array<char**, PAIRS> items{};
   std::array<std::int32_t**, PAIRS> lengths{};
-  std::int32_t count = library_->EntryPoint<MT_GetAttachFunction>(EntryPointIndex("MT_GetAttach"))(
-      session_, &items[0], &lengths[0], &items[1], &lengths[1], &items[2], &lengths[2], &items[3],
-      &lengths[3], &items[4], &lengths[4]);
+  std::int32_t count =
+      library_->EntryPoint<wexmail::MT_GetAttachFunction>(EntryPointIndex("MT_GetAttach"))(
+          session_, &items[0], &lengths[0], &items[1], &lengths[1], &items[2], &lengths[2],
+          &items[3], &lengths[3], &items[4], &lengths[4]);
   if (count > MAX_ITEMS) count = 0;
   const auto own = [&](std::size_t i) { return ItemList(Own(items[i]), Own(lengths[i])); };
   const ItemList unused[] = {own(1), own(3)};
@@ -146,7 +149,7 @@ std::optional<Parts> MimeSession::GetParts(const std::string& contentType) const
   char** bodies = nullptr;
   std::int32_t** headerLengths = nullptr;
   std::int32_t** bodyLengths = nullptr;
-  const std::int32_t result = library_->EntryPoint<MT_GetPartDFunction>(
+  const std::int32_t result = library_->EntryPoint<wexmail::MT_GetPartDFunction>(
       EntryPointIndex("MT_GetPartD"))(session_, contentType.c_str(), &count, &unused[0], &unused[1],
                                       &headers, &headerLengths, &bodies, &bodyLengths);
   const LibraryMemory ownedUnused[] = {Own(unused[0]), Own(unused[1])};
@@ -157,4 +160,4 @@ std::optional<Parts> MimeSession::GetParts(const std::string& contentType) const
   return parts;
 }
 
-}  // namespace nimport::mime
+}  // namespace nimport::plugin

@@ -14,14 +14,14 @@
 
 #include "plugin/mime_library/mime_library.h"
 
-namespace nimport::mime {
+namespace nimport::plugin {
 
 // The library's answer for "done".
 inline constexpr std::int32_t MIME_SUCCESS = 1;
 
 // Memory that the library has handed out; released by it. Must not outlive its MimeSession.
 struct LibraryFree {
-  MT_FreeFunction* function = nullptr;
+  wexmail::MT_FreeFunction* function = nullptr;
   void operator()(void* memory) const { function(memory); }
 };
 using LibraryMemory = std::unique_ptr<void, LibraryFree>;
@@ -115,6 +115,6 @@ class MimeSession {
   std::int32_t session_ = 0;
 };
 
-}  // namespace nimport::mime
+}  // namespace nimport::plugin
 
 #endif  // NIMPORT_PLUGIN_MIME_LIBRARY_MIME_SESSION_H_

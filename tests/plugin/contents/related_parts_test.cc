@@ -10,7 +10,7 @@
 namespace nimport::plugin {
 namespace {
 
-using mailstore::RelatedPart;
+using plugin::RelatedPart;
 
 // The parts as "type#occurrence, type#occurrence", and " !" after them where the scan fails.
 std::string Scan(std::string_view text) {
