@@ -46,7 +46,6 @@ std::string PageBuilder::ToBytes() const {
   header.U16(FreeBytes());
   header.U32(owner_);
   header.PadTo(layout_.slotCountOffset);
-  if (layout_.chainStampOffset != 0) header.SetNumber(layout_.chainStampOffset, chainStamp_, 4);
   header.U16(slots_.size() / jet::SLOT_BYTES);
   header.Bytes(slots_);
   std::string page = bytes_;

@@ -25,16 +25,12 @@ class PageBuilder {
   // The page as it stands in the file.
   [[nodiscard]] std::string ToBytes() const;
 
-  // For the first page of a chain of long value parts in Jet 4.
-  void SetChainStamp(std::uint32_t stamp) { chainStamp_ = stamp; }
-
  private:
   [[nodiscard]] std::size_t FreeBytes() const;
 
   const jet::JetLayout& layout_;
   std::uint32_t pageNumber_;
   std::uint32_t owner_;
-  std::uint32_t chainStamp_ = 0;
   std::string slots_;      // the slot table
   std::string bytes_;      // the whole page; rows stand at their places
   std::size_t lowestRow_;  // offset of the row added last

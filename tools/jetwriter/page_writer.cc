@@ -1,37 +1,15 @@
 #include "jetwriter/page_writer.h"
 
-#include <array>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
-#include <numeric>
-#include <utility>
+#include <span>
 
+#include "jet/format/rc4.h"
 #include "jetwriter/write_error.h"
 
 namespace nimport::jetwriter {
 namespace {
-
-// RC4 with the 4-byte key that a page of an encoded file has. The reader has its own: a fault
-// shared by both would never show.
-std::string EncodePage(std::string_view page, std::uint32_t key) {
-  std::array<std::uint8_t, 256> state{};
-  std::iota(state.begin(), state.end(), std::uint8_t{0});
-  std::uint8_t j = 0;
-  for (unsigned i = 0; i < state.size(); ++i) {
-    j = static_cast<std::uint8_t>(j + state[i] + ((key >> (8 * (i % 4))) & 0xFF));
-    std::swap(state[i], state[j]);
-  }
-  std::string encoded(page);
-  std::uint8_t i = 0;
-  j = 0;
-  for (char& byte : encoded) {
-    j = static_cast<std::uint8_t>(j + state[++i]);
-    std::swap(state[i], state[j]);
-    byte = static_cast<char>(byte ^ state[static_cast<std::uint8_t>(state[i] + state[j])]);
-  }
-  return encoded;
-}
 
 constexpr std::size_t FILE_BUFFER_BYTES = std::size_t{1} << 20;
 
@@ -59,11 +37,12 @@ void PageWriter::Write(std::uint32_t pageNumber, std::string_view page) {
   if (pageNumber != nextInFile_ && fseeko(file_.get(), offset, SEEK_SET) != 0) {
     Fail("cannot be written");
   }
-  const std::string encoded = format_.encodingKey != 0 && pageNumber != 0
-                                  ? EncodePage(page, format_.encodingKey ^ pageNumber)
-                                  : std::string();
-  const std::string_view bytes = encoded.empty() ? page : std::string_view(encoded);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size()) {
+  std::string encoded;
+  if (format_.encodingKey != 0 && pageNumber != 0) {
+    page = encoded = page;
+    jet::ApplyRc4(format_.encodingKey ^ pageNumber, std::as_writable_bytes(std::span(encoded)));
+  }
+  if (std::fwrite(page.data(), 1, page.size(), file_.get()) != page.size()) {
     Fail("cannot be written");
   }
   nextInFile_ = pageNumber + 1;

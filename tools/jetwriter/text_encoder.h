@@ -5,26 +5,24 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "jetwriter/charset_encoder.h"
+#include "text/system_charset.h"
 
 namespace nimport::jetwriter {
 
-// Turns UTF-8 into text as a Jet file stores it: bytes of a code page (Jet 3), or UTF-16LE, which
-// may be compressed (Jet 4). Not for several threads at once.
+// Turns UTF-8 into another character set. Texts of a Jet file are bytes of a code page (Jet 3), or
+// UTF-16LE, which may be compressed (Jet 4). Not for several threads at once.
 class TextEncoder {
  public:
+  // `charset` as text::SystemCharset has it. Throws WriteError when there is none of that name.
+  explicit TextEncoder(const std::string& charset);
   // UTF-16LE.
-  [[nodiscard]] static TextEncoder ForUtf16() {
-    return TextEncoder(CharsetEncoder("UTF-16LE"), true);
-  }
-  [[nodiscard]] static TextEncoder ForCodePage(unsigned codePage) {
-    return TextEncoder(CharsetEncoder(codePage), false);
-  }
+  [[nodiscard]] static TextEncoder ForUtf16() { return TextEncoder("UTF-16LE"); }
+  [[nodiscard]] static TextEncoder ForCodePage(unsigned codePage);
 
-  // Never compressed. Throws WriteError when a character has no place in the code page.
-  [[nodiscard]] std::string Encode(std::string_view utf8) const { return encoder_->Encode(utf8); }
+  // Never compressed. Ends in the character set's initial state (ISO-2022-JP goes back to ASCII).
+  // Throws WriteError naming the character that the set lacks, or the byte where `utf8` is damaged.
+  [[nodiscard]] std::string Encode(std::string_view utf8) const;
 
   // What Encode gave, in the shorter form that begins with FF FE, when it is UTF-16 and that form
   // saves space; empty otherwise.
@@ -34,11 +32,8 @@ class TextEncoder {
   [[nodiscard]] bool LooksCompressed(std::string_view encoded) const;
 
  private:
-  TextEncoder(CharsetEncoder encoder, bool isUtf16)
-      : encoder_(std::make_unique<CharsetEncoder>(std::move(encoder))), isUtf16_(isUtf16) {}
-
-  std::unique_ptr<CharsetEncoder> encoder_;
-  bool isUtf16_;
+  std::string charset_;
+  std::unique_ptr<text::SystemCharset> system_;  // none for UTF-16LE and UTF-8
 };
 
 }  // namespace nimport::jetwriter

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <map>
 
-#include "jetwriter/charset_encoder.h"
+#include "jetwriter/text_encoder.h"
 #include "jetwriter/write_error.h"
 #include "mime/transfer_encoding.h"
 #include "text/ascii.h"
@@ -22,7 +22,7 @@ constexpr std::size_t WORD_CHARACTERS = 12;
 constexpr std::size_t MAX_LINE_CHARACTERS = 76;
 
 std::string Convert(std::string_view utf8, const std::string& charset) {
-  static std::map<std::string, jetwriter::CharsetEncoder> encoders;
+  static std::map<std::string, jetwriter::TextEncoder> encoders;
   return encoders.try_emplace(charset, charset).first->second.Encode(utf8);
 }
 

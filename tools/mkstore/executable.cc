@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "jetwriter/byte_writer.h"
-#include "jetwriter/charset_encoder.h"
+#include "jetwriter/text_encoder.h"
 
 namespace nimport::mkstore {
 namespace {
@@ -33,7 +33,7 @@ constexpr std::string_view LANGUAGE_BLOCK = "041104b0";
 constexpr std::string_view CODE = "\x31\xC0\xC3";
 
 std::string ToUtf16(std::string_view text) {
-  return jetwriter::EncodeUtf16(text).append(2, '\0');
+  return jetwriter::TextEncoder::ForUtf16().Encode(text).append(2, '\0');
 }
 
 std::string Aligned(std::string bytes, std::size_t alignment) {

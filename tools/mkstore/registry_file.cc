@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "jetwriter/charset_encoder.h"
+#include "jetwriter/text_encoder.h"
 #include "mkstore/drives.h"
 
 namespace nimport::mkstore {
@@ -40,7 +40,7 @@ std::string MakeExport(const std::vector<RegistryValue>& values, std::string_vie
 
 // Wine writes characters beyond ASCII by their UTF-16 numbers.
 std::string EscapeForWine(const std::string& text, bool escapeQuotes) {
-  const std::string utf16 = jetwriter::EncodeUtf16(text);
+  const std::string utf16 = jetwriter::TextEncoder::ForUtf16().Encode(text);
   std::string escaped;
   for (std::size_t i = 0; i + 1 < utf16.size(); i += 2) {
     const unsigned unit = static_cast<unsigned char>(utf16[i]) |
@@ -86,12 +86,12 @@ std::vector<std::filesystem::path> WriteRegistry(const std::filesystem::path& fo
   }
   std::string bytes;
   if (form == RegistryForm::Regedit4) {
-    bytes = jetwriter::CharsetEncoder(codePage).Encode(MakeExport(values, "REGEDIT4"));
+    bytes = jetwriter::TextEncoder::ForCodePage(codePage).Encode(MakeExport(values, "REGEDIT4"));
   } else {
     bytes = MakeExport(values, "Windows Registry Editor Version 5.00");
   }
   if (form == RegistryForm::Unicode) {
-    bytes = "\xFF\xFE" + jetwriter::EncodeUtf16(bytes);
+    bytes = "\xFF\xFE" + jetwriter::TextEncoder::ForUtf16().Encode(bytes);
   }
   WriteFile(folder / "registry.reg", bytes);
   return {folder / "registry.reg"};

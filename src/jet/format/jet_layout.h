@@ -243,7 +243,7 @@ inline constexpr std::size_t GUID_BYTES = 16;
 
 // What a row holds for a memo or OLE value: u32 length and form, row pointer, u32 stamp; then,
 // inline, the value itself. The stamp, which readers ignore, stands again on the first page of a
-// chain at JetLayout::chainStampOffset.
+// chain of Jet 4, at byte 8; the writer has 0 at both places.
 inline constexpr std::size_t LONG_VALUE_POINTER_OFFSET = 4;
 inline constexpr std::size_t LONG_VALUE_DESCRIPTOR_BYTES = 12;
 inline constexpr std::uint32_t LONG_VALUE_LENGTH_MASK = 0x3FFFFFFF;
@@ -265,7 +265,6 @@ struct JetLayout {
   // Data pages.
   std::size_t slotCountOffset;  // u16
   std::size_t slotTableOffset;
-  std::size_t chainStampOffset;  // u32; 0 where the version has none
 
   // Rows. Both the number of columns and all numbers of the trailer have this width, 1 or 2.
   std::size_t rowNumberBytes;
@@ -297,7 +296,6 @@ inline constexpr JetLayout JET3{
     .passwordBytes = 20,
     .slotCountOffset = 0x08,
     .slotTableOffset = 0x0A,
-    .chainStampOffset = 0,
     .rowNumberBytes = 1,
     .hasJumpTable = true,
     .maxRowBytes = 2012,
@@ -344,7 +342,6 @@ inline constexpr JetLayout JET4{
     .passwordBytes = 40,
     .slotCountOffset = 0x0C,
     .slotTableOffset = 0x0E,
-    .chainStampOffset = 0x08,
     .rowNumberBytes = 2,
     .hasJumpTable = false,
     .maxRowBytes = 4060,

@@ -365,6 +365,7 @@ struct Case {
   const char* why;
   std::function<void(Victim&)> harm;
   const char* named;  // in one of the reports; null: there is none
+  bool failsWithoutListener = true;
 };
 
 // Structures that can be done without.
@@ -401,7 +402,7 @@ const Case NOTHING_LOST[] = {
      [](Victim& v) {
        v.Put(v.At(v.PagesOf(v.Definition(0))[1], v.layout.slotCountOffset), {2, 0});
      },
-     "claims 2 slots"},
+     "claims 2 slots", false},
     {"too many slots",
      [](Victim& v) {
        v.Put(v.At(v.PagesOf(v.Definition(0))[1], v.layout.slotCountOffset), {0xFF, 0xFF});
@@ -445,6 +446,7 @@ TEST(Salvage, NothingIsLostWithWhatCanBeDoneWithout) {
         continue;
       }
       EXPECT_THAT(result.damage, testing::Contains(HasSubstr(damaged.named)));
+      if (!damaged.failsWithoutListener) continue;
       EXPECT_THROW((void)Salvage(victim, false), DatabaseError);
     }
   }
