@@ -244,9 +244,8 @@ std::string ReadAsCodePage932(Reading reading, std::string_view bytes,
 
 // `text` without a byte order mark, each run of damage as U+FFFD.
 std::string WholeUtf8(std::string_view text) {
-  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
   constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
-  if (text.starts_with(BYTE_ORDER_MARK)) text.remove_prefix(BYTE_ORDER_MARK.size());
+  if (text.starts_with(UTF8_BYTE_ORDER_MARK)) text.remove_prefix(UTF8_BYTE_ORDER_MARK.size());
   std::string whole;
   whole.reserve(text.size());
   bool isInDamage = false;

@@ -2,8 +2,6 @@
 
 #include <limits>
 
-#include "jetwriter/write_error.h"
-
 namespace nimport::mkstore {
 namespace {
 
@@ -24,19 +22,11 @@ void AddressWriter::AddEntry(const Node& entry, std::int64_t parentKey) {
   row.SetNumber("ParentKeyNo", entry.IntegerOr("parent", parentKey, MIN_LONG, MAX_LONG));
   row.SetNumber("Type", entry.IntegerOr("type", entry.Has("userId") ? TYPE_ADDRESS : TYPE_GROUP,
                                         MIN_LONG, MAX_LONG));
-  if (const std::optional<Node> name = entry.Find("name")) row.Read("Name", *name);
-  if (const std::optional<Node> userId = entry.Find("userId")) row.Read("UserID", *userId);
-  if (const std::optional<Node> comment = entry.Find("comment")) row.Read("Comment", *comment);
-  if (const std::optional<Node> columns = entry.Find("columns")) {
-    for (const auto& [name, value] : columns->Members()) {
-      if (!row.Read(name, value)) value.Fail("the table has no such column");
-    }
-  }
-  try {
-    table.AddRow(row.Take());
-  } catch (const jetwriter::WriteError& error) {
-    entry.Fail(error.what());
-  }
+  row.ReadMember("Name", entry, "name");
+  row.ReadMember("UserID", entry, "userId");
+  row.ReadMember("Comment", entry, "comment");
+  if (const std::optional<Node> columns = entry.Find("columns")) row.ReadAll(*columns);
+  table.AddRow(row.Take(), entry);
   for (const Node& member : entry.ElementsOf("members"))
     AddEntry(member, key);
 }

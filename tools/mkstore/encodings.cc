@@ -19,7 +19,6 @@ constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
 
 // Characters of an encoded word's text; 75 with the marks around it in every charset of use.
 constexpr std::size_t WORD_CHARACTERS = 12;
-constexpr std::size_t MAX_LINE_CHARACTERS = 76;
 
 std::string Convert(std::string_view utf8, const std::string& charset) {
   static std::map<std::string, jetwriter::TextEncoder> encoders;
@@ -83,12 +82,6 @@ std::string_view FirstCharacters(std::string_view utf8, std::size_t count) {
   return utf8.substr(0, utf8.size() - rest.size());
 }
 
-void AppendQuoted(std::string& text, unsigned byte) {
-  text += '=';
-  text += HEX_DIGITS[byte >> 4];
-  text += HEX_DIGITS[byte & 0xF];
-}
-
 std::string EncodeQ(std::string_view bytes) {
   std::string text;
   for (const char c : bytes) {
@@ -97,7 +90,9 @@ std::string EncodeQ(std::string_view bytes) {
     } else if (text::IsAsciiLetterOrDigit(c)) {
       text += c;
     } else {
-      AppendQuoted(text, static_cast<unsigned char>(c));
+      text += '=';
+      text += HEX_DIGITS[static_cast<unsigned char>(c) >> 4];
+      text += HEX_DIGITS[c & 0xF];
     }
   }
   return text;
@@ -124,31 +119,6 @@ std::optional<std::string> DecodeHex(std::string_view digits) {
     bytes.push_back(static_cast<char>(high << 4 | low));
   }
   return bytes;
-}
-
-std::string EncodeQuotedPrintable(std::string_view bytes) {
-  std::string text;
-  std::size_t lineStart = 0;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const unsigned byte = ByteAt(bytes, i);
-    if (byte == '\r' || byte == '\n') {
-      text += static_cast<char>(byte);
-      lineStart = text.size();
-      continue;
-    }
-    if (text.size() - lineStart + 4 > MAX_LINE_CHARACTERS) {
-      text += "=\r\n";
-      lineStart = text.size();
-    }
-    const bool endsLine = i + 1 == bytes.size() || bytes[i + 1] == '\r' || bytes[i + 1] == '\n';
-    const bool isPlain = (byte > ' ' && byte < 0x7F && byte != '=') || (byte == ' ' && !endsLine);
-    if (isPlain) {
-      text += static_cast<char>(byte);
-    } else {
-      AppendQuoted(text, byte);
-    }
-  }
-  return text;
 }
 
 std::string ToCharset(std::string_view utf8, std::string_view charset) {

@@ -12,9 +12,6 @@ namespace nimport::mkstore {
 [[nodiscard]] std::optional<std::string> DecodeBase64(std::string_view text);
 [[nodiscard]] std::optional<std::string> DecodeHex(std::string_view digits);
 
-// The encoding of mail bodies; lines end with CR LF and have at most 76 characters.
-[[nodiscard]] std::string EncodeQuotedPrintable(std::string_view bytes);
-
 // UTF-8 in the character set that mail software of the time means by a name: iso-2022-jp with
 // NEC's and IBM's characters and single-byte katakana, shift_jis as code page 932, euc-jp as
 // EUC-JP-MS; other names as text::SystemCharset has them. Throws jetwriter::WriteError.

@@ -81,8 +81,8 @@ const MailFamily* FamilyOf(const Node& mail) {
 }
 
 void SetTitleAndDate(const Node& mail, StoreRow& row) {
-  if (const std::optional<Node> title = mail.Find("title")) row.Read("DataTitle", *title);
-  if (const std::optional<Node> date = mail.Find("date")) row.Read("DataTime", *date);
+  row.ReadMember("DataTitle", mail, "title");
+  row.ReadMember("DataTime", mail, "date");
 }
 
 // Takes a mail's columns for one of its tables. A name alone means the family's table where it has
@@ -115,15 +115,6 @@ void CheckColumns(const Node& mail, const StoreTable& data, const StoreTable* fa
   }
 }
 
-// Adds a row and names its place in the description when that fails.
-void AddRow(StoreTable& table, StoreRow& row, const Node& place) {
-  try {
-    table.AddRow(row.Take());
-  } catch (const jetwriter::WriteError& error) {
-    place.Fail(error.what());
-  }
-}
-
 }  // namespace
 
 // What the files of a mail tell its rows.
@@ -145,14 +136,14 @@ void MailWriter::AddCabinet(const Node& cabinet) {
   StoreTable& table = database_.Table("CabinetTBL", cabinet);
   StoreRow row(table);
   row.Read("CabinetNo", cabinet.At("number"));
-  if (const std::optional<Node> name = cabinet.Find("name")) row.Read("CabinetName", *name);
+  row.ReadMember("CabinetName", cabinet, "name");
   if (!cabinet.At("number").IsNull()) {
     row.SetNumber("SortNo", cabinet.At("number").ToInteger(MIN_SHORT, MAX_SHORT));
   }
   row.SetNumber("IconNo", 3);
   ReadColumns(cabinet, table, nullptr, row);
   CheckColumns(cabinet, table, nullptr);
-  AddRow(table, row, cabinet);
+  table.AddRow(row.Take(), cabinet);
   const bool isNull = cabinet.At("number").IsNull();
   const std::int64_t number = isNull ? 0 : cabinet.At("number").ToInteger(MIN_SHORT, MAX_SHORT);
   for (const Node& folder : cabinet.ElementsOf("folders"))
@@ -165,11 +156,11 @@ void MailWriter::AddFolder(const Node& folder, std::int64_t cabinetNumber) {
   StoreRow row(table);
   row.Read("FolderNo", folder.At("number"));
   row.SetNumber("CabinetNo", cabinetNumber);
-  if (const std::optional<Node> name = folder.Find("name")) row.Read("FolderName", *name);
+  row.ReadMember("FolderName", folder, "name");
   row.SetNumber("FolderType", 1);
   ReadColumns(folder, table, nullptr, row);
   CheckColumns(folder, table, nullptr);
-  AddRow(table, row, folder);
+  table.AddRow(row.Take(), folder);
   const bool isNull = folder.At("number").IsNull();
   const std::int64_t number = isNull ? 0 : folder.At("number").ToInteger(MIN_LONG, MAX_LONG);
   for (const Node& mail : folder.ElementsOf("mails"))
@@ -227,7 +218,7 @@ void MailWriter::AddDataRow(const Node& mail, std::int64_t folderNumber, std::in
   row.Set("ReadFlag", true);
   row.SetNumber("Mark", 0);
   ReadColumns(mail, table, family == nullptr ? nullptr : database_.FindTable(family->table), row);
-  AddRow(table, row, mail);
+  table.AddRow(row.Take(), mail);
 }
 
 void MailWriter::AddFamilyRow(const Node& mail, std::int64_t dataNumber, const MailFiles& files) {
@@ -240,7 +231,7 @@ void MailWriter::AddFamilyRow(const Node& mail, std::int64_t dataNumber, const M
   if (files.storedPath) row.Set(family.fileColumn, jet::Text{*files.storedPath});
   SetUsualSize(mail, files, row);
   ReadColumns(mail, table, &table, row);
-  AddRow(table, row, mail);
+  table.AddRow(row.Take(), mail);
 }
 
 // The size column tells the bytes of the mail's file or text.

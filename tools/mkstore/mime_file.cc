@@ -43,7 +43,7 @@ std::string ReadBody(const Node& node, const std::string& charset, const std::st
   const std::string encoding = node.TextOr("encoding", "");
   if (encoding.empty()) return bytes;
   if (encoding == "base64") return WrapBase64(bytes, eol);
-  if (encoding == "quoted-printable") return EncodeQuotedPrintable(bytes);
+  if (encoding == "quoted-printable") return mime::EncodeQuotedPrintable(bytes);
   node.At("encoding").Fail("\"base64\" or \"quoted-printable\" is wanted here");
 }
 

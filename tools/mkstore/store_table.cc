@@ -95,7 +95,15 @@ std::optional<std::size_t> StoreTable::FindColumn(std::string_view name) const {
   return std::nullopt;
 }
 
-void StoreTable::AddRow(std::vector<jet::Value> values) {
+void StoreTable::AddRow(std::vector<jet::Value> values, const Node& place) {
+  try {
+    Write(std::move(values));
+  } catch (const jetwriter::WriteError& error) {
+    place.Fail(error.what());
+  }
+}
+
+void StoreTable::Write(std::vector<jet::Value> values) {
   for (std::size_t id = 0; id < values.size(); ++id) {
     if (Columns()[id].isDeleted) values[id] = MakeDeadValue(Columns()[id]);
   }
@@ -130,6 +138,16 @@ bool StoreRow::Read(std::string_view column, const Node& node) {
   return id.has_value();
 }
 
+void StoreRow::ReadMember(std::string_view column, const Node& parent, std::string_view member) {
+  if (const std::optional<Node> value = parent.Find(member)) Read(column, *value);
+}
+
+void StoreRow::ReadAll(const Node& node) {
+  for (const auto& [column, value] : node.Members()) {
+    if (!Read(column, value)) value.Fail("the table has no such column");
+  }
+}
+
 void StoreRow::SetNumber(std::string_view column, std::int64_t number) {
   const std::optional<std::size_t> id = table_->FindColumn(column);
   if (id) values_[*id] = ToNumberValue(table_->Columns()[*id].type, number);
@@ -150,10 +168,8 @@ StoreDatabase::StoreDatabase(const std::string& name, const std::filesystem::pat
     AddTable(table.At("name").ToText(), table.ElementsOf("columns"), table);
     for (const Node& row : table.ElementsOf("rows")) {
       StoreRow values(tables_.back());
-      for (const auto& [column, value] : row.Members()) {
-        if (!values.Read(column, value)) value.Fail("the table has no such column");
-      }
-      tables_.back().AddRow(values.Take());
+      values.ReadAll(row);
+      tables_.back().AddRow(values.Take(), row);
     }
   }
   AddQueries(defaults, description.Find("queries"));

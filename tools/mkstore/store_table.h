@@ -37,10 +37,13 @@ class StoreTable {
     return writer_->Columns();
   }
 
-  // One value for each column; those of deleted columns are filled in. Throws WriteError.
-  void AddRow(std::vector<jet::Value> values);
+  // One value for each column; those of deleted columns are filled in. Fails at `place` when a
+  // value does not fit.
+  void AddRow(std::vector<jet::Value> values, const Node& place);
 
  private:
+  void Write(std::vector<jet::Value> values);
+
   jetwriter::TableWriter* writer_;
   TableHistory history_;
   std::size_t rows_ = 0;
@@ -55,6 +58,10 @@ class StoreRow {
   void Set(std::string_view column, jet::Value value);
   // Takes a value of the description; false when the table has no such column.
   bool Read(std::string_view column, const Node& node);
+  // Takes the member of that name where there is one.
+  void ReadMember(std::string_view column, const Node& parent, std::string_view member);
+  // Takes all members of `node`, which are called after columns. Fails at one that is not.
+  void ReadAll(const Node& node);
   // Sets a whole number, in the width of the column, as near as the column can hold it.
   void SetNumber(std::string_view column, std::int64_t number);
 

@@ -2,7 +2,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "jetwriter/write_error.h"
 #include "mkstore/address_writer.h"
 #include "mkstore/description.h"
 #include "mkstore/drives.h"
@@ -103,14 +102,8 @@ void AddExtraRows(const Node& description, Databases& databases) {
     StoreTable& table = databases.Table(name, rows);
     for (const Node& values : rows.Elements()) {
       StoreRow row(table);
-      for (const auto& [column, value] : values.Members()) {
-        if (!row.Read(column, value)) value.Fail("the table has no such column");
-      }
-      try {
-        table.AddRow(row.Take());
-      } catch (const jetwriter::WriteError& error) {
-        values.Fail(error.what());
-      }
+      row.ReadAll(values);
+      table.AddRow(row.Take(), values);
     }
   }
 }

@@ -251,18 +251,19 @@ const KnownTable* JetCatalog::FindKnownTable(std::string_view name) const {
 }
 
 const KnownTable* JetCatalog::FindExpectation(std::string_view name) const {
-  const auto found = std::ranges::find_if(options_.known.tables, [&](const KnownTable& known) {
-    return text::EqualsIgnoringCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
-  });
-  return found == options_.known.tables.end() ? nullptr : &*found;
+  return FindByName(options_.known.tables, name);
 }
 
 const KnownQuery* JetCatalog::FindKnownQuery(std::string_view name) const {
-  if (!damage_.IsSalvaging()) return nullptr;
-  const auto found = std::ranges::find_if(options_.known.queries, [&](const KnownQuery& known) {
-    return text::EqualsIgnoringCase(ToUtf8(known.name, options_.textCodePage, converter_), name);
+  return damage_.IsSalvaging() ? FindByName(options_.known.queries, name) : nullptr;
+}
+
+template <typename Known>
+const Known* JetCatalog::FindByName(const std::vector<Known>& known, std::string_view name) const {
+  const auto found = std::ranges::find_if(known, [&](const Known& each) {
+    return text::EqualsIgnoringCase(ToUtf8(each.name, options_.textCodePage, converter_), name);
   });
-  return found == options_.known.queries.end() ? nullptr : &*found;
+  return found == known.end() ? nullptr : &*found;
 }
 
 std::optional<std::uint32_t> JetCatalog::GuessDefinition(std::string_view name) {

@@ -102,6 +102,9 @@ class JetCatalog final : public Catalog {
   [[nodiscard]] const KnownTable* FindExpectation(std::string_view name) const;
   [[nodiscard]] const KnownTable* FindKnownTable(std::string_view name) const;
   [[nodiscard]] const KnownQuery* FindKnownQuery(std::string_view name) const;
+  template <typename Known>
+  [[nodiscard]] const Known* FindByName(const std::vector<Known>& known,
+                                        std::string_view name) const;
   [[nodiscard]] std::shared_ptr<const StoredQuery> MakeSubstituteFor(const KnownQuery& known);
   [[nodiscard]] const StoredTable& QueriesTable();
   [[nodiscard]] StoredQuery ReadQuery(const Object& object);

@@ -98,7 +98,7 @@ struct QueryPlan {
   std::optional<std::uint32_t> top;
   bool isTopPercent = false;
 
-  // Made at the first use where NeedsAllRows().
+  // All of them, when they were made; see Materialize().
   std::optional<RowList> rows;
 
   // Whether no row is known before all were seen, or the rows have to be counted.

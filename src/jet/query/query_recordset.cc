@@ -43,19 +43,6 @@ std::size_t PreparedQuery::FindColumn(std::string_view name) const {
   FailQuery(context_, "the query's result has no column " + Quote(utf8Name));
 }
 
-const RowList& PreparedQuery::Rows() {
-  if (plan_.NeedsAllRows()) return Materialize(plan_, context_);
-  if (!keptRows_) {
-    RowList rows(ToList(plan_.chain.Tables()), *context_.budget);
-    JoinCursor cursor(plan_.chain, context_);
-    while (cursor.Next())
-      rows.Add(cursor.Rows());
-    rows.ShrinkToFit();
-    keptRows_ = std::move(rows);
-  }
-  return *keptRows_;
-}
-
 std::span<const IndexEntry> PreparedQuery::ColumnIndex(std::size_t column) {
   const auto found = columnIndexes_.find(column);
   if (found != columnIndexes_.end()) return found->second.Items();

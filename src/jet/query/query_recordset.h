@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "jet/query/query_cursor.h"
+#include "jet/query/query_result.h"
 #include "jet/recordset.h"
 #include "text/name_map.h"
 
@@ -36,7 +37,7 @@ class PreparedQuery {
   [[nodiscard]] const QueryContext& Context() const { return context_; }
 
   // All rows in order; made at the first use and kept, although the query could do without.
-  [[nodiscard]] const RowList& Rows();
+  [[nodiscard]] const RowList& Rows() { return Materialize(plan_, context_); }
   // The numbers of those rows whose column is an integer. Made at the first use and kept.
   [[nodiscard]] std::span<const IndexEntry> ColumnIndex(std::size_t column);
   // The rows of the driving table that may lead to rows whose column is `value`, in order; empty
@@ -51,7 +52,6 @@ class PreparedQuery {
   QueryPlan plan_;
   std::vector<ColumnInfo> columns_;
   text::NameMap<std::size_t> columnsByName_;  // UTF-8; of several the first
-  std::optional<RowList> keptRows_;
   std::map<std::size_t, HeldVector<IndexEntry>> columnIndexes_;
   std::map<std::size_t, std::optional<std::size_t>> drivingColumns_;  // see FindDrivingColumn
 };

@@ -43,6 +43,10 @@ class Materializer {
 
   RowList Make() {
     Collect();
+    if (!plan_.NeedsAllRows()) {
+      list_.ShrinkToFit();
+      return std::move(list_);
+    }
     const MemoryHold hold(*context_.budget, list_.Size() * sizeof(std::uint32_t));
     RowNumbers order(list_.Size());
     std::iota(order.begin(), order.end(), 0U);

@@ -36,14 +36,11 @@ TEST(ToCharset, AsMailSoftwareOfTheTimeMeansThem) {
   EXPECT_THROW((void)ToCharset("x", "no-such-charset"), jetwriter::WriteError);
 }
 
-TEST(Encodings, OfMailBodies) {
+TEST(Encodings, OfContents) {
   EXPECT_EQ(DecodeBase64("YW\r\nI="), "ab");
   EXPECT_EQ(DecodeBase64("Y!"), std::nullopt);
   EXPECT_EQ(DecodeHex("00fF"), std::string("\x00\xFF", 2));
   EXPECT_EQ(DecodeHex("0"), std::nullopt);
-  EXPECT_EQ(EncodeQuotedPrintable("a=b \r\n\xE9"), "a=3Db=20\r\n=E9");
-  EXPECT_EQ(EncodeQuotedPrintable(std::string(80, 'x')),
-            std::string(73, 'x') + "=\r\n" + std::string(7, 'x'));
 }
 
 TEST(ToEncodedWords, KeepsWordsWithinTheirLimit) {
