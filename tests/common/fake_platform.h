@@ -11,7 +11,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -155,26 +154,6 @@ class FaultyFileSystem final : public platform::FileSystem {
   platform::FileSystem& files_;
 };
 
-// Registry values by hive, key and name as the caller spells them.
-class FakeRegistry final : public platform::Registry {
- public:
-  void Set(platform::RegistryHive hive, std::string key, std::string valueName, std::string value) {
-    values_[{hive, std::move(key), std::move(valueName)}] = std::move(value);
-  }
-  void Clear() { values_.clear(); }
-
-  [[nodiscard]] std::optional<std::string> ReadString(platform::RegistryHive hive,
-                                                      std::string_view key,
-                                                      std::string_view valueName) const override {
-    const auto found = values_.find({hive, std::string(key), std::string(valueName)});
-    if (found == values_.end()) return std::nullopt;
-    return found->second;
-  }
-
- private:
-  std::map<std::tuple<platform::RegistryHive, std::string, std::string>, std::string> values_;
-};
-
 // Keeps the records.
 class RecordingDiagnostics final : public platform::DiagnosticsSink {
  public:
@@ -207,11 +186,10 @@ class FakePlatform final : public platform::Platform {
  public:
   std::optional<int> platformId = 2;
   bool isSalvaging = false;
-  FakeRegistry fakeRegistry;
   FaultyFileSystem faultyFiles{system_.files()};
   RecordingDiagnostics recorder;
   // What a session sees; point them elsewhere to replace a part.
-  const platform::Registry* registryPart = &fakeRegistry;
+  const platform::Registry* registryPart = &system_.registry();
   platform::FileSystem* filesPart = &faultyFiles;
   const platform::Clock* clockPart = &system_.clock();
   platform::ModuleLoader* modulesPart = &system_.modules();

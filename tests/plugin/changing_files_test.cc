@@ -35,7 +35,7 @@ constexpr Change CHANGES[] = {
 
 class ChangingFiles : public DemoTest {
  protected:
-  ChangingFiles() : store_(UseStore("demo-ja.json")) {
+  ChangingFiles() : store_(UseSample("demo-ja.json")) {
     platform.filesPart = &platform.system().files();
   }
 
@@ -51,27 +51,18 @@ class ChangingFiles : public DemoTest {
     ASSERT_FALSE(files_.empty()) << which;
   }
 
-  void Make(const Change& change) const {
-    for (const auto& [path, bytes] : files_)
-      change.make(path);
-  }
-
-  void Restore() const {
-    for (const auto& [path, bytes] : files_)
-      std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-  }
-
   // Asks with the files as they were, with the files changed, and with them as they were again.
   void AskThrice(const std::vector<ExportCall>& calls, const Change& change, bool isDatabase) {
     // Some answers depend on what was asked before, so all is asked once before it counts.
     for (const ExportCall& call : calls)
       static_cast<void>(call.make());
-    std::vector<Answer> wanted;
+    std::vector<TextAnswer> wanted;
     for (const ExportCall& call : calls)
       wanted.push_back(call.make());
-    Make(change);
+    for (const auto& [path, bytes] : files_)
+      change.make(path);
     for (std::size_t i = 0; i < calls.size(); ++i) {
-      const Answer answer = calls[i].make();
+      const TextAnswer answer = calls[i].make();
       EXPECT_LE(answer.code, RESULT_OK) << calls[i].name;
       // A cut mail is another mail; a cut database is no other store.
       if (isDatabase && answer.code == RESULT_OK) {
@@ -79,25 +70,20 @@ class ChangingFiles : public DemoTest {
       }
       isNoticed_ |= answer != wanted[i];
     }
-    Restore();
+    for (const auto& [path, bytes] : files_)
+      std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
     for (std::size_t i = 0; i < calls.size(); ++i)
       EXPECT_EQ(calls[i].make(), wanted[i]) << calls[i].name;
   }
 
   void AskEverything(const Change& change, bool isDatabase) {
     FaultGate noFaults;
-    const auto store = MakeStoreObject(noFaults);
-    ASSERT_EQ(store->Open(), RESULT_OK);
-    const ResultCode code = store->ForEachFolder([&](HandleNode* folder, std::int32_t mails) {
-      std::vector<ExportCall> calls;
-      for (std::int32_t mail = 0; mail < mails; ++mail) {
-        const std::vector<ExportCall> onMail = store->CallsOnMail(folder, mail);
-        calls.insert(calls.end(), onMail.begin(), onMail.end());
-      }
+    OpenedStore store(noFaults);
+    ASSERT_EQ(store.Open(), RESULT_OK);
+    EXPECT_EQ(store.VisitCalls([&](const std::vector<ExportCall>& calls) {
       AskThrice(calls, change, isDatabase);
-    });
-    EXPECT_EQ(code, RESULT_OK);
-    AskThrice(store->CallsOnHandles(), change, isDatabase);
+    }),
+              RESULT_OK);
   }
 
   bool isNoticed_ = false;

@@ -1,18 +1,12 @@
 #ifndef NIMPORT_TESTS_INTERFACE_DEMO_FIXTURE_H_
 #define NIMPORT_TESTS_INTERFACE_DEMO_FIXTURE_H_
 
-#include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "common/fake_platform.h"
-#include "common/test_directory.h"
-#include "mkstore/store_writer.h"
-#include "platform/platform.h"
 #include "plugin/export_calls.h"
 #include "plugin/mail_fixture.h"
 
@@ -25,43 +19,40 @@ class SilentDiagnostics final : public platform::DiagnosticsSink {
   void Report(const platform::FailureRecord&) noexcept override {}
 };
 
-// Sessions on the demo store, with the real MIME library and temporary files in a directory of the
-// test's own, which must be empty in the end.
-class DemoTest : public testing::Test {
+// Sessions on sample stores, with the real MIME library.
+class DemoTest : public PlatformTest {
  protected:
   DemoTest() {
-    std::filesystem::create_directory(directory_.path() / "tmp");
-    platform.settings["TMPDIR"] = directory_.str() + "/tmp";
-    platform.settings["TMP"] = directory_.str() + "/tmp";
     platform.modulesPart = &loader_;
     platform.diagnosticsPart = &silent_;
-    platform.registryPart = &platform.system().registry();
-    platform::SetPlatformForNewSessions(&platform);
-  }
-  ~DemoTest() override {
-    platform::SetPlatformForNewSessions(nullptr);
-    std::error_code error;
-    EXPECT_TRUE(std::filesystem::is_empty(directory_.path() / "tmp", error)) << "temporary files";
   }
 
-  mkstore::Store UseStore(const std::string& sample) {
+  mkstore::Store UseSample(const std::string& sample) {
     std::ifstream file(NIMPORT_SOURCE_DIR "/samples/" + sample);
-    mkstore::Store store =
-        mkstore::MakeStore(nlohmann::json::parse(file), directory_.path() / "store");
-    platform.settings["NIMPORT_REGISTRY"] = store.RegistryVariable();
-    platform.settings["NIMPORT_DRIVES"] = store.DrivesVariable();
-    return store;
+    return UseStore(nlohmann::json::parse(file));
   }
 
-  std::unique_ptr<OpenedStore> MakeStoreObject(FaultGate& gate) {
-    return std::make_unique<OpenedStore>(
-        gate, [](const std::string& path) { return ReadFile(NativePath(path)); });
+  // Makes the call once for every operation that can fail in it, failing that one: it answers as
+  // ever or with a code that `isAllowed`, and as ever the next time. Returns the operations'
+  // number.
+  template <typename IsAllowed>
+  static int Sweep(FaultGate& gate, const ExportCall& call, IsAllowed isAllowed) {
+    const TextAnswer wanted = call.make();
+    for (int nth = 1;; ++nth) {
+      gate.FailNth(nth);
+      const TextAnswer answer = call.make();
+      const bool hasFailed = gate.HasFailed();
+      gate.FailNth(0);
+      EXPECT_TRUE(answer == wanted || (hasFailed && isAllowed(answer.code)))
+          << call.name << ", operation " << nth << ": " << answer;
+      if (!hasFailed) return nth - 1;
+      const TextAnswer again = call.make();
+      EXPECT_EQ(again, wanted) << call.name << " after operation " << nth << " had failed";
+      if (again != wanted) return nth;
+    }
   }
-
-  tests::FakePlatform platform;
 
  private:
-  tests::TestDirectory directory_;
   WexmailLoader loader_;
   SilentDiagnostics silent_;
 };

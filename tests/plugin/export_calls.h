@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -13,45 +12,28 @@
 
 namespace nimport::test {
 
-// What a call answered. `value` is a text, the contents of a file, or a number in digits.
-struct Answer {
-  ResultCode code = 77;
-  std::string value;
-  friend bool operator==(const Answer&, const Answer&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const Answer& answer) {
-    return out << "{" << answer.code << ", \"" << answer.value << "\"}";
-  }
-};
-
 // Stands around each call of an export, and around nothing else: faults are on only there.
 class FaultGate {
  public:
   virtual ~FaultGate() = default;
   virtual void Enter() {}
   virtual void Leave() {}
+  // The `nth` operation inside the exports from now on fails (1 is the next); 0: none does.
+  virtual void FailNth(int /*nth*/) {}
+  [[nodiscard]] virtual bool HasFailed() const { return false; }
 };
 
-template <typename Call>
-ResultCode CallThrough(FaultGate& gate, Call call) {
-  gate.Enter();
-  const ResultCode code = call();
-  gate.Leave();
-  return code;
-}
-
-// Reads the file that an answered path names.
-using ReadPath = std::function<std::string(const std::string& path)>;
-
-// A call that changes nothing that a host could notice, whether it succeeds or fails.
+// A call that changes nothing that a host could notice, whether it succeeds or fails. Its answer is
+// a text, the contents of a file, a number in digits, or "handle".
 struct ExportCall {
   std::string name;
-  std::function<Answer()> make;
+  std::function<TextAnswer()> make;
 };
 
 // Both sessions of a store with everything in them opened. Closing them ends the calls' validity.
 class OpenedStore {
  public:
-  OpenedStore(FaultGate& gate, ReadPath readPath) : gate_(gate), readPath_(std::move(readPath)) {}
+  explicit OpenedStore(FaultGate& gate) : gate_(gate) {}
   ~OpenedStore() {
     if (mails_ != nullptr) ML_Terminate(mails_);
     if (addresses_ != nullptr) AD_Terminate(addresses_);
@@ -61,144 +43,137 @@ class OpenedStore {
 
   // Opens the sessions, loads the folders and opens the address book: the first code that is not 0.
   ResultCode Open() {
-    const std::function<ResultCode()> STEPS[] = {
-        [&] { return ML_Initialize(&mails_); },
-        [&] {
-          std::int32_t count = 0;
-          return ML_GetUserCount(mails_, &count);
-        },
-        [&] { return ML_GetUser(mails_, 0, &user_); },
-        [&] { return AD_Initialize(&addresses_); },
-        [&] { return AD_OpenAddressBook(addresses_, nullptr, nullptr, &book_); },
+    ResultCode code = RESULT_OK;
+    const auto step = [&](auto call) {
+      if (code == RESULT_OK) code = Through(call);
     };
-    for (const auto& step : STEPS) {
-      const ResultCode code = CallThrough(gate_, step);
-      if (code != RESULT_OK) return code;
-    }
-    return RESULT_OK;
+    std::int32_t count = 0;
+    step([&] { return ML_Initialize(&mails_); });
+    step([&] { return ML_GetUserCount(mails_, &count); });
+    step([&] { return ML_GetUser(mails_, 0, &user_); });
+    step([&] { return AD_Initialize(&addresses_); });
+    step([&] { return AD_OpenAddressBook(addresses_, nullptr, nullptr, &book_); });
+    return code;
   }
 
-  // Every folder in turn, open: `visit(folder, mails)`. Returns the first code that is not 0.
+  // Gives `visit` everything that can be asked of the mails of each folder, which is open
+  // meanwhile, and in the end what can be asked without a mail. Returns the first code that is not
+  // 0.
   template <typename Visit>
-  ResultCode ForEachFolder(Visit visit) {
-    for (std::int32_t cabinet = 0;; ++cabinet) {
-      HandleNode* const parent = Child(user_, cabinet);
-      if (parent == nullptr) return RESULT_OK;
-      for (std::int32_t position = 0;; ++position) {
-        HandleNode* const folder = Child(parent, position);
-        if (folder == nullptr) break;
-        std::int32_t count = 0;
-        const ResultCode opened =
-            CallThrough(gate_, [&] { return ML_OpenMailDataFile(mails_, folder); });
+  ResultCode VisitCalls(Visit visit) {
+    HandleNode* cabinet = nullptr;
+    for (std::int32_t i = 0; (cabinet = Child(user_, i)) != nullptr; ++i) {
+      HandleNode* folder = nullptr;
+      for (std::int32_t j = 0; (folder = Child(cabinet, j)) != nullptr; ++j) {
+        const ResultCode opened = Through([&] { return ML_OpenMailDataFile(mails_, folder); });
         if (opened != RESULT_OK) return opened;
-        ML_GetMailCount(mails_, folder, &count);
-        visit(folder, count);
+        visit(CallsOnMails(folder));
         ML_CloseMailDataFile(mails_, folder);
       }
     }
-  }
-
-  // Everything that can be asked of one mail of an open folder.
-  std::vector<ExportCall> CallsOnMail(HandleNode* folder, std::int32_t mail) {
-    HandleNode* const session = mails_;
-    const auto text = [=, this](auto get) {
-      return
-          [=, this] { return TextOf([&](auto* out) { return get(session, folder, mail, out); }); };
-    };
-    const auto number = [=, this](auto get) {
-      return [=, this] {
-        return NumberOf([&](auto* out) { return get(session, folder, mail, out); });
-      };
-    };
-    const auto indexed = [=, this](auto get) {
-      return [=, this] {
-        return TextOf([&](auto* out) { return get(session, folder, mail, 0, out); });
-      };
-    };
-    const auto file = [=, this](auto get) {
-      return [=, this] {
-        return FileOf([&](auto* out) { return get(session, folder, mail, 0, out); });
-      };
-    };
-    return {{"ML_GetMailSubject", text(ML_GetMailSubject)},
-            {"ML_GetMailFrom", text(ML_GetMailFrom)},
-            {"ML_GetMailTo", text(ML_GetMailTo)},
-            {"ML_GetMailMessageID", text(ML_GetMailMessageID)},
-            {"ML_GetMailDate", number(ML_GetMailDate)},
-            {"ML_GetMailContentType", indexed(ML_GetMailContentType)},
-            {"ML_GetMailBodyCount", number(ML_GetMailBodyCount)},
-            {"ML_GetMailBodyPath", file(ML_GetMailBodyPath)},
-            {"ML_GetAttachedMailCount", number(ML_GetAttachedMailCount)},
-            {"ML_GetAttachedMailPath", file(ML_GetAttachedMailPath)},
-            {"ML_GetMailSource", text(ML_GetMailSource)}};
-  }
-
-  // What can be asked without a mail.
-  std::vector<ExportCall> CallsOnHandles() {
-    HandleNode* const session = mails_;
-    HandleNode* const user = user_;
-    HandleNode* const addresses = addresses_;
-    HandleNode* const book = book_;
-    const auto text = [this](auto get) { return [=, this] { return TextOf(get); }; };
-    const auto handle = [this](auto get) {
-      return [=, this] {
-        HandleNode* found = nullptr;
-        const ResultCode code = CallThrough(gate_, [&] { return get(&found); });
-        return Answer{code, found != nullptr ? "handle" : ""};
-      };
-    };
-    HandleNode* account = nullptr;
-    HandleNode* address = nullptr;
-    ML_GetAccount(session, user, 0, &account);
-    AD_GetAddress(addresses, book, 0, &address);
-    return {
-        {"ML_GetMailerName", text([=](auto* out) { return ML_GetMailerName(session, out); })},
-        {"ML_GetAccount", handle([=](auto* out) { return ML_GetAccount(session, user, 0, out); })},
-        {"ML_GetName", text([=](auto* out) { return ML_GetName(session, account, out); })},
-        {"ML_GetChildFolder",
-         handle([=](auto* out) { return ML_GetChildFolder(session, user, 0, out); })},
-        {"ML_SetTempFileName", handle([=](auto*) {
-           return ML_SetTempFileName(session, AsArgument(u"a longer name than most"));
-         })},
-        {"AD_GetChildGroup",
-         handle([=](auto* out) { return AD_GetChildGroup(addresses, book, 0, out); })},
-        {"AD_GetAddress",
-         handle([=](auto* out) { return AD_GetAddress(addresses, book, 0, out); })},
-        {"AD_GetName", text([=](auto* out) { return AD_GetName(addresses, address, out); })},
-        {"AD_GetFieldLabel",
-         text([=](auto* out) { return AD_GetFieldLabel(addresses, book, 1, out); })},
-        {"AD_GetValue", text([=](auto* out) { return AD_GetValue(addresses, address, 0, out); })},
-    };
+    visit(CallsOnHandles());
+    return RESULT_OK;
   }
 
  private:
-  HandleNode* Child(HandleNode* parent, std::int32_t position) {
+  std::vector<ExportCall> CallsOnMails(HandleNode* folder) {
+    std::int32_t mails = 0;
+    ML_GetMailCount(mails_, folder, &mails);
+    std::vector<ExportCall> calls;
+    for (std::int32_t mail = 0; mail < mails; ++mail) {
+      const auto text = [&](const char* name, auto get, auto... index) {
+        calls.push_back(Text(name, get, mails_, folder, mail, index...));
+      };
+      const auto number = [&](const char* name, auto get) {
+        calls.push_back({name, [=, this] {
+                           const NumberAnswer answer = AskNumber([&](std::int32_t* out) {
+                             return Through([&] { return get(mails_, folder, mail, out); });
+                           });
+                           return TextAnswer{answer.code, std::to_string(answer.value)};
+                         }});
+      };
+      const auto file = [&](const char* name, auto get) {
+        calls.push_back({name, [path = Text(name, get, mails_, folder, mail, 0)] {
+                           TextAnswer answer = path.make();
+                           if (answer.code == RESULT_OK) {
+                             answer.text = ReadFile(NativePath(answer.text));
+                           }
+                           return answer;
+                         }});
+      };
+      text("ML_GetMailSubject", ML_GetMailSubject);
+      text("ML_GetMailFrom", ML_GetMailFrom);
+      text("ML_GetMailTo", ML_GetMailTo);
+      text("ML_GetMailMessageID", ML_GetMailMessageID);
+      number("ML_GetMailDate", ML_GetMailDate);
+      text("ML_GetMailContentType", ML_GetMailContentType, 0);
+      number("ML_GetMailBodyCount", ML_GetMailBodyCount);
+      file("ML_GetMailBodyPath", ML_GetMailBodyPath);
+      number("ML_GetAttachedMailCount", ML_GetAttachedMailCount);
+      file("ML_GetAttachedMailPath", ML_GetAttachedMailPath);
+      text("ML_GetMailSource", ML_GetMailSource);
+    }
+    return calls;
+  }
+
+  std::vector<ExportCall> CallsOnHandles() {
+    HandleNode* account = nullptr;
+    HandleNode* address = nullptr;
+    ML_GetAccount(mails_, user_, 0, &account);
+    AD_GetAddress(addresses_, book_, 0, &address);
+    return {
+        Text("ML_GetMailerName", ML_GetMailerName, mails_),
+        Handle("ML_GetAccount", ML_GetAccount, mails_, user_, 0),
+        Text("ML_GetName", ML_GetName, mails_, account),
+        Handle("ML_GetChildFolder", ML_GetChildFolder, mails_, user_, 0),
+        {"ML_SetTempFileName",
+         [this] {
+           return TextAnswer{Through([this] {
+                               return ML_SetTempFileName(mails_,
+                                                         AsArgument(u"a longer name than most"));
+                             }),
+                             ""};
+         }},
+        Handle("AD_GetChildGroup", AD_GetChildGroup, addresses_, book_, 0),
+        Handle("AD_GetAddress", AD_GetAddress, addresses_, book_, 0),
+        Text("AD_GetName", AD_GetName, addresses_, address),
+        Text("AD_GetFieldLabel", AD_GetFieldLabel, addresses_, book_, 1),
+        Text("AD_GetValue", AD_GetValue, addresses_, address, 0),
+    };
+  }
+
+  template <typename Call>
+  ResultCode Through(Call call) const {
+    gate_.Enter();
+    const ResultCode code = call();
+    gate_.Leave();
+    return code;
+  }
+
+  template <typename Get, typename... Arguments>
+  ExportCall Text(const char* name, Get get, Arguments... arguments) const {
+    return {name, [=, this] {
+              return AskText([&](ResultString* out) {
+                return Through([&] { return get(arguments..., out); });
+              });
+            }};
+  }
+  template <typename Get, typename... Arguments>
+  ExportCall Handle(const char* name, Get get, Arguments... arguments) const {
+    return {name, [=, this] {
+              HandleNode* found = nullptr;
+              const ResultCode code = Through([&] { return get(arguments..., &found); });
+              return TextAnswer{code, found != nullptr ? "handle" : ""};
+            }};
+  }
+
+  HandleNode* Child(HandleNode* parent, std::int32_t position) const {
     HandleNode* child = nullptr;
     ML_GetChildFolder(mails_, parent, position, &child);
     return child;
   }
 
-  template <typename Get>
-  [[nodiscard]] Answer TextOf(Get get) const {
-    const TextAnswer answer =
-        AskText([&](ResultString* out) { return CallThrough(gate_, [&] { return get(out); }); });
-    return {answer.code, answer.text};
-  }
-  template <typename Get>
-  [[nodiscard]] Answer NumberOf(Get get) const {
-    const NumberAnswer answer =
-        AskNumber([&](std::int32_t* out) { return CallThrough(gate_, [&] { return get(out); }); });
-    return {answer.code, std::to_string(answer.value)};
-  }
-  template <typename Get>
-  [[nodiscard]] Answer FileOf(Get get) const {
-    Answer answer = TextOf(get);
-    if (answer.code == RESULT_OK) answer.value = readPath_(answer.value);
-    return answer;
-  }
-
   FaultGate& gate_;
-  ReadPath readPath_;
   HandleNode* mails_ = nullptr;
   HandleNode* user_ = nullptr;
   HandleNode* addresses_ = nullptr;

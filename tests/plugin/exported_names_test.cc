@@ -6,24 +6,25 @@
 #include <memory>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 namespace {
 
+// What the first group of `expression` matches in a text.
+std::set<std::string> Matches(const std::string& text, const std::string& expression) {
+  const std::regex regex(expression);
+  std::set<std::string> names;
+  for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match)
+    names.insert((*match)[1]);
+  return names;
+}
+
 // The names of the functions that a source file marks with `mark`.
 std::set<std::string> NamesIn(const std::string& path, const std::string& mark) {
   std::ifstream file(NIMPORT_SOURCE_DIR "/" + path);
-  const std::string text(std::istreambuf_iterator<char>(file), {});
-  const std::regex declaration(mark + R"(\s+(\w+)\()");
-  std::set<std::string> names;
-  for (std::sregex_iterator match(text.begin(), text.end(), declaration), end; match != end;
-       ++match) {
-    names.insert((*match)[1]);
-  }
-  return names;
+  return Matches({std::istreambuf_iterator<char>(file), {}}, mark + R"(\s+(\w+)\()");
 }
 
 // What a command prints.
@@ -39,16 +40,9 @@ std::string OutputOf(const std::string& command) {
 
 // Names of dynamic symbols of a library, as nm tells them with such an option.
 std::set<std::string> NamesInLibrary(const std::string& library, const std::string& option) {
-  std::istringstream lines(
-      OutputOf("nm -D -f posix " + option + " " NIMPORT_BINARY_DIR "/lib/" + library));
-  std::set<std::string> names;
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream words(line);
-    std::string name;
-    words >> name;
-    names.insert(name.substr(0, name.find('@')));
-  }
-  return names;
+  return Matches(
+      OutputOf("nm -D -f posix " + option + " " NIMPORT_BINARY_DIR "/lib/" + library) + '\n',
+      R"((\w+)(?:@\S+)? [^\n]*\n)");
 }
 
 TEST(ExportedNames, AreThoseDeclared) {
@@ -70,18 +64,14 @@ TEST(ExportedNames, NothingIsDestroyedBeforeTheProcessEnds) {
 }
 
 TEST(BuiltFiles, NeedTheLibrariesOfCAndCppAlone) {
-  const std::regex entry(R"(\(NEEDED\).*\[(lib\w+).*\])");
   // Of the last three, only builds with sanitizers have any.
   const std::set<std::string> known = {"libc",    "libm",     "libstdc", "libgcc_s",
                                        "libasan", "libubsan", "libtsan"};
   for (const char* file :
        {"lib/libnimport.so", "lib/libwexmail.so", "bin/nimport", "bin/mkstore", "bin/jetdump"}) {
-    const std::string needed = OutputOf(std::string("readelf -d " NIMPORT_BINARY_DIR "/") + file);
-    std::set<std::string> names;
-    for (std::sregex_iterator match(needed.begin(), needed.end(), entry), end; match != end;
-         ++match) {
-      names.insert((*match)[1]);
-    }
+    const std::set<std::string> names =
+        Matches(OutputOf(std::string("readelf -d " NIMPORT_BINARY_DIR "/") + file),
+                R"(\(NEEDED\).*\[(lib\w+).*\])");
     EXPECT_TRUE(names.contains("libc")) << file;
     for (const std::string& name : names)
       EXPECT_TRUE(known.contains(name)) << file << " needs " << name;

@@ -6,42 +6,37 @@ namespace {
 
 using tests::FileOperation;
 
-struct Operation {
-  FileOperation operation;
-  const char* name;
-};
-constexpr Operation OPERATIONS[] = {{FileOperation::OpenForReading, "open"},
-                                    {FileOperation::Read, "read"},
-                                    {FileOperation::OpenForWriting, "create"},
-                                    {FileOperation::Write, "write"},
-                                    {FileOperation::Close, "close"}};
+constexpr FileOperation OPERATIONS[] = {FileOperation::OpenForReading, FileOperation::Read,
+                                        FileOperation::OpenForWriting, FileOperation::Write,
+                                        FileOperation::Close};
 
 // Faults count operations inside exports only; the test's own reading is none.
 class FileGate final : public FaultGate {
  public:
   explicit FileGate(tests::FileFaults& faults) : faults_(faults) {}
-  void FailNth(FileOperation operation, int nth) {
-    operation_ = operation;
+
+  FileOperation operation{};
+
+  void FailNth(int nth) override {
     left_ = nth;
     failed_ = false;
   }
   void Enter() override {
     if (left_ <= 0) return;
-    before_ = faults_.Count(operation_);
-    faults_.FailNth(operation_, left_);
+    before_ = faults_.Count(operation);
+    faults_.FailNth(operation, left_);
   }
   void Leave() override {
     if (left_ <= 0) return;
-    const int made = faults_.Count(operation_) - before_;
+    const int made = faults_.Count(operation) - before_;
     failed_ = failed_ || made >= left_;
     left_ -= made;
     faults_.Clear();
   }
-  [[nodiscard]] bool HasFailed() const { return failed_; }
+  [[nodiscard]] bool HasFailed() const override { return failed_; }
 
  private:
   tests::FileFaults& faults_;
-  FileOperation operation_{};
   int left_ = 0;
   int before_ = 0;
   bool failed_ = false;
@@ -49,70 +44,53 @@ class FileGate final : public FaultGate {
 
 class FileFaultTest : public DemoTest {
  protected:
-  // Makes the call once for every such operation that it makes, failing that one. Returns their
-  // number.
-  int Sweep(const ExportCall& call, const Operation& operation) {
-    const Answer wanted = call.make();
-    for (int nth = 1;; ++nth) {
-      gate.FailNth(operation.operation, nth);
-      const Answer answer = call.make();
-      const bool hasFailed = gate.HasFailed();
-      gate.FailNth(operation.operation, 0);
-      if (!hasFailed) return nth - 1;
-      EXPECT_TRUE(answer == wanted || answer.code == RESULT_DATABASE ||
-                  answer.code == RESULT_INVALID)
-          << call.name << ", " << operation.name << " " << nth << ": " << answer;
-      const Answer again = call.make();
-      EXPECT_EQ(again, wanted) << call.name << " after " << operation.name << " " << nth
-                               << " had failed";
-      if (again != wanted) return nth;
-    }
-  }
-
   FileGate gate{platform.faultyFiles.faults};
 };
 
 TEST_F(FileFaultTest, EveryCallOnEveryMailRecovers) {
-  UseStore("demo-ja.json");
-  const auto store = MakeStoreObject(gate);
-  ASSERT_EQ(store->Open(), RESULT_OK);
+  UseSample("demo-ja.json");
+  OpenedStore store(gate);
+  ASSERT_EQ(store.Open(), RESULT_OK);
   int failures = 0;
-  ASSERT_EQ(store->ForEachFolder([&](HandleNode* folder, std::int32_t mails) {
-    for (std::int32_t mail = 0; mail < mails; ++mail) {
-      for (const ExportCall& call : store->CallsOnMail(folder, mail)) {
-        for (const Operation& operation : OPERATIONS)
-          failures += Sweep(call, operation);
+  const auto isAllowed = [](ResultCode code) {
+    return code == RESULT_DATABASE || code == RESULT_INVALID;
+  };
+  const auto sweep = [&](const std::vector<ExportCall>& calls) {
+    for (const ExportCall& call : calls) {
+      for (const FileOperation operation : OPERATIONS) {
+        gate.operation = operation;
+        failures += Sweep(gate, call, isAllowed);
       }
     }
-  }),
-            RESULT_OK);
+  };
+  ASSERT_EQ(store.VisitCalls(sweep), RESULT_OK);
   EXPECT_GT(failures, 100);
   RecordProperty("failures", failures);
 }
 
-// From the start of a session to the first mail's body, with nothing in memory yet.
+// From the start of a session to the last mail's answers, with nothing in memory yet.
 TEST_F(FileFaultTest, FreshSessionFailsCleanly) {
-  UseStore("hello-en.json");
-  for (const Operation& operation : OPERATIONS) {
+  UseSample("hello-en.json");
+  for (const FileOperation operation : OPERATIONS) {
+    gate.operation = operation;
     bool hasFailed = true;
     for (int nth = 1; hasFailed; ++nth) {
-      gate.FailNth(operation.operation, nth);
-      const auto store = MakeStoreObject(gate);
-      ResultCode code = store->Open();
+      gate.FailNth(nth);
+      OpenedStore store(gate);
+      ResultCode code = store.Open();
       if (code == RESULT_OK) {
-        code = store->ForEachFolder([&](HandleNode* folder, std::int32_t mails) {
-          for (std::int32_t mail = 0; mail < mails; ++mail) {
-            for (const ExportCall& call : store->CallsOnMail(folder, mail))
-              (void)call.make();
-          }
+        code = store.VisitCalls([](const std::vector<ExportCall>& calls) {
+          for (const ExportCall& call : calls)
+            (void)call.make();
         });
       }
       hasFailed = gate.HasFailed();
-      gate.FailNth(operation.operation, 0);
-      EXPECT_TRUE(code == RESULT_OK || (hasFailed && code < 0)) << operation.name << " " << nth;
-      if (code == RESULT_OK) continue;
-      const auto again = MakeStoreObject(gate);
-      EXPECT_EQ(again->Open(), RESULT_OK) << operation.name << " " << nth;
+      gate.FailNth(0);
+      SCOPED_TRACE(std::to_string(static_cast<int>(operation)) + " " + std::to_string(nth));
+      EXPECT_TRUE(code == RESULT_OK || (hasFailed && code < 0));
+      if (code != RESULT_OK) {
+        EXPECT_EQ(OpenedStore(gate).Open(), RESULT_OK);
+      }
     }
   }
 }

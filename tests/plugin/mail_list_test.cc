@@ -46,13 +46,9 @@ class MailList : public SessionTest {
 
   ResultCode Open(HandleNode* node) { return ML_OpenMailDataFile(session_->get(), node); }
   ResultCode Close(HandleNode* node) { return ML_CloseMailDataFile(session_->get(), node); }
-  NumberAnswer Count(HandleNode* node) {
-    return AskNumber(
-        [&](std::int32_t* out) { return ML_GetMailCount(session_->get(), node, out); });
-  }
+  NumberAnswer Count(HandleNode* node) { return session_->Number(ML_GetMailCount, node); }
   TextAnswer Subject(HandleNode* node, std::int32_t mail) {
-    return AskText(
-        [&](ResultString* text) { return ML_GetMailSubject(session_->get(), node, mail, text); });
+    return session_->Text(ML_GetMailSubject, node, mail);
   }
 
   mkstore::Store store_;
@@ -75,19 +71,15 @@ TEST_F(MailList, OfManyCabinetsWithOneNumberCostsWhatItsRowsCost) {
   const auto begin = std::chrono::steady_clock::now();
   MailSession session;
   HandleNode* user = session.User();
-  std::int32_t count = 0;
   for (const std::int32_t c : {0, ROWS - 1}) {
     HandleNode* cabinet = session.Child(user, c);
-    ML_GetChildFolderCount(session.get(), cabinet, &count);
-    EXPECT_EQ(count, ROWS);
+    EXPECT_EQ(session.Number(ML_GetChildFolderCount, cabinet).value, ROWS);
     HandleNode* folder = session.Child(cabinet, ROWS - 1);
     EXPECT_EQ(session.Child(cabinet, ROWS), nullptr);
-    EXPECT_EQ(AskText([&](ResultString* text) { return ML_GetName(session.get(), folder, text); }),
-              (TextAnswer{RESULT_OK, "F1500"}));
+    EXPECT_EQ(session.Text(ML_GetName, folder), (TextAnswer{RESULT_OK, "F1500"}));
     // Each is a folder of its own.
     EXPECT_EQ(ML_OpenMailDataFile(session.get(), folder), RESULT_OK);
-    ML_GetMailCount(session.get(), folder, &count);
-    EXPECT_EQ(count, 1);
+    EXPECT_EQ(session.Number(ML_GetMailCount, folder).value, 1);
     if (c == 0) ML_CloseMailDataFile(session.get(), folder);
   }
   HandleNode* sameRow = session.Child(session.Child(user, 0), ROWS - 1);
@@ -108,10 +100,8 @@ TEST_F(MailList, FoldersAreFirstLookedAtForACabinet) {
     }
     std::ofstream(path, std::ios::binary) << bytes;
     MailSession session;
-    std::int32_t count = 0;
-    EXPECT_EQ(ML_GetUserCount(session.get(), &count), hasCabinets ? RESULT_DATABASE : RESULT_OK);
-    ML_GetChildFolderCount(session.get(), session.User(), &count);
-    EXPECT_EQ(count, hasCabinets ? 1 : 0);
+    EXPECT_EQ(session.Number(ML_GetUserCount).code, hasCabinets ? RESULT_DATABASE : RESULT_OK);
+    EXPECT_EQ(session.Number(ML_GetChildFolderCount, session.User()).value, hasCabinets ? 1 : 0);
   }
 }
 
@@ -178,17 +168,6 @@ TEST_F(MailList, AFailedOpenLeavesNothingBehind) {
   platform.faultyFiles.faults.Clear();
   EXPECT_EQ(Open(second_), RESULT_OK);
   EXPECT_EQ(Count(second_), (NumberAnswer{RESULT_OK, 1}));
-}
-
-TEST_F(MailList, TheSourceTakesItsHeaderFromTheFieldsAskedForLast) {
-  EXPECT_EQ(Open(first_), RESULT_OK);
-  const auto source = [&](std::int32_t mail) {
-    return AskText(
-        [&](ResultString* text) { return ML_GetMailSource(session_->get(), first_, mail, text); });
-  };
-  EXPECT_EQ(source(1).text, "\r\ntext");
-  EXPECT_EQ(Subject(first_, 0).text, "one");
-  EXPECT_EQ(source(1).text, "Subject: one\r\n\r\ntext");
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 namespace {
 
 // Allocations that failingAllocation counts down to; 0 is none.
-long failingAllocation = 0;
+int failingAllocation = 0;
 bool hasFailed = false;
 bool isOn = false;
 long live = 0;
@@ -61,13 +61,13 @@ namespace {
 
 class AllocationGate final : public FaultGate {
  public:
-  // The `nth` allocation inside the exports from now on fails; 0: none does.
-  void FailNth(long nth) {
+  void Enter() override { isOn = true; }
+  void Leave() override { isOn = false; }
+  void FailNth(int nth) override {
     failingAllocation = nth;
     hasFailed = false;
   }
-  void Enter() override { isOn = true; }
-  void Leave() override { isOn = false; }
+  [[nodiscard]] bool HasFailed() const override { return hasFailed; }
 };
 
 // What an export may answer when there is no memory: -1; -2 where a file is read in one piece; -3
@@ -81,67 +81,43 @@ bool IsAnswerWithoutMemory(const std::string& name, ResultCode code) {
 
 class MemoryFaultTest : public DemoTest {
  protected:
-  // Makes the call once for every allocation that it makes, failing that one. Returns their number.
-  long Sweep(const ExportCall& call) {
-    gate.FailNth(0);
-    const Answer wanted = call.make();
-    for (long nth = 1;; ++nth) {
-      gate.FailNth(nth);
-      const Answer answer = call.make();
-      const bool wasFailed = hasFailed;
-      gate.FailNth(0);
-      if (!wasFailed) {
-        EXPECT_EQ(answer, wanted) << call.name;
-        return nth - 1;
-      }
-      EXPECT_TRUE(answer == wanted || IsAnswerWithoutMemory(call.name, answer.code))
-          << call.name << ", allocation " << nth << ": " << answer;
-      const Answer again = call.make();
-      EXPECT_EQ(again, wanted) << call.name << " after allocation " << nth << " had failed";
-      if (again != wanted) return nth;
-    }
-  }
-
   AllocationGate gate;
 };
 
 TEST_F(MemoryFaultTest, EveryCallOnEveryMailRecovers) {
-  UseStore("demo-ja.json");
+  UseSample("demo-ja.json");
   const auto forEachCall = [&](const std::function<void(const ExportCall&)>& visit) {
-    const auto store = MakeStoreObject(gate);
-    ASSERT_EQ(store->Open(), RESULT_OK);
+    OpenedStore store(gate);
+    ASSERT_EQ(store.Open(), RESULT_OK);
     const auto visitAll = [&](const std::vector<ExportCall>& calls) {
       std::ranges::for_each(calls, visit);
     };
-    ASSERT_EQ(store->ForEachFolder([&](HandleNode* folder, std::int32_t mails) {
-      for (std::int32_t mail = 0; mail < mails; ++mail)
-        visitAll(store->CallsOnMail(folder, mail));
-    }),
-              RESULT_OK);
-    visitAll(store->CallsOnHandles());
+    ASSERT_EQ(store.VisitCalls(visitAll), RESULT_OK);
   };
   // What stays behind after the first time is the process's own, such as tables of code pages.
-  gate.FailNth(0);
   forEachCall([](const ExportCall& call) { (void)call.make(); });
   const long liveBefore = live;
-  long failures = 0;
-  forEachCall([&](const ExportCall& call) { failures += Sweep(call); });
+  int failures = 0;
+  forEachCall([&](const ExportCall& call) {
+    failures +=
+        Sweep(gate, call, [&](ResultCode code) { return IsAnswerWithoutMemory(call.name, code); });
+  });
   EXPECT_EQ(live, liveBefore) << "pieces of memory";
   EXPECT_GT(failures, 1000);
-  RecordProperty("failures", static_cast<int>(failures));
+  RecordProperty("failures", failures);
 }
 
-// From the start of a session to the first mail's answers, with nothing in memory yet.
+// From the start of a session to the opened folders, with nothing in memory yet.
 TEST_F(MemoryFaultTest, FreshSessionFailsCleanly) {
-  UseStore("hello-en.json");
+  UseSample("hello-en.json");
   bool wasFailed = true;
-  for (long nth = 0; wasFailed; ++nth) {
+  for (int nth = 0; wasFailed; ++nth) {
     const long liveBefore = live;
     {
-      const auto store = MakeStoreObject(gate);
+      OpenedStore store(gate);
       gate.FailNth(nth);
-      ResultCode code = store->Open();
-      if (code == RESULT_OK) code = store->ForEachFolder([](HandleNode*, std::int32_t) {});
+      ResultCode code = store.Open();
+      if (code == RESULT_OK) code = store.VisitCalls([](const std::vector<ExportCall>&) {});
       wasFailed = nth == 0 || hasFailed;
       gate.FailNth(0);
       EXPECT_TRUE(code == RESULT_OK || (wasFailed && code < 0)) << "allocation " << nth << code;

@@ -65,7 +65,7 @@ inline std::string NativePath(std::string windowsPath) {
 #if defined(_WIN32)
   return windowsPath;
 #endif
-  std::replace(windowsPath.begin(), windowsPath.end(), '\\', '/');
+  std::ranges::replace(windowsPath, '\\', '/');
   return windowsPath.substr(2);
 }
 
@@ -96,6 +96,16 @@ class MailSession {
 
   [[nodiscard]] ResultCode code() const { return code_; }
   [[nodiscard]] HandleNode* get() const { return session_; }
+
+  // What an export that takes a session first and a place for a text, or a number, last answers.
+  template <typename Get, typename... Arguments>
+  [[nodiscard]] TextAnswer Text(Get ask, Arguments... arguments) const {
+    return AskText([&](ResultString* out) { return ask(session_, arguments..., out); });
+  }
+  template <typename Get, typename... Arguments>
+  [[nodiscard]] NumberAnswer Number(Get ask, Arguments... arguments) const {
+    return AskNumber([&](std::int32_t* out) { return ask(session_, arguments..., out); });
+  }
 
   // The user, with the folders loaded; null on failure.
   HandleNode* User() {

@@ -17,15 +17,21 @@
 
 namespace nimport::test {
 
-// Makes its stores below a directory of its own; sessions opened meanwhile work on `platform`, with
-// the scripted MIME library.
-class SessionTest : public testing::Test {
+// Sessions opened meanwhile work on `platform`. Stores are made below a directory of the test's
+// own, and so are temporary files, of which none may be left in the end.
+class PlatformTest : public testing::Test {
  protected:
-  SessionTest() {
-    platform.modulesPart = &loader;
+  PlatformTest() {
+    std::filesystem::create_directory(directory.path() / "tmp");
+    platform.settings["TMPDIR"] = directory.str() + "/tmp";
+    platform.settings["TMP"] = directory.str() + "/tmp";
     platform::SetPlatformForNewSessions(&platform);
   }
-  ~SessionTest() override { platform::SetPlatformForNewSessions(nullptr); }
+  ~PlatformTest() override {
+    platform::SetPlatformForNewSessions(nullptr);
+    std::error_code error;
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path() / "tmp", error)) << "temporary files";
+  }
 
   // Makes a store and points the platform's settings to it.
   mkstore::Store UseStore(const nlohmann::json& description,
@@ -34,7 +40,6 @@ class SessionTest : public testing::Test {
         mkstore::MakeStore(description, directory.path() / std::to_string(++stores_), options);
     platform.settings["NIMPORT_REGISTRY"] = store.RegistryVariable();
     platform.settings["NIMPORT_DRIVES"] = store.DrivesVariable();
-    platform.registryPart = &platform.system().registry();
     return store;
   }
 
@@ -45,11 +50,18 @@ class SessionTest : public testing::Test {
 
   tests::TestDirectory directory;
   tests::FakePlatform platform;
-  tests::ScriptedWexmailLoader loader;
-  tests::ScriptedWexmail wexmail;
 
  private:
   int stores_ = 0;
+};
+
+// With the scripted MIME library.
+class SessionTest : public PlatformTest {
+ protected:
+  SessionTest() { platform.modulesPart = &loader; }
+
+  tests::ScriptedWexmailLoader loader;
+  tests::ScriptedWexmail wexmail;
 };
 
 // A store with one folder that holds `mails`.

@@ -2,7 +2,6 @@
 #include <fstream>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "plugin/session_fixture.h"
 
@@ -12,17 +11,18 @@ namespace {
 using mkstore::Store;
 using nlohmann::json;
 
-constexpr char DIRECTORY_KEY[] = "Software\\NIFTY\\NIFTY Manager\\Directory";
-constexpr char SESSION_KEY[] = "Software\\NIFTY\\NIFTY Manager\\Session";
-
 class Session : public SessionTest {
  protected:
-  // Puts the settings that a session needs into the fake registry.
-  void UseFakeRegistry(platform::RegistryHive directoryHive) {
-    platform.fakeRegistry.Clear();
-    platform.fakeRegistry.Set(directoryHive, DIRECTORY_KEY, "DatabaseDir", "C:\\NIFTY\\Data");
-    platform.fakeRegistry.Set(platform::RegistryHive::CurrentUser, SESSION_KEY, "ID1", "QZA00123");
-    platform.registryPart = &platform.fakeRegistry;
+  void UseRegistry(const std::string& text) {
+    platform.settings["NIMPORT_REGISTRY"] = directory.Write("test.reg", "REGEDIT4\n\n" + text);
+  }
+
+  // With the settings that a session needs.
+  void UseRegistry(const std::string& directoryHive, const std::string& memberId) {
+    const std::string mailer = "\\Software\\NIFTY\\NIFTY Manager\\";
+    UseRegistry("[" + directoryHive + mailer +
+                "Directory]\n\"DatabaseDir\"=\"C:\\\\NIFTY\\\\Data\"\n" + "[HKEY_CURRENT_USER" +
+                mailer + "Session]\n" + memberId);
   }
 
   ResultCode OpenAndClose() {
@@ -43,80 +43,55 @@ class Session : public SessionTest {
 };
 
 TEST_F(Session, FailsAsAWholeWhenSomethingIsMissing) {
-  struct Row {
-    const char* what;
-    std::function<void(const Store&)> breakIt;
-    const char* reason;  // that diagnostics are to name
-  };
-  const auto overwrite = [](const Store& store, const std::string& bytes) {
+  Store store;
+  const auto overwrite = [&](const std::string& bytes) {
     std::ofstream(store.databaseDirectory / "Cabdata.mdb", std::ios::binary) << bytes;
   };
-  const Row rows[] = {
-      {"library missing", [&](const Store&) { loader.isMissing = true; }, "MIME library"},
-      {"library without MT_Init", [&](const Store&) { loader.hidden = {"MT_Init"}; },
-       "MIME library"},
-      {"MT_Init answers 0", [&](const Store&) { wexmail->initResult = 0; }, "MIME library"},
-      {"platform family not told", [&](const Store&) { platform.platformId.reset(); }, "family"},
-      {"unknown platform family", [&](const Store&) { platform.platformId = 3; }, "family"},
-      {"empty registry",
-       [&](const Store&) {
-         platform.fakeRegistry.Clear();
-         platform.registryPart = &platform.fakeRegistry;
-       },
-       "DatabaseDir"},
-      {"no member ID",
-       [&](const Store&) {
-         platform.fakeRegistry.Clear();
-         platform.fakeRegistry.Set(platform::RegistryHive::LocalMachine, DIRECTORY_KEY,
-                                   "DatabaseDir", "C:\\NIFTY\\Data");
-         platform.registryPart = &platform.fakeRegistry;
-       },
-       "ID1"},
-      {"member ID of 512 bytes",
-       [&](const Store&) {
-         UseFakeRegistry(platform::RegistryHive::LocalMachine);
-         platform.fakeRegistry.Set(platform::RegistryHive::CurrentUser, SESSION_KEY, "ID1",
-                                   std::string(512, 'A'));
-       },
+  const std::string machine = "HKEY_LOCAL_MACHINE";
+  tests::FileFaults& faults = platform.faultyFiles.faults;
+  const struct {
+    const char* what;
+    std::function<void()> breakIt;
+    const char* reason;  // that diagnostics are to name
+  } rows[] = {
+      {"library missing", [&] { loader.isMissing = true; }, "MIME library"},
+      {"library without MT_Init", [&] { loader.hidden = {"MT_Init"}; }, "MIME library"},
+      {"MT_Init answers 0", [&] { wexmail->initResult = 0; }, "MIME library"},
+      {"platform family not told", [&] { platform.platformId.reset(); }, "family"},
+      {"unknown platform family", [&] { platform.platformId = 3; }, "family"},
+      {"empty registry", [&] { UseRegistry(""); }, "DatabaseDir"},
+      {"no member ID", [&] { UseRegistry(machine, ""); }, "ID1"},
+      {"a long ID", [&] { UseRegistry(machine, "\"ID1\"=\"" + std::string(512, 'A') + "\""); },
        "too long"},
       {"database missing",
-       [](const Store& store) { std::filesystem::remove(store.databaseDirectory / "Cabdata.mdb"); },
-       "Cabdata.mdb"},
-      {"empty database", [&](const Store& store) { overwrite(store, ""); }, "Cabdata.mdb"},
-      {"not a database", [&](const Store& store) { overwrite(store, std::string(100000, 'x')); },
-       "Cabdata.mdb"},
-      {"zero-filled database",
-       [&](const Store& store) { overwrite(store, std::string(100000, '\0')); }, "Cabdata.mdb"},
-      {"database cannot be opened",
-       [&](const Store&) {
-         platform.faultyFiles.faults.FailNth(tests::FileOperation::OpenForReading, 1);
-       },
-       "injected"},
-      {"database cannot be read",
-       [&](const Store&) { platform.faultyFiles.faults.FailNth(tests::FileOperation::Read, 1); },
-       "injected"},
+       [&] { std::filesystem::remove(store.databaseDirectory / "Cabdata.mdb"); }, "Cabdata.mdb"},
+      {"empty database", [&] { overwrite(""); }, "Cabdata.mdb"},
+      {"not a database", [&] { overwrite(std::string(100000, 'x')); }, "Cabdata.mdb"},
+      {"zeros", [&] { overwrite(std::string(100000, '\0')); }, "Cabdata.mdb"},
+      {"not opened", [&] { faults.FailNth(tests::FileOperation::OpenForReading, 1); }, "injected"},
+      {"not read", [&] { faults.FailNth(tests::FileOperation::Read, 1); }, "injected"},
   };
-  for (const Row& row : rows) {
-    const Store store = UseStore(StoreWithMails(json::array()));
+  for (const auto& row : rows) {
+    store = UseStore(StoreWithMails(json::array()));
     EXPECT_EQ(OpenAndClose(), RESULT_OK) << row.what;
-    row.breakIt(store);
+    row.breakIt();
     EXPECT_EQ(OpenAndClose(), RESULT_INVALID) << row.what;
     EXPECT_NE(LastReason().find(row.reason), std::string::npos) << row.what << ": " << LastReason();
     loader.isMissing = false;
     loader.hidden.clear();
     wexmail->initResult = 1;
     platform.platformId = 2;
-    platform.faultyFiles.faults.Clear();
+    faults.Clear();
     ExpectNothingLeft(row.what);
   }
 }
 
 TEST_F(Session, ReadsTheDirectoryFromTheHiveOfThePlatformFamily) {
   UseStore(StoreWithMails(json::array()));
-  for (const auto& [id, hive] : {std::pair(1, platform::RegistryHive::CurrentUser),
-                                 std::pair(2, platform::RegistryHive::LocalMachine)}) {
+  for (const auto& [id, hive] :
+       {std::pair(1, "HKEY_CURRENT_USER"), std::pair(2, "HKEY_LOCAL_MACHINE")}) {
     platform.platformId = id;
-    UseFakeRegistry(hive);
+    UseRegistry(hive, "\"ID1\"=\"QZA00123\"");
     EXPECT_EQ(OpenAndClose(), RESULT_OK) << id;
     platform.platformId = 3 - id;
     EXPECT_EQ(OpenAndClose(), RESULT_INVALID) << id;
@@ -160,52 +135,22 @@ TEST_F(Session, KindsOfSessionStandSideBySideAndEitherFunctionEndsThem) {
   ExpectNothingLeft("both closed");
 }
 
-TEST_F(Session, EndsOnlyThroughItsOwnHandle) {
-  UseStore(StoreWithMails(json::array()));
-  MailSession session;
-  HandleNode* user = session.User();
-  EXPECT_EQ(ML_Terminate(user), RESULT_INVALID);
-  EXPECT_EQ(AD_Terminate(nullptr), RESULT_INVALID);
-  EXPECT_NE(session.Child(user, 0), nullptr);
-}
-
-TEST_F(Session, FreesHandlesHoweverDeepTheyHang) {
-  UseStore(StoreWithMails(json::array()));
-  MailSession session;
-  HandleNode* node = session.get();
-  for (int i = 0; i < 200000; ++i) {
-    HandleNode* child = nullptr;
-    ASSERT_EQ(ML_GetUser(node, 0, &child), RESULT_OK);
-    node = child;
-  }
-}
-
 TEST_F(Session, AnswersTheLevelsAboveTheData) {
   UseStore(StoreWithMails(json::array()));
   MailSession session;
   HandleNode* s = session.get();
-  HandleNode* handle = nullptr;
-  for (const std::int32_t index : {0, 1, -5})
-    EXPECT_EQ(ML_GetUser(s, index, &handle), RESULT_OK);
-  EXPECT_EQ(ML_GetUser(s, 2, &handle), RESULT_INVALID);
-  HandleNode* user = handle;
-  for (const std::int32_t index : {0, -1}) {
-    EXPECT_EQ(ML_GetAccount(s, user, index, &handle), RESULT_OK);
+  HandleNode* user = nullptr;
+  HandleNode* account = nullptr;
+  for (const std::int32_t index : {-5, 0, 1, 2}) {
+    EXPECT_EQ(ML_GetUser(s, index, &user), index < 2 ? RESULT_OK : RESULT_INVALID);
+    EXPECT_EQ(ML_GetAccount(s, user, index, &account), index < 1 ? RESULT_OK : RESULT_INVALID);
   }
-  EXPECT_EQ(ML_GetAccount(s, nullptr, 1, &handle), RESULT_INVALID);
-  const auto nameOf = [&](HandleNode* node) {
-    return AskText([&](ResultString* text) { return ML_GetName(s, node, text); });
-  };
-  EXPECT_EQ(nameOf(user).text, "DEFAULT_USER");
-  EXPECT_EQ(nameOf(handle).code, RESULT_OK);
-  EXPECT_FALSE(nameOf(handle).text.empty());
-  EXPECT_EQ(nameOf(s).code, RESULT_INVALID);
-  EXPECT_EQ(AskNumber([&](std::int32_t* out) { return ML_GetAccountCount(s, user, out); }).value,
-            -1);
-  EXPECT_EQ(AskNumber([&](std::int32_t* out) { return AD_GetUserCount(s, out); }).value, -1);
-  EXPECT_EQ(AD_GetAccountCount(s, user, nullptr), RESULT_INVALID);
-  EXPECT_EQ(AD_GetUser(s, 99, &handle), RESULT_OK);
-  EXPECT_EQ(handle, nullptr);
+  EXPECT_EQ(session.Text(ML_GetName, user).text, "DEFAULT_USER");
+  EXPECT_FALSE(session.Text(ML_GetName, account).text.empty());
+  EXPECT_EQ(session.Number(ML_GetAccountCount, user).value, -1);
+  EXPECT_EQ(session.Number(AD_GetUserCount).value, -1);
+  EXPECT_EQ(AD_GetUser(s, 99, &user), RESULT_OK);
+  EXPECT_EQ(user, nullptr);
 }
 
 TEST_F(Session, AnswersTextInBothEncodingsAndRefusesOthers) {
@@ -232,37 +177,27 @@ TEST_F(Session, AnswersTextInBothEncodingsAndRefusesOthers) {
 TEST_F(Session, DeletesItsTemporaryFilesAtItsEnd) {
   UseStore(StoreWithMails(
       {{{"kind", 22}, {"title", "T"}, {"date", "1998-01-02"}, {"columns", {{"TextData", "x"}}}}}));
-  const std::string kept = directory.Write("kept.txt", "not ours");
-  std::string own;
+  const std::string hostName = HostPath(directory.path() / "named.eml");
+  const std::filesystem::path named = directory.path() / "named.txt";
+  std::filesystem::path own;
   {
     MailSession session;
     HandleNode* folder = session.OpenFolder(0, 0);
     ASSERT_NE(folder, nullptr);
-    const auto writeBody = [&] {
-      return AskText([&](ResultString* text) {
-        return ML_GetMailBodyPath(session.get(), folder, 0, 0, text);
-      });
-    };
-    const TextAnswer first = writeBody();
-    ASSERT_EQ(first.code, RESULT_OK);
-    own = NativePath(first.text);
-    EXPECT_TRUE(std::filesystem::exists(own));
-    // A file that the host took away is no obstacle, and one that the host named is deleted, too.
-    std::filesystem::remove(own);
-    const std::string path = HostPath(directory.path() / "named");
-    const std::u16string named = std::u16string(path.begin(), path.end()) + u".eml";
-    ASSERT_EQ(ML_SetTempFileName(session.get(), AsArgument(named.c_str())), RESULT_OK);
-    EXPECT_EQ(writeBody().text, path + ".txt");
-    EXPECT_TRUE(std::filesystem::exists(directory.path() / "named.txt"));
-    std::ofstream(std::filesystem::path(own).replace_filename("host's"));
+    const auto writeBody = [&] { return session.Text(ML_GetMailBodyPath, folder, 0, 0); };
+    own = NativePath(writeBody().text);
+    // A file that the host took away is no obstacle.
+    EXPECT_TRUE(std::filesystem::remove(own));
+    EXPECT_EQ(NativePath(writeBody().text), own.string());
+    const std::u16string name(hostName.begin(), hostName.end());
+    ASSERT_EQ(ML_SetTempFileName(session.get(), AsArgument(name.c_str())), RESULT_OK);
+    EXPECT_EQ(writeBody().text, HostPath(named));
+    EXPECT_TRUE(std::filesystem::exists(named));
+    std::ofstream(own.parent_path() / "host's");
   }
-  EXPECT_FALSE(std::filesystem::exists(directory.path() / "named.txt"));
-  EXPECT_FALSE(std::filesystem::exists(own));
-  // What a host put there stays, and nothing but that.
-  const std::filesystem::path place = std::filesystem::path(own).parent_path();
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place), {}), 1);
-  EXPECT_EQ(std::filesystem::remove_all(place), 2u);
-  EXPECT_TRUE(std::filesystem::exists(kept));
+  EXPECT_FALSE(std::filesystem::exists(named));
+  // The directory stays with what the host put there, and nothing but that.
+  EXPECT_EQ(std::filesystem::remove_all(own.parent_path()), 2u);
 }
 
 }  // namespace

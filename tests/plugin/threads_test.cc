@@ -8,36 +8,27 @@
 namespace nimport::test {
 namespace {
 
-class ThreadsTest : public DemoTest {
- protected:
-  ThreadsTest() {
-    UseStore("demo-ja.json");
-    // The faulty file system counts, and does so for one thread.
-    platform.filesPart = &platform.system().files();
-  }
+// Everything that a mail session and an address-book session answer, in their order.
+std::vector<TextAnswer> AskEverything() {
+  FaultGate noFaults;
+  OpenedStore store(noFaults);
+  std::vector<TextAnswer> answers{{store.Open(), ""}};
+  store.VisitCalls([&](const std::vector<ExportCall>& calls) {
+    for (const ExportCall& call : calls)
+      answers.push_back(call.make());
+  });
+  return answers;
+}
 
-  // Everything that a mail session and an address-book session answer, in their order.
-  std::vector<Answer> AskEverything() {
-    FaultGate noFaults;
-    const auto store = MakeStoreObject(noFaults);
-    std::vector<Answer> answers{{store->Open(), ""}};
-    const auto ask = [&](const std::vector<ExportCall>& calls) {
-      for (const ExportCall& call : calls)
-        answers.push_back(call.make());
-    };
-    store->ForEachFolder([&](HandleNode* folder, std::int32_t mails) {
-      for (std::int32_t mail = 0; mail < mails; ++mail)
-        ask(store->CallsOnMail(folder, mail));
-    });
-    ask(store->CallsOnHandles());
-    return answers;
-  }
-};
+using Threads = DemoTest;
 
-TEST_F(ThreadsTest, SessionsDoNotDisturbEachOther) {
+TEST_F(Threads, DoNotDisturbEachOther) {
+  UseSample("demo-ja.json");
+  // The faulty file system counts, and does so for one thread.
+  platform.filesPart = &platform.system().files();
   constexpr std::size_t THREADS = 4;
   constexpr int ROUNDS = 3;
-  const std::vector<Answer> wanted = AskEverything();
+  const std::vector<TextAnswer> wanted = AskEverything();
   ASSERT_GT(wanted.size(), 500U);
   std::vector<int> equal(THREADS, 0);
   std::vector<std::thread> threads;
