@@ -1,7 +1,7 @@
 #include "plugin/contents/temporary_names.h"
 
 #include <chrono>
-#include <vector>
+#include <list>
 
 #include <gtest/gtest.h>
 
@@ -10,99 +10,102 @@
 namespace nimport::plugin {
 namespace {
 
-std::vector<std::string> Listed(const TemporaryNames& names) {
-  return {names.tempFiles().begin(), names.tempFiles().end()};
-}
-
 // Names whose directory is already there.
 TemporaryNames NamesIn(const std::string& directory) {
   return TemporaryNames([=] { return directory; });
 }
 
-std::string Extension(const char* extension) {
-  return extension;
-}
-
-TEST(TemporaryNames, ChangeOnlyTheirExtension) {
-  TemporaryNames names = NamesIn("C:\\TEMP");
-  const std::string text = "C:\\TEMP\\$$$nim.txt";
-  const std::string html = "C:\\TEMP\\$$$nim.html";
-  const std::string tmp = "C:\\TEMP\\$$$nim.TMP";
-
-  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
-  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
-  EXPECT_EQ(Listed(names), (std::vector{text}));
-  EXPECT_EQ(names.MakeTempName(Extension(".html")), html);
-  EXPECT_EQ(Listed(names), (std::vector{text, html}));
-  EXPECT_EQ(names.MakeTempName(Extension(".txt")), text);
-  EXPECT_EQ(Listed(names), (std::vector{html, text}));
-  EXPECT_EQ(names.MakeTempName(NO_EXTENSION), tmp);
-  EXPECT_EQ(names.MakeTempName(KEEP_EXTENSION), tmp);
-  EXPECT_EQ(Listed(names), (std::vector{html, text, tmp}));
-}
-
-TEST(TemporaryNames, BeginWithTheDefaultName) {
-  EXPECT_EQ(NamesIn("C:\\TEMP").MakeTempName(NO_EXTENSION), "C:\\TEMP\\$$$nim.TMP");
-  EXPECT_EQ(NamesIn("C:\\TEMP").MakeTempName(KEEP_EXTENSION), "C:\\TEMP\\$$$nim.TMP");
-}
-
-TEST(TemporaryNames, TakeTheHostsNameOnce) {
-  struct Case {
-    const char* hostName;
-    ExtensionRequest request;
-    const char* wanted;
-    ExtensionRequest nextRequest;
-    const char* wantedNext;
-  };
-  const Case cases[] = {
-      {"D:\\out\\m1.eml", ".txt", "D:\\out\\m1.txt", ".txt", "D:\\out\\m1.txt"},
-      {"D:\\out\\m1", ".txt", "D:\\out\\m1.txt", ".html", "D:\\out\\m1.html"},
-      {"D:\\out\\pic", KEEP_EXTENSION, "D:\\out\\pic.TMP", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
-      {"D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
-      {"D:\\out\\pic.gif", ".bmp", "D:\\out\\pic.bmp", NO_EXTENSION, "D:\\out\\pic.TMP"},
-      {"D:\\out\\pic.gif", NO_EXTENSION, "D:\\out\\pic.TMP", ".TMP", "D:\\out\\pic.TMP"},
-      {"D:\\out\\pic.GIF", ".gif", "D:\\out\\pic.gif", ".GIF", "D:\\out\\pic.GIF"},
-      // The last dot counts even where it is a directory's.
-      {"D:\\a.b\\mail", ".txt", "D:\\a.txt", NO_EXTENSION, "D:\\a.TMP"},
-      {"D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.TMP"},
-      // An empty extension leaves a name without any, which then serves for no request.
-      {"D:\\out\\m.txt", "", "D:\\out\\m", NO_EXTENSION, "D:\\out\\m"},
-      {"D:\\out\\m.txt", ".", "D:\\out\\m.", KEEP_EXTENSION, "D:\\out\\m.TMP"},
-  };
-  for (const Case& c : cases) {
-    TemporaryNames names = NamesIn("C:\\TEMP");
-    names.SetPendingName("D:\\replaced");
-    names.SetPendingName(c.hostName);
-    EXPECT_EQ(names.MakeTempName(c.request), c.wanted) << c.hostName;
-    EXPECT_EQ(names.MakeTempName(c.nextRequest), c.wantedNext) << c.hostName;
+// The next path, or the code of the failure.
+std::string Next(TemporaryNames& names, const ExtensionRequest& request) {
+  try {
+    return names.MakeTempName(request);
+  } catch (const Failure& failure) {
+    return std::to_string(failure.code());
   }
+}
+
+const std::string LONGEST(519 - 4, 'n');
+
+struct Case {
+  std::string hostName;  // empty: none
+  ExtensionRequest request;
+  std::string wanted;
+  ExtensionRequest nextRequest;
+  std::string wantedNext;
+};
+
+const Case CASES[] = {
+    // The next file is called as the last one, with another extension.
+    {"", ".txt", "C:\\T.D\\$$$nim.txt", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"", NO_EXTENSION, "C:\\T.D\\$$$nim.TMP", ".html", "C:\\T.D\\$$$nim.html"},
+    {"", KEEP_EXTENSION, "C:\\T.D\\$$$nim.TMP", KEEP_EXTENSION, "C:\\T.D\\$$$nim.TMP"},
+    // The host's name is used once.
+    {"D:\\out\\m1.eml", ".txt", "D:\\out\\m1.txt", ".txt", "D:\\out\\m1.txt"},
+    {"D:\\out\\m1", ".txt", "D:\\out\\m1.txt", ".html", "D:\\out\\m1.html"},
+    {"D:\\out\\pic", KEEP_EXTENSION, "D:\\out\\pic.TMP", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
+    {"D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.gif", KEEP_EXTENSION, "D:\\out\\pic.TMP"},
+    {"D:\\out\\pic.gif", ".bmp", "D:\\out\\pic.bmp", NO_EXTENSION, "D:\\out\\pic.TMP"},
+    {"D:\\out\\pic.gif", NO_EXTENSION, "D:\\out\\pic.TMP", ".TMP", "D:\\out\\pic.TMP"},
+    {"D:\\out\\pic.GIF", ".gif", "D:\\out\\pic.gif", ".GIF", "D:\\out\\pic.GIF"},
+    // The last dot counts even where it is a directory's.
+    {"D:\\a.b\\mail", ".txt", "D:\\a.txt", NO_EXTENSION, "D:\\a.TMP"},
+    {"D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.b\\mail", KEEP_EXTENSION, "D:\\a.TMP"},
+    // An empty extension leaves a name without any, which then serves for no request.
+    {"D:\\out\\m.txt", "", "D:\\out\\m", NO_EXTENSION, "D:\\out\\m"},
+    {"D:\\out\\m.txt", ".", "D:\\out\\m.", KEEP_EXTENSION, "D:\\out\\m.TMP"},
+    {LONGEST, ".txt", LONGEST + ".txt", ".html", "-3"},
+    // A file's own name stays within the directory, and the next file is not called after it.
+    {"", FileName{"KOYO01.LZH"}, "C:\\T.D\\KOYO01.LZH", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"", FileName{"README"}, "C:\\T.D\\README", NO_EXTENSION, "C:\\T.D\\$$$nim.TMP"},
+    // A character whose second byte is a separator's.
+    {"", FileName{"\x83\x5C.XLS"}, "C:\\T.D\\\x83\x5C.XLS", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"", FileName{".."}, "-2", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"", FileName{""}, "-2", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"", FileName{"..\\boot.ini"}, "-2", ".txt", "C:\\T.D\\$$$nim.txt"},
+    {"D:\\out\\m.eml", FileName{"KOYO01.LZH"}, "D:\\out\\m.LZH", ".txt", "D:\\out\\m.txt"},
+    // A content type or file name comes from a mail, and chooses no directory.
+    {"D:\\m.eml", ".x\\..\\..\\boot.ini", "-2", NO_EXTENSION, "D:\\m.TMP"},
+    {"D:\\m.eml", "./../../x", "-2", NO_EXTENSION, "D:\\m.TMP"},
+    {"D:\\m.eml", ".txt:stream", "-2", NO_EXTENSION, "D:\\m.TMP"},
+    {"D:\\m.eml", std::string(".a\0b", 4), "-2", NO_EXTENSION, "D:\\m.TMP"},
+    {"D:\\m.eml", "..", "D:\\m..", NO_EXTENSION, "D:\\m..TMP"},
+    {"D:\\m.eml", ".\x83\x5C", "D:\\m.\x83\x5C", NO_EXTENSION, "D:\\m.TMP"},
+    {"D:\\m.eml", ".\x83/x", "-2", NO_EXTENSION, "D:\\m.TMP"},
+    // A refused name is used up: it must not turn up at a file that the host has not named.
+    {LONGEST, ".html", "-3", FileName{"next"}, "C:\\T.D\\next"},
+    {"D:\\m", "./x", "-2", FileName{"next"}, "C:\\T.D\\next"},
+    {"D:\\m", FileName{".."}, "-2", FileName{"next"}, "C:\\T.D\\next"},
+};
+
+TEST(TemporaryNames, FollowTheHostAndOneAnother) {
+  for (const Case& c : CASES) {
+    TemporaryNames names = NamesIn("C:\\T.D");
+    if (!c.hostName.empty()) {
+      names.SetPendingName("D:\\replaced");
+      names.SetPendingName(c.hostName);
+    }
+    const std::string path = Next(names, c.request);
+    EXPECT_EQ(path, c.wanted) << c.hostName;
+    EXPECT_EQ(names.tempFiles().size(), path.starts_with('-') ? 0u : 1u) << path;
+    EXPECT_EQ(Next(names, c.nextRequest), c.wantedNext) << c.hostName << " after " << path;
+  }
+}
+
+TEST(TemporaryNames, AreListedOnceInTheOrderOfLastUse) {
+  TemporaryNames names = NamesIn("C:");
+  for (const char* extension : {".txt", ".txt", ".html", ".gif", ".txt"})
+    (void)names.MakeTempName(std::string(extension));
+  EXPECT_EQ(names.tempFiles(),
+            (std::list<std::string>{"C:\\$$$nim.html", "C:\\$$$nim.gif", "C:\\$$$nim.txt"}));
 }
 
 TEST(TemporaryNames, NeverMakeAPathThatIsTooLong) {
-  TemporaryNames names = NamesIn("C:\\TEMP");
+  TemporaryNames names = NamesIn(std::string(510, 'd'));
+  EXPECT_EQ(Next(names, ".txt"), "-3");
+  names.SetPendingName("D:\\m");
   EXPECT_THROW(names.SetPendingName(""), Failure);
-  const std::string longest(519 - 4, 'n');
-
-  names.SetPendingName(longest);
   EXPECT_THROW(names.SetPendingName(std::string(520, 'n')), Failure);
-  EXPECT_EQ(names.MakeTempName(".txt"), longest + ".txt") << "the earlier name";
-  EXPECT_THROW((void)names.MakeTempName(".html"), Failure);
-  EXPECT_EQ(Listed(names), (std::vector{longest + ".txt"}));
-  EXPECT_EQ(names.MakeTempName(".gif"), longest + ".gif");
-
-  EXPECT_THROW((void)NamesIn(std::string(510, 'd')).MakeTempName(".txt"), Failure);
-}
-
-// Else it would turn up at a later file, which the host has not named.
-TEST(TemporaryNames, RefusedNamesAreUsedUp) {
-  const std::pair<std::string, ExtensionRequest> cases[] = {
-      {std::string(519 - 4, 'n'), ".html"}, {"D:\\m", "./x"}, {"D:\\m", FileName{".."}}};
-  for (const auto& [name, request] : cases) {
-    TemporaryNames names = NamesIn("C:\\TEMP");
-    names.SetPendingName(name);
-    EXPECT_THROW((void)names.MakeTempName(request), Failure) << name;
-    EXPECT_EQ(names.MakeTempName(FileName{"next"}), "C:\\TEMP\\next") << name;
-  }
+  EXPECT_EQ(Next(names, ".txt"), "D:\\m.txt") << "the earlier name";
 }
 
 // A directory is made for the first file that needs it; a name of the host's needs none.
@@ -120,75 +123,6 @@ TEST(TemporaryNames, NeedADirectoryOnlyForTheirOwnFiles) {
   EXPECT_EQ(names.MakeTempName(".txt"), "/tmp/d/$$$nim.txt") << "a path of the system's own";
   EXPECT_EQ(names.MakeTempName(FileName{"a"}), "/tmp/d/a");
   EXPECT_EQ(made, 2);
-}
-
-// A content type or file name comes from a mail, and chooses no directory.
-TEST(TemporaryNames, RefuseExtensionsThatLeadElsewhere) {
-  struct Case {
-    std::string extension;
-    bool isRefused;
-  };
-  const Case cases[] = {
-      {".x\\..\\..\\..\\boot.ini", true},
-      {"./../../x", true},
-      {".DIR\\FILE", true},
-      {".txt:stream", true},
-      {{".a\0b", 4}, true},
-      {"..", false},
-      {".\x83\x5C", false},  // a character whose second byte is that of a separator
-      {".\x83/x", true},     // no character
-  };
-  for (const Case& c : cases) {
-    TemporaryNames names = NamesIn("C:\\TEMP");
-    names.SetPendingName("D:\\out\\m.eml");
-    try {
-      (void)names.MakeTempName(c.extension);
-      EXPECT_FALSE(c.isRefused) << c.extension;
-    } catch (const Failure& failure) {
-      EXPECT_TRUE(c.isRefused) << c.extension;
-      EXPECT_EQ(failure.code(), RESULT_DATABASE);
-    }
-    EXPECT_EQ(names.tempFiles().size(), c.isRefused ? 0u : 1u) << c.extension;
-    // Whatever the extension was, the host's name is used up and goes on with another one.
-    if (c.isRefused) {
-      EXPECT_EQ(names.MakeTempName(NO_EXTENSION), "D:\\out\\m.TMP") << c.extension;
-    }
-  }
-}
-
-// A file's own name stays within the directory, and the next file is not called after it.
-TEST(TemporaryNames, OwnNamesStayInTheDirectory) {
-  const struct {
-    std::string name;
-    const char* wanted;  // null: refused
-  } cases[] = {
-      {"KOYO01.LZH", "C:\\TEMP.D\\KOYO01.LZH"},
-      {"README", "C:\\TEMP.D\\README"},
-      {"\x83\x5C.XLS",
-       "C:\\TEMP.D\\\x83\x5C.XLS"},  // a character whose second byte is a separator's
-      {"..", nullptr},
-      {"", nullptr},
-      {"..\\boot.ini", nullptr},
-      {"a/b", nullptr},
-      {"C:", nullptr},
-      {{"a\0b", 3}, nullptr},
-  };
-  for (const auto& c : cases) {
-    TemporaryNames names = NamesIn("C:\\TEMP.D");
-    EXPECT_EQ(names.MakeTempName(".gif"), "C:\\TEMP.D\\$$$nim.gif");
-    try {
-      EXPECT_EQ(names.MakeTempName(FileName{c.name}), c.wanted == nullptr ? "refused" : c.wanted);
-      EXPECT_EQ(names.tempFiles().size(), 2u) << "removed in the end";
-    } catch (const Failure& failure) {
-      EXPECT_EQ(c.wanted, nullptr) << c.name;
-      EXPECT_EQ(failure.code(), RESULT_DATABASE);
-    }
-    EXPECT_EQ(names.MakeTempName(".txt"), "C:\\TEMP.D\\$$$nim.txt");
-  }
-  TemporaryNames names = NamesIn("C:\\TEMP");
-  names.SetPendingName("D:\\out\\m.eml");
-  EXPECT_EQ(names.MakeTempName(FileName{"KOYO01.LZH"}), "D:\\out\\m.LZH")
-      << "the host's goes first";
 }
 
 // A session that exports a large store hands out many names; each must stay cheap.
