@@ -1,10 +1,7 @@
 #ifndef NIMPORT_TESTS_COMMON_FILE_WATCH_H_
 #define NIMPORT_TESTS_COMMON_FILE_WATCH_H_
 
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -15,8 +12,8 @@
 
 namespace nimport::tests {
 
-// Notices what happens to the files below a directory: what is made, written, renamed or deleted
-// there, even where it is undone again, and what is different in the end.
+// Notices what happens to the files in a directory and in those below it: what is made, written,
+// renamed or deleted there, even where it is undone again.
 class FileWatch {
  public:
   explicit FileWatch(std::filesystem::path root)
@@ -26,35 +23,13 @@ class FileWatch {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root_)) {
       if (entry.is_directory() && !entry.is_symlink()) Watch(entry.path());
     }
-    before_ = Snapshot();
   }
   ~FileWatch() { close(notifier_); }
   FileWatch(const FileWatch&) = delete;
   FileWatch& operator=(const FileWatch&) = delete;
 
-  // The files, relative to the directory, that something happened to up to now.
+  // The files, relative to the directory, that something happened to since the last call.
   std::set<std::string> Touched() {
-    std::set<std::string> touched = EventNames();
-    const std::map<std::string, std::string> now = Snapshot();
-    for (const auto& [name, contents] : now) {
-      if (!before_.contains(name) || before_.at(name) != contents) touched.insert(name);
-    }
-    for (const auto& [name, contents] : before_) {
-      if (!now.contains(name)) touched.insert(name);
-    }
-    return touched;
-  }
-
- private:
-  void Watch(const std::filesystem::path& directory) {
-    constexpr unsigned EVENTS =
-        IN_CREATE | IN_MODIFY | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB;
-    const int watch = inotify_add_watch(notifier_, directory.c_str(), EVENTS);
-    if (watch < 0) throw std::runtime_error("no watch on " + directory.string());
-    directories_[watch] = std::filesystem::relative(directory, root_);
-  }
-
-  std::set<std::string> EventNames() {
     std::set<std::string> names;
     alignas(inotify_event) char buffer[65536];
     for (ssize_t size; (size = read(notifier_, buffer, sizeof buffer)) > 0;) {
@@ -69,23 +44,18 @@ class FileWatch {
     return names;
   }
 
-  [[nodiscard]] std::map<std::string, std::string> Snapshot() const {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_)) {
-      std::string contents = "(no file)";
-      if (entry.is_regular_file()) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        contents.assign(std::istreambuf_iterator<char>(file), {});
-      }
-      files[std::filesystem::relative(entry.path(), root_)] = std::move(contents);
-    }
-    return files;
+ private:
+  void Watch(const std::filesystem::path& directory) {
+    constexpr unsigned EVENTS =
+        IN_CREATE | IN_MODIFY | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB;
+    const int watch = inotify_add_watch(notifier_, directory.c_str(), EVENTS);
+    if (watch < 0) throw std::runtime_error("no watch on " + directory.string());
+    directories_[watch] = std::filesystem::relative(directory, root_);
   }
 
   std::filesystem::path root_;
   int notifier_;
   std::map<int, std::filesystem::path> directories_;
-  std::map<std::string, std::string> before_;
 };
 
 }  // namespace nimport::tests
