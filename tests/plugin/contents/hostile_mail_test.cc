@@ -2,7 +2,6 @@
 // be had comes out, the rest has its code, and nothing takes long.
 #include <array>
 #include <chrono>
-#include <random>
 
 #include "plugin/mail_fixture.h"
 
@@ -10,7 +9,6 @@ namespace nimport::test {
 namespace {
 
 using namespace std::string_literals;
-using nlohmann::json;
 
 std::string Repeat(const std::string& text, std::size_t count) {
   std::string result;
@@ -24,7 +22,7 @@ class HostileMail : public MailTest {
  protected:
   HostileMail() { UseRealLibrary(); }
 
-  // What is wanted of a mail; a text of "-3" and the like is a code, "*" is whatever it is.
+  // What is wanted of a mail; a text of "-3" and the like is a code.
   struct Answers {
     std::string subject = "DEFAULT";
     NumberAnswer bodyCount = {RESULT_OK, 1};
@@ -33,9 +31,6 @@ class HostileMail : public MailTest {
     std::vector<std::string> attached = {};
   };
 
-  static std::string Shown(const TextAnswer& answer) {
-    return answer.code == RESULT_OK ? answer.text : std::to_string(answer.code);
-  }
   std::string ShownFile(const TextAnswer& path) {
     if (path.code != RESULT_OK) return std::to_string(path.code);
     return path.text.substr(path.text.rfind('.')) + ":" + Contents(path);
@@ -43,32 +38,15 @@ class HostileMail : public MailTest {
 
   void Expect(const Answers& wanted, std::int32_t mail, const char* why) {
     SCOPED_TRACE(why);
-    EXPECT_EQ(Shown(Text(ML_GetMailSubject, mail)), wanted.subject);
-    EXPECT_EQ(Number(ML_GetMailBodyCount, mail), wanted.bodyCount);
+    EXPECT_EQ(Text(ML_GetMailSubject, mail), (TextAnswer{RESULT_OK, wanted.subject}));
+    EXPECT_EQ(BodyCount(mail), wanted.bodyCount);
     std::int32_t number = 0;
     for (const std::string& body : wanted.bodies)
       EXPECT_EQ(ShownFile(Body(mail, number++)), body);
-    EXPECT_EQ(Number(ML_GetAttachedMailCount, mail), wanted.attachedCount);
+    EXPECT_EQ(AttachedCount(mail), wanted.attachedCount);
     number = 0;
     for (const std::string& attached : wanted.attached)
       EXPECT_EQ(ShownFile(Attached(mail, number++)), attached);
-  }
-
-  // Every question that there is; none may do harm.
-  void AskEverything(std::int32_t mail) {
-    for (const auto get :
-         {ML_GetMailSubject, ML_GetMailFrom, ML_GetMailTo, ML_GetMailMessageID, ML_GetMailSource}) {
-      (void)Text(get, mail);
-    }
-    (void)Number(ML_GetMailDate, mail);
-    const NumberAnswer bodies = Number(ML_GetMailBodyCount, mail);
-    for (std::int32_t i = 0; bodies.code == RESULT_OK && i < std::min(bodies.value, 20); ++i) {
-      (void)Text(ML_GetMailContentType, mail, i);
-      (void)Body(mail, i);
-    }
-    const NumberAnswer attached = Number(ML_GetAttachedMailCount, mail);
-    for (std::int32_t i = 0; attached.code == RESULT_OK && i < std::min(attached.value, 20); ++i)
-      (void)Attached(mail, i);
   }
 };
 
@@ -76,8 +54,9 @@ const std::string MIXED = "Content-Type: multipart/mixed; boundary=\"b\"\r\n\r\n
 
 TEST_F(HostileMail, GivesWhatItHas) {
   const NumberAnswer invalid{RESULT_INVALID, 77};
-  const std::string file = "Content-Type: a/bin; name=f.bin\r\nContent-Transfer-Encoding: ";
-  const std::string longBoundary(10000, 'x');
+  const std::string boundary(10000, 'x');
+  const std::string longOne = "boundary=\"" + boundary + "\"\r\n\r\n--" + boundary +
+                              "\r\n\r\none\r\n--" + boundary + "--\r\n";
   const struct {
     const char* why;
     std::string text;
@@ -96,9 +75,6 @@ TEST_F(HostileMail, GivesWhatItHas) {
       {"NUL bytes before the header",
        "\0Subject: s\r\nContent-Type: a/b\r\n\r\nx"s,
        {.bodies = {".txt:\0Subject: s\r\nContent-Type: a/b\r\n\r\nx"s}}},
-      {"a header line of 1 MiB",
-       "Subject: " + std::string(1 << 20, 'x') + "\r\nContent-Type: text/plain\r\n\r\ny",
-       {.subject = std::string(4095, 'x'), .bodies = {".txt:y"}}},
       {"a long header line, cut at a whole character",
        "Subject: x" + Repeat("\x93\xFA", 1 << 19) + "\r\nContent-Type: text/plain\r\n\r\ny",
        {.subject = "x" + Repeat("\x93\xFA", 2047), .bodies = {".txt:y"}}},
@@ -109,18 +85,10 @@ TEST_F(HostileMail, GivesWhatItHas) {
        "Content-Type: multipart/related; boundary=\"b\"\r\n\r\n--b\r\n\r\none",
        {.bodyCount = invalid, .bodies = {".txt:one"}}},
       {"a boundary of 10 kB",
-       "Content-Type: multipart/mixed; boundary=\"" + longBoundary + "\"\r\n\r\n--" + longBoundary +
-           "\r\n\r\none\r\n--" + longBoundary + "--\r\n",
+       "Content-Type: multipart/mixed; " + longOne,
        {.bodies = {".txt:one"}}},
       {"a related boundary of 10 kB",
-       "Content-Type: multipart/related; boundary=\"" + longBoundary + "\"\r\n\r\n--" +
-           longBoundary + "\r\n\r\none\r\n--" + longBoundary + "--\r\n",
-       {.bodyCount = invalid}},
-      {"1000 main parts",
-       MIXED + Repeat("--b\r\n\r\nx\r\n", 1000) + "--b--",
-       {.bodyCount = {RESULT_OK, 1000}, .bodies = {".txt:x"}}},
-      {"1001 main parts",
-       MIXED + Repeat("--b\r\n\r\nx\r\n", 1001) + "--b--",
+       "Content-Type: multipart/related; " + longOne,
        {.bodyCount = invalid}},
       {"two content types",
        "Content-Type: text/html\r\nContent-Type: image/gif\r\n\r\nx",
@@ -128,25 +96,9 @@ TEST_F(HostileMail, GivesWhatItHas) {
       {"no content type",
        "Subject: s\r\n\r\nx",
        {.subject = "s", .bodies = {".txt:x"}, .attachedCount = invalid, .attached = {"-3"}}},
-      {"uuencoded without an end",
-       file + "x-uuencode\r\n\r\nbegin 644 a\r\n%2&5L;&\\`",
-       {.bodies = {".bin:Hello"}, .attachedCount = {RESULT_OK, 1}, .attached = {".bin:Hello"}}},
-      {"uuencoded, the last line cut",
-       file + "uuencode\r\n\r\nbegin 644 a\r\n%2&5L",
-       {.bodies = {"*"}, .attachedCount = {RESULT_OK, 1}, .attached = {"*"}}},
-      {"uuencoded, text behind the end",
-       file + "x-uuencode\r\n\r\nbegin 644 a\r\n%2&5L;&\\`\r\n`\r\nend\r\n\r\nbye\r\n",
-       {.bodies = {".bin:Hello"}, .attachedCount = {RESULT_OK, 1}, .attached = {".bin:Hello"}}},
       {"base64 with noise",
-       file + "base64\r\n\r\n S-G*V\0\r\n\r\n\x81s.bG\t8=\r\n"s,
+       "Content-Type: a/bin; name=f.bin\r\nContent-Transfer-Encoding: base64\r\n\r\n S-G*V\0\r\n\r\n\x81s.bG\t8=\r\n"s,
        {.bodies = {".bin:Hello"}, .attachedCount = {RESULT_OK, 1}, .attached = {".bin:Hello"}}},
-      {"quoted-printable with soft ends",
-       file + "quoted-printable\r\n\r\nHel=\r\nl= \t\r\no=",
-       {.bodies = {".bin:Hello"}, .attachedCount = {RESULT_OK, 1}, .attached = {".bin:Hello"}}},
-      {"a file name in pieces",
-       "Content-Type: a/bin\r\nContent-Disposition: attachment; filename*1*=%82.d%6Fc;\r\n"
-       "\tfilename*0*=shift_jis''a%93%FA.%83%5C%95\r\n\r\nx",
-       {.bodies = {".bin:x"}, .attachedCount = {RESULT_OK, 1}, .attached = {".doc:x"}}},
       {"a container",
        "Content-Type: application/pkcs7-mime; name=\"smime.p7m\"\r\n"
        "Content-Disposition: attachment\r\n\r\nsecret",
@@ -155,10 +107,6 @@ TEST_F(HostileMail, GivesWhatItHas) {
        "Content-Type: multipart/signed; boundary=\"b\"\r\n\r\n--b\r\n\r\none\r\n--b\r\n"
        "Content-Type: application/pkcs7-signature; name=\"smime.p7s\"\r\n\r\nsecret\r\n--b--",
        {.bodies = {".txt:one"}, .attachedCount = {RESULT_OK, 1}, .attached = {".p7s:"}}},
-      {"an unusual encoded word",
-       "Subject: =?ISO-2022-JP?b?GyRCRnw=?=\r\n =?iso-2022-jp?B?S1wbKEI=?=\r\n"
-       "Content-Type: text/plain\r\n\r\nx",
-       {.subject = "\x93\xFA\x96\x7B", .bodies = {".txt:x"}}},
   };
   std::vector<std::string> texts;
   for (const auto& c : cases)
@@ -166,11 +114,12 @@ TEST_F(HostileMail, GivesWhatItHas) {
   OpenMimeMails(texts);
   std::int32_t mail = 0;
   for (const auto& c : cases) {
-    Answers wanted = c.wanted;
-    if (!wanted.bodies.empty() && wanted.bodies[0] == "*") wanted.bodies.clear();
-    if (!wanted.attached.empty() && wanted.attached[0] == "*") wanted.attached.clear();
-    Expect(wanted, mail, c.why);
-    AskEverything(mail++);
+    Expect(c.wanted, mail, c.why);
+    // What else can be asked does no harm.
+    for (const auto get : {ML_GetMailFrom, ML_GetMailTo, ML_GetMailMessageID, ML_GetMailSource})
+      (void)Text(get, mail);
+    (void)Number(ML_GetMailDate, mail);
+    (void)Text(ML_GetMailContentType, mail++, 0);
   }
 }
 
@@ -186,9 +135,9 @@ TEST_F(HostileMail, ManyPartsCostNoMoreEachThanFew) {
        "Content-Type : multipart/mixed; boundary=b\r\n\r\n" +
            Repeat("--b\r\nContent-Disposition: attachment\r\n\r\nx\r\n", COUNT)});
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(Number(ML_GetMailBodyCount, 0), (NumberAnswer{RESULT_OK, COUNT}));
-  EXPECT_EQ(Number(ML_GetAttachedMailCount, 1), (NumberAnswer{RESULT_OK, COUNT}));
-  EXPECT_EQ(Number(ML_GetAttachedMailCount, 2), (NumberAnswer{RESULT_OK, COUNT}));
+  EXPECT_EQ(BodyCount(0), (NumberAnswer{RESULT_OK, COUNT}));
+  EXPECT_EQ(AttachedCount(1), (NumberAnswer{RESULT_OK, COUNT}));
+  EXPECT_EQ(AttachedCount(2), (NumberAnswer{RESULT_OK, COUNT}));
   for (std::int32_t mail = 0; mail < 3; ++mail) {
     for (std::int32_t i = 0; i < COUNT; ++i) {
       const TextAnswer path = mail == 0 ? Body(mail, i) : Attached(mail, i);
@@ -199,27 +148,13 @@ TEST_F(HostileMail, ManyPartsCostNoMoreEachThanFew) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
-TEST_F(HostileMail, BytesOfAnyKindDoNoHarm) {
-  std::mt19937 random(5);
-  std::vector<std::string> texts;
-  for (int i = 0; i < 40; ++i) {
-    std::string text = i % 2 == 0 ? "" : MIXED + "--b\r\nContent-Type: multipart/related; ";
-    for (int byte = 0; byte < 1 << (i % 14); ++byte)
-      text += static_cast<char>(random());
-    texts.push_back(text);
-  }
-  OpenMimeMails(texts);
-  for (std::int32_t mail = 0; mail < 40; ++mail)
-    AskEverything(mail);
-}
-
 TEST_F(HostileMail, SourcesEndAtANulUnlessEverythingIsWanted) {
   const std::string text = "Subject: x\nContent-Type: text/plain\n\nbefore\0behind\n"s;
   const std::string whole = "Subject: x\r\nContent-Type: text/plain\r\n\r\nbefore\0behind\r\n"s;
   OpenMimeMails({text});
-  EXPECT_EQ(Text(ML_GetMailSource, 0).text, whole.substr(0, whole.find('\0')));
+  EXPECT_EQ(Source(0).text, whole.substr(0, whole.find('\0')));
   platform.isSalvaging = true;
-  EXPECT_EQ(Text(ML_GetMailSource, 0).text, whole);
+  EXPECT_EQ(Source(0).text, whole);
   ResultString utf16{nullptr, ENCODING_UTF16, 0, nullptr};
   ASSERT_EQ(ML_GetMailSource(session_->get(), folder_, 0, &utf16), RESULT_OK);
   EXPECT_EQ(
@@ -229,8 +164,7 @@ TEST_F(HostileMail, SourcesEndAtANulUnlessEverythingIsWanted) {
 }
 
 TEST_F(HostileMail, AHundredMebibytesAreOneMail) {
-  const std::string line =
-      Repeat("UjBsR09EbGhBUUFCQUlBQUFNZ0E=", 1).substr(0, 24) + std::string(52, 'A') + "\r\n";
+  const std::string line = std::string(76, 'A') + "\r\n";
   const std::string head = MIXED +
                            "--b\r\n\r\nsee the file\r\n--b\r\n"
                            "Content-Type: a/bin; name=f.bin\r\nContent-Transfer-Encoding: "

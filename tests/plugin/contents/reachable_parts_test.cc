@@ -7,96 +7,98 @@
 namespace nimport::test {
 namespace {
 
-#define MIXED "Content-Type: multipart/mixed; boundary=\"mm\"\n\n"
-#define RELATED "Content-Type: multipart/related; boundary=\"rr\"\n\n"
-#define HTML(text) "Content-Type: text/html\n\n" text "\n"
-#define GIF(text) "Content-Type: image/gif\n\n" text "\n"
+using Parts = std::vector<std::string>;
+
+std::string Part(const std::string& header, const std::string& name) {
+  return header + "\n\n" + name + "\n";
+}
+std::string Html(const std::string& name) {
+  return Part("Content-Type: text/html", name);
+}
+std::string Gif(const std::string& name) {
+  return Part("Content-Type: image/gif", name);
+}
+
+std::string Multipart(const std::string& type, const Parts& parts,
+                      const std::string& boundary = "rr") {
+  std::string text = "Content-Type: " + type + "\n\n";
+  for (const std::string& part : parts)
+    text += "--" + boundary + "\n" + part;
+  return text + "--" + boundary + "--\n";
+}
+std::string Related(const Parts& parts) {
+  return Multipart("multipart/related; boundary=\"rr\"", parts);
+}
+std::string Mixed(const Parts& parts) {
+  return Multipart("multipart/mixed; boundary=\"mm\"", parts, "mm");
+}
+std::string OtherRelated(const Parts& parts) {
+  return Multipart("multipart/related; boundary=\"ss\"", parts, "ss");
+}
 
 struct Case {
   const char* why;
-  const char* mail;      // parts carry their name as contents
+  std::string mail;      // parts carry their name as contents
   const char* bodies;    // names with bars between them; "!" where the bodies cannot be counted
   const char* attached;  // likewise
 };
 
 // Together the two lists name every part once. A part whose body cannot be had is a "-".
 const Case CASES[] = {
-    {"a page and its pictures",
-     RELATED "--rr\n" HTML("one") "--rr\n" GIF("two") "--rr\n" GIF("three") "--rr--\n",
-     "one|two|three", ""},
+    {"a page and its pictures", Related({Html("one"), Gif("two"), Gif("three")}), "one|two|three",
+     ""},
     {"types that differ in letter case and blanks",
-     RELATED "--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr\nContent-Type: IMAGE/GIF\n\nthree\n"
-                "--rr\nContent-Type: image/gif \n\nfour\n--rr\nContent-Type: image/gif ; "
-                "x=y\n\nfive\n"
-                "--rr\nContent-Type:\timage/gif\n\nsix\n--rr--\n",
+     Related({Html("one"), Gif("two"), Part("Content-Type: IMAGE/GIF", "three"),
+              Part("Content-Type: image/gif ", "four"),
+              Part("Content-Type: image/gif ; x=y", "five"),
+              Part("Content-Type:\timage/gif", "six")}),
      "one|two|three|four|five|six", ""},
     {"a type on the next line",
-     RELATED "--rr\n" HTML("one") "--rr\nContent-Type:\n image/gif\n\ntwo\n"
-                                  "--rr\n" GIF("three") "--rr--\n",
+     Related({Html("one"), Part("Content-Type:\n image/gif", "two"), Gif("three")}),
      "one|two|three", ""},
     {"a structure in capitals",
-     "Content-Type: Multipart/Related; boundary=\"rr\"\n\n--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr--\n",
-     "one", "two"},
+     Multipart("Multipart/Related; boundary=\"rr\"", {Html("one"), Gif("two")}), "one", "two"},
     {"a structure whose parameters stand on the next line",
-     "Content-Type: multipart/related\n ; boundary=\"rr\"\n\n--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr--\n",
-     "one", "two"},
+     Multipart("multipart/related\n ; boundary=\"rr\"", {Html("one"), Gif("two")}), "one", "two"},
     {"a boundary without quotes",
-     "Content-Type: multipart/related; boundary=rr\n\n--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr--\n",
-     "!", "two"},
-    {"a structure that ends too early",
-     RELATED "--rr\n" HTML("one") "--rr\n" GIF("two") "--rr\n\nthree\n--rr--\n", "!", "two|three"},
+     Multipart("multipart/related; boundary=rr", {Html("one"), Gif("two")}), "!", "two"},
+    {"a structure that ends too early", Related({Html("one"), Gif("two"), "\nthree\n"}), "!",
+     "two|three"},
     {"pictures around the structure",
-     MIXED "--mm\n" GIF("one") "--mm\n" RELATED "--rr\n" HTML("two") "--rr\n" GIF(
-         "three") "--rr\n" GIF("four") "--rr--\n--mm\n" GIF("five") "--mm--\n",
+     Mixed({Gif("one"), Related({Html("two"), Gif("three"), Gif("four")}), Gif("five")}),
      "two|three|four", "one|five"},
     {"two structures",
-     MIXED "--mm\n" RELATED "--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr--\n--mm\n"
-                "Content-Type: multipart/related; boundary=\"ss\"\n\n--ss\n" HTML(
-                    "three") "--ss\n" GIF("four") "--ss--\n--mm--\n",
+     Mixed({Related({Html("one"), Gif("two")}), OtherRelated({Html("three"), Gif("four")})}),
      "one|three|two", "four"},
     {"a structure within another one",
-     RELATED "--rr\n" HTML("one") "--rr\nContent-Type: multipart/related; boundary=\"ss\"\n\n"
-                                  "--ss\n" HTML("two") "--ss\n" GIF("three") "--ss--\n--rr\n" GIF(
-                                      "four") "--rr--\n",
-     "one|two|four", "three"},
+     Related({Html("one"), OtherRelated({Html("two"), Gif("three")}), Gif("four")}), "one|two|four",
+     "three"},
     {"texts beside the page",
-     RELATED
-     "--rr\n" HTML("one") "--rr\nContent-Type: text/css\n\ntwo\n"
-                          "--rr\nContent-Type: text/plain; name=\"a.txt\"\n\nthree\n--rr\n" GIF(
-                              "four") "--rr--\n",
+     Related({Html("one"), Part("Content-Type: text/css", "two"),
+              Part("Content-Type: text/plain; name=\"a.txt\"", "three"), Gif("four")}),
      "one|four", "two|three"},
     {"a picture to be saved, in the form that is passed over",
-     RELATED "--rr\n" HTML("one") "--rr\nContent-Type: image/gif\nContent-Disposition: "
-                                  "attachment\n\ntwo\n--rr\n" GIF("three") "--rr--\n",
+     Related({Html("one"), Part("Content-Type: image/gif\nContent-Disposition: attachment", "two"),
+              Gif("three")}),
      "one|three|-", "two"},
     {"a picture to be saved, in another form",
-     RELATED "--rr\n" HTML(
-         "one") "--rr\nContent-Type: image/gif\nContent-Disposition: Attachment\n\ntwo\n--rr--\n",
+     Related(
+         {Html("one"), Part("Content-Type: image/gif\nContent-Disposition: Attachment", "two")}),
      "one|two", ""},
     {"a part without a type takes the next one's",
-     RELATED "--rr\n" HTML("one") "--rr\nX: y\n\ntwo\n--rr\n" GIF("three") "--rr--\n", "one|three",
-     "two"},
+     Related({Html("one"), Part("X: y", "two"), Gif("three")}), "one|three", "two"},
     {"a type that is spoken of only",
-     MIXED "--mm\n" GIF("one") "--mm\n" RELATED "--rr\n" HTML(
-         "two") "--rr\n\nthree: Content-Type: image/gif\n\nthree\n--rr--\n--mm--\n",
+     Mixed({Gif("one"), Related({Html("two"), "\nthree: Content-Type: image/gif\n\nthree\n"})}),
      "two|-", "one|three"},
     {"a page in capitals counts as a picture does",
-     RELATED "--rr\nContent-Type: Text/HTML\n\none\n--rr\n" GIF("two") "--rr--\n", "one|two", ""},
-    {"a picture alone in a structure", RELATED "--rr\n" GIF("one") "--rr--\n", "one", ""},
-    {"a picture alone", GIF("one"), "one", ""},
+     Related({Part("Content-Type: Text/HTML", "one"), Gif("two")}), "one|two", ""},
+    {"a picture alone in a structure", Related({Gif("one")}), "one", ""},
+    {"a picture alone", Gif("one"), "one", ""},
     {"an enclosed mail beside the page",
-     RELATED
-     "--rr\n" HTML("one") "--rr\nContent-Type: message/rfc822\n\nSubject: x\n\ntwo\n--rr--\n",
-     "one|two", ""},
+     Related({Html("one"), Part("Content-Type: message/rfc822\n\nSubject: x", "two")}), "one|two",
+     ""},
     {"alternatives, one of them no text",
-     "Content-Type: multipart/alternative; boundary=\"rr\"\n\n--rr\n" HTML("one") "--rr\n" GIF(
-         "two") "--rr--\n",
-     "one", "two"},
+     Multipart("multipart/alternative; boundary=\"rr\"", {Html("one"), Gif("two")}), "one", "two"},
 };
 
 class ReachableParts : public MailTest {
@@ -128,12 +130,12 @@ TEST_F(ReachableParts, AreBodiesOrAttachmentsButNeverBoth) {
   std::int32_t mail = 0;
   for (const Case& c : CASES) {
     SCOPED_TRACE(c.why);
-    const NumberAnswer bodies = Number(ML_GetMailBodyCount, mail);
+    const NumberAnswer bodies = BodyCount(mail);
     const std::int32_t bodyCount = bodies.code == RESULT_OK ? bodies.value : 0;
     EXPECT_EQ(
         bodies.code == RESULT_OK ? Names(bodyCount, [&](auto i) { return Body(mail, i); }) : "!",
         c.bodies);
-    const NumberAnswer attached = Number(ML_GetAttachedMailCount, mail);
+    const NumberAnswer attached = AttachedCount(mail);
     ASSERT_EQ(attached.code, RESULT_OK);
     EXPECT_EQ(Names(attached.value, [&](auto i) { return Attached(mail, i); }), c.attached);
     ++mail;
