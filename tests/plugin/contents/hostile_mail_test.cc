@@ -12,7 +12,6 @@ using namespace std::string_literals;
 
 std::string Repeat(const std::string& text, std::size_t count) {
   std::string result;
-  result.reserve(text.size() * count);
   for (std::size_t i = 0; i < count; ++i)
     result += text;
   return result;
