@@ -34,7 +34,7 @@ TEST(DamagedStore, NothingIsLostInSilence) {
       {"kind": 22, "title": "long", "columns": {"TextData": {"repeat": "長い文。\r\n", "times": 900}}}
     ]}]}]})");
   const fs::path database = store.Database("Cabdata.mdb");
-  const std::string sound = ReadTree(database.parent_path()).at("Cabdata.mdb");
+  const std::string sound = ReadFile(database);
   store.Export("maildir", "whole");
   const Files whole = store.Exported("whole");
   ASSERT_EQ(whole.size(), 13U);
@@ -68,7 +68,7 @@ TEST(DamagedAddressBook, NothingIsLostInSilence) {
   }
   const TestStore store(json{{"addressBook", {{{"name", "G"}, {"members", people}}}}}.dump());
   const fs::path database = store.Database("Abook.mdb");
-  const std::string sound = ReadTree(database.parent_path()).at("Abook.mdb");
+  const std::string sound = ReadFile(database);
   const std::string whole = store.Run("contacts", {"--csv"}).out;
   ASSERT_EQ(std::ranges::count(whole, '\n'), 201);
   int partialRuns = 0;
@@ -154,7 +154,7 @@ class LostPage : public testing::Test {
 
   // Exports with these pages of a database overwritten; puts the database back.
   json ExportWithout(const char* database, const std::vector<std::size_t>& pages) {
-    const std::string sound = Bytes(database);
+    const std::string sound = ReadFile(store_.Database(database));
     std::string damaged = sound;
     for (const std::size_t page : pages)
       damaged = WithPage(damaged, page);
@@ -163,10 +163,6 @@ class LostPage : public testing::Test {
     json account = store_.Export("maildir", "out", 1);
     WriteFile(store_.Database(database), sound);
     return account;
-  }
-
-  [[nodiscard]] std::string Bytes(const char* database) const {
-    return ReadTree(store_.store().databaseDirectory).at(database);
   }
 
   TestStore store_{R"({"template": {"mails": 24, "cabinets": 2, "folders": 4, "addresses": 20,
@@ -178,8 +174,8 @@ class LostPage : public testing::Test {
 };
 
 TEST_F(LostPage, CostsNoMoreThanOnlyItKnew) {
-  const std::string mails = Bytes("Cabdata.mdb");
-  const std::string addresses = Bytes("Abook.mdb");
+  const std::string mails = ReadFile(store_.Database("Cabdata.mdb"));
+  const std::string addresses = ReadFile(store_.Database("Abook.mdb"));
   // User tables come in the order of the schema: cabinets, folders.
   std::vector<std::uint32_t> definitions;
   for (std::uint32_t page = 6; page * PAGE_BYTES < mails.size(); ++page) {
@@ -253,7 +249,7 @@ TEST_F(LostPage, IsNamedByADeepCheck) {
   EXPECT_EQ(whole["addresses"], 20);
   EXPECT_EQ(sum(whole["mailsByKind"]), 25);
   ASSERT_EQ(whole["databases"].size(), 2U);
-  const std::string sound = Bytes("Cabdata.mdb");
+  const std::string sound = ReadFile(store_.Database("Cabdata.mdb"));
   EXPECT_EQ(whole["databases"][0]["pages"], sound.size() / PAGE_BYTES);
   EXPECT_EQ(sum(whole["databases"][0]["pagesByType"]), sound.size() / PAGE_BYTES);
 

@@ -167,7 +167,7 @@ TEST_F(Export, AccountNamesEveryMailThatIsNotThere) {
     EXPECT_EQ(account.at(json::json_pointer(c.pointer)), c.value) << c.pointer;
   ASSERT_EQ(account["failures"].size(), 1U);
   EXPECT_THAT(account["failures"][0]["reason"].get<std::string>(), HasSubstr("GONE.MIM"));
-  EXPECT_EQ(json::parse(ReadTree(store_.Target()).at("account.json")), account);
+  EXPECT_EQ(json::parse(ReadFile(store_.Target() / "account.json")), account);
 }
 
 TEST_F(Export, FoldersKeepTheirPlaces) {
@@ -241,7 +241,7 @@ TEST_F(Export, WhatStandsUnderATemporaryNameIsNotWrittenTo) {
     plant(store_.Target() / ".account.json.tmp");
     plant(folder / ".00000.tmp");
     EXPECT_EQ(ExportAs("eml")["written"], 7);
-    EXPECT_EQ(json::parse(ReadTree(store_.Target()).at("account.json"))["written"], 7);
+    EXPECT_EQ(json::parse(ReadFile(store_.Target() / "account.json"))["written"], 7);
     EXPECT_EQ(store_.Exported(), store_.Exported("whole"));
     EXPECT_EQ(fs::file_size(others), 6U);
     EXPECT_EQ(fs::hard_link_count(others), 1U);

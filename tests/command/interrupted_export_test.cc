@@ -205,10 +205,10 @@ TEST(Interruption, EndsEverySubcommandWithinASecond) {
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
     // The rest is for machines that are busy.
     EXPECT_LT(duration.count(), 1.6) << c.arguments[0];
-    EXPECT_THAT(ReadTree(store.directory().path()).at("printed"), testing::HasSubstr(c.wanted));
+    EXPECT_THAT(ReadFile(out), testing::HasSubstr(c.wanted));
     EXPECT_TRUE(fs::is_empty(temporary)) << c.arguments[0];
   }
-  EXPECT_EQ(nlohmann::json::parse(ReadTree(target).at("account.json"))["interrupted"], true);
+  EXPECT_EQ(nlohmann::json::parse(ReadFile(target / "account.json"))["interrupted"], true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, InterruptedExport, testing::Values("maildir", "mbox", "eml"),

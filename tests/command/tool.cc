@@ -52,12 +52,12 @@ pid_t Spawn(const std::vector<std::string>& arguments, const Environment& enviro
   _exit(127);
 }
 
+}  // namespace
+
 std::string ReadFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
-
-}  // namespace
 
 fs::path ToolPath() {
   return fs::path(NIMPORT_BINARY_DIR) / "bin" / "nimport";

@@ -42,6 +42,8 @@ int Wait(pid_t process);
 [[nodiscard]] nlohmann::json ReadExport(const std::string& format,
                                         const std::filesystem::path& directory);
 
+[[nodiscard]] std::string ReadFile(const std::filesystem::path& path);
+
 // Every file beneath a directory with its contents; none where there is no such directory.
 using Files = std::map<std::string, std::string>;
 [[nodiscard]] Files ReadTree(const std::filesystem::path& directory);

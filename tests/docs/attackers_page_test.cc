@@ -1,22 +1,17 @@
 // docs/attackers.md names a test for what it says; each of them is there.
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "command/tool.h"
+
 namespace nimport::tests {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string ReadWhole(const fs::path& file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 std::set<std::string> TestsOfTheProject() {
   const std::regex head(R"(\nTEST(?:_F|_P)?\((\w+),\s*(\w+)\))");
@@ -24,7 +19,7 @@ std::set<std::string> TestsOfTheProject() {
   for (const fs::directory_entry& entry :
        fs::recursive_directory_iterator(NIMPORT_SOURCE_DIR "/tests")) {
     if (entry.path().extension() != ".cc") continue;
-    const std::string source = ReadWhole(entry.path());
+    const std::string source = ReadFile(entry.path());
     for (std::sregex_iterator match(source.begin(), source.end(), head), end; match != end; ++match)
       names.insert((*match)[1].str() + '.' + (*match)[2].str());
   }
@@ -33,7 +28,7 @@ std::set<std::string> TestsOfTheProject() {
 
 TEST(AttackersPage, NamesTestsThatExist) {
   const std::set<std::string> tests = TestsOfTheProject();
-  const std::string page = ReadWhole(NIMPORT_SOURCE_DIR "/docs/attackers.md");
+  const std::string page = ReadFile(NIMPORT_SOURCE_DIR "/docs/attackers.md");
   const std::regex name(R"(`([A-Z]\w+\.[A-Z]\w+)`)");
   std::size_t count = 0;
   for (std::sregex_iterator match(page.begin(), page.end(), name), end; match != end; ++match) {

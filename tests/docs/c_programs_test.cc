@@ -2,8 +2,6 @@
 // public header compiles in every language that it promises.
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -13,20 +11,15 @@
 #include <nlohmann/json.hpp>
 
 #include "command/tool.h"
-#include "common/test_directory.h"
-#include "mkstore/store_writer.h"
 
 namespace nimport::tests {
 namespace {
 
-std::string ReadWhole(const std::string& file) {
-  std::ifstream stream(NIMPORT_SOURCE_DIR "/" + file);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
+const std::filesystem::path SOURCES = NIMPORT_SOURCE_DIR;
 
 // Block number `index` of a page that is marked with `language`.
 std::string BlockIn(const std::string& page, const std::string& language, int index = 0) {
-  const std::string text = ReadWhole(page);
+  const std::string text = ReadFile(SOURCES / page);
   const std::string fence = "\n```" + language + "\n";
   std::size_t begin = text.find(fence);
   for (; index > 0 && begin != std::string::npos; --index)
@@ -57,7 +50,7 @@ class CPrograms : public testing::Test {
 
   // What a program prints about a store when the shell runs `commandLine`, in which $P is its path.
   std::string OutputOf(const std::string& text, const std::string& compiler,
-                       const std::string& standard, const mkstore::Store& store,
+                       const std::string& standard, const TestStore& store,
                        const std::string& commandLine) {
     const std::string program = directory_.path() / "program";
     const std::string library = NIMPORT_BINARY_DIR "/lib";
@@ -66,16 +59,12 @@ class CPrograms : public testing::Test {
     const std::string sanitizers = NIMPORT_SANITIZE;
     if (!sanitizers.empty()) options.push_back("-fsanitize=" + sanitizers);
     EXPECT_EQ(Compile(text, compiler, standard, options), "");
-    const ToolResult result =
-        RunProgram({"/bin/sh", "-c", commandLine}, {{"NIMPORT_REGISTRY", store.RegistryVariable()},
-                                                    {"NIMPORT_DRIVES", store.DrivesVariable()},
-                                                    {"P", program}});
+    const ToolResult result = RunProgram({"/bin/sh", "-c", commandLine},
+                                         {{"NIMPORT_REGISTRY", store.store().RegistryVariable()},
+                                          {"NIMPORT_DRIVES", store.store().DrivesVariable()},
+                                          {"P", program}});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     return result.out;
-  }
-
-  mkstore::Store StoreOf(const std::string& description) {
-    return mkstore::MakeStore(nlohmann::json::parse(description), directory_.path() / "disk");
   }
 
   TestDirectory directory_;
@@ -83,7 +72,7 @@ class CPrograms : public testing::Test {
 
 TEST_F(CPrograms, HostAuthorsPageWalksThroughBothSides) {
   const std::string page = "docs/host-authors.md";
-  const mkstore::Store store = StoreOf(BlockIn(page, "json"));
+  const TestStore store(BlockIn(page, "json"));
   const std::string program = BlockIn(page, "c");
   EXPECT_EQ(OutputOf(program, NIMPORT_C_COMPILER, "-std=c99", store, "$P"), BlockIn(page, "text"));
   EXPECT_LT(std::count(program.begin(), program.end(), '\n'), 150);
@@ -91,7 +80,7 @@ TEST_F(CPrograms, HostAuthorsPageWalksThroughBothSides) {
 
 TEST_F(CPrograms, HostAuthorsPageSavesAttachedFiles) {
   const std::string page = "docs/host-authors.md";
-  const mkstore::Store store = StoreOf(BlockIn(page, "json"));
+  const TestStore store(BlockIn(page, "json"));
   const auto saved = directory_.path() / "saved";
   std::filesystem::create_directory(saved);
   EXPECT_EQ(OutputOf(BlockIn(page, "cpp"), NIMPORT_CXX_COMPILER, "-std=c++11", store,
@@ -102,7 +91,7 @@ TEST_F(CPrograms, HostAuthorsPageSavesAttachedFiles) {
 }
 
 TEST_F(CPrograms, ReadmeListsTheCabinets) {
-  const mkstore::Store store = StoreOf(ReadWhole("samples/demo-ja.json"));
+  const TestStore store(ReadFile(SOURCES / "samples/demo-ja.json"));
   EXPECT_EQ(OutputOf(BlockIn("README.md", "c"), NIMPORT_C_COMPILER, "-std=c99", store,
                      "$P | iconv -f CP932 -t UTF-8"),
             BlockIn("README.md", "text"));

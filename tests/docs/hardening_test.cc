@@ -1,12 +1,11 @@
 // What cmake/hardening.cmake asks for stands in the built files.
-#include <array>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "command/tool.h"
 
 namespace nimport::tests {
 namespace {
@@ -15,15 +14,8 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-// What a shell command prints.
 std::string Output(const std::string& command) {
-  const auto close = [](std::FILE* pipe) { pclose(pipe); };
-  const std::unique_ptr<std::FILE, decltype(close)> pipe(popen(command.c_str(), "r"), close);
-  std::string text;
-  std::array<char, 4096> piece{};
-  while (std::fgets(piece.data(), piece.size(), pipe.get()) != nullptr)
-    text += piece.data();
-  return text;
+  return RunProgram({"/bin/sh", "-c", command}).out;
 }
 
 struct Product {
