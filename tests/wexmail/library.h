@@ -58,7 +58,8 @@ class Library {
   [[nodiscard]] std::int32_t session() const { return session_; }
   [[nodiscard]] std::int32_t Parse(const std::string& mail) const;
   // Nothing when the function answers other than 1.
-  [[nodiscard]] std::optional<std::string> HeaderText(wexmail::MT_GetHeaderTextFunction* function) const;
+  [[nodiscard]] std::optional<std::string> HeaderText(
+      wexmail::MT_GetHeaderTextFunction* function) const;
   [[nodiscard]] std::vector<MainPart> Mains() const;
   [[nodiscard]] std::vector<Attachment> Attachments() const;
   [[nodiscard]] std::vector<FoundPart> Parts(const std::string& contentType) const;

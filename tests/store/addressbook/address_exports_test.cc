@@ -1,8 +1,8 @@
 // The address book through the exports of the library, on stores made for the test.
 #include <algorithm>
 #include <chrono>
-#include <functional>
-#include <limits>
+#include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -120,87 +120,6 @@ TEST(AddressExports, NameTheFieldsAndFindThemByTheirName) {
   for (const char16_t* name : {u"note", u"", u"F", u"FNX", u"EMAIL", u"\x0146N"})
     EXPECT_EQ(find(AsArgument(name)), Ok(-1));
   EXPECT_EQ(find(nullptr), REFUSED);
-}
-
-// Calls of every export that takes a handle in the second place.
-struct SecondHandleRow {
-  const char* name;
-  std::string accepted;  // b: book, g: group, a: address
-  std::function<ResultCode(HandleNode* session, HandleNode* node, void* out)> call;
-};
-
-std::vector<SecondHandleRow> SecondHandleRows() {
-  const auto number = [](auto get) {
-    return [get](HandleNode* s, HandleNode* n, void* out) {
-      return get(s, n, static_cast<std::int32_t*>(out));
-    };
-  };
-  const auto indexed = [](auto get, auto* type) {
-    return [get](HandleNode* s, HandleNode* n, void* out) {
-      return get(s, n, 0, static_cast<decltype(type)>(out));
-    };
-  };
-  ResultString* text = nullptr;
-  HandleNode** handle = nullptr;
-  return {
-      {"AD_GetChildGroupCount", "bg", number(AD_GetChildGroupCount)},
-      {"AD_GetChildGroup", "bg", indexed(AD_GetChildGroup, handle)},
-      {"AD_GetAddressCount", "bg", number(AD_GetAddressCount)},
-      {"AD_GetAddress", "bg", indexed(AD_GetAddress, handle)},
-      {"AD_GetName", "bga",
-       [](HandleNode* s, HandleNode* n, void* out) {
-         return AD_GetName(s, n, static_cast<ResultString*>(out));
-       }},
-      {"AD_GetId", "a", number(AD_GetId)},
-      {"AD_GetFieldCount", "b", number(AD_GetFieldCount)},
-      {"AD_GetFieldName", "b", indexed(AD_GetFieldName, text)},
-      {"AD_GetFieldLabel", "b", indexed(AD_GetFieldLabel, text)},
-      {"AD_GetFieldIndex", "b",
-       [](HandleNode* s, HandleNode* n, void* out) {
-         return AD_GetFieldIndex(s, n, AsArgument(u"FN"), static_cast<std::int32_t*>(out));
-       }},
-      {"AD_GetValue", "a", indexed(AD_GetValue, text)},
-  };
-}
-
-TEST(AddressExports, CheckTheirSecondHandleAndTheirPlaceForTheResult) {
-  const AddressBookStore store(SmallBook());
-  AddressSession session;
-  HandleNode* book = session.OpenBook();
-  HandleNode* group = session.Group(book, 0);
-  HandleNode* user = nullptr;
-  ASSERT_EQ(ML_GetUser(session.get(), 0, &user), RESULT_OK);
-  const std::pair<char, HandleNode*> nodes[] = {
-      {'b', book}, {'g', group},         {'a', session.Address(group, 0)},
-      {'u', user}, {'s', session.get()}, {'0', nullptr}};
-  for (const SecondHandleRow& row : SecondHandleRows()) {
-    for (const auto& [kind, node] : nodes) {
-      const bool accepted = row.accepted.find(kind) != std::string::npos ||
-                            (kind == '0' && std::string(row.name) == "AD_GetName");
-      ResultString out{nullptr, ENCODING_CODE_PAGE_932, 0, nullptr};
-      EXPECT_EQ(row.call(session.get(), node, &out), accepted ? RESULT_OK : RESULT_INVALID)
-          << row.name << ' ' << kind;
-      if (out.buffer != nullptr && out.encoding == ENCODING_CODE_PAGE_932) out.release(out.buffer);
-      EXPECT_EQ(row.call(session.get(), node, nullptr), RESULT_INVALID) << row.name << ' ' << kind;
-    }
-  }
-  EXPECT_EQ(session.Open(nullptr), RESULT_INVALID);
-}
-
-TEST(AddressExports, NeedAnOpenBook) {
-  const AddressBookStore store(SmallBook());
-  AddressSession open;
-  HandleNode* book = open.OpenBook();
-  HandleNode* address = open.Address(book, 0);
-  AddressSession closed;
-  for (const SecondHandleRow& row : SecondHandleRows()) {
-    HandleNode* node = row.accepted == "a" ? address : book;
-    ResultString out{nullptr, ENCODING_CODE_PAGE_932, 0, nullptr};
-    const bool looksAtSessionOnly = std::string(row.name) == "AD_GetName";
-    EXPECT_EQ(row.call(closed.get(), node, &out), looksAtSessionOnly ? RESULT_OK : RESULT_INVALID)
-        << row.name;
-    if (looksAtSessionOnly) out.release(out.buffer);
-  }
 }
 
 TEST(AddressExports, OpenAndCloseSeveralTimes) {
