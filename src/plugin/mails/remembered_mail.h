@@ -1,5 +1,6 @@
-#ifndef NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_
-#define NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_
+// What a session remembers of the mails that it was asked for last.
+#ifndef NIMPORT_PLUGIN_MAILS_REMEMBERED_MAIL_H_
+#define NIMPORT_PLUGIN_MAILS_REMEMBERED_MAIL_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,25 @@
 #include "text/fixed_text.h"
 
 namespace nimport::plugin {
+
+// A part that the body of a mail refers to, such as a picture.
+struct RelatedPart {
+  // The number of earlier related parts of the same mail with the same content type.
+  std::int32_t occurrence = 0;
+  text::ValueText contentType;  // for example image/gif
+};
+
+// The header values last read from columns in the open folder, each perhaps of another mail: a
+// mail's source is composed from them.
+struct CurrentMail {
+  text::ValueText subject;
+  text::ValueText from;
+  text::ValueText to;
+  text::ValueText messageId;
+  std::int32_t date = 0;  // seconds since 1970-01-01 00:00:00; 0 is none
+  text::ValueText contentType;
+  std::string composedHeader;  // the header block that was composed last
+};
 
 // The library's answer about the parts of one content type.
 struct PartsOfType {
@@ -51,4 +71,4 @@ struct RememberedMimeFile {
 
 }  // namespace nimport::plugin
 
-#endif  // NIMPORT_PLUGIN_MAILS_REMEMBERED_MIME_FILE_H_
+#endif  // NIMPORT_PLUGIN_MAILS_REMEMBERED_MAIL_H_
