@@ -7,10 +7,19 @@
 #include <string>
 #include <string_view>
 
-#include "store/field_selector.h"
 #include "text/text_lines.h"
 
 namespace nimport::store {
+
+// A header field of a mail, numbered as hosts know them. Number 5 is not used.
+enum class FieldSelector {
+  Subject = 0,
+  From = 1,
+  To = 2,
+  MessageId = 3,
+  Date = 4,
+  ContentType = 6,
+};
 
 // The value of the first line of `text` that is a header line of the field `selector`: everything
 // after the colon as it stands, the blank before the value included; a view into `text`. Letter

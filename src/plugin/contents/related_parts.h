@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "plugin/mails/related_part.h"
+#include "plugin/mails/remembered_mail.h"
 
 namespace nimport::plugin {
 

@@ -13,9 +13,7 @@
 
 #include "jet/database.h"
 #include "platform/platform.h"
-#include "plugin/mails/current_mail.h"
-#include "plugin/mails/related_part.h"
-#include "plugin/mails/remembered_mime_file.h"
+#include "plugin/mails/remembered_mail.h"
 #include "plugin/mime_library/mime_session.h"
 #include "store/folder_list.h"
 #include "store/folder_mails.h"
