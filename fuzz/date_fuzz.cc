@@ -1,7 +1,7 @@
 // Date headers, on machines in zones with and without daylight saving time.
 #include "fuzz_input.h"
 #include "platform/platform.h"
-#include "store/mail_date.h"
+#include "store/mails/mail_date.h"
 
 using nimport::fuzz::Check;
 using nimport::fuzz::ToText;

@@ -1,6 +1,6 @@
 // Lines, header lines and line ends of mail texts.
 #include "fuzz_input.h"
-#include "store/mail_text.h"
+#include "store/mails/mail_text.h"
 
 using namespace nimport::store;
 using nimport::fuzz::Check;

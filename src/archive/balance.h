@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "archive/account.h"
-#include "store/mail_list.h"
+#include "store/mails/mail_list.h"
 
 namespace nimport::archive {
 

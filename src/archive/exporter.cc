@@ -8,7 +8,7 @@
 #include "archive/instant.h"
 #include "archive/safe_name.h"
 #include "platform/interruption.h"
-#include "store/mail_list.h"
+#include "store/mails/mail_list.h"
 
 namespace nimport::archive {
 

@@ -9,8 +9,8 @@
 #include "common/failure.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
-#include "store/mail_date.h"
-#include "store/mail_text.h"
+#include "store/mails/mail_date.h"
+#include "store/mails/mail_text.h"
 #include "text/ascii.h"
 
 namespace nimport::archive {

@@ -14,7 +14,7 @@
 #include "common/failure.h"
 #include "platform/interruption.h"
 #include "store/installation.h"
-#include "store/mail_list.h"
+#include "store/mails/mail_list.h"
 #include "store/store.h"
 #include "text/visible.h"
 

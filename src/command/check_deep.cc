@@ -13,7 +13,7 @@
 #include "command/progress.h"
 #include "platform/interruption.h"
 #include "store/inspection.h"
-#include "store/mail_list.h"
+#include "store/mails/mail_list.h"
 #include "store/problem.h"
 #include "text/visible.h"
 

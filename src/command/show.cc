@@ -16,7 +16,7 @@
 #include "command/terminal.h"
 #include "mime/mail.h"
 #include "platform/interruption.h"
-#include "store/mail_text.h"
+#include "store/mails/mail_text.h"
 #include "store/store.h"
 #include "text/code_page_932.h"
 #include "text/text_lines.h"

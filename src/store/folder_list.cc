@@ -8,7 +8,7 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 #include "text/fixed_text.h"
 
 namespace nimport::store {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::store {
 namespace {

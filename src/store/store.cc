@@ -11,8 +11,8 @@
 #include "store/folder_name.h"
 #include "store/installation.h"
 #include "store/known_objects.h"
-#include "store/mail_text.h"
-#include "store/stored_file.h"
+#include "store/mails/mail_text.h"
+#include "store/mails/stored_file.h"
 
 namespace nimport::store {
 namespace {

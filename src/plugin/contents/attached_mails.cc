@@ -10,8 +10,8 @@
 #include "plugin/contents/smime_types.h"
 #include "plugin/mails/mail_row.h"
 #include "plugin/mails/mime_file.h"
-#include "store/mail_text.h"
-#include "store/stored_file.h"
+#include "store/mails/mail_text.h"
+#include "store/mails/stored_file.h"
 #include "text/code_page_932.h"
 
 namespace nimport::plugin {

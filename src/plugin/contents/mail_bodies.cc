@@ -11,7 +11,7 @@
 #include "plugin/contents/smime_types.h"
 #include "plugin/mails/mail_row.h"
 #include "plugin/mails/mime_file.h"
-#include "store/mail_text.h"
+#include "store/mails/mail_text.h"
 #include "text/text_lines.h"
 
 namespace nimport::plugin {

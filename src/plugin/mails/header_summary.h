@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "plugin/mails/mail_store.h"
-#include "store/mail_text.h"
+#include "store/mails/mail_text.h"
 #include "text/fixed_text.h"
 
 namespace nimport::plugin {

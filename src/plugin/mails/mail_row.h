@@ -7,7 +7,7 @@
 
 #include "jet/database.h"
 #include "plugin/mails/mail_store.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::plugin {
 

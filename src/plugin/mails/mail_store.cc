@@ -7,7 +7,7 @@
 #include "platform/columns.h"
 #include "plugin/session_database.h"
 #include "store/installation.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::plugin {
 

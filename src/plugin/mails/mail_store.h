@@ -16,8 +16,8 @@
 #include "plugin/mails/remembered_mail.h"
 #include "plugin/mime_library/mime_session.h"
 #include "store/folder_list.h"
-#include "store/folder_mails.h"
-#include "store/linked_files.h"
+#include "store/mails/folder_mails.h"
+#include "store/mails/linked_files.h"
 #include "text/fixed_text.h"
 
 namespace nimport::plugin {

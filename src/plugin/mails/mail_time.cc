@@ -7,9 +7,9 @@
 #include "platform/columns.h"
 #include "plugin/mails/mail_row.h"
 #include "plugin/mails/mime_file.h"
-#include "store/date_column.h"
-#include "store/mail_date.h"
-#include "store/mail_text.h"
+#include "store/mails/date_column.h"
+#include "store/mails/mail_date.h"
+#include "store/mails/mail_text.h"
 
 namespace nimport::plugin {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "store/mail_text.h"
-#include "store/stored_file.h"
+#include "store/mails/mail_text.h"
+#include "store/mails/stored_file.h"
 #include "text/fixed_text.h"
 
 namespace nimport::plugin {

@@ -1,4 +1,4 @@
-#include "store/mail_text.h"
+#include "store/mails/mail_text.h"
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-#include "store/linked_files.h"
+#include "store/mails/linked_files.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "store/stored_file.h"
+#include "store/mails/stored_file.h"
 
 #include "common/failure.h"
 #include "common/file_error.h"

@@ -1,7 +1,7 @@
-#include "store/folder_mails.h"
+#include "store/mails/folder_mails.h"
 
 #include "platform/columns.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::store {
 namespace {

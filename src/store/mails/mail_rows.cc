@@ -1,11 +1,11 @@
-#include "store/mail_rows.h"
+#include "store/mails/mail_rows.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "common/failure.h"
 #include "platform/columns.h"
-#include "store/date_column.h"
+#include "store/mails/date_column.h"
 #include "text/code_page_932.h"
 
 namespace nimport::store {

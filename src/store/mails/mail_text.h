@@ -1,7 +1,7 @@
 // Reading mail texts: lines, header lines, line ends. Texts are bytes in code page 932; a mail text
 // may come from anywhere and be anything.
-#ifndef NIMPORT_STORE_MAIL_TEXT_H_
-#define NIMPORT_STORE_MAIL_TEXT_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_TEXT_H_
+#define NIMPORT_STORE_MAILS_MAIL_TEXT_H_
 
 #include <optional>
 #include <string>
@@ -38,4 +38,4 @@ enum class FieldSelector {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_TEXT_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_TEXT_H_

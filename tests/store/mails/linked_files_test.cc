@@ -1,10 +1,10 @@
-#include "store/linked_files.h"
+#include "store/mails/linked_files.h"
 
 #include <gtest/gtest.h>
 
 #include "common/failure.h"
 #include "store/database_in_memory.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::store {
 namespace {

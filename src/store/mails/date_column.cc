@@ -1,4 +1,4 @@
-#include "store/date_column.h"
+#include "store/mails/date_column.h"
 
 #include <array>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "store/mail_date.h"
+#include "store/mails/mail_date.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // The list of mails as the database holds it, row by row: for the balance of an export, since no
 // folder has the mails that stand in none.
-#ifndef NIMPORT_STORE_MAIL_LIST_H_
-#define NIMPORT_STORE_MAIL_LIST_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_LIST_H_
+#define NIMPORT_STORE_MAILS_MAIL_LIST_H_
 
 #include <cstdint>
 #include <map>
@@ -42,4 +42,4 @@ struct MailList {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_LIST_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_LIST_H_

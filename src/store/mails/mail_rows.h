@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_MAIL_ROWS_H_
-#define NIMPORT_STORE_MAIL_ROWS_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_ROWS_H_
+#define NIMPORT_STORE_MAILS_MAIL_ROWS_H_
 
 #include <cstddef>
 #include <memory>
@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "jet/database.h"
-#include "store/mail_kinds.h"
-#include "store/mail_record.h"
+#include "store/mails/mail_kinds.h"
+#include "store/mails/mail_record.h"
 
 namespace nimport::store {
 
@@ -36,4 +36,4 @@ class MailRows {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_ROWS_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_ROWS_H_

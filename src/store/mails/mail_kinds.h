@@ -1,8 +1,8 @@
 // What the mail client's kinds of mail are: every row of "DataTBL" has a kind number in its column
 // "DataType", and the kind tells which stored query holds the mail's own row and which columns hold
 // the pieces of the mail. Everything here is constant data.
-#ifndef NIMPORT_STORE_MAIL_KINDS_H_
-#define NIMPORT_STORE_MAIL_KINDS_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_KINDS_H_
+#define NIMPORT_STORE_MAILS_MAIL_KINDS_H_
 
 #include <cstdint>
 #include <string_view>
@@ -81,4 +81,4 @@ inline constexpr std::string_view LINKED_FILE_QUERY = "EmRcvBin\xB8\xB4\xD8\xB0"
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_KINDS_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_KINDS_H_

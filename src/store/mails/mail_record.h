@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_MAIL_RECORD_H_
-#define NIMPORT_STORE_MAIL_RECORD_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_RECORD_H_
+#define NIMPORT_STORE_MAILS_MAIL_RECORD_H_
 
 #include <cstdint>
 #include <optional>
@@ -8,7 +8,7 @@
 
 #include "jet/value.h"
 #include "platform/clock.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 #include "store/problem.h"
 
 namespace nimport::store {
@@ -67,4 +67,4 @@ enum class ColumnsWanted { OfMail, All };
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_RECORD_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_RECORD_H_

@@ -1,4 +1,4 @@
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 #include <algorithm>
 #include <string>

@@ -1,7 +1,7 @@
 // The files beside the databases whose names stand in rows: MIME files and stored files. All paths
 // are in code page 932.
-#ifndef NIMPORT_STORE_STORED_FILE_H_
-#define NIMPORT_STORE_STORED_FILE_H_
+#ifndef NIMPORT_STORE_MAILS_STORED_FILE_H_
+#define NIMPORT_STORE_MAILS_STORED_FILE_H_
 
 #include <optional>
 #include <string>
@@ -25,4 +25,4 @@ namespace nimport::store {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_STORED_FILE_H_
+#endif  // NIMPORT_STORE_MAILS_STORED_FILE_H_

@@ -1,8 +1,8 @@
 // Dates of mails, as counts of seconds since 1970-01-01 00:00:00 of which some are UTC and some are
 // shifted by the machine's zone bias. The bias is standard time's, so a date that falls into
 // daylight saving time comes out an hour off; that is the mail client's own way to count.
-#ifndef NIMPORT_STORE_MAIL_DATE_H_
-#define NIMPORT_STORE_MAIL_DATE_H_
+#ifndef NIMPORT_STORE_MAILS_MAIL_DATE_H_
+#define NIMPORT_STORE_MAILS_MAIL_DATE_H_
 
 #include <cstdint>
 #include <optional>
@@ -35,4 +35,4 @@ namespace nimport::store {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_MAIL_DATE_H_
+#endif  // NIMPORT_STORE_MAILS_MAIL_DATE_H_

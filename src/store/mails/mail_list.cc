@@ -1,4 +1,4 @@
-#include "store/mail_list.h"
+#include "store/mails/mail_list.h"
 
 #include <unordered_map>
 
@@ -8,7 +8,7 @@
 #include "store/folder_list.h"
 #include "store/installation.h"
 #include "store/known_objects.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::store {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_FOLDER_MAILS_H_
-#define NIMPORT_STORE_FOLDER_MAILS_H_
+#ifndef NIMPORT_STORE_MAILS_FOLDER_MAILS_H_
+#define NIMPORT_STORE_MAILS_FOLDER_MAILS_H_
 
 #include <cstdint>
 #include <deque>
@@ -24,4 +24,4 @@ struct MailEntry {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_FOLDER_MAILS_H_
+#endif  // NIMPORT_STORE_MAILS_FOLDER_MAILS_H_

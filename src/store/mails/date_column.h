@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_DATE_COLUMN_H_
-#define NIMPORT_STORE_DATE_COLUMN_H_
+#ifndef NIMPORT_STORE_MAILS_DATE_COLUMN_H_
+#define NIMPORT_STORE_MAILS_DATE_COLUMN_H_
 
 #include <optional>
 
@@ -18,4 +18,4 @@ namespace nimport::store {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_DATE_COLUMN_H_
+#endif  // NIMPORT_STORE_MAILS_DATE_COLUMN_H_

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_STORE_LINKED_FILES_H_
-#define NIMPORT_STORE_LINKED_FILES_H_
+#ifndef NIMPORT_STORE_MAILS_LINKED_FILES_H_
+#define NIMPORT_STORE_MAILS_LINKED_FILES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "jet/database.h"
-#include "store/mail_kinds.h"
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::store {
 
@@ -62,4 +62,4 @@ class LinkedFiles {
 
 }  // namespace nimport::store
 
-#endif  // NIMPORT_STORE_LINKED_FILES_H_
+#endif  // NIMPORT_STORE_MAILS_LINKED_FILES_H_
