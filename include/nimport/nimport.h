@@ -249,7 +249,7 @@ NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailCount(HandleNode* session, Hand
 
 /* Header texts, cut at 4095 bytes. An empty one reads "DEFAULT"; an empty message ID "DEFAULT" and
    the mail's date as local time, "DEFAULTWed Jan 02 02:03:55 1980", or the failure of
-   ML_GetMailDate. A mail kept whole gives what stands behind the colon, blank included.
+   ML_GetMailDate. A mail kept whole gives what stands after the colon, blank included.
    -3: a column holds nothing but blanks; the text of a mail kept whole lacks the field. */
 NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailSubject(HandleNode* session, HandleNode* folder,
                                                          int32_t mail, ResultString* text);
@@ -287,7 +287,7 @@ NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailTimeStamp(HandleNode* session, 
    columns that were asked for last since the folder was opened, whichever mail they are of: ask for
    this mail's subject, sender, recipient and date first. Message IDs are not in it. A NUL byte ends
    the text, unless NIMPORT_SALVAGE is 1: then a MIME file's NULs are part of it, and `length`
-   counts what stands behind them. */
+   counts what stands after them. */
 NIMPORT_EXPORT ResultCode NIMPORT_CALL ML_GetMailSource(HandleNode* session, HandleNode* folder,
                                                         int32_t mail, ResultString* text);
 

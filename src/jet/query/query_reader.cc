@@ -47,7 +47,7 @@ std::uint32_t ParseTopCount(const std::string& text) {
   const char* end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, count);
   if (result.ec != std::errc{} || result.ptr != end) {
-    throw SqlError("the number behind TOP is " + Quote(text));
+    throw SqlError("the number after TOP is " + Quote(text));
   }
   return count;
 }

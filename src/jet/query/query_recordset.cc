@@ -89,7 +89,7 @@ void QueryRecordset::RequireStarted() const {
 void QueryRecordset::RequireRow() const {
   RequireStarted();
   if (standing_ == Standing::AtEnd) {
-    FailQuery(query_->Context(), "the query's recordset stands behind its last row");
+    FailQuery(query_->Context(), "the query's recordset stands after its last row");
   }
 }
 

@@ -248,7 +248,7 @@ TEST_F(QueryTest, ErrorsNameQueryClauseAndExpression) {
       {QueryRows(orders).Add(5, "", "", "SELECT 1"), "source \"SELECT 1\""},
       {QueryRows(orders).Add(1, "", "", "", 9), "of kind 9"},
       {QueryRows(orders).Add(77, "", "", ""), "unknown kind 77"},
-      {QueryRows(orders).Options(TOP, "ten"), "behind TOP is \"ten\""},
+      {QueryRows(orders).Options(TOP, "ten"), "after TOP is \"ten\""},
       {QueryRows(orders).Options(0x40), "unknown option"},
       {QueryRows(orders).Column("No", "a").Column("Price", "A"), "columns are called \"A\""},
       {QueryRows(orders).From("顧客").Join(4, "Orders", "顧客", "Orders.No=顧客.No"),
