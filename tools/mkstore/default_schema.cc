@@ -1,5 +1,7 @@
 #include "mkstore/default_schema.h"
 
+#include <nlohmann/json.hpp>
+
 namespace nimport::mkstore {
 namespace {
 

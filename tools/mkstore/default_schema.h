@@ -1,7 +1,7 @@
 #ifndef NIMPORT_TOOLS_MKSTORE_DEFAULT_SCHEMA_H_
 #define NIMPORT_TOOLS_MKSTORE_DEFAULT_SCHEMA_H_
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace nimport::mkstore {
 

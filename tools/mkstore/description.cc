@@ -7,6 +7,8 @@
 #include <cmath>
 #include <limits>
 
+#include <nlohmann/json.hpp>
+
 #include "mkstore/encodings.h"
 #include "mkstore/store_writer.h"
 
@@ -179,6 +181,18 @@ std::optional<double> ParseTime(std::string_view text) {
 }
 
 }  // namespace
+
+bool Node::IsNull() const {
+  return value_->is_null();
+}
+
+bool Node::IsObject() const {
+  return value_->is_object();
+}
+
+bool Node::Has(std::string_view name) const {
+  return value_->contains(name);
+}
 
 void Node::Fail(const std::string& reason) const {
   throw DescriptionError(pointer_, reason);

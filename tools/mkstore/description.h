@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "jet/value.h"
 #include "jetwriter/schema.h"
@@ -27,13 +27,13 @@ class Node {
 
   [[nodiscard]] const nlohmann::json& Json() const { return *value_; }
   [[nodiscard]] const std::string& Pointer() const { return pointer_; }
-  [[nodiscard]] bool IsNull() const { return value_->is_null(); }
-  [[nodiscard]] bool IsObject() const { return value_->is_object(); }
+  [[nodiscard]] bool IsNull() const;
+  [[nodiscard]] bool IsObject() const;
 
   // Fails unless this is an object with none but these members and, for readers, a "note".
   void ExpectMembers(std::initializer_list<std::string_view> names) const;
 
-  [[nodiscard]] bool Has(std::string_view name) const { return value_->contains(name); }
+  [[nodiscard]] bool Has(std::string_view name) const;
   [[nodiscard]] Node At(std::string_view name) const;
   // Empty when the member is absent; a null member is there.
   [[nodiscard]] std::optional<Node> Find(std::string_view name) const;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "mime/transfer_encoding.h"
 
 namespace nimport::mkstore {
