@@ -165,10 +165,12 @@ void FileBatch::Add(const std::string& temporaryName, const std::string& name,
   if (bytes.size() > MAX_QUEUED_BYTES / 4) {
     // A copy of a long mail would cost more than the time that is won.
     WaitUntilIdle();
+    WriteTemporary(file, bytes, instant);
     ++waiting_;
-    Write(std::move(file), bytes, instant);
+    Keep(std::move(file), bytes.size());
     return;
   }
+  if (!thread_.joinable()) thread_ = std::thread([this] { Work(); });
   Job job{std::move(file), std::string(bytes), instant};
   WaitForRoom(bytes.size());
   ++waiting_;
@@ -178,7 +180,6 @@ void FileBatch::Add(const std::string& temporaryName, const std::string& name,
     jobs_.push_back(std::move(job));
   }
   changed_.notify_all();
-  if (!thread_.joinable()) thread_ = std::thread([this] { Work(); });
 }
 
 void FileBatch::PutInPlace() {
@@ -201,7 +202,8 @@ void FileBatch::Work() {
     lock.unlock();
     std::exception_ptr failure;
     try {
-      Write(std::move(job.file), job.bytes, job.instant);
+      WriteTemporary(job.file, job.bytes, job.instant);
+      Keep(std::move(job.file), job.bytes.size());
     } catch (...) {
       failure = std::current_exception();
     }
@@ -209,8 +211,8 @@ void FileBatch::Work() {
     isBusy_ = false;
     jobBytes_ -= job.bytes.size();
     if (failure) {
+      // Whoever added these counts them as written: they go on waiting.
       failure_ = failure;
-      waiting_ -= jobs_.size();
       jobs_.clear();
       jobBytes_ = 0;
     }
@@ -238,17 +240,16 @@ void FileBatch::RethrowFailure() {
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
-void FileBatch::Write(File file, std::string_view bytes, std::optional<std::int64_t> instant) {
-  try {
-    NewFile writing(from_, file.temporaryName);
-    writing.Write(bytes);
-    writing.Close(instant);
-  } catch (...) {
-    --waiting_;
-    throw;
-  }
+void FileBatch::WriteTemporary(const File& file, std::string_view bytes,
+                               std::optional<std::int64_t> instant) const {
+  NewFile writing(from_, file.temporaryName);
+  writing.Write(bytes);
+  writing.Close(instant);
+}
+
+void FileBatch::Keep(File file, std::size_t sizeBytes) {
   files_.push_back(std::move(file));
-  fileBytes_ += bytes.size();
+  fileBytes_ += sizeBytes;
   if (files_.size() >= BATCH_FILES || fileBytes_ >= BATCH_BYTES) BeginFlush();
 }
 

@@ -101,7 +101,8 @@ class FileBatch {
   // failure of Add, what was written before that.
   void PutInPlace();
 
-  // How many files have not got their names yet. May be asked in any thread.
+  // How many of the files that Add took have not got their names; after a failure, what is lost
+  // with it stays among them. May be asked in any thread.
   [[nodiscard]] std::size_t waiting() const { return waiting_; }
 
  private:
@@ -125,7 +126,10 @@ class FileBatch {
   void RethrowFailure();
 
   // These belong to the thread, or to the caller while that is idle.
-  void Write(File file, std::string_view bytes, std::optional<std::int64_t> instant);
+  void WriteTemporary(const File& file, std::string_view bytes,
+                      std::optional<std::int64_t> instant) const;
+  // Remembers a file that was written; a full lot begins to be flushed.
+  void Keep(File file, std::size_t sizeBytes);
   void BeginFlush();
   // Waits for the flush that is under way, or flushes, and names what it was for.
   void FinishFlush();

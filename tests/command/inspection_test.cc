@@ -131,9 +131,14 @@ TEST_F(Inspection, WhatCannotBeWrittenIsSaid) {
   };
   const std::string target = store_.Target().string();
   const TestStore large(R"({"template": {"mails": 40, "cabinets": 1, "folders": 1,
-                                         "text": {"minBytes": 9000, "maxBytes": 9000}}})");
-  const ToolResult limited = run("ulimit -f 8;", large.Command("export", {"--to", target}), "");
+                                         "text": {"minBytes": 100, "maxBytes": 200,
+                                                  "longEvery": 20, "longBytes": 9000}}})");
+  const ToolResult limited =
+      run("ulimit -f 8;", large.Command("export", {"--to", target, "--json"}), "");
   EXPECT_EQ(limited.exitCode, 2);
+  const auto isMail = [](const auto& entry) { return entry.path().string().ends_with(":2,S"); };
+  EXPECT_EQ(nlohmann::json::parse(limited.out)["written"],
+            std::ranges::count_if(fs::recursive_directory_iterator(target), isMail));
   EXPECT_THAT(limited.err, HasSubstr("cannot write " + target));
   const ToolResult full = run("", store_.Command("list"), " >/dev/full");
   EXPECT_EQ(full.exitCode, 2);
