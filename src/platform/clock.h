@@ -17,7 +17,8 @@ struct LocalTime {
   int weekday = 0;  // 0 is Sunday; not read by ToSeconds
 };
 
-// The machine's time zone. Asked afresh at every call.
+// The machine's time zone. A change of TZ shows at the next call, one of the machine's own zone
+// within a second.
 class Clock {
  public:
   virtual ~Clock() = default;
