@@ -1,6 +1,7 @@
 #include "archive/account.h"
 
 #include <ostream>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -55,12 +56,35 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
 
 }  // namespace
 
+Remark RemarkOn(std::string place, std::string reason) {
+  Remark remark;
+  remark.folder = std::move(place);
+  remark.reason = std::move(reason);
+  return remark;
+}
+
 void Account::AddLosses(const Remark& place, const std::vector<store::Problem>& problems) {
   for (const store::Problem& problem : problems) {
     std::string reason = problem.Describe();
     if (!knownLosses_.insert(reason).second) continue;
     losses_.push_back(place);
     losses_.back().reason = std::move(reason);
+  }
+}
+
+void Account::Append(const Account& more) {
+  const auto append = [](auto& list, const auto& added) {
+    list.insert(list.end(), added.begin(), added.end());
+  };
+  append(folders, more.folders);
+  append(failures, more.failures);
+  append(incomplete, more.incomplete);
+  append(skipped, more.skipped);
+  append(notes, more.notes);
+  append(unlisted, more.unlisted);
+  append(leftOut, more.leftOut);
+  for (const Remark& loss : more.losses_) {
+    if (knownLosses_.insert(loss.reason).second) losses_.push_back(loss);
   }
 }
 

@@ -42,6 +42,9 @@ struct Remark {
   std::string reason;
 };
 
+// About a whole folder, or what `place` says.
+[[nodiscard]] Remark RemarkOn(std::string place, std::string reason);
+
 // Where an export leaves its account.
 inline constexpr const char* ACCOUNT_NAME = "account.json";
 
@@ -60,6 +63,9 @@ class Account {
 
   // Damage that was stepped over while what `place` names was read; each place counts once.
   void AddLosses(const Remark& place, const std::vector<store::Problem>& problems);
+
+  // Adds what another account of the same run says.
+  void Append(const Account& more);
 
   [[nodiscard]] MailCounts Total() const;
   // Whether anything failed or was lost; an interruption is neither.

@@ -14,13 +14,6 @@ constexpr const char* MAIL_LIST = "(list of mails)";
 // Of a kind that is not handled, which may have very many rows.
 constexpr std::size_t MAX_RANGES_OF_A_KIND = 20;
 
-Remark RemarkOn(const std::string& folder, std::string reason) {
-  Remark remark;
-  remark.folder = folder;
-  remark.reason = std::move(reason);
-  return remark;
-}
-
 // "DataNo 3, 7-9, 12", and how many ranges more there are after the first `maxRanges`.
 std::string DescribeNumbers(std::vector<std::int32_t> numbers, std::size_t maxRanges) {
   std::ranges::sort(numbers);

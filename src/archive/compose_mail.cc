@@ -80,6 +80,8 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
   if (headers.subject) AppendField(lines, "Subject", EncodeTextOf("Subject", *headers.subject));
   AppendField(lines, "Message-ID", MessageIdOf(mail.key, contents));
   if (!mail.isComplete) AppendField(lines, "X-Nimport-Missing", "attached file");
+  for (const HeaderText& field : headers.furtherFields)
+    AppendField(lines, field.name, EncodeTextOf(field.name, field.value));
   AppendField(lines, "MIME-Version", "1.0");
   return lines;
 }

@@ -1,4 +1,4 @@
-// Goes through a whole store once, mail by mail, and keeps account of it.
+// Goes through a whole store once, source by source of mails, and keeps account of it.
 #ifndef NIMPORT_ARCHIVE_EXPORTER_H_
 #define NIMPORT_ARCHIVE_EXPORTER_H_
 
@@ -13,8 +13,8 @@
 #include "archive/balance.h"
 #include "archive/export_progress.h"
 #include "archive/folder_writer.h"
-#include "archive/mail_contents.h"
-#include "archive/store_folders.h"
+#include "archive/mail_source.h"
+#include "archive/source_export.h"
 #include "store/store.h"
 
 namespace nimport::archive {
@@ -44,20 +44,12 @@ class Exporter {
 
  private:
   void OpenStore();
-  void ExportFolders(ExportTarget& target);
+  // What is exported, in the order of the account.
+  void ExportSources(ExportTarget& target, const MailSources& sources);
+  void ExportSource(const MailSource& source, ExportTarget& target);
   void ExportContacts(ExportTarget& target);
   // Compares the account with the rows of the list of mails.
   void StrikeBalance();
-  void TryToExportFolder(const FolderPlace& place, const std::filesystem::path& path,
-                         ExportTarget& target);
-  void ExportFolder(const FolderPlace& place, FolderWriter& writer, FolderAccount& folder);
-  void ExportMail(const store::OpenFolder& open, std::int32_t position, FolderWriter& writer,
-                  FolderAccount& folder);
-  void WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
-                 FolderWriter& writer, FolderAccount& folder) const;
-  // Mails with a header of their own keep it, whatever can be read of it.
-  void AddNotes(const MailHeaders& headers, const MailContents& contents, std::int32_t position,
-                const FolderAccount& folder);
 
   platform::Platform& platform_;
   ExportFormat format_;
@@ -65,7 +57,7 @@ class Exporter {
   Account account_;
   std::vector<FoundFolder> found_;
   ExportProgress& progress_;
-  const FolderWriter* writer_ = nullptr;  // of the last folder in the account, while it is written
+  const SourceExport* current_ = nullptr;  // at work; its account is not in account_ yet
 };
 
 }  // namespace nimport::archive

@@ -12,6 +12,12 @@
 
 namespace nimport::archive {
 
+// A header field to be. The value is UTF-8.
+struct HeaderText {
+  std::string name;
+  std::string value;
+};
+
 // The headers of a mail, as far as the store has them. UTF-8, without blanks at the ends.
 struct MailHeaders {
   std::optional<std::string> subject;
@@ -23,7 +29,9 @@ struct MailHeaders {
   // 00:00:00, whatever the zone. Of a mail with a header of its own only where that has no date.
   std::optional<std::int64_t> columnDate;
   std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
-  std::vector<std::string> problems;    // "FIELD: REASON" for each one that could not be read
+  // Fields that a composed mail gets after its own. They are no part of what the mail is known by.
+  std::vector<HeaderText> furtherFields;
+  std::vector<std::string> problems;  // "FIELD: REASON" for each one that could not be read
 
   [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !instant; }
 };

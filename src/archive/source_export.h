@@ -1,0 +1,70 @@
+// One source of mails is written to one directory of an archive.
+#ifndef NIMPORT_ARCHIVE_SOURCE_EXPORT_H_
+#define NIMPORT_ARCHIVE_SOURCE_EXPORT_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "archive/account.h"
+#include "archive/export_progress.h"
+#include "archive/folder_writer.h"
+#include "archive/mail_source.h"
+
+namespace nimport::archive {
+
+// A mail that was read, as far as that went.
+struct ReadMail {
+  MailHeaders headers;
+  std::optional<MailContents> contents;
+  std::string failure;  // why there are no contents
+};
+
+// Belongs to one thread, with the store that it reads from. What is known of the source's mails
+// stands in an account of its own, so that several can be at work.
+class SourceExport {
+ public:
+  // `path` is where the account says that the mails are. All else that is passed outlives the
+  // object.
+  SourceExport(const MailSource& source, store::Store& store, ExportProgress& progress,
+               std::string path);
+
+  // To be called once. Failures stand in the account, but for those of the system, which are
+  // std::system_error.
+  void Run(FolderWriter& writer);
+
+  // Instead, where no writer can be opened.
+  void Fail(const std::string& reason);
+
+  // One folder, and what there is to say of its mails.
+  [[nodiscard]] const Account& account() const { return account_; }
+
+  // The same of a run that does not come back any more, while nothing else touches it.
+  [[nodiscard]] Account InterruptedAccount() const;
+
+  // How many mails the source has; empty before it was read.
+  [[nodiscard]] std::optional<std::int64_t> mailCount() const { return mailCount_; }
+
+ private:
+  void WriteMails(FolderWriter& writer);
+  [[nodiscard]] ReadMail Read(const OpenSource& open, std::int32_t position) const;
+  void ExportMail(const OpenSource& open, std::int32_t position, FolderWriter& writer);
+  void WriteMail(const MailHeaders& headers, MailContents& contents, std::int32_t position,
+                 FolderWriter& writer);
+  // Mails with a header of their own keep it, whatever can be read of it.
+  void AddNotes(const MailHeaders& headers, const MailContents& contents, std::int32_t position);
+  [[nodiscard]] Remark RemarkOn(std::int32_t position, const MailHeaders& headers,
+                                const std::string& reason) const;
+  [[nodiscard]] FolderAccount& folder() { return account_.folders.front(); }
+
+  const MailSource& source_;
+  store::Store& store_;
+  ExportProgress& progress_;
+  Account account_;
+  std::optional<std::int64_t> mailCount_;
+  const FolderWriter* writer_ = nullptr;  // while it is written to
+};
+
+}  // namespace nimport::archive
+
+#endif  // NIMPORT_ARCHIVE_SOURCE_EXPORT_H_
