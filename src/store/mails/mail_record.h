@@ -28,10 +28,11 @@ using TextField = Field<std::string>;
 // A column that nothing else of the record comes from.
 struct FurtherColumn {
   std::string name;
+  jet::ColumnType type{};
   Field<jet::Value> value;  // absent for null
 };
 
-// The row that the store keeps of a mail, in the stored query of its kind. Texts are in the code
+// What the store keeps of a mail: its row in the stored query of its kind. Texts are in the code
 // page that the store was opened with, up to their first NUL.
 struct MailRecord {
   std::int32_t number = 0;    // "DataNo"
@@ -44,6 +45,7 @@ struct MailRecord {
   TextField senderName;
   TextField recipients;
   TextField carbonCopies;  // their recipients
+  TextField blindCopies;   // as well; only where further columns were asked for
   TextField messageId;
   TextField contentType;
 
@@ -59,7 +61,8 @@ struct MailRecord {
   // As the store records it; absent where the kind records none.
   Field<std::int32_t> size;
 
-  // Every other column of the row, in the query's order; only where they were asked for.
+  // Every other column of the row: those of the query in its order, then what it leaves out of the
+  // kind's own table and of the list of mails. Only where they were asked for.
   std::vector<FurtherColumn> furtherColumns;
 };
 

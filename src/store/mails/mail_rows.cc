@@ -5,7 +5,9 @@
 
 #include "common/failure.h"
 #include "platform/columns.h"
+#include "store/mails/column_guess.h"
 #include "store/mails/date_column.h"
+#include "text/ascii.h"
 #include "text/code_page_932.h"
 
 namespace nimport::store {
@@ -21,12 +23,25 @@ constexpr std::string_view FORWARDED_TEXT_COLUMN = "ForwardText";
 // Stands for a header field's column where the field is in the mail's MIME file.
 constexpr std::string_view MIME_FILE_COLUMN = "FileLink";
 
-constexpr char ToLower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
+constexpr std::string_view MAIL_TABLE = "DataTBL";
 
 bool IsSameColumn(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, {}, ToLower, ToLower);
+  return text::EqualsIgnoringCase(a, b);
+}
+
+// What runs when a value is read: one that cannot be read is a problem of the field alone; an
+// interruption ends everything.
+template <typename Get>
+Field<jet::Value> TryToRead(Get get) {
+  try {
+    jet::Value value = get();
+    if (jet::IsNull(value)) return {};
+    return {.value = std::move(value), .problem = {}};
+  } catch (const jet::Interrupted&) {
+    throw;
+  } catch (const jet::DatabaseError& error) {
+    return {.value = {}, .problem = ToProblem(error)};
+  }
 }
 
 // Up to the first NUL; empty for values that are no text.
@@ -35,6 +50,33 @@ std::string TakeText(jet::Value&& value) {
   if (text == nullptr) return {};
   const std::string_view kept = text::UpToNul(text->bytes);
   return kept.size() == text->bytes.size() ? std::move(text->bytes) : std::string(kept);
+}
+
+TextField TextOf(Field<jet::Value> field) {
+  TextField text{.value = {}, .problem = std::move(field.problem)};
+  if (field.value) text.value = TakeText(*std::move(field.value));
+  return text;
+}
+
+// Takes the column that looks most like `role` out of the further ones: the first that is there and
+// has a value.
+void TakeCopies(ColumnRole role, MailRecord& record, TextField& copies) {
+  if (!copies.IsAbsent()) return;
+  const auto isMeant = [role](const FurtherColumn& column) {
+    return !column.value.IsAbsent() && LooksLikeRole(column.name, column.type) == role;
+  };
+  const auto found = std::ranges::find_if(record.furtherColumns, isMeant);
+  if (found == record.furtherColumns.end()) return;
+  copies = TextOf(std::move(found->value));
+  record.furtherColumns.erase(found);
+}
+
+// The table that a kind's query is called after: what follows its name is not ASCII.
+std::string_view TableOf(std::string_view queryName) {
+  return queryName.substr(
+      0, static_cast<std::size_t>(
+             std::ranges::find_if_not(queryName, [](char c) { return text::IsAscii(c); }) -
+             queryName.begin()));
 }
 
 }  // namespace
@@ -50,19 +92,13 @@ class MailRows::RowReader {
     return std::ranges::any_of(columns_, isThis);
   }
 
-  // A value that cannot be read is a problem of the field alone; an interruption ends everything.
   [[nodiscard]] Field<jet::Value> Read(std::string_view name) {
     read_.push_back(name);
     if (name.empty()) return {};
-    return Try([&] { return row_.GetFieldValue(name); });
+    return TryToRead([&] { return row_.GetFieldValue(name); });
   }
 
-  [[nodiscard]] TextField Text(std::string_view name) {
-    Field<jet::Value> field = Read(name);
-    TextField text{.value = {}, .problem = std::move(field.problem)};
-    if (field.value) text.value = TakeText(*std::move(field.value));
-    return text;
-  }
+  [[nodiscard]] TextField Text(std::string_view name) { return TextOf(Read(name)); }
 
   [[nodiscard]] Field<std::int32_t> Number(std::string_view name) {
     Field<jet::Value> field = Read(name);
@@ -78,38 +114,84 @@ class MailRows::RowReader {
     return date;
   }
 
+  // Was read by somebody else.
+  void Skip(std::string_view name) { read_.push_back(name); }
+
   [[nodiscard]] std::vector<FurtherColumn> Rest() const {
     std::vector<FurtherColumn> rest;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       const std::string& name = columns_[i].name;
       const auto isThis = [&](std::string_view other) { return IsSameColumn(name, other); };
       if (std::ranges::any_of(read_, isThis)) continue;
-      rest.push_back({.name = name, .value = Try([&] { return row_.GetFieldValue(i); })});
+      rest.push_back({.name = name, .type = columns_[i].type, .value = TryToRead([&] {
+                                                                return row_.GetFieldValue(i);
+                                                              })});
     }
     return rest;
   }
 
  private:
-  template <typename Get>
-  [[nodiscard]] static Field<jet::Value> Try(Get get) {
-    try {
-      jet::Value value = get();
-      if (jet::IsNull(value)) return {};
-      return {.value = std::move(value), .problem = {}};
-    } catch (const jet::Interrupted&) {
-      throw;
-    } catch (const jet::DatabaseError& error) {
-      return {.value = {}, .problem = ToProblem(error)};
-    }
-  }
-
   const std::vector<jet::ColumnInfo>& columns_;
   const jet::Recordset& row_;
   std::vector<std::string_view> read_ = {NUMBER_COLUMN, KIND_COLUMN};
 };
 
 MailRows::MailRows(jet::Database& database, std::string_view queryName)
-    : query_(database.OpenQuery(queryName)), rows_(query_->OpenRecordset()) {}
+    : database_(database),
+      queryName_(queryName),
+      query_(database.OpenQuery(queryName)),
+      rows_(query_->OpenRecordset()) {}
+
+void MailRows::OpenFurtherTables() {
+  furtherTables_.emplace();
+  std::vector<std::string> known;
+  for (const jet::ColumnInfo& column : query_->Columns())
+    known.push_back(column.name);
+  const auto isKnown = [&](std::string_view name) {
+    return std::ranges::any_of(known,
+                               [&](const std::string& other) { return IsSameColumn(name, other); });
+  };
+  for (const std::string_view name : {TableOf(queryName_), MAIL_TABLE}) {
+    try {
+      FurtherTable further{.table = database_.OpenTable(name), .rows = {}, .columns = {}};
+      const std::vector<jet::ColumnInfo>& columns = further.table->Columns();
+      bool hasKey = false;
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        hasKey = hasKey || IsSameColumn(columns[i].name, NUMBER_COLUMN);
+        if (isKnown(columns[i].name) || IsSameColumn(columns[i].name, KIND_COLUMN)) continue;
+        further.columns.push_back(i);
+        known.push_back(columns[i].name);
+      }
+      if (!hasKey || further.columns.empty()) continue;
+      further.rows = further.table->OpenRecordset();
+      furtherTables_->push_back(std::move(further));
+    } catch (const jet::Interrupted&) {
+      throw;
+    } catch (const jet::DatabaseError&) {
+      // Whoever reads the list of mails or the kind's query meets the same damage.
+    }
+  }
+}
+
+void MailRows::ReadFurtherTables(MailRecord& record) {
+  if (!furtherTables_) OpenFurtherTables();
+  for (const FurtherTable& further : *furtherTables_) {
+    try {
+      if (!further.rows->FindFirst(NUMBER_COLUMN, record.number)) continue;
+    } catch (const jet::Interrupted&) {
+      throw;
+    } catch (const jet::DatabaseError&) {
+      continue;  // as above
+    }
+    for (const std::size_t i : further.columns) {
+      const jet::ColumnInfo& column = further.table->Columns()[i];
+      record.furtherColumns.push_back(
+          {.name = column.name, .type = column.type, .value = TryToRead([&] {
+                                                       return further.rows->GetFieldValue(i);
+                                                     })});
+    }
+  }
+}
 
 MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWanted wanted) {
   if (!rows_->FindFirst(NUMBER_COLUMN, dataNo)) {
@@ -124,6 +206,7 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
   record.content =
       GetMailContent(dataType, hasMode ? platform::ReadNumber(*rows_, MODE_COLUMN) : 0);
   RowReader row(query_->Columns(), *rows_);
+  if (hasMode) row.Skip(MODE_COLUMN);
   if (HasFieldsInColumns(record.content)) {
     record.title = row.Text(columns.titleColumn);
     record.senderId = row.Text(columns.originatorIdColumn);
@@ -148,6 +231,11 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
     // The size column of one kind is the text that names the file.
     if (columns.sizeColumn != columns.filePathColumn) record.size = row.Number(columns.sizeColumn);
     record.furtherColumns = row.Rest();
+    ReadFurtherTables(record);
+    if (HasFieldsInColumns(record.content)) {
+      TakeCopies(ColumnRole::CarbonCopies, record, record.carbonCopies);
+      TakeCopies(ColumnRole::BlindCopies, record, record.blindCopies);
+    }
   }
   return record;
 }

@@ -14,8 +14,8 @@
 
 namespace nimport::store {
 
-// The rows of one stored query, read as records. The query stays open, and where its columns stand
-// is found once for all mails.
+// The rows of one stored query, read as records, with the columns of its tables that the query
+// leaves out. The query stays open, and where its columns stand is found once for all mails.
 class MailRows {
  public:
   // `queryName` is in the database's code page. The database outlives the object. Throws
@@ -30,6 +30,20 @@ class MailRows {
  private:
   class RowReader;
 
+  // A table beneath the query, with columns that are not among the query's.
+  struct FurtherTable {
+    std::unique_ptr<jet::TableDefinition> table;
+    std::unique_ptr<jet::Recordset> rows;
+    std::vector<std::size_t> columns;  // by their places
+  };
+
+  void OpenFurtherTables();
+  // Adds those of the mail with this number to the record.
+  void ReadFurtherTables(MailRecord& record);
+
+  jet::Database& database_;
+  std::string queryName_;
+  std::optional<std::vector<FurtherTable>> furtherTables_;  // once they were asked for
   std::unique_ptr<jet::QueryDefinition> query_;
   std::unique_ptr<jet::Recordset> rows_;
 };
