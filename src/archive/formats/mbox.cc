@@ -1,0 +1,220 @@
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include "archive/formats/files_writer.h"
+#include "archive/formats/formats.h"
+#include "archive/formats/mail_keys.h"
+#include "archive/formats/present_mails.h"
+#include "archive/instant.h"
+#include "archive/mailboxes.h"
+#include "archive/new_file.h"
+
+namespace nimport::archive {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view SEPARATOR = "From ";
+
+// The key in a line that begins a mail, or empty for any other line.
+std::string_view KeyInSeparator(std::string_view line) {
+  const std::size_t at = line.find('@');
+  if (!line.starts_with(SEPARATOR) || at == std::string_view::npos) return {};
+  return line.substr(SEPARATOR.size(), at - SEPARATOR.size());
+}
+
+// Whether the text is, or would become with more characters, a line that begins a mail but has no
+// end; or NUL bytes, which some file systems leave in its place.
+bool IsHalfSeparator(std::string_view text) {
+  if (IsNul(text)) return true;
+  return text.find('\n') == text.npos &&
+         text.substr(0, SEPARATOR.size()) == SEPARATOR.substr(0, text.size());
+}
+
+// Where the pieces of a text go, one after the other.
+using Sink = std::function<void(std::string_view)>;
+
+// Puts '>' before every line that reads "From " after any number of '>'.
+void PutQuoted(std::string_view bytes, const Sink& put) {
+  while (!bytes.empty()) {
+    const std::size_t end = bytes.find('\n');
+    const std::string_view line = bytes.substr(0, end == bytes.npos ? end : end + 1);
+    const std::size_t text = line.find_first_not_of('>');
+    const bool needsQuote = text != line.npos && line.substr(text).starts_with(SEPARATOR);
+    if (needsQuote) put(">");
+    put(line);
+    bytes.remove_prefix(line.size());
+  }
+}
+
+// A mail as it stands in an mbox, `key` in the line that begins it.
+void PutMail(const std::string& key, const FinishedMail& mail, const Sink& put) {
+  put(std::string(SEPARATOR) + key + '@' + std::string(MEMBER_DOMAIN) + ' ' +
+      ToUtcText(mail.instant.value_or(0)) + '\n');
+  PutQuoted(mail.bytes, put);
+  put(mail.bytes.ends_with('\n') ? "\n" : "\n\n");
+}
+
+// mboxrd. "From KEY@DOMAIN DATE" begins each mail; the key tells which one it is. The last mail
+// that is there may be torn: it is told apart once the store's own is known.
+class MboxWriter final : public FolderWriter {
+ public:
+  explicit MboxWriter(const fs::path& path)
+      : directory_(Made(path.parent_path())), path_(path), name_(path.filename().string()) {
+    std::ifstream file(path_, std::ios::binary);
+    isThere_ = file.is_open();
+    for (std::string line; std::getline(file, line); end_ += line.size() + (file.eof() ? 0 : 1)) {
+      const std::string_view key = KeyInSeparator(line);
+      if (key.empty()) continue;
+      present_.Add(key, path_);
+      last_ = key;
+      lastBegin_ = end_;
+    }
+    if (last_.empty() && IsHalfSeparator(ReadOld(0))) end_ = 0;
+  }
+
+  void Expect(std::size_t mails) override { keys_.Reserve(mails); }
+
+  Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
+    const std::string key = keys_.Take(mail.key);
+    const std::string name = NameOfMail(key, mail.isComplete);
+    const bool isOpen = !file_ || keepsLastBack_;
+    const bool isTorn = isOpen && name == last_ && CutTornEnd(name, mail);
+    if (!isTorn && present_.Find(key, mail.isComplete) != nullptr) return Outcome::AlreadyThere;
+    if (present_.FindIncomplete(key) != nullptr && mail.isComplete) {
+      replaced_.insert(NameOfMail(key, false));
+    }
+    if (!file_) BeginFile();
+    PutMail(name, mail, [this](std::string_view piece) { file_->Write(piece); });
+    ++waiting_;
+    return Outcome::Written;
+  }
+
+  void Finish() override {
+    if (!file_ && (!isThere_ || end_ != fs::file_size(path_))) BeginFile();
+    if (file_) {
+      if (keepsLastBack_) Copy(lastBegin_, end_);
+      file_->PutInPlace(directory_, name_);
+    }
+    file_.reset();
+    waiting_ = 0;
+    if (!replaced_.empty()) RemoveReplaced();
+  }
+
+  [[nodiscard]] std::int64_t waiting() const override { return waiting_; }
+
+ private:
+  [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
+
+  // What is there stays at the beginning, changed by mail readers or not. A mail at the end that
+  // does not end as we write it comes last: by then it is known whether it is to be kept.
+  void BeginFile() {
+    file_.emplace(directory_, TemporaryName());
+    keepsLastBack_ = !last_.empty() && !EndsWithEmptyLine();
+    Copy(0, keepsLastBack_ ? lastBegin_ : end_);
+  }
+
+  [[nodiscard]] bool EndsWithEmptyLine() const {
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(std::max<std::uintmax_t>(end_, 2) - 2));
+    return old.get() == '\n' && old.get() == '\n';
+  }
+
+  // Copies from `begin` to `end` of the old file, with the line end that may be missing there.
+  void Copy(std::uintmax_t begin, std::uintmax_t end) {
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(begin));
+    std::array<char, 65536> buffer;
+    char last = '\n';
+    for (std::uintmax_t left = end - begin; left > 0;) {
+      old.read(buffer.data(),
+               static_cast<std::streamsize>(std::min<std::uintmax_t>(left, buffer.size())));
+      if (old.gcount() <= 0) break;
+      const auto got = static_cast<std::size_t>(old.gcount());
+      file_->Write({buffer.data(), got});
+      last = buffer[got - 1];
+      left -= got;
+    }
+    if (last != '\n') file_->Write("\n\n");
+  }
+
+  // Takes a torn end away from what is there: half a mail, half the line that begins the next one,
+  // or NUL bytes. `mail` is the last one there, as the store has it. Whether it is to be written
+  // again.
+  bool CutTornEnd(const std::string& name, const FinishedMail& mail) {
+    last_.clear();
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(lastBegin_));
+    std::uintmax_t size = 0;  // of the mail, when it is whole
+    std::uintmax_t same = 0;  // so much of it is there
+    PutMail(name, mail, [&](std::string_view piece) {
+      const bool isSame = same == size;
+      size += piece.size();
+      for (std::size_t i = 0; isSame && i < piece.size() && old.peek() == Byte(piece[i]); ++i) {
+        old.get();
+        ++same;
+      }
+    });
+    const bool isWhole = same == size;
+    const std::string rest = ReadOld(lastBegin_ + same);
+    if (!(isWhole ? IsHalfSeparator(rest) : IsNul(rest))) return false;
+    keepsLastBack_ = keepsLastBack_ && isWhole;
+    end_ = lastBegin_ + (isWhole ? size : 0);
+    return !isWhole;
+  }
+
+  // The beginning of what the old file has from `begin` on.
+  [[nodiscard]] std::string ReadOld(std::uintmax_t begin) const {
+    // Longer than any line that begins a mail.
+    constexpr std::uintmax_t MAX_BYTES = 1 << 16;
+    std::string bytes(std::min(end_ - begin, MAX_BYTES), '\0');
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(begin));
+    old.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+  }
+
+  static int Byte(char character) { return static_cast<unsigned char>(character); }
+
+  // Takes the mails away that have come again with their files.
+  void RemoveReplaced() const {
+    NewFile file(directory_, TemporaryName());
+    std::ifstream old(path_, std::ios::binary);
+    bool isKept = true;
+    for (std::string line; std::getline(old, line);) {
+      if (line.starts_with(SEPARATOR)) {
+        isKept = !replaced_.contains(std::string(KeyInSeparator(line)));
+      }
+      if (isKept) file.Write(line += '\n');
+    }
+    file.PutInPlace(directory_, name_);
+  }
+
+  Directory directory_;
+  fs::path path_;
+  std::string name_;
+  bool isThere_ = false;
+  std::uintmax_t end_ = 0;        // of what stays of the old file
+  std::string last_;              // the key of its last mail, until it is known to be whole
+  std::uintmax_t lastBegin_ = 0;  // where that mail begins
+  bool keepsLastBack_ = false;    // until it is known to be whole
+  MailKeys keys_;
+  PresentMails present_;
+  std::set<std::string> replaced_;
+  std::optional<NewFile> file_;
+  std::int64_t waiting_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<FolderWriter> OpenMbox(const fs::path& path) {
+  return std::make_unique<MboxWriter>(path);
+}
+
+}  // namespace nimport::archive
