@@ -7,6 +7,7 @@
 #include "jet/catalog/table_recordset.h"
 #include "jet/format/name_text.h"
 #include "jet/query/query_recordset.h"
+#include "jet/salvage/deleted_rows.h"
 
 namespace nimport::jet {
 namespace {
@@ -75,6 +76,9 @@ class JetQueryDefinition final : public QueryDefinition {
   [[nodiscard]] std::unique_ptr<Recordset> OpenRecordset() const override {
     return std::make_unique<QueryRecordset>(store_.Find(name_));
   }
+  [[nodiscard]] std::vector<ColumnOrigin> Origins() const override {
+    return store_.Find(name_)->Origins();
+  }
 
  private:
   QueryStore& store_;
@@ -98,6 +102,24 @@ class JetDatabase final : public Database {
 
   [[nodiscard]] bool IsKnownDamaged(std::string_view tableName) const override {
     return catalog_.IsKnownDamaged(ToUtf8(tableName));
+  }
+
+  [[nodiscard]] std::unique_ptr<DeletedData> OpenDeleted() override {
+    std::vector<DeletedSource> sources;
+    for (const std::string& name : catalog_.AllTableNames()) {
+      try {
+        const OpenedTable table(catalog_, name);
+        sources.push_back({.name = jet::FromUtf8(name, catalog_.TextCodePage(), catalog_.Converter()),
+                           .columns = table.Columns(),
+                           .table = table.Table()});
+      } catch (const Interrupted&) {
+        throw;
+      } catch (const DatabaseError&) {
+        // Whoever asks for the table hears why.
+      }
+    }
+    return std::make_unique<DeletedData>(catalog_.File(), std::move(sources),
+                                         catalog_.Limits().interruption);
   }
 
   [[nodiscard]] std::vector<std::string> TableNames() override {
@@ -125,6 +147,10 @@ class JetDatabase final : public Database {
 };
 
 }  // namespace
+
+std::unique_ptr<DeletedData> Database::OpenDeleted() {
+  return nullptr;
+}
 
 std::unique_ptr<Database> Database::Open(std::unique_ptr<RandomAccessFile> file,
                                          const text::CodePageConverter& converter,

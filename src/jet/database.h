@@ -26,6 +26,8 @@
 
 namespace nimport::jet {
 
+class DeletedData;
+
 // A table opened by name. Valid while its Database lives.
 class TableDefinition {
  public:
@@ -36,12 +38,20 @@ class TableDefinition {
   [[nodiscard]] virtual std::unique_ptr<Recordset> OpenRecordset() const = 0;
 };
 
+// The column of a table that a query's column shows; both are empty where it shows something else.
+struct ColumnOrigin {
+  std::string table;
+  std::string column;
+};
+
 // A stored select query opened by name. Valid while its Database lives.
 class QueryDefinition {
  public:
   virtual ~QueryDefinition() = default;
   [[nodiscard]] virtual const std::vector<ColumnInfo>& Columns() const = 0;
   [[nodiscard]] virtual std::unique_ptr<Recordset> OpenRecordset() const = 0;
+  // Where each of Columns() comes from.
+  [[nodiscard]] virtual std::vector<ColumnOrigin> Origins() const { return {}; }
 };
 
 // An open database file. Nothing is ever written to it. When the file changes while it is open,
@@ -63,6 +73,10 @@ class Database {
 
   // Whether damage to this table was reported so far.
   [[nodiscard]] virtual bool IsKnownDamaged(std::string_view /*tableName*/) const { return false; }
+
+  // What was deleted and still lies in the file, as it is now. Null where a database keeps no
+  // pages.
+  [[nodiscard]] virtual std::unique_ptr<DeletedData> OpenDeleted();
 
   // User tables and stored queries of every kind, in catalog order.
   [[nodiscard]] virtual std::vector<std::string> TableNames() = 0;

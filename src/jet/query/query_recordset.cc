@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "jet/catalog/catalog.h"
+#include "jet/database.h"
 #include "jet/query/expression/sql_text.h"
 #include "jet/query/query_planner.h"
 #include "jet/query/query_result.h"
@@ -34,6 +35,18 @@ PreparedQuery::PreparedQuery(Catalog& catalog, std::string_view name)
     columns_.push_back(
         {.name = context_.texts.FromUtf8(column.name), .type = column.expression->type});
   }
+}
+
+std::vector<ColumnOrigin> PreparedQuery::Origins() const {
+  std::vector<ColumnOrigin> origins(plan_.columns.size());
+  for (std::size_t i = 0; i < origins.size(); ++i) {
+    const BoundExpression& expression = *plan_.columns[i].expression;
+    if (expression.operation != Operation::Column) continue;
+    const StoredTable& table = *context_.tables[expression.tableNumber];
+    origins[i] = {.table = context_.texts.FromUtf8(table.Name()),
+                  .column = context_.texts.FromUtf8(table.Columns()[expression.column].name)};
+  }
+  return origins;
 }
 
 std::size_t PreparedQuery::FindColumn(std::string_view name) const {

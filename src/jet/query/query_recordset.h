@@ -20,6 +20,7 @@
 namespace nimport::jet {
 
 class Catalog;
+struct ColumnOrigin;
 
 // A stored query, read and bound to its sources. Indexes that lookups build are kept in it, so it
 // is made once per generation of the catalog and shared by all who open the query.
@@ -30,6 +31,8 @@ class PreparedQuery {
 
   // Names are in the catalog's text code page.
   [[nodiscard]] const std::vector<ColumnInfo>& Columns() const { return columns_; }
+  // Where they come from.
+  [[nodiscard]] std::vector<ColumnOrigin> Origins() const;
   // `name` is in the rows' code page. Throws DatabaseError when there is no such column.
   [[nodiscard]] std::size_t FindColumn(std::string_view name) const;
 

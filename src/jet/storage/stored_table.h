@@ -75,6 +75,7 @@ class StoredTable {
   [[nodiscard]] const JetLayout& Layout() const { return *layout_; }
   [[nodiscard]] const TextDecoder& Texts() const { return texts_; }
   [[nodiscard]] const UsedPages& OwnedPages() const { return ownedPages_; }
+  [[nodiscard]] const StoredDefinition& Definition() const { return definition_; }
   // Whether damage is stepped over.
   [[nodiscard]] bool IsSalvaging() const { return isSalvaging_; }
   // Throws DatabaseError, without a place, for a row that cannot be one of the table's.
