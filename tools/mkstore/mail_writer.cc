@@ -169,7 +169,7 @@ void MailWriter::AddFolder(const Node& folder, std::int64_t cabinetNumber) {
 
 void MailWriter::AddMail(const Node& mail, std::int64_t folderNumber) {
   mail.ExpectMembers({"kind", "dataNo", "folder", "title", "date", "columns", "mime", "storedFile",
-                      "noFamilyRow", "inDataTable"});
+                      "noFamilyRow", "inDataTable", "deleted"});
   const std::int64_t dataNumber = mail.IntegerOr("dataNo", nextDataNumber_, MIN_LONG, MAX_LONG);
   nextDataNumber_ = dataNumber + 1;
   const MailFiles files = WriteFiles(mail);
@@ -181,6 +181,10 @@ void MailWriter::AddMail(const Node& mail, std::int64_t folderNumber) {
   if (family != nullptr && !mail.BoolOr("noFamilyRow", false)) {
     AddFamilyRow(mail, dataNumber, files);
   }
+  if (!mail.BoolOr("deleted", false)) return;
+  const auto number = static_cast<std::int32_t>(dataNumber);
+  deletedMails_[std::string(DATA_TABLE)].insert(number);
+  if (family != nullptr) deletedMails_[std::string(family->table)].insert(number);
 }
 
 MailWriter::MailFiles MailWriter::WriteFiles(const Node& mail) {

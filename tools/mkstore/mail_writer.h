@@ -3,6 +3,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
+#include <set>
+#include <string>
 
 #include "jetwriter/text_encoder.h"
 #include "mkstore/drives.h"
@@ -22,6 +25,10 @@ class MailWriter {
   void AddFolder(const Node& folder, std::int64_t cabinetNumber);
   void AddMail(const Node& mail, std::int64_t folderNumber);
 
+  // Numbers of the mails that are to be deleted, by the tables that have a row of theirs.
+  using DeletedMails = std::map<std::string, std::set<std::int32_t>>;
+  [[nodiscard]] const DeletedMails& deletedMails() const { return deletedMails_; }
+
  private:
   struct MailFiles;
   [[nodiscard]] MailFiles WriteFiles(const Node& mail);
@@ -34,6 +41,7 @@ class MailWriter {
   std::filesystem::path mimeDirectory_;
   jetwriter::TextEncoder text_;  // of the mail client, whatever the format of the database
   std::int64_t nextDataNumber_ = 1;
+  DeletedMails deletedMails_;
 };
 
 }  // namespace nimport::mkstore

@@ -1,7 +1,13 @@
 #include "mkstore/store_writer.h"
 
+#include <cstddef>
+#include <fstream>
+#include <vector>
+
 #include <nlohmann/json.hpp>
 
+#include "jetwriter/row_deleter.h"
+#include "jetwriter/write_error.h"
 #include "mkstore/address_writer.h"
 #include "mkstore/description.h"
 #include "mkstore/drives.h"
@@ -41,7 +47,8 @@ struct Settings {
 Settings ReadSettings(const Node& description) {
   description.ExpectMembers({"accountId", "fileVersion", "executable", "directories", "codePage",
                              "cabinets", "folders", "mails", "addressBook", "tables", "extraTables",
-                             "extraRows", "queries", "files", "mimeFiles", "template"});
+                             "extraRows", "queries", "files", "mimeFiles", "template",
+                             "deletedBytes"});
   const std::optional<Node> directories = description.Find("directories");
   if (directories) directories->ExpectMembers({"bin", "data"});
   return {.accountId = ReadSetting(description, "accountId", USUAL_ACCOUNT),
@@ -128,6 +135,31 @@ void AddTemplate(const Node& description, const StoreOptions& options, MailWrite
   AddFromTemplate(own.value_or(Node(usual, "/template")), options.scale, mails, addresses);
 }
 
+// Deletes the rows of the mails that are meant, in a database that is finished.
+void DeleteMails(const Node& description, const MailWriter::DeletedMails& mails,
+                 const std::filesystem::path& database) {
+  const std::string bytes = description.TextOr("deletedBytes", "stay");
+  if (bytes != "stay" && bytes != "goUnder") {
+    description.At("deletedBytes").Fail("it is neither \"stay\" nor \"goUnder\"");
+  }
+  if (mails.empty()) return;
+  std::vector<std::byte> file(static_cast<std::size_t>(std::filesystem::file_size(database)));
+  std::fstream stream(database, std::ios::in | std::ios::out | std::ios::binary);
+  stream.read(reinterpret_cast<char*>(file.data()), std::ssize(file));
+  for (const auto& [table, numbers] : mails) {
+    jetwriter::DeleteRows(
+        file, {.table = table,
+               .column = "DataNo",
+               .isMeant = [&numbers](std::int32_t number) { return numbers.contains(number); },
+               .bytes = bytes == "stay" ? jetwriter::DeletedBytes::Stay
+                                        : jetwriter::DeletedBytes::GoUnder});
+  }
+  stream.seekp(0);
+  stream.write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+  stream.close();
+  if (!stream) throw jetwriter::WriteError(database.string() + " cannot be written");
+}
+
 void WriteLooseFiles(const Node& description, const Drives& drives,
                      const std::filesystem::path& mimeDirectory) {
   for (const Node& file : description.ElementsOf("files")) {
@@ -185,6 +217,7 @@ Store MakeStore(const nlohmann::json& json, const std::filesystem::path& folder,
   AddExtraRows(description, databases);
   databases.mail.Finish();
   databases.addresses.Finish();
+  DeleteMails(description, mails.deletedMails(), store.databaseDirectory / "Cabdata.mdb");
 
   WriteLooseFiles(description, drives, mimeDirectory);
   WriteExecutable(description, settings, drives);

@@ -87,6 +87,8 @@ struct TemplateSettings {
   std::uint64_t addresses = 0;
   std::uint64_t groups = 0;
   std::uint64_t depth = 0;
+  std::uint64_t deleted = 0;     // mails, spread evenly
+  std::uint64_t deletedRun = 1;  // so many after each other
   std::uint64_t seed = 0;
 };
 
@@ -118,7 +120,8 @@ void ReadKinds(const Node& node, TemplateSettings& settings) {
 
 TemplateSettings ReadSettings(const Node& node, std::optional<std::uint64_t> scale) {
   node.ExpectMembers({"mails", "cabinets", "folders", "mimePercent", "kinds", "text",
-                      "attachmentBytes", "addresses", "groups", "depth", "seed"});
+                      "attachmentBytes", "addresses", "groups", "depth", "seed", "deleted",
+                      "deletedRun"});
   TemplateSettings settings;
   settings.mails = scale.value_or(ReadCount(node, "mails", 1000));
   if (settings.mails > MAX_LONG - FIRST_MAIL) node.Fail("there would be too many mails");
@@ -132,6 +135,8 @@ TemplateSettings ReadSettings(const Node& node, std::optional<std::uint64_t> sca
   settings.groups = ReadCount(node, "groups", 1, 1);
   settings.depth = ReadCount(node, "depth", 1, 1);
   settings.seed = ReadCount(node, "seed", 1);
+  settings.deleted = ReadCount(node, "deleted", 0, 0, static_cast<std::int64_t>(settings.mails));
+  settings.deletedRun = ReadCount(node, "deletedRun", 1, 1);
   return settings;
 }
 
@@ -336,6 +341,15 @@ void AddAddresses(const TemplateSettings& settings, AddressWriter& addresses) {
   }
 }
 
+// Runs of mails, spread over all of them so that the wanted number comes out.
+bool IsDeleted(const TemplateSettings& settings, std::uint64_t number) {
+  const std::uint64_t run = settings.deletedRun;
+  const std::uint64_t runs = (settings.mails + run - 1) / run;
+  const std::uint64_t wanted = (settings.deleted + run - 1) / run;
+  const std::uint64_t at = number / run;
+  return wanted * (at + 1) / runs > wanted * at / runs;
+}
+
 }  // namespace
 
 void AddFromTemplate(const Node& storeTemplate, std::optional<std::uint64_t> scale,
@@ -345,7 +359,8 @@ void AddFromTemplate(const Node& storeTemplate, std::optional<std::uint64_t> sca
   MailGenerator generator(settings);
   for (std::uint64_t number = 0; number < settings.mails; ++number) {
     const std::int64_t folder = generator.NextFolder();
-    const json mail = generator.MakeMail(number);
+    json mail = generator.MakeMail(number);
+    if (IsDeleted(settings, number)) mail["deleted"] = true;
     mails.AddMail(Node(mail, "/template"), folder);
   }
   AddAddresses(settings, addresses);
