@@ -146,6 +146,13 @@ bool IsListedMailKind(std::int32_t dataType) {
   return FindMailKind(dataType) != nullptr;
 }
 
+std::vector<std::int32_t> ListedMailKinds() {
+  std::vector<std::int32_t> kinds;
+  for (const MailKind& kind : KINDS)
+    kinds.push_back(kind.dataType);
+  return kinds;
+}
+
 const MailKindColumns& LookupMailKind(std::int32_t dataType) {
   return GetMailKind(dataType).columns;
 }

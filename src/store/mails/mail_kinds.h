@@ -47,6 +47,9 @@ inline constexpr std::string_view LINKED_FILE_QUERY = "EmRcvBin\xB8\xB4\xD8\xB0"
 // Whether the mail store handles mails of this kind at all. Mails of other kinds are not listed.
 [[nodiscard]] bool IsListedMailKind(std::int32_t dataType);
 
+// The kinds of which mails are listed, ascending.
+[[nodiscard]] std::vector<std::int32_t> ListedMailKinds();
+
 // The columns of a kind. Throws Failure (RESULT_INVALID) for a kind that is not listed.
 [[nodiscard]] const MailKindColumns& LookupMailKind(std::int32_t dataType);
 

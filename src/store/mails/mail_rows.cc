@@ -79,10 +79,8 @@ std::string_view TableOf(std::string_view queryName) {
              queryName.begin()));
 }
 
-}  // namespace
-
 // Reads the columns of the current row, each at most once, and knows which were read.
-class MailRows::RowReader {
+class RowReader {
  public:
   RowReader(const std::vector<jet::ColumnInfo>& columns, const jet::Recordset& row)
       : columns_(columns), row_(row) {}
@@ -135,6 +133,8 @@ class MailRows::RowReader {
   const jet::Recordset& row_;
   std::vector<std::string_view> read_ = {NUMBER_COLUMN, KIND_COLUMN};
 };
+
+}  // namespace
 
 MailRows::MailRows(jet::Database& database, std::string_view queryName)
     : database_(database),
@@ -198,14 +198,28 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
     FailInvalid("the stored query of kind " + std::to_string(dataType) +
                 " has no row with DataNo " + std::to_string(dataNo));
   }
+  MailRecord record = ReadMailRecord(dataType, dataNo, query_->Columns(), *rows_, wanted);
+  if (wanted == ColumnsWanted::All) {
+    ReadFurtherTables(record);
+    if (HasFieldsInColumns(record.content)) {
+      TakeCopies(ColumnRole::CarbonCopies, record, record.carbonCopies);
+      TakeCopies(ColumnRole::BlindCopies, record, record.blindCopies);
+    }
+  }
+  return record;
+}
+
+MailRecord ReadMailRecord(std::int32_t dataType, std::int32_t dataNo,
+                          const std::vector<jet::ColumnInfo>& infos, const jet::Recordset& current,
+                          ColumnsWanted wanted) {
   const MailKindColumns& columns = LookupMailKind(dataType);
   MailRecord record;
   record.number = dataNo;
   record.dataType = dataType;
   const bool hasMode = HasEmailMode(dataType);
   record.content =
-      GetMailContent(dataType, hasMode ? platform::ReadNumber(*rows_, MODE_COLUMN) : 0);
-  RowReader row(query_->Columns(), *rows_);
+      GetMailContent(dataType, hasMode ? platform::ReadNumber(current, MODE_COLUMN) : 0);
+  RowReader row(infos, current);
   if (hasMode) row.Skip(MODE_COLUMN);
   if (HasFieldsInColumns(record.content)) {
     record.title = row.Text(columns.titleColumn);
@@ -231,11 +245,6 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
     // The size column of one kind is the text that names the file.
     if (columns.sizeColumn != columns.filePathColumn) record.size = row.Number(columns.sizeColumn);
     record.furtherColumns = row.Rest();
-    ReadFurtherTables(record);
-    if (HasFieldsInColumns(record.content)) {
-      TakeCopies(ColumnRole::CarbonCopies, record, record.carbonCopies);
-      TakeCopies(ColumnRole::BlindCopies, record, record.blindCopies);
-    }
   }
   return record;
 }

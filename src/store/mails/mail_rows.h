@@ -14,6 +14,13 @@
 
 namespace nimport::store {
 
+// The record of a mail of this kind, whose row `row` stands on; `columns` are the row's. Throws
+// Failure (-3) for a kind that is not listed, jet::DatabaseError when nothing tells where the mail's
+// contents are.
+[[nodiscard]] MailRecord ReadMailRecord(std::int32_t dataType, std::int32_t dataNo,
+                                        const std::vector<jet::ColumnInfo>& columns,
+                                        const jet::Recordset& row, ColumnsWanted wanted);
+
 // The rows of one stored query, read as records, with the columns of its tables that the query
 // leaves out. The query stays open, and where its columns stand is found once for all mails.
 class MailRows {
@@ -28,8 +35,6 @@ class MailRows {
   [[nodiscard]] MailRecord Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWanted wanted);
 
  private:
-  class RowReader;
-
   // A table beneath the query, with columns that are not among the query's.
   struct FurtherTable {
     std::unique_ptr<jet::TableDefinition> table;
