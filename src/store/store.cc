@@ -154,8 +154,7 @@ MailRows& Store::RowsOf(std::string_view queryName) {
 
 std::string Store::ReadMimeFile(const MailRecord& record) {
   return Guarded([&] {
-    const platform::StoredPath path =
-        MimeFilePath(directory_, ToCodePage932(Require(record.fileLink)));
+    const platform::StoredPath path = MimePathOf(record);
     try {
       return NormalizeLineEnds(platform::ReadWholeFile(*platform_.files().OpenStored(path)));
     } catch (const FileMissing& error) {
@@ -167,12 +166,45 @@ std::string Store::ReadMimeFile(const MailRecord& record) {
 }
 
 std::optional<std::string> Store::ReadRawText(const MailRecord& record) {
+  if (record.recoveredText) return record.recoveredText;
   return Guarded([&] {
     const std::string_view query = LookupMailKind(record.dataType).queryName;
-    if (!rawDatabase_) rawDatabase_ = OpenMailDatabase(text::CODE_PAGE_JAPANESE);
-    MailRows& rows = rawRows_.try_emplace(query, rawDatabase_->get(), query).first->second;
+    MailRows& rows = rawRows_.try_emplace(query, RawDatabase(), query).first->second;
     return Require(rows.Read(record.dataType, record.number, ColumnsWanted::OfMail).text);
   });
+}
+
+jet::Database& Store::RawDatabase() {
+  if (!rawDatabase_) rawDatabase_ = OpenMailDatabase(text::CODE_PAGE_JAPANESE);
+  return rawDatabase_->get();
+}
+
+platform::StoredPath Store::MimePathOf(const MailRecord& record) const {
+  return MimeFilePath(directory_, ToCodePage932(Require(record.fileLink)));
+}
+
+const DeletedMails& Store::FindDeleted() {
+  return Guarded([&]() -> const DeletedMails& {
+    if (deletedMails_) return *deletedMails_;
+    DeletedMailsContext context{.text = platform_.text(),
+                                .rawDatabase = [this]() -> jet::Database& { return RawDatabase(); },
+                                .hasMimeFile = [this](const MailRecord& record) {
+                                  try {
+                                    (void)platform_.files().OpenStored(MimePathOf(record));
+                                    return true;
+                                  } catch (const Failure&) {
+                                    return false;
+                                  } catch (const FileError&) {
+                                    return false;
+                                  }
+                                }};
+    deletedMails_ = std::make_unique<DeletedMails>(database_->get(), std::move(context));
+    return *deletedMails_;
+  });
+}
+
+RecoveredMail Store::ReadDeleted(const DeletedMail& mail) {
+  return Guarded([&] { return deletedMails_->Read(mail); });
 }
 
 StoredFile Store::ReadStoredFile(const MailRecord& record) {

@@ -24,6 +24,7 @@
 #include "jet/database.h"
 #include "platform/platform.h"
 #include "store/addressbook/address_book.h"
+#include "store/mails/deleted_mails.h"
 #include "store/mails/folder_mails.h"
 #include "store/mails/linked_files.h"
 #include "store/mails/mail_record.h"
@@ -136,6 +137,12 @@ class Store {
   // The file of a mail that consists of a file alone. Throws Error, Interrupted.
   [[nodiscard]] StoredFile ReadStoredFile(const MailRecord& record);
 
+  // Mails that were deleted and still lie in the database. Looks for them at the first call. Throws
+  // Error, Interrupted.
+  [[nodiscard]] const DeletedMails& FindDeleted();
+  // `mail` is one of those. Throws Error, Interrupted.
+  [[nodiscard]] RecoveredMail ReadDeleted(const DeletedMail& mail);
+
   // Damage that was stepped over since the last call; the same place may come more than once.
   [[nodiscard]] std::vector<Problem> TakeLosses() { return database_->TakeLosses(); }
 
@@ -146,6 +153,8 @@ class Store {
 
   [[nodiscard]] std::unique_ptr<OpenDatabase> OpenMailDatabase(unsigned codePage) const;
   void ListFolders();
+  [[nodiscard]] jet::Database& RawDatabase();
+  [[nodiscard]] platform::StoredPath MimePathOf(const MailRecord& record) const;
   [[nodiscard]] MailRecord ReadRecord(const MailEntry& mail, ColumnsWanted wanted);
   [[nodiscard]] std::string ToUtf8(std::string_view codePage932) const;
   [[nodiscard]] std::optional<std::string> ToCodePage932(
@@ -164,6 +173,7 @@ class Store {
   // The same in code page 932, opened when ReadRawText needs it. Of damage the other one tells.
   std::unique_ptr<OpenDatabase> rawDatabase_;
   std::map<std::string_view, MailRows> rawRows_;
+  std::unique_ptr<DeletedMails> deletedMails_;
 };
 
 // The address book of the store that a platform's settings lead to, with everything that can be

@@ -53,6 +53,8 @@ struct MailRecord {
   Field<platform::LocalTime> date;
 
   TextField text;           // of mails with a text, header included where content is WholeMail
+  // Of a WholeMail that was deleted: the text in code page 932, which ReadRawText hands out.
+  std::optional<std::string> recoveredText;
   TextField forwardedText;  // follows the text; of ForwardedText only
   // What names the mail's file: a path, the name of a MIME file or, of a LinkedFile, how the MailID
   // of the mail that has the path begins.
