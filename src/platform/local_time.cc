@@ -1,6 +1,7 @@
 #include "platform/local_time.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 
 namespace nimport::platform {
@@ -42,6 +43,20 @@ std::int64_t CountSeconds(const LocalTime& time) {
          time.second;
 }
 
+LocalTime ToFields(std::int64_t seconds) {
+  const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss timeOfDay(time - day);
+  return {.year = int{date.year()},
+          .month = static_cast<int>(unsigned{date.month()}),
+          .day = static_cast<int>(unsigned{date.day()}),
+          .hour = static_cast<int>(timeOfDay.hours().count()),
+          .minute = static_cast<int>(timeOfDay.minutes().count()),
+          .second = static_cast<int>(timeOfDay.seconds().count()),
+          .weekday = static_cast<int>(std::chrono::weekday(day).c_encoding())};
+}
+
 std::optional<std::int32_t> FindMoment(const LocalTime& time, const ZoneOffset& offsetAt) {
   if (time.year < -MAX_YEAR || time.year > MAX_YEAR) return std::nullopt;
   const std::int64_t local = CountSeconds(time);
@@ -58,6 +73,20 @@ std::optional<std::int32_t> FindMoment(const LocalTime& time, const ZoneOffset& 
   const std::int64_t seconds = local - (isSaving ? saving : standard);
   if (seconds < 0 || seconds > MAX_SECONDS) return std::nullopt;
   return static_cast<std::int32_t>(seconds);
+}
+
+std::int64_t ToInstant(const LocalTime& time, const Clock& clock) {
+  if (const auto seconds = clock.ToSeconds(time)) return *seconds;
+  return CountSeconds(time) + clock.ZoneBiasMinutes() * SECONDS_PER_MINUTE;
+}
+
+std::int32_t OffsetAt(std::int64_t utcSeconds, const Clock& clock) {
+  constexpr std::int64_t MIN_SECONDS = std::numeric_limits<std::int32_t>::min();
+  if (utcSeconds >= MIN_SECONDS && utcSeconds <= MAX_SECONDS) {
+    const auto local = clock.ToLocalTime(static_cast<std::int32_t>(utcSeconds));
+    if (local) return static_cast<std::int32_t>(CountSeconds(*local) - utcSeconds);
+  }
+  return static_cast<std::int32_t>(-clock.ZoneBiasMinutes() * SECONDS_PER_MINUTE);
 }
 
 }  // namespace nimport::platform

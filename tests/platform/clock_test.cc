@@ -3,12 +3,18 @@
 #include <climits>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "common/process_environment.h"
+#include "platform/formats/zone_rules.h"
+#include "platform/local_time.h"
 #include "platform/platform.h"
+#include "platform/zone_clock.h"
 
 namespace nimport::platform {
 namespace {
@@ -33,6 +39,17 @@ constexpr Zone DUBLIN{"Europe/Dublin", 0};
 // Whether the clock is in a zone after TZ names it. Windows has one zone for the whole machine.
 bool IsIn(const Zone& zone) {
   return SystemClock().ZoneBiasMinutes() == zone.biasMinutes;
+}
+
+// The machine's clock, where TZ has put it into the zone, and the zone's own, which no TZ moves.
+std::vector<const Clock*> ClocksIn(const Zone& zone) {
+  static std::map<std::string, std::unique_ptr<Clock>> zoneClocks;
+  std::unique_ptr<Clock>& zoneClock = zoneClocks[zone.name];
+  if (zoneClock == nullptr) zoneClock = MakeZoneClock(zone.name);
+  std::vector<const Clock*> clocks;
+  if (IsIn(zone)) clocks.push_back(&SystemClock());
+  if (zoneClock != nullptr) clocks.push_back(zoneClock.get());
+  return clocks;
 }
 
 class ClockTest : public testing::Test {
@@ -84,11 +101,12 @@ TEST_F(ClockTest, ConvertsLocalTimesBothWays) {
   };
   for (const auto& row : cases) {
     const ScopedVariable variable("TZ", row.zone.name);
-    if (!IsIn(row.zone)) continue;
-    EXPECT_EQ(SystemClock().ToSeconds(row.time), row.seconds) << row.why;
-    const auto back = SystemClock().ToLocalTime(row.seconds);
-    ASSERT_TRUE(back) << row.why;
-    EXPECT_EQ(Show(*back), Show(row.time)) << row.why;
+    for (const Clock* clock : ClocksIn(row.zone)) {
+      EXPECT_EQ(clock->ToSeconds(row.time), row.seconds) << row.why;
+      const auto back = clock->ToLocalTime(row.seconds);
+      ASSERT_TRUE(back) << row.why;
+      EXPECT_EQ(Show(*back), Show(row.time)) << row.why;
+    }
   }
 }
 
@@ -121,11 +139,12 @@ TEST_F(ClockTest, ConvertsTimesThatNoClockShows) {
   };
   for (const auto& row : cases) {
     const ScopedVariable variable("TZ", row.zone.name);
-    if (!IsIn(row.zone)) continue;
-    // Whatever was converted before.
-    for (const int month : {1, 7}) {
-      static_cast<void>(SystemClock().ToSeconds({1998, month, 25, 1, 30, 0}));
-      EXPECT_EQ(SystemClock().ToSeconds(row.time), row.seconds) << row.why << ", " << month;
+    for (const Clock* clock : ClocksIn(row.zone)) {
+      // Whatever was converted before.
+      for (const int month : {1, 7}) {
+        static_cast<void>(clock->ToSeconds({1998, month, 25, 1, 30, 0}));
+        EXPECT_EQ(clock->ToSeconds(row.time), row.seconds) << row.why << ", " << month;
+      }
     }
   }
 }
@@ -140,6 +159,78 @@ TEST_F(ClockTest, GoesThereAndBack) {
     ASSERT_TRUE(back || seconds < 86400) << seconds;
     // The hour that comes twice in autumn may come back as the other one.
     EXPECT_LE(std::abs(back.value_or(seconds) - seconds), 3600) << seconds;
+  }
+}
+
+#if !defined(_WIN32)
+// A file of the zone database: one type, no changes, and a rule for all time.
+std::string ZoneFileWith(const std::string& rule) {
+  std::string header("TZif2", 5);
+  header.resize(44);
+  header[39] = 1;  // types
+  const std::string type(6, '\0');
+  return header + type + header + type + '\n' + rule + '\n';
+}
+
+// The C library is the second opinion.
+TEST_F(ClockTest, ZonesAreTheCLibrarys) {
+  for (const char* name :
+       {"Asia/Tokyo", "UTC", "America/New_York", "Australia/Lord_Howe", "Europe/Dublin",
+        "Africa/Casablanca", "America/Sao_Paulo", "Asia/Tehran", "America/St_Johns",
+        "EST5EDT,M3.2.0,M11.1.0", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "NZST-12NZDT,J274/3,59/2",
+        "IST-1GMT0,M10.5.0,M3.5.0/1", "XXX3"}) {
+    const ScopedVariable variable("TZ", name);
+    const std::optional<std::string> file = ReadZoneFile(name);
+    const auto rules = ZoneRules::Read(file.value_or(ZoneFileWith(name)));
+    ASSERT_TRUE(rules) << name;
+    constexpr std::int32_t STEP = 1'234'567;
+    // The C library applies no rule to years before 1971.
+    for (std::int32_t seconds = file ? -STEP * 100 : STEP * 26; seconds < INT32_MAX - STEP;
+         seconds += STEP) {
+      const auto local = SystemClock().ToLocalTime(seconds);
+      ASSERT_TRUE(local);
+      ASSERT_EQ(rules->OffsetAt(seconds), CountSeconds(*local) - seconds) << name << ' ' << seconds;
+    }
+  }
+}
+
+TEST_F(ClockTest, DamagedZoneFilesAreNone) {
+  const std::string file = ReadZoneFile("America/New_York").value_or("");
+  ASSERT_TRUE(ZoneRules::Read(file));
+  // Without its rule, which stands between two line ends, a file is whole.
+  const std::size_t whole = file.rfind('\n', file.size() - 2);
+  for (std::size_t size = 0; size < whole; ++size)
+    EXPECT_FALSE(ZoneRules::Read(std::string_view(file).substr(0, size))) << size;
+  for (std::size_t place = 0; place < file.size(); ++place) {
+    std::string damaged = file;
+    damaged[place] = '\xFF';
+    if (const auto rules = ZoneRules::Read(damaged)) (void)rules->OffsetAt(884653200);
+  }
+}
+#endif
+
+TEST(ZoneClock, TakesNamesAndOffsets) {
+  const struct {
+    const char* zone;
+    std::optional<int> bias;
+  } cases[] = {{"asia/tokyo", -540},
+               {"UTC", 0},
+               {"+09:00", -540},
+               {"-0330", 210},
+               {"+9", -540},
+               {"+24:00", std::nullopt},
+               {"+9:60", std::nullopt},
+               {"09:00", std::nullopt},
+               {"+09:00x", std::nullopt},
+               {"", std::nullopt},
+               {"Asia", std::nullopt},
+               {"Asia/Tokio", std::nullopt},
+               {"../../etc/passwd", std::nullopt},
+               {"/etc/localtime", std::nullopt}};
+  for (const auto& c : cases) {
+    const auto clock = MakeZoneClock(c.zone);
+    EXPECT_EQ(clock == nullptr ? std::nullopt : std::optional(clock->ZoneBiasMinutes()), c.bias)
+        << c.zone;
   }
 }
 
