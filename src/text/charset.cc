@@ -6,6 +6,7 @@
 
 #include "text/ascii.h"
 #include "text/code_page_932.h"
+#include "text/detector.h"
 #include "text/japanese.h"
 #include "text/system_charset.h"
 #include "text/utf16.h"
@@ -109,13 +110,16 @@ bool IsPlainName(std::string_view charset) {
          });
 }
 
+// What calls itself Latin-1 in mails has Microsoft's quotation marks and dashes in it.
+constexpr std::string_view WESTERN = "CP1252";
+
 // Names in mails that systems do not know, or by which they mean less than mails do.
-constexpr std::pair<std::string_view, const char*> SYSTEM_NAMES[] = {
-    {"latin1", "CP1252"},
-    {"l1", "CP1252"},
-    {"88591", "CP1252"},
-    {"isoir100", "CP1252"},
-    {"csisolatin1", "CP1252"},
+constexpr std::pair<std::string_view, std::string_view> SYSTEM_NAMES[] = {
+    {"latin1", WESTERN},
+    {"l1", WESTERN},
+    {"88591", WESTERN},
+    {"isoir100", WESTERN},
+    {"csisolatin1", WESTERN},
     {"gb2312", "GBK"},
     {"gb231280", "GBK"},
     {"gb23120", "GBK"},
@@ -151,8 +155,7 @@ std::string FindIso8859Name(std::string_view charset) {
   if (rest.starts_with('-') || rest.starts_with('_')) rest.remove_prefix(1);
   const std::string_view part = LeadingDigits(rest);
   if (part.empty()) return {};
-  // What calls itself Latin-1 in mails has Microsoft's quotation marks and dashes in it.
-  return part == "1" ? "CP1252" : "ISO-8859-" + std::string(part);
+  return part == "1" ? std::string(WESTERN) : "ISO-8859-" + std::string(part);
 }
 
 // The name of a code page of Windows ("windows-949", "microsoft-cp1251", "cp-1250"); empty for
@@ -169,14 +172,20 @@ std::string FindCodePageName(std::string_view name) {
   return {};
 }
 
+std::string_view FindListedName(std::string_view bareName) {
+  const auto* const found =
+      std::ranges::find(SYSTEM_NAMES, bareName, [](const auto& pair) { return pair.first; });
+  return found == std::end(SYSTEM_NAMES) ? "" : found->second;
+}
+
 std::optional<SystemCharset> OpenCharset(std::string_view charset) {
   if (!IsPlainName(charset)) return std::nullopt;
   const std::string name = Bare(charset);
-  const auto* const found = std::ranges::find(SYSTEM_NAMES, std::string_view(name),
-                                              [](const auto& pair) { return pair.first; });
-  const std::string listed = found == std::end(SYSTEM_NAMES) ? "" : found->second;
+  std::string dashed(charset);
+  std::ranges::replace(dashed, '_', '-');
   for (const std::string& candidate :
-       {listed, FindIso8859Name(charset), FindCodePageName(name), std::string(charset)}) {
+       {std::string(FindListedName(name)), FindIso8859Name(charset), FindCodePageName(name),
+        std::string(charset), dashed}) {
     if (candidate.empty()) continue;
     if (auto opened = SystemCharset::Open(candidate)) return opened;
   }
@@ -187,56 +196,77 @@ std::optional<SystemCharset> OpenCharset(std::string_view charset) {
 
 // Encodings other than Japan's that use escape sequences, or that 7-bit text is not ASCII in.
 bool ReadsEscapesItself(std::string_view charset) {
-  return StartsWithIgnoringCase(charset, "iso-2022-") || StartsWithIgnoringCase(charset, "utf-");
+  return StartsWithIgnoringCase(charset, "iso-2022-") || StartsWithIgnoringCase(charset, "utf-") ||
+         StartsWithIgnoringCase(charset, "ucs-") || StartsWithIgnoringCase(charset, "iso-10646");
 }
 
-// How bytes are to be read.
-enum class Reading { CodePage932, EucJp, Iso2022Jp, Utf8, BySystem };
-
-Reading GuessReading(std::string_view bytes) {
-  if (LooksLikeIso2022Jp(bytes)) return Reading::Iso2022Jp;
-  return IsAscii(bytes) || !IsUtf8(bytes) ? Reading::CodePage932 : Reading::Utf8;
+// What the name of a set of the system promises.
+Label LabelOf(std::string_view charset) {
+  const std::string name = Bare(charset);
+  const std::string iso8859 = FindIso8859Name(charset);
+  if (FindListedName(name) == WESTERN || iso8859 == WESTERN || iso8859 == "ISO-8859-15") {
+    return Label::Western;
+  }
+  const std::string codePage = FindCodePageName(name);
+  if (codePage == WESTERN) return Label::Western;
+  const bool isSingleByte =
+      !iso8859.empty() || name.starts_with("koi8") || codePage.starts_with("CP125");
+  return isSingleByte ? Label::SingleByte : Label::MultiByte;
 }
 
-// `system` is set where the system is to read.
-Reading FindReading(std::string_view bytes, std::string_view charset,
-                    std::optional<SystemCharset>& system) {
+// How bytes are to be read: as `encoding`, or where there is one by `system`.
+struct Reading {
+  Encoding encoding = Encoding::CodePage932;
+  std::optional<SystemCharset> system{};
+};
+
+// What the label says.
+Encoding EncodingOf(CharsetKind kind) {
+  if (kind == CharsetKind::EucJp) return Encoding::EucJp;
+  return kind == CharsetKind::Utf8 ? Encoding::Utf8 : Encoding::CodePage932;
+}
+
+Label LabelOf(CharsetKind kind, std::string_view charset) {
+  switch (kind) {
+    case CharsetKind::CodePage932:
+      return Label::CodePage932;
+    case CharsetKind::EucJp:
+      return Label::EucJp;
+    case CharsetKind::Utf8:
+      return Label::Utf8;
+    default:
+      return LabelOf(charset);
+  }
+}
+
+Reading FindReading(std::string_view bytes, std::string_view charset) {
   // A language may follow the name: iso-2022-jp*ja.
   charset = Trim(charset.substr(0, charset.find('*')));
   const CharsetKind kind = FindKind(charset);
-  if (kind == CharsetKind::Unknown) return GuessReading(bytes);
+  if (kind == CharsetKind::Unknown) return {GuessEncoding(bytes)};
   if (kind == CharsetKind::Iso2022Jp) {
     const bool isMeant = LooksLikeIso2022Jp(bytes) || IsAscii(bytes);
-    return isMeant ? Reading::Iso2022Jp : GuessReading(bytes);
+    return {isMeant ? Encoding::Iso2022Jp : GuessEncoding(bytes)};
   }
-  const bool isContradicted =
-      !ReadsEscapesItself(charset) && LooksLikeIso2022Jp(bytes) && IsAscii(bytes);
-  if (isContradicted) return Reading::Iso2022Jp;
-  switch (kind) {
-    case CharsetKind::CodePage932:
-      return Reading::CodePage932;
-    case CharsetKind::EucJp:
-      return Reading::EucJp;
-    case CharsetKind::Utf8:
-      return Reading::Utf8;
-    default:
-      system = OpenCharset(charset);
-      return system ? Reading::BySystem : GuessReading(bytes);
+  if (kind != CharsetKind::Other || !ReadsEscapesItself(charset)) {
+    if (const auto other = FindContradiction(bytes, LabelOf(kind, charset))) return {*other};
   }
+  if (kind != CharsetKind::Other) return {EncodingOf(kind)};
+  Reading reading{.system = OpenCharset(charset)};
+  if (!reading.system) reading.encoding = GuessEncoding(bytes);
+  return reading;
 }
 
-std::string ReadAsCodePage932(Reading reading, std::string_view bytes,
-                              std::optional<SystemCharset>& system) {
-  switch (reading) {
-    case Reading::EucJp:
-      return CodePage932FromEucJp(bytes);
-    case Reading::Iso2022Jp:
-      return CodePage932FromIso2022Jp(bytes);
-    case Reading::Utf8:
+std::string ReadAsCodePage932(Reading& reading, std::string_view bytes) {
+  if (reading.system) return CodePage932FromUtf8(Utf8FromUtf16(reading.system->Decode(bytes, u'?')));
+  switch (reading.encoding) {
+    case Encoding::EucJp:
+      return DecodeEucJp(bytes, JapaneseForm::CodePage932);
+    case Encoding::Iso2022Jp:
+      return DecodeIso2022Jp(bytes, JapaneseForm::CodePage932);
+    case Encoding::Utf8:
       return CodePage932FromUtf8(bytes);
-    case Reading::BySystem:
-      return CodePage932FromUtf8(Utf8FromUtf16(system->Decode(bytes, u'?')));
-    case Reading::CodePage932:
+    case Encoding::CodePage932:
       break;
   }
   return std::string(bytes);
@@ -260,35 +290,42 @@ std::string WholeUtf8(std::string_view text) {
   return whole;
 }
 
-std::string ReadAsUtf8(Reading reading, std::string_view bytes,
-                       std::optional<SystemCharset>& system) {
-  if (reading == Reading::Utf8) return WholeUtf8(bytes);
-  if (reading == Reading::BySystem) return Utf8FromUtf16(system->Decode(bytes, u'?'));
-  return Utf8FromCodePage932(ReadAsCodePage932(reading, bytes, system));
+std::string ReadAsUtf8(Reading& reading, std::string_view bytes) {
+  constexpr char16_t REPLACEMENT = 0xFFFD;
+  if (reading.system) return Utf8FromUtf16(reading.system->Decode(bytes, REPLACEMENT));
+  switch (reading.encoding) {
+    case Encoding::EucJp:
+      return DecodeEucJp(bytes, JapaneseForm::Utf8);
+    case Encoding::Iso2022Jp:
+      return DecodeIso2022Jp(bytes, JapaneseForm::Utf8);
+    case Encoding::Utf8:
+      return WholeUtf8(bytes);
+    case Encoding::CodePage932:
+      break;
+  }
+  return Utf8FromCodePage932(bytes);
 }
 
 }  // namespace
 
 std::string ToCodePage932(std::string_view bytes, std::string_view charset) {
-  std::optional<SystemCharset> system;
-  const Reading reading = FindReading(bytes, charset, system);
-  return ReadAsCodePage932(reading, bytes, system);
+  Reading reading = FindReading(bytes, charset);
+  return ReadAsCodePage932(reading, bytes);
 }
 
 std::string GuessToCodePage932(std::string_view bytes) {
-  std::optional<SystemCharset> none;
-  return ReadAsCodePage932(GuessReading(bytes), bytes, none);
+  Reading reading{GuessEncoding(bytes)};
+  return ReadAsCodePage932(reading, bytes);
 }
 
 std::string ToUtf8(std::string_view bytes, std::string_view charset) {
-  std::optional<SystemCharset> system;
-  const Reading reading = FindReading(bytes, charset, system);
-  return ReadAsUtf8(reading, bytes, system);
+  Reading reading = FindReading(bytes, charset);
+  return ReadAsUtf8(reading, bytes);
 }
 
 std::string GuessToUtf8(std::string_view bytes) {
-  std::optional<SystemCharset> none;
-  return ReadAsUtf8(GuessReading(bytes), bytes, none);
+  Reading reading{GuessEncoding(bytes)};
+  return ReadAsUtf8(reading, bytes);
 }
 
 }  // namespace nimport::text

@@ -8,17 +8,15 @@
 namespace nimport::text {
 
 // `bytes` in code page 932. `charset` is what the mail says: Japanese names mean Microsoft's sets;
-// ASCII, an empty or an unknown name leave eight-bit text and escape sequences to a guess. A label
-// that contradicts 7-bit text with Japanese escape sequences loses. A character without a
-// counterpart becomes '?'; text that is code page 932 already is handed through as it is.
+// ASCII, an empty or an unknown name leave eight-bit text and escape sequences to a guess, and a
+// label that the bytes contradict loses (detector.h). A character without a counterpart, and
+// damage, becomes '?'; text that is code page 932 already is handed through as it is.
 [[nodiscard]] std::string ToCodePage932(std::string_view bytes, std::string_view charset);
 
-// The same for text that nobody labelled: ISO-2022-JP by its escape sequences, else UTF-8 when it
-// is valid, else code page 932.
+// The same for text that nobody labelled.
 [[nodiscard]] std::string GuessToCodePage932(std::string_view bytes);
 
-// The same to UTF-8. What the charset cannot explain becomes U+FFFD, or '?' where the way leads
-// through code page 932 or a converter of the system.
+// The same to UTF-8, which has every letter. Damage becomes U+FFFD.
 [[nodiscard]] std::string ToUtf8(std::string_view bytes, std::string_view charset);
 [[nodiscard]] std::string GuessToUtf8(std::string_view bytes);
 

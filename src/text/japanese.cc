@@ -1,9 +1,14 @@
 #include "text/japanese.h"
 
 #include <array>
+#include <map>
+#include <optional>
+#include <utility>
 
 #include "text/code_page_932.h"
 #include "text/jis_code.h"
+#include "text/system_charset.h"
+#include "text/utf16.h"
 
 namespace nimport::text {
 namespace {
@@ -12,9 +17,21 @@ constexpr unsigned char ESCAPE = 0x1B;
 constexpr unsigned char SHIFT_OUT = 0x0E;
 constexpr unsigned char SHIFT_IN = 0x0F;
 constexpr unsigned char SINGLE_SHIFT_2 = 0x8E;
-constexpr unsigned char SINGLE_SHIFT_3 = 0x8F;
+constexpr char SINGLE_SHIFT_3 = '\x8F';
+constexpr unsigned LAST_STANDARD_ROW = 94;
 
-enum class CharacterSet { Ascii, Katakana, JisX0208, JisX0212, OtherDoubleByte };
+enum class CharacterSet {
+  Ascii,
+  Katakana,
+  JisX0208,
+  JisX0212,
+  JisX0213,        // plane 1, a superset of JIS X 0208
+  JisX0213Plane2,  //
+  Gb2312,
+  KsC5601,
+  Latin1,  // the upper half of ISO 8859-1, from which single characters are taken
+  Greek,   // that of ISO 8859-7
+};
 
 struct Designation {
   std::string_view sequence;  // after the escape byte
@@ -32,14 +49,30 @@ constexpr std::array DESIGNATIONS = std::to_array<Designation>({
     {"$(B", CharacterSet::JisX0208},         //
     {"$(@", CharacterSet::JisX0208},         //
     {"$(D", CharacterSet::JisX0212},         //
-    {"$(O", CharacterSet::JisX0208},         // JIS X 0213 plane 1, a superset
-    {"$(Q", CharacterSet::JisX0208},         // the same of 2004
-    {"$(P", CharacterSet::OtherDoubleByte},  // JIS X 0213 plane 2
-    {"$A", CharacterSet::OtherDoubleByte},   // GB 2312
-    {"$(A", CharacterSet::OtherDoubleByte},  //
-    {"$(C", CharacterSet::OtherDoubleByte},  // KS C 5601
+    {"$(O", CharacterSet::JisX0213},         // of 2000
+    {"$(Q", CharacterSet::JisX0213},         // of 2004
+    {"$(P", CharacterSet::JisX0213Plane2},   //
+    {"$A", CharacterSet::Gb2312},            //
+    {"$(A", CharacterSet::Gb2312},           //
+    {"$(C", CharacterSet::KsC5601},          //
+    {".A", CharacterSet::Latin1},            //
+    {".F", CharacterSet::Greek},             //
     {"&@\x1B$B", CharacterSet::JisX0208},    // JIS X 0208 of 1990
 });
+
+// Whether only Japanese text designates the set.
+bool IsJapanese(CharacterSet set) {
+  switch (set) {
+    case CharacterSet::Katakana:
+    case CharacterSet::JisX0208:
+    case CharacterSet::JisX0212:
+    case CharacterSet::JisX0213:
+    case CharacterSet::JisX0213Plane2:
+      return true;
+    default:
+      return false;
+  }
+}
 
 // The designation that stands after an escape byte, or null.
 const Designation* FindDesignation(std::string_view afterEscape) {
@@ -49,16 +82,110 @@ const Designation* FindDesignation(std::string_view afterEscape) {
   return nullptr;
 }
 
+// Text as it is put together. What code page 932 has goes through it in pieces, since most text is
+// nothing else.
+class Output {
+ public:
+  Output(JapaneseForm form, std::size_t expectedBytes) : form_(form) {
+    pending_.reserve(expectedBytes);
+  }
+
+  // Bytes in code page 932.
+  void AddBytes(std::string_view bytes) { pending_ += bytes; }
+
+  // 0 stands for none.
+  void Add(Code932 code) {
+    if (code == 0) return AddDamage();
+    AppendCode932(code, pending_);
+  }
+
+  void AddUnicode(std::u16string_view characters) {
+    if (form_ == JapaneseForm::CodePage932) {
+      pending_ += CodePage932FromUtf8(Utf8FromUtf16(characters));
+    } else {
+      Flush();
+      result_ += Utf8FromUtf16(characters);
+    }
+  }
+
+  void AddDamage() {
+    if (form_ == JapaneseForm::CodePage932) {
+      pending_ += '?';
+    } else {
+      AddUnicode(u"\uFFFD");
+    }
+  }
+
+  std::string Finish() {
+    if (form_ == JapaneseForm::CodePage932) return std::move(pending_);
+    Flush();
+    return std::move(result_);
+  }
+
+ private:
+  void Flush() {
+    result_ += Utf8FromCodePage932(pending_);
+    pending_.clear();
+  }
+
+  JapaneseForm form_;
+  std::string pending_;  // in code page 932
+  std::string result_;   // in UTF-8, before that
+};
+
+// Sets of which only the system has tables.
+class SystemSets {
+ public:
+  // The character at a place; empty where there is none or the system does not know the set.
+  [[nodiscard]] std::u16string Find(CharacterSet set, JisPlace place) {
+    if (place.row > LAST_STANDARD_ROW) return {};
+    const char pair[] = {SINGLE_SHIFT_3, ToHighByte(place.row), ToHighByte(place.cell)};
+    const bool isPlane2 = set == CharacterSet::JisX0213Plane2;
+    return Convert(NameOf(set), std::string_view(pair, sizeof pair).substr(isPlane2 ? 0 : 1));
+  }
+
+  [[nodiscard]] std::u16string FindSingle(CharacterSet set, unsigned char byte) {
+    const char character = static_cast<char>(byte | 0x80);
+    return Convert(NameOf(set), {&character, 1});
+  }
+
+ private:
+  static char ToHighByte(unsigned number) { return static_cast<char>(0xA0 + number); }
+
+  static const char* NameOf(CharacterSet set) {
+    switch (set) {
+      case CharacterSet::Gb2312:
+        return "GBK";
+      case CharacterSet::KsC5601:
+        return "CP949";
+      case CharacterSet::Latin1:
+        return "ISO-8859-1";
+      case CharacterSet::Greek:
+        return "ISO-8859-7";
+      default:
+        return "EUC-JISX0213";
+    }
+  }
+
+  std::u16string Convert(const char* name, std::string_view bytes) {
+    auto found = opened_.find(name);
+    if (found == opened_.end()) found = opened_.emplace(name, SystemCharset::Open(name)).first;
+    if (!found->second) return {};
+    return found->second->DecodeStrict(bytes).value_or(u"");
+  }
+
+  std::map<std::string_view, std::optional<SystemCharset>> opened_;
+};
+
 class Iso2022JpDecoder {
  public:
-  explicit Iso2022JpDecoder(std::string_view bytes) : bytes_(bytes) {
-    result_.reserve(bytes.size());
-  }
+  Iso2022JpDecoder(std::string_view bytes, JapaneseForm form)
+      : bytes_(bytes), output_(form, bytes.size()) {}
 
   std::string Decode() {
     while (position_ < bytes_.size())
       DecodeNext();
-    return std::move(result_);
+    return output_.Finish();
   }
 
  private:
@@ -90,19 +217,30 @@ class Iso2022JpDecoder {
     isShiftedOut_ = false;
   }
 
-  void TakePlain() { result_ += bytes_[position_++]; }
+  void TakePlain() { output_.AddBytes(bytes_.substr(position_++, 1)); }
 
   void TakeEscape() {
+    // One character of the set that was named for it.
+    const bool isSingleShift = At(position_ + 1) == 'N' && singles_ && At(position_ + 2) > 0x1F;
+    if (isSingleShift) {
+      AddFound(systemSets_.FindSingle(*singles_, At(position_ + 2)));
+      position_ += 3;
+      return;
+    }
     const Designation* designation = FindDesignation(bytes_.substr(position_ + 1));
     if (designation == nullptr) return TakePlain();
+    position_ += 1 + designation->sequence.size();
+    if (designation->set == CharacterSet::Latin1 || designation->set == CharacterSet::Greek) {
+      singles_ = designation->set;
+      return;
+    }
     set_ = designation->set;
     isShiftedOut_ = false;
-    position_ += 1 + designation->sequence.size();
   }
 
   void TakeKatakana(unsigned char byte) {
     if (byte >= 0x21 && byte <= 0x5F) {
-      result_ += static_cast<char>(byte + 0x80);
+      output_.Add(static_cast<Code932>(byte + 0x80));
       ++position_;
     } else {
       TakeSingleByteState(byte);
@@ -124,20 +262,40 @@ class Iso2022JpDecoder {
     // A pair that is none (cut by a line end or an escape) costs one byte, so that what follows
     // is still understood.
     const bool isPair = second > 0x20 && place.cell <= LAST_JIS_CELL;
-    AppendCode932(isPair ? CodeAt(place) : Code932{0}, result_);
+    if (isPair) {
+      AddCharacter(place);
+    } else {
+      output_.AddDamage();
+    }
     position_ += isPair ? 2 : 1;
   }
 
-  [[nodiscard]] Code932 CodeAt(JisPlace place) const {
-    if (set_ == CharacterSet::JisX0208) return CodeFromJisX0208(place);
-    return set_ == CharacterSet::JisX0212 ? CodeFromJisX0212(place) : Code932{0};
+  void AddCharacter(JisPlace place) {
+    if (set_ == CharacterSet::JisX0208) return output_.Add(CodeFromJisX0208(place));
+    if (set_ == CharacterSet::JisX0212) {
+      const char16_t character = UnicodeFromJisX0212(place);
+      return AddFound({&character, character == 0 ? 0u : 1u});
+    }
+    const std::u16string character = systemSets_.Find(set_, place);
+    if (character.empty() && set_ == CharacterSet::JisX0213) {
+      output_.Add(CodeFromJisX0208(place));
+    } else {
+      AddFound(character);
+    }
+  }
+
+  void AddFound(std::u16string_view character) {
+    if (character.empty()) return output_.AddDamage();
+    output_.AddUnicode(character);
   }
 
   std::string_view bytes_;
   std::size_t position_ = 0;
   CharacterSet set_ = CharacterSet::Ascii;
+  std::optional<CharacterSet> singles_;
   bool isShiftedOut_ = false;
-  std::string result_;
+  SystemSets systemSets_;
+  Output output_;
 };
 
 bool IsEucByte(unsigned char byte) {
@@ -145,46 +303,44 @@ bool IsEucByte(unsigned char byte) {
 }
 
 // Takes one character off the front of `bytes`, which is not empty.
-Code932 TakeEucCharacter(std::string_view& bytes) {
+void TakeEucCharacter(std::string_view& bytes, Output& output) {
   const auto at = [&](std::size_t i) {
     return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : static_cast<unsigned char>(0);
   };
-  Code932 code = 0;
   std::size_t size = 1;
   if (at(0) < 0x80) {
-    code = at(0);
+    output.AddBytes(bytes.substr(0, 1));
   } else if (IsEucByte(at(0)) && IsEucByte(at(1))) {
-    code = CodeFromJisX0208({at(0) - 0xA0u, at(1) - 0xA0u});
+    output.Add(CodeFromJisX0208({at(0) - 0xA0u, at(1) - 0xA0u}));
     size = 2;
   } else if (at(0) == SINGLE_SHIFT_2 && at(1) >= 0xA1 && at(1) <= 0xDF) {
-    code = at(1);
+    output.Add(at(1));
     size = 2;
-  } else if (at(0) == SINGLE_SHIFT_3 && IsEucByte(at(1)) && IsEucByte(at(2))) {
-    code = CodeFromJisX0212({at(1) - 0xA0u, at(2) - 0xA0u});
+  } else if (bytes[0] == SINGLE_SHIFT_3 && IsEucByte(at(1)) && IsEucByte(at(2))) {
+    const char16_t character = UnicodeFromJisX0212({at(1) - 0xA0u, at(2) - 0xA0u});
+    if (character == 0) {
+      output.AddDamage();
+    } else {
+      output.AddUnicode({&character, 1});
+    }
     size = 3;
+  } else {
+    output.AddDamage();
   }
   bytes.remove_prefix(size);
-  return code;
 }
 
 }  // namespace
 
-std::string CodePage932FromIso2022Jp(std::string_view bytes) {
-  return Iso2022JpDecoder(bytes).Decode();
+std::string DecodeIso2022Jp(std::string_view bytes, JapaneseForm form) {
+  return Iso2022JpDecoder(bytes, form).Decode();
 }
 
-std::string CodePage932FromEucJp(std::string_view bytes) {
-  std::string result;
-  result.reserve(bytes.size());
-  while (!bytes.empty()) {
-    if (bytes.front() == '\0') {
-      result += '\0';
-      bytes.remove_prefix(1);
-    } else {
-      AppendCode932(TakeEucCharacter(bytes), result);
-    }
-  }
-  return result;
+std::string DecodeEucJp(std::string_view bytes, JapaneseForm form) {
+  Output output(form, bytes.size());
+  while (!bytes.empty())
+    TakeEucCharacter(bytes, output);
+  return output.Finish();
 }
 
 bool LooksLikeIso2022Jp(std::string_view bytes) {
@@ -192,10 +348,7 @@ bool LooksLikeIso2022Jp(std::string_view bytes) {
   while (escape != std::string_view::npos) {
     const Designation* designation = FindDesignation(bytes.substr(escape + 1));
     // "(B" alone says nothing: it is ASCII in every ISO 2022 encoding.
-    if (designation != nullptr && designation->set != CharacterSet::Ascii &&
-        designation->set != CharacterSet::OtherDoubleByte) {
-      return true;
-    }
+    if (designation != nullptr && IsJapanese(designation->set)) return true;
     escape = bytes.find(static_cast<char>(ESCAPE), escape + 1);
   }
   return false;

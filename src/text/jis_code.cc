@@ -15,7 +15,7 @@ bool IsInTable(JisPlace place, unsigned lastRow) {
   return place.row >= 1 && place.row <= lastRow && place.cell >= 1 && place.cell <= LAST_JIS_CELL;
 }
 
-// The few characters of JIS X 0212 that code page 932 has (IBM's kanji mostly), by row and cell.
+// The characters of JIS X 0212 by row and cell.
 class Table0212 {
  public:
   Table0212() {
@@ -28,7 +28,7 @@ class Table0212 {
         Add({row, cell}, *charset);
     }
   }
-  [[nodiscard]] Code932 At(JisPlace place) const { return codes_[Index(place)]; }
+  [[nodiscard]] char16_t At(JisPlace place) const { return characters_[Index(place)]; }
 
  private:
   static std::size_t Index(JisPlace place) {
@@ -39,12 +39,10 @@ class Table0212 {
     const char euc[] = {'\x8F', static_cast<char>(0xA0 + place.row),
                         static_cast<char>(0xA0 + place.cell)};
     const std::optional<std::u16string> character = charset.DecodeStrict({euc, sizeof(euc)});
-    if (character && character->size() == 1) {
-      codes_[Index(place)] = Code932FromUnicode(character->front());
-    }
+    if (character && character->size() == 1) characters_[Index(place)] = character->front();
   }
 
-  std::array<Code932, ROWS_0212 * LAST_JIS_CELL> codes_{};
+  std::array<char16_t, ROWS_0212 * LAST_JIS_CELL> characters_{};
 };
 
 }  // namespace
@@ -60,9 +58,9 @@ Code932 CodeFromJisX0208(JisPlace place) {
   return PreferredCode932(static_cast<Code932>(lead << 8 | trail));
 }
 
-Code932 CodeFromJisX0212(JisPlace place) {
+char16_t UnicodeFromJisX0212(JisPlace place) {
   static const Table0212 table;
-  return IsInTable(place, ROWS_0212) ? table.At(place) : Code932{0};
+  return IsInTable(place, ROWS_0212) ? table.At(place) : char16_t{0};
 }
 
 }  // namespace nimport::text

@@ -17,8 +17,8 @@ inline constexpr unsigned LAST_JIS_CELL = 94;
 // The code of a JIS X 0208 character or of an extension row; 0 when there is none.
 [[nodiscard]] Code932 CodeFromJisX0208(JisPlace place);
 
-// The code of a JIS X 0212 character; 0 when code page 932 lacks it, as it lacks most of them.
-[[nodiscard]] Code932 CodeFromJisX0212(JisPlace place);
+// The character at a place of JIS X 0212, most of which code page 932 lacks; 0 when there is none.
+[[nodiscard]] char16_t UnicodeFromJisX0212(JisPlace place);
 
 }  // namespace nimport::text
 
