@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "mime/transfer_encoding.h"
 #include "text/ascii.h"
 #include "text/charset.h"
+#include "text/japanese.h"
 
 namespace nimport::mime {
 namespace {
@@ -13,6 +16,7 @@ namespace {
 constexpr std::string_view WORD_START = "=?";
 constexpr std::string_view WORD_END = "?=";
 constexpr std::size_t MAX_CHARSET_NAME = 64;
+constexpr std::string_view RECIPIENT_FIELDS[] = {"To", "Cc", "Bcc"};
 
 struct EncodedWord {
   std::string_view charset;
@@ -89,6 +93,7 @@ class WordJoiner {
     blanks_.clear();
     if (hasWord_ && !text::EqualsIgnoringCase(charset_, word.charset)) Flush();
     charset_ = word.charset;
+    wordStarts_.push_back(bytes_.size());
     bytes_ += DecodeWordData(word);
     hasWord_ = true;
   }
@@ -100,10 +105,11 @@ class WordJoiner {
 
  private:
   void Flush() {
-    if (hasWord_) result_ += ToForm(form_, bytes_, charset_);
+    if (hasWord_) result_ += ToForm(form_, text::JoinIso2022JpPieces(bytes_, wordStarts_), charset_);
     result_ += blanks_;
     blanks_.clear();
     bytes_.clear();
+    wordStarts_.clear();
     hasWord_ = false;
   }
 
@@ -111,6 +117,7 @@ class WordJoiner {
   bool hasWord_ = false;
   std::string_view charset_;
   std::string bytes_;
+  std::vector<std::size_t> wordStarts_;  // in the bytes
   std::string blanks_;  // after the word
   std::string result_;
 };
@@ -163,6 +170,27 @@ std::string DecodeHeaderValue(TextForm form, std::string_view rawValue) {
   std::ranges::replace_if(
       text, [](char c) { return c == '\r' || c == '\n'; }, ' ');
   return std::string(text::Trim(text));
+}
+
+std::optional<std::string> DecodeField(TextForm form, const HeaderBlock& header,
+                                       std::string_view name) {
+  const bool isRecipients = std::ranges::any_of(RECIPIENT_FIELDS, [&](std::string_view field) {
+    return text::EqualsIgnoringCase(field, name);
+  });
+  if (!isRecipients) {
+    const std::optional<std::string_view> raw = header.Find(name);
+    return raw ? std::optional(DecodeHeaderValue(form, *raw)) : std::nullopt;
+  }
+  std::optional<std::string> all;
+  std::string_view rest = header.lines();
+  while (const std::optional<HeaderField> field = header.TakeField(rest)) {
+    if (!text::EqualsIgnoringCase(field->name, name)) continue;
+    const std::string value = DecodeHeaderValue(form, field->value);
+    if (!all) all.emplace();
+    if (!all->empty() && !value.empty()) *all += ", ";
+    *all += value;
+  }
+  return all;
 }
 
 }  // namespace nimport::mime

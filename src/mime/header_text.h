@@ -2,9 +2,11 @@
 #ifndef NIMPORT_MIME_HEADER_TEXT_H_
 #define NIMPORT_MIME_HEADER_TEXT_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "mime/header_block.h"
 #include "mime/text_form.h"
 
 namespace nimport::mime {
@@ -20,6 +22,11 @@ namespace nimport::mime {
 
 // A field's value as a reader sees it: unfolded, decoded, without line ends and surrounding blanks.
 [[nodiscard]] std::string DecodeHeaderValue(TextForm form, std::string_view rawValue);
+
+// The same for the field of this name in a header; of recipients (To, Cc, Bcc), who may have
+// several fields, all of them with commas between. Empty when there is none.
+[[nodiscard]] std::optional<std::string> DecodeField(TextForm form, const HeaderBlock& header,
+                                                     std::string_view name);
 
 }  // namespace nimport::mime
 

@@ -1,5 +1,6 @@
 #include "mime/mail.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/related_structure.h"
@@ -22,8 +23,14 @@ std::string_view HeaderIn(std::string_view text, const Part& part) {
 
 std::string FindHeaderText(TextForm form, std::string_view headerLines,
                            std::string_view fieldName) {
-  const HeaderBlock header = HeaderBlock::Read(headerLines, HeaderPlace::Part);
-  return DecodeHeaderValue(form, header.Find(fieldName).value_or(""));
+  return DecodeField(form, HeaderBlock::OfLines(headerLines), fieldName).value_or("");
+}
+
+// Nothing that reads mails ends lines with CR alone, but old machines did.
+std::string WithLineFeeds(std::string&& text) {
+  const bool hasLineFeeds = text.find('\n') != std::string::npos;
+  if (!hasLineFeeds) std::ranges::replace(text, '\r', '\n');
+  return std::move(text);
 }
 
 // By part, whether the plug-in hands it out as a related part.
@@ -57,7 +64,7 @@ std::string ToFileName(TextForm form, std::string_view text) {
 }  // namespace
 
 Mail::Mail(std::string text, TextForm form)
-    : text_(std::move(text)),
+    : text_(WithLineFeeds(std::move(text))),
       form_(form),
       parts_(ReadStructure(form_, text_)),
       recordedParts_(FindRecordedParts(text_, parts_)),

@@ -14,8 +14,8 @@
 
 namespace nimport::mime {
 
-// A mail with its parts and what they are to a reader. It keeps the mail's bytes as they are, and
-// decodes what it is asked for: memory is that of the bytes, some 300 bytes a part, and the answer.
+// A mail with its parts and what they are to a reader. It keeps the mail's bytes as they are, except
+// that in a mail without any LF each CR becomes one; and decodes what it is asked for: memory is that of the bytes, some 300 bytes a part, and the answer.
 class Mail {
  public:
   // Takes the bytes over; whatever they are, they make a mail. Decoded texts have `form`.
@@ -23,7 +23,7 @@ class Mail {
 
   [[nodiscard]] const std::string& text() const { return text_; }
 
-  // The decoded value of a field of the mail's header; empty when there is none.
+  // The decoded value of a field of the mail's header, as DecodeField; empty when there is none.
   [[nodiscard]] std::string HeaderText(std::string_view fieldName) const;
 
   // The mail itself first, then the parts in the order in which they begin.

@@ -47,18 +47,33 @@ class Scanner {
   // After an opening quote: the text up to the closing one, or to the end when there is none.
   std::string TakeQuoted() {
     std::string result;
-    while (!AtEnd() && text_[position_] != '"') {
+    while (!AtEnd() && (text_[position_] != '"' || AtStrayQuote())) {
       // Only these two need a backslash; old programs wrote Windows paths without doubling it.
       const bool isEscape = text_[position_] == '\\' && position_ + 1 < text_.size() &&
                             (text_[position_ + 1] == '"' || text_[position_ + 1] == '\\');
       if (isEscape) ++position_;
-      TakeCharacter(result);
+      const bool isDoubledQuote = !isEscape && text_[position_] == '"' && result.empty();
+      if (isDoubledQuote) {
+        ++position_;
+      } else {
+        TakeCharacter(result);
+      }
     }
     (void)Accept('"');
     return result;
   }
 
  private:
+  // Whether the quote here is one of the name's own, as in ""a.xls": more of the name follows it at
+  // once, and then another quote. A further parameter may follow without the ';' between.
+  [[nodiscard]] bool AtStrayQuote() const {
+    const std::string_view after = text_.substr(position_ + 1);
+    constexpr std::string_view ENDS = "\" \t;(";
+    if (after.empty() || ENDS.find(after.front()) != std::string_view::npos) return false;
+    const std::size_t end = after.find_first_of("\";=");
+    return end != std::string_view::npos && after[end] == '"';
+  }
+
   void TakeCharacter(std::string& result) {
     const bool isPair =
         BeginsWithPair(form_, text_.substr(position_)) && text_[position_ + 1] != '"';
@@ -192,22 +207,22 @@ std::string ParameterizedValue::Decode(const std::vector<const Piece*>& pieces) 
 
 std::string ParameterizedValue::JoinPieces(const std::vector<const Piece*>& pieces) const {
   std::string result;
-  std::string bytes;  // encoded pieces in a row: a character may lie in two of them
+  std::string encoded;  // pieces in a row: a character, and even its "%XX", may lie in two of them
   std::string_view charset;
   bool hasEncoded = false;
   for (const Piece* piece : pieces) {
     std::string_view value = piece->value;
     if (piece->isEncoded) {
       if (piece == pieces.front()) charset = TakeCharset(value);
-      bytes += DecodePercent(value);
+      encoded += value;
       hasEncoded = true;
     } else {
-      result += ToForm(form_, bytes, charset);
-      bytes.clear();
+      result += ToForm(form_, DecodePercent(encoded), charset);
+      encoded.clear();
       result += value;
     }
   }
-  result += ToForm(form_, bytes, charset);
+  result += ToForm(form_, DecodePercent(encoded), charset);
   return hasEncoded ? result : DecodeEncodedWords(form_, result);
 }
 

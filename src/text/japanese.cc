@@ -13,7 +13,7 @@
 namespace nimport::text {
 namespace {
 
-constexpr unsigned char ESCAPE = 0x1B;
+constexpr char ESCAPE = 0x1B;
 constexpr unsigned char SHIFT_OUT = 0x0E;
 constexpr unsigned char SHIFT_IN = 0x0F;
 constexpr unsigned char SINGLE_SHIFT_2 = 0x8E;
@@ -195,7 +195,7 @@ class Iso2022JpDecoder {
 
   void DecodeNext() {
     const unsigned char byte = At(position_);
-    if (byte == ESCAPE) {
+    if (bytes_[position_] == ESCAPE) {
       TakeEscape();
     } else if (byte == SHIFT_OUT || byte == SHIFT_IN) {
       isShiftedOut_ = byte == SHIFT_OUT;
@@ -341,6 +341,27 @@ std::string DecodeEucJp(std::string_view bytes, JapaneseForm form) {
   while (!bytes.empty())
     TakeEucCharacter(bytes, output);
   return output.Finish();
+}
+
+std::string JoinIso2022JpPieces(std::string_view bytes, std::span<const std::size_t> starts) {
+  const auto isAscii = [&](std::size_t escape) {
+    if (escape == std::string_view::npos) return false;
+    const Designation* const designation = FindDesignation(bytes.substr(escape + 1));
+    return designation != nullptr && designation->set == CharacterSet::Ascii;
+  };
+  std::string joined;
+  std::size_t copied = 0;
+  std::size_t before = std::string_view::npos;  // the last escape before a piece
+  std::size_t after = bytes.find(ESCAPE);       // and the first one after that
+  for (const std::size_t start : starts) {
+    for (; after < start; after = bytes.find(ESCAPE, after + 1))
+      before = after;
+    const bool isOpen = before != std::string_view::npos && !isAscii(before);
+    if (!isOpen || isAscii(after)) continue;
+    joined.append(bytes.substr(copied, start - copied)).append("\x1B(B");
+    copied = start;
+  }
+  return joined.append(bytes.substr(copied));
 }
 
 bool LooksLikeIso2022Jp(std::string_view bytes) {

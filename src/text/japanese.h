@@ -4,6 +4,8 @@
 #ifndef NIMPORT_TEXT_JAPANESE_H_
 #define NIMPORT_TEXT_JAPANESE_H_
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,6 +25,12 @@ enum class JapaneseForm {
 
 // EUC-JP with single-byte katakana and JIS X 0212. A byte that begins no character is damage.
 [[nodiscard]] std::string DecodeEucJp(std::string_view bytes, JapaneseForm form);
+
+// `bytes`, which were joined from pieces that begin at `starts`, with the return to ASCII put in
+// where a piece lacks it at its end. A piece may also end within its Japanese text, which the next
+// one goes on with; then the first escape sequence after that is the return.
+[[nodiscard]] std::string JoinIso2022JpPieces(std::string_view bytes,
+                                              std::span<const std::size_t> starts);
 
 // Whether `bytes` has an escape sequence that ISO-2022-JP text is recognised by.
 [[nodiscard]] bool LooksLikeIso2022Jp(std::string_view bytes);
