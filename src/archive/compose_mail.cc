@@ -73,7 +73,7 @@ std::string MessageIdOf(const std::string& key, const MailContents& contents) {
 std::string HeaderLines(const MailHeaders& headers, const MailContents& contents,
                         const FinishedMail& mail, std::string_view memberId) {
   std::string lines;
-  if (mail.instant) AppendField(lines, "Date", ToMailDate(*mail.instant));
+  if (mail.instant) AppendField(lines, "Date", ToMailDate(*mail.instant, headers.utcOffset));
   AppendSender(lines, headers, memberId);
   if (headers.to) AppendAddresses(lines, "To", *headers.to);
   if (headers.cc) AppendAddresses(lines, "Cc", *headers.cc);

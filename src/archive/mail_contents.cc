@@ -1,15 +1,14 @@
 #include "archive/mail_contents.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
-#include "archive/header_lines.h"
 #include "archive/instant.h"
 #include "common/failure.h"
+#include "mime/date.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
-#include "store/mails/mail_date.h"
+#include "platform/local_time.h"
 #include "store/mails/mail_text.h"
 #include "text/ascii.h"
 
@@ -21,8 +20,6 @@ using store::FieldSelector;
 using store::MailContent;
 using store::MailRecord;
 using store::TextField;
-
-constexpr std::string_view DIGITS = "0123456789";
 
 std::optional<std::string> UnlessBlank(std::string_view text) {
   const std::string_view trimmed = text::Trim(text);
@@ -111,49 +108,10 @@ TextField Sender(const MailRecord& record) {
   return sender;
 }
 
-std::int64_t CalendarSeconds(const platform::LocalTime& time) {
-  using std::chrono::sys_days;
-  const std::chrono::year_month_day date{std::chrono::year(time.year),
-                                         std::chrono::month(static_cast<unsigned>(time.month)),
-                                         std::chrono::day(static_cast<unsigned>(time.day))};
-  const std::int64_t days = sys_days(date).time_since_epoch().count();
-  return ((days * 24 + time.hour) * 60 + time.minute) * 60 + time.second;
-}
-
-// What the clock cannot convert is taken as standard time.
-std::int64_t InstantOf(const platform::LocalTime& time, const platform::Clock& clock) {
-  if (const auto seconds = clock.ToSeconds(time)) return *seconds;
-  return CalendarSeconds(time) + std::int64_t{clock.ZoneBiasMinutes()} * 60;
-}
-
-// The calendar fields of an instant in UTC.
-platform::LocalTime FieldsOf(std::int64_t instant) {
-  using namespace std::chrono;
-  const sys_seconds time{seconds(instant)};
-  const year_month_day date(floor<days>(time));
-  const hh_mm_ss timeOfDay(time - floor<days>(time));
-  return {.year = int{date.year()},
-          .month = static_cast<int>(unsigned{date.month()}),
-          .day = static_cast<int>(unsigned{date.day()}),
-          .hour = static_cast<int>(timeOfDay.hours().count()),
-          .minute = static_cast<int>(timeOfDay.minutes().count()),
-          .second = static_cast<int>(timeOfDay.seconds().count())};
-}
-
-// Whether a zone stands after the time; the year may stand there too.
-bool NamesZone(std::string_view date) {
-  const std::size_t colon = date.rfind(':');
-  if (colon == std::string_view::npos) return true;
-  const std::string_view afterColon = date.substr(colon + 1);
-  const std::string_view rest = text::Trim(
-      afterColon.substr(std::min(afterColon.find_first_not_of(DIGITS), afterColon.size())));
-  return !rest.empty() && !(rest.size() == 4 && rest.find_first_not_of(DIGITS) == rest.npos);
-}
-
 void SetColumnDate(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
   if (!record.date.value) return;
-  headers.columnDate = CalendarSeconds(*record.date.value);
-  headers.instant = InstantOf(*record.date.value, store.clock());
+  headers.columnDate = platform::CountSeconds(*record.date.value);
+  headers.instant = platform::ToInstant(*record.date.value, store.clock());
 }
 
 void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
@@ -172,14 +130,6 @@ void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHe
   }
 }
 
-// The instant of a date line that no general reader of dates understands; without a zone it is
-// local time.
-std::optional<std::int64_t> InstantOfDateLine(std::string_view line, const platform::Clock& clock) {
-  const auto seconds = store::ParseMailDate(line, clock);
-  if (!seconds) return std::nullopt;
-  return store::SubtractZoneBias(*seconds, clock);
-}
-
 void ReadFromText(const store::Store& store, const MailRecord& record, MailHeaders& headers) {
   HeaderReader reader(headers);
   reader.SetFromText(headers.subject, "subject", record.text, FieldSelector::Subject);
@@ -188,8 +138,9 @@ void ReadFromText(const store::Store& store, const MailRecord& record, MailHeade
   std::optional<std::string> date;
   reader.SetFromText(date, "date", record.text, FieldSelector::Date);
   if (date) {
-    headers.instant = InstantOfDateLine(*date, store.clock());
-    if (!headers.instant) reader.Fail("date", "the date text cannot be read");
+    const std::optional<mime::Date> read = mime::ParseDate(*date);
+    if (read) headers.instant = ToInstant(*read, store.clock());
+    if (!read) reader.Fail("date", "the date text cannot be read");
   }
   if (record.text.value) {
     const auto id = store::FindHeaderLine(*record.text.value, FieldSelector::MessageId);
@@ -197,8 +148,7 @@ void ReadFromText(const store::Store& store, const MailRecord& record, MailHeade
   }
 }
 
-void ReadFromMime(const store::Store& store, const MailRecord& record, std::string_view mail,
-                  MailHeaders& headers) {
+void ReadFromMime(std::string_view mail, MailHeaders& headers) {
   const auto block = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail);
   const auto read = [&block](std::string_view name) -> std::optional<std::string> {
     const auto raw = block.Find(name);
@@ -209,9 +159,6 @@ void ReadFromMime(const store::Store& store, const MailRecord& record, std::stri
   headers.from = read("From");
   headers.to = read("To");
   headers.messageId = read("Message-ID");
-  const std::optional<std::string> date = read("Date");
-  if (date) headers.instant = InstantOfDateLine(*date, store.clock());
-  if (!headers.instant) SetColumnDate(store, record, headers);
 }
 
 }  // namespace
@@ -241,17 +188,24 @@ MailHeaders ReadHeaders(const store::Store& store, const MailRecord& record,
   } else if (store::HasFieldsInColumns(record.content)) {
     ReadFromColumns(store, record, headers);
   } else if (contents != nullptr) {
-    ReadFromMime(store, record, contents->bytes, headers);
+    ReadFromMime(contents->bytes, headers);
   }
-  // The mail's own date counts; without a zone it is the owner's local time.
+  // The mail's own date counts, then the one that the store keeps of it.
   if (contents != nullptr && contents->HasOwnHeader()) {
-    if (const auto instant = InstantOfHeader(contents->bytes)) {
-      const bool isLocal = !NamesZone(FindHeaderValue(contents->bytes, "Date"));
-      headers.instant = isLocal ? InstantOf(FieldsOf(*instant), store.clock()) : *instant;
-      headers.columnDate.reset();
+    headers.instant.reset();
+    if (const auto date = mime::FindDate(contents->bytes)) {
+      headers.instant = ToInstant(*date, store.clock());
+    } else if (record.date.value) {
+      headers.instant = platform::ToInstant(*record.date.value, store.clock());
     }
   }
+  if (headers.instant) headers.utcOffset = platform::OffsetAt(*headers.instant, store.clock());
   return headers;
+}
+
+std::optional<std::string> MailHeaders::DateText() const {
+  if (!instant) return std::nullopt;
+  return ToLocalText(*instant, utcOffset);
 }
 
 bool LooksLikeMail(std::string_view text) {

@@ -29,10 +29,13 @@ struct MailHeaders {
   // 00:00:00, whatever the zone. Of a mail with a header of its own only where that has no date.
   std::optional<std::int64_t> columnDate;
   std::optional<std::int64_t> instant;  // seconds since 1970-01-01 UTC
+  std::int32_t utcOffset = 0;           // what the store's zone adds to UTC then, in seconds
   // Fields that a composed mail gets after its own. They are no part of what the mail is known by.
   std::vector<HeaderText> furtherFields;
   std::vector<std::string> problems;  // "FIELD: REASON" for each one that could not be read
 
+  // "1998-01-13 10:00:00" in the store's zone; empty without a date.
+  [[nodiscard]] std::optional<std::string> DateText() const;
   [[nodiscard]] bool IsEmpty() const { return !subject && !from && !to && !instant; }
 };
 

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "archive/compose_mail.h"
-#include "archive/instant.h"
 #include "platform/interruption.h"
 
 namespace nimport::archive {
@@ -128,7 +127,7 @@ Remark SourceExport::RemarkOn(std::int32_t position, const MailHeaders& headers,
   remark.subject = headers.subject.value_or("");
   remark.from = headers.from.value_or("");
   remark.to = headers.to.value_or("");
-  if (headers.instant) remark.date = ToLocalText(*headers.instant);
+  remark.date = headers.DateText().value_or("");
   return remark;
 }
 

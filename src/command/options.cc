@@ -61,9 +61,9 @@ constexpr const char* EXPORT_FOOTER =
     "\n"
     "Mails that are there already are skipped, so that an interrupted export can be run again. "
     "The\n"
-    "account of the run goes to DIR/account.json too. Dates without a zone are taken in the "
-    "machine's\n"
-    "time zone: set TZ=Asia/Tokyo where it is another one.\n"
+    "account of the run goes to DIR/account.json too. Dates without a zone are Japanese time "
+    "where\n"
+    "--timezone names no other zone.\n"
     "\n"
     "Examples:\n"
     "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail\n"
@@ -111,6 +111,10 @@ void AddCommonOptions(CLI::App& app, Options& options) {
       ->group(group);
   app.add_option("--member", options.location.memberId, "Member ID, instead of the registry's")
       ->type_name("ID")
+      ->group(group);
+  app.add_option("--timezone", options.location.timeZone,
+                 "Where the store was kept, such as Europe/Berlin or +09:00 (default: Asia/Tokyo)")
+      ->type_name("ZONE")
       ->group(group);
   app.add_flag("--json", options.isJson, "Answer as JSON")->group(group);
 }

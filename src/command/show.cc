@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "archive/compose_mail.h"
-#include "archive/instant.h"
 #include "archive/mail_contents.h"
 #include "archive/store_folders.h"
 #include "command/commands.h"
@@ -160,8 +159,7 @@ ordered_json DescribeMail(store::Store& store, const store::OpenFolder& open, st
   const auto add = [&](const char* name, const std::optional<std::string>& text) {
     json[name] = text ? ordered_json(*text) : ordered_json(nullptr);
   };
-  add("date",
-      headers.instant ? std::optional(archive::ToLocalText(*headers.instant)) : std::nullopt);
+  add("date", headers.DateText());
   add("from", headers.from);
   add("to", headers.to);
   add("subject", headers.subject);

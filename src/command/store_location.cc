@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/settings.h"
+#include "platform/zone_clock.h"
 #include "store/installation.h"
 
 namespace nimport::command {
@@ -93,7 +94,9 @@ class RegistryWithAnswers final : public platform::Registry {
 
 }  // namespace
 
-StorePlatform::StorePlatform(const StoreLocation& location) {
+StorePlatform::StorePlatform(const StoreLocation& location)
+    : clock_(platform::MakeZoneClock(location.timeZone)) {
+  if (clock_ == nullptr) throw std::runtime_error(location.timeZone + ": no such time zone");
   const platform::Settings environment = platform::EnvironmentSettings();
   DriveMap drives = DrivesOf(environment);
   for (const auto& [letter, directory] : location.drives) {

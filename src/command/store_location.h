@@ -21,13 +21,17 @@ struct StoreLocation {
   std::vector<std::filesystem::path> registryFiles;
   DriveMap drives;       // added to those of the environment
   std::string memberId;  // UTF-8; stands for the registry's; may be empty
+  // In which the store's local times are read and all dates are shown, as MakeZoneClock takes it.
+  std::string timeZone = "Asia/Tokyo";
 };
 
-// This system with the settings that lead to one store. Paths that stand in the store lead to its
-// drives alone; no diagnostics are written. The environment stays as it is.
+// This system with the settings that lead to one store, in the store's time zone. Paths that stand
+// in the store lead to its drives alone; no diagnostics are written. The environment stays as it
+// is.
 class StorePlatform final : public platform::Platform {
  public:
-  // Throws std::runtime_error when a directory or file is not there or no drive letter is free.
+  // Throws std::runtime_error when a directory or file is not there, no drive letter is free or the
+  // time zone is not known.
   explicit StorePlatform(const StoreLocation& location);
 
   [[nodiscard]] std::optional<int> PlatformId() const override { return system_->PlatformId(); }
@@ -35,7 +39,7 @@ class StorePlatform final : public platform::Platform {
   [[nodiscard]] bool IsSalvaging() const override { return true; }
   [[nodiscard]] const platform::Registry& registry() const override { return *registry_; }
   [[nodiscard]] platform::FileSystem& files() override { return system_->files(); }
-  [[nodiscard]] const platform::Clock& clock() const override { return system_->clock(); }
+  [[nodiscard]] const platform::Clock& clock() const override { return *clock_; }
   [[nodiscard]] platform::ModuleLoader& modules() override { return system_->modules(); }
   [[nodiscard]] const text::CodePageConverter& text() const override { return system_->text(); }
   [[nodiscard]] platform::DiagnosticsSink& diagnostics() override { return system_->diagnostics(); }
@@ -49,6 +53,7 @@ class StorePlatform final : public platform::Platform {
   platform::Settings settings_;
   std::unique_ptr<platform::Platform> system_;
   std::unique_ptr<platform::Registry> registry_;
+  std::unique_ptr<platform::Clock> clock_;
 };
 
 }  // namespace nimport::command

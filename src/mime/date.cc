@@ -22,46 +22,65 @@ struct Zone {
 // Names of zones that mails have. Single letters, which were written in either sense, count as UTC,
 // as RFC 5322 has it; so does every other name.
 constexpr Zone ZONES[] = {
-    {"jst", 540},   {"kst", 540},   {"est", -300}, {"edt", -240}, {"cst", -360}, {"cdt", -300},
-    {"mst", -420},  {"mdt", -360},  {"pst", -480}, {"pdt", -420}, {"bst", 60},   {"cet", 60},
-    {"cest", 120},  {"met", 60},    {"mest", 120}, {"eet", 120},  {"eest", 180}, {"msk", 180},
-    {"akst", -540}, {"akdt", -480}, {"hst", -600}, {"aest", 600}, {"aedt", 660},
+    {"jst", 540},  {"kst", 540},  {"est", -300},  {"edt", -240},  {"cst", -360}, {"cdt", -300},
+    {"mst", -420}, {"mdt", -360}, {"pst", -480},  {"pdt", -420},  {"bst", 60},   {"cet", 60},
+    {"cest", 120}, {"met", 60},   {"mest", 120},  {"mez", 60},    {"mesz", 120}, {"west", 60},
+    {"eet", 120},  {"eest", 180}, {"sast", 120},  {"msk", 180},   {"msd", 240},  {"hkt", 480},
+    {"sgt", 480},  {"ict", 420},  {"akst", -540}, {"akdt", -480}, {"hst", -600}, {"ast", -240},
+    {"adt", -180}, {"nst", -210}, {"ndt", -150},  {"awst", 480},  {"acst", 570}, {"acdt", 630},
+    {"aest", 600}, {"aedt", 660}, {"nzst", 720},  {"nzdt", 780},  {"brt", -180}, {"art", -180},
 };
 
-// A header field has few words; more than so many are no date.
+const Zone* FindZone(std::string_view lowerName) {
+  const auto* const zone = std::ranges::find(ZONES, lowerName, &Zone::name);
+  return zone == std::end(ZONES) ? nullptr : zone;
+}
+
+bool IsBlank(char character) {
+  return character == ' ' || character == '\t';
+}
+
+// Year, month and day.
 constexpr std::size_t MAX_NUMBERS = 3;
-constexpr std::size_t MAX_DIGITS = 4;
+constexpr std::size_t MAX_DIGITS = 5;
+constexpr int MAX_ZONE_HOURS = 23;
 
 // Reads a date from left to right, each part by its own form.
 class DateReader {
  public:
   explicit DateReader(std::string_view text) : rest_(text) {}
 
-  std::optional<std::int64_t> Read() {
-    while (!rest_.empty()) {
+  std::optional<Date> Read() {
+    while (!rest_.empty() && !isDone_) {
       if (!TakePart()) return std::nullopt;
     }
-    return Instant();
+    return Result();
   }
 
  private:
   // False when the text is no date.
   bool TakePart() {
     const char front = rest_.front();
-    if (front == '(') return SkipComment();
+    if (front == '(') return TakeComment();
     if (text::IsAsciiDigit(front)) return TakeNumberOrTime();
-    if (IsLetter(front)) return TakeWord();
-    if (hasTime_ && IsOffset()) return TakeOffset();
+    if (text::IsAsciiLetter(front)) return TakeWord();
+    if (IsOffset()) return TakeOffset();
     rest_.remove_prefix(1);
     return true;
   }
 
-  bool SkipComment() {
+  // Many a program writes the zone's name there, some only there.
+  bool TakeComment() {
+    const std::string_view comment = rest_;
     int depth = 0;
     do {
       depth += rest_.front() == '(' ? 1 : rest_.front() == ')' ? -1 : 0;
       rest_.remove_prefix(1);
     } while (depth > 0 && !rest_.empty());
+    const std::size_t end = comment.find_first_of("() \t", 1);
+    if (end == comment.npos) return true;
+    const Zone* const zone = FindZone(text::AsciiLower(comment.substr(1, end - 1)));
+    if (zone != nullptr && !commentMinutes_) commentMinutes_ = zone->minutes;
     return true;
   }
 
@@ -77,63 +96,153 @@ class DateReader {
   }
 
   bool TakeNumberOrTime() {
+    if (!hasTime_ && TakeCompactForm()) return true;
+    const bool isAfterTime = hasTime_ && IsDateComplete();
     const int number = TakeNumber();
-    if (number < 0) return false;
-    if (!rest_.starts_with(':') || !IsDigitAt(1)) {
-      numbers_.push_back({number, digits_});
-      return numbers_.size() <= MAX_NUMBERS;
+    if (IsTimeMark()) return TakeTime(number);
+    if (isAfterTime) {
+      // A zone without its sign, or whatever follows a date.
+      if (digits_ == 4 && !zoneMinutes_) SetZone(1, number / 100, number % 100);
+      isDone_ = true;
+      return true;
     }
+    numbers_.push_back({number, digits_});
+    const bool isYearFrom2000 = number / 100 == 191;  // written as 19 and the years since 1900
+    return number >= 0 && (digits_ < MAX_DIGITS || isYearFrom2000) &&
+           numbers_.size() <= MAX_NUMBERS;
+  }
+
+  // ISO 8601 without marks between the parts: "19980113", "T100000", or both as one number.
+  bool TakeCompactForm() {
+    std::size_t digits = 0;
+    while (IsDigitAt(digits))
+      ++digits;
+    const bool isDate = numbers_.empty() && month_ == 0 && (digits == 8 || digits == 14);
+    const bool isTime = !isDate && digits == 6 && numbers_.size() == MAX_NUMBERS;
+    if (!isDate && !isTime) return false;
+    const auto take = [this](std::size_t size) {
+      int number = 0;
+      for (; size > 0; --size, rest_.remove_prefix(1))
+        number = number * 10 + (rest_.front() - '0');
+      return number;
+    };
+    if (isDate) {
+      numbers_.push_back({take(4), 4});
+      numbers_.push_back({take(2), 2});
+      numbers_.push_back({take(2), 2});
+    }
+    if (digits != 8) {
+      hasTime_ = true;
+      hours_ = take(2);
+      minutes_ = take(2);
+      seconds_ = take(2);
+    }
+    return true;
+  }
+
+  // Whether what follows a number makes it the hours of a time: a colon, or, after a date, a dot.
+  [[nodiscard]] bool IsTimeMark() const {
+    if (rest_.starts_with('.')) return digits_ <= 2 && IsDateComplete() && IsDigitAt(1);
+    return rest_.starts_with(':') && FindAfterMark() < rest_.size();
+  }
+
+  // The place of the digit after the mark that stands here; blanks may stand for a missing digit.
+  [[nodiscard]] std::size_t FindAfterMark() const {
+    std::size_t place = 1;
+    while (place < rest_.size() && IsBlank(rest_[place]))
+      ++place;
+    return IsDigitAt(place) ? place : rest_.size();
+  }
+
+  bool TakeTime(int hours) {
     if (hasTime_) return false;
     hasTime_ = true;
-    hours_ = number;
-    minutes_ = TakeAfter(':').value_or(0);
-    seconds_ = TakeAfter(':').value_or(0);
+    const char mark = rest_.front();
+    hours_ = hours;
+    minutes_ = TakeAfter(mark).value_or(0);
+    seconds_ = TakeAfter(mark).value_or(0);
     (void)TakeAfter('.');  // fractions
-    return hours_ < 24 && minutes_ < 60 && seconds_ <= 60 && minutes_ >= 0 && seconds_ >= 0;
+    return hours_ >= 0 && minutes_ >= 0 && seconds_ >= 0;
   }
 
   std::optional<int> TakeAfter(char mark) {
-    if (!rest_.starts_with(mark) || !IsDigitAt(1)) return std::nullopt;
-    rest_.remove_prefix(1);
+    if (!rest_.starts_with(mark)) return std::nullopt;
+    const std::size_t place = FindAfterMark();
+    if (place == rest_.size()) return std::nullopt;
+    rest_.remove_prefix(place);
     return TakeNumber();
   }
 
-  // Whether "+0900", "+900", "+09:00", "+9:00" or "+09" stands here; "-98" may be a year.
+  // Whether "+0900", "+900", "+09:00", "+9:00", "+09" or "+9" stands here; before the date has its
+  // year, "-98" is that.
   [[nodiscard]] bool IsOffset() const {
-    if (!rest_.starts_with('+') && !rest_.starts_with('-')) return false;
-    std::size_t digits = 0;
+    const bool hasSign = rest_.starts_with('+') || rest_.starts_with('-');
+    if (!hasTime_ || !hasSign || !IsDigitAt(1)) return false;
+    std::size_t digits = 1;
     while (IsDigitAt(1 + digits))
       ++digits;
-    const bool hasColon = rest_.substr(1 + digits).starts_with(':');
-    const bool isShort = digits == 1 || digits == 2;
-    return digits == 3 || digits == 4 ||
-           (isShort && (hasColon || (rest_.starts_with('+') && digits == 2)));
+    return digits > 2 || rest_.starts_with('+') || rest_.substr(1 + digits).starts_with(':') ||
+           IsDateComplete();
   }
 
   bool TakeOffset() {
     const int sign = rest_.front() == '-' ? -1 : 1;
     rest_.remove_prefix(1);
     int number = TakeNumber();
-    if (number < 0) return false;
     if (digits_ <= 2) number = number * 100 + TakeAfter(':').value_or(0);
-    zoneMinutes_ = sign * (number / 100 * 60 + number % 100);
+    SetZone(sign, number / 100, number % 100);
     return true;
   }
 
+  // What no zone has is one that is not known.
+  void SetZone(int sign, int hours, int minutes) {
+    const bool isZone = hours >= 0 && hours <= MAX_ZONE_HOURS && minutes >= 0 && minutes < 60;
+    zoneMinutes_ = isZone ? sign * (hours * 60 + minutes) : 0;
+  }
+
   bool TakeWord() {
-    const auto end = std::ranges::find_if_not(rest_, IsLetter);
-    const std::string word = text::AsciiLower({rest_.begin(), end});
+    const auto end = std::ranges::find_if_not(rest_, text::IsAsciiLetter);
+    const std::string_view written(rest_.begin(), end);
+    const std::string word = text::AsciiLower(written);
     rest_.remove_prefix(word.size());
     const auto* const month = std::ranges::find(MONTHS, word.substr(0, 3));
-    if (month != std::end(MONTHS) && word.size() >= 3 && month_ == 0) {
+    if (month != std::end(MONTHS) && month_ == 0) {
       month_ = static_cast<int>(month - MONTHS) + 1;
-    } else if (hasTime_ && hours_ <= 12 && (word == "am" || word == "pm")) {
-      hours_ = hours_ % 12 + (word == "pm" ? 12 : 0);
-    } else if (const auto* const zone = std::ranges::find(ZONES, word, &Zone::name);
-               zone != std::end(ZONES) && !zoneMinutes_) {
-      zoneMinutes_ = zone->minutes;
+    } else if (hasTime_) {
+      TakeWordAfterTime(word, written);
     }
     return true;
+  }
+
+  void TakeWordAfterTime(std::string_view word, std::string_view written) {
+    const bool isHalfDay =
+        word == "am" || word == "pm" ||
+        ((word == "a" || word == "p") && (rest_.starts_with(".m") || rest_.starts_with(".M")));
+    if (isHalfDay && hours_ <= 12) {
+      hours_ = hours_ % 12 + (word.front() == 'p' ? 12 : 0);
+      if (word.size() == 1) rest_.remove_prefix(2);
+    } else if (word == "dst" && zoneMinutes_) {
+      *zoneMinutes_ += 60;
+    } else if (const Zone* const zone = FindZone(word); zone != nullptr && !zoneMinutes_) {
+      zoneMinutes_ = zone->minutes;
+      SkipRestOfName();
+    } else if (!zoneMinutes_ && LooksLikeZoneName(written)) {
+      zoneMinutes_ = 0;
+    }
+  }
+
+  // "EST5EDT" and "JST-9" are settings of Unix, whose numbers count the other way.
+  void SkipRestOfName() {
+    const bool hasSign = rest_.starts_with('+') || rest_.starts_with('-');
+    std::size_t digits = hasSign ? 1 : 0;
+    while (IsDigitAt(digits))
+      ++digits;
+    if (digits <= (hasSign ? 3U : 2U)) rest_.remove_prefix(digits);
+  }
+
+  static bool LooksLikeZoneName(std::string_view word) {
+    const auto isCapital = [](char c) { return c >= 'A' && c <= 'Z'; };
+    return word.size() <= 5 && std::ranges::all_of(word, isCapital);
   }
 
   struct Number {
@@ -143,8 +252,13 @@ class DateReader {
     [[nodiscard]] bool IsYear() const { return digits > 2 || value > 31 || value == 0; }
   };
 
+  // Whether the day and the year stand before this place, and the month.
+  [[nodiscard]] bool IsDateComplete() const {
+    return numbers_.size() == MAX_NUMBERS || (month_ != 0 && numbers_.size() == 2);
+  }
+
   // Year, month and day by their forms; zero for what is missing.
-  [[nodiscard]] std::chrono::year_month_day Date() const {
+  [[nodiscard]] std::chrono::year_month_day CalendarDate() const {
     Number year, day;
     int month = month_;
     if (month_ != 0 && numbers_.size() == 2) {
@@ -164,22 +278,21 @@ class DateReader {
             std::chrono::day(static_cast<unsigned>(day.value))};
   }
 
-  // Two digits mean 1970 to 2069, three count from 1900, as programs wrote them after 1999.
+  // Two digits mean 1970 to 2069, three count from 1900, as programs wrote them after 1999; others
+  // wrote "19100" for 2000.
   static int FullYear(Number year) {
-    if (year.digits > 3) return year.value;
+    if (year.digits == 5) return year.value - 19000 + 1900;
+    if (year.digits == 4) return year.value;
     if (year.digits == 3 || year.value >= 70) return 1900 + year.value;
     return 2000 + year.value;
   }
 
-  [[nodiscard]] std::optional<std::int64_t> Instant() const {
-    const std::chrono::year_month_day date = Date();
-    if (!date.ok()) return std::nullopt;
+  [[nodiscard]] std::optional<Date> Result() const {
+    const std::chrono::year_month_day date = CalendarDate();
+    if (!date.ok() || hours_ >= 24 || minutes_ >= 60 || seconds_ > 60) return std::nullopt;
     const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-    return days * 86400 + hours_ * 3600 + (minutes_ - zoneMinutes_.value_or(0)) * 60 + seconds_;
-  }
-
-  static bool IsLetter(char character) {
-    return text::IsAsciiLetterOrDigit(character) && !text::IsAsciiDigit(character);
+    return Date{.localSeconds = days * 86400 + hours_ * 3600 + minutes_ * 60 + seconds_,
+                .zoneMinutes = zoneMinutes_ ? zoneMinutes_ : commentMinutes_};
   }
 
   [[nodiscard]] bool IsDigitAt(std::size_t place) const {
@@ -187,18 +300,67 @@ class DateReader {
   }
 
   std::string_view rest_;
+  bool isDone_ = false;     // what follows is no part of the date
   std::size_t digits_ = 0;  // of the number taken last
   std::vector<Number> numbers_;
   int month_ = 0;  // by its name; 0 without one
   bool hasTime_ = false;
   int hours_ = 0, minutes_ = 0, seconds_ = 0;
   std::optional<int> zoneMinutes_;
+  std::optional<int> commentMinutes_;  // of the zone that a comment names
 };
+
+// Takes one line off the front of `text`, whatever ends it.
+std::string_view TakeAnyLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(end);
+  text.remove_prefix(text.starts_with("\r\n") ? 2 : text.empty() ? 0 : 1);
+  return line;
+}
+
+// The value of a field that begins with `line`, with the lines from `rest` that continue it, when
+// its name is `name`.
+std::optional<std::string_view> ValueOf(std::string_view line, std::string_view name,
+                                        std::string_view rest) {
+  if (!text::StartsWithIgnoringCase(line, name)) return std::nullopt;
+  const std::size_t colon = line.find_first_not_of(" \t", name.size());
+  if (colon == line.npos || line[colon] != ':') return std::nullopt;
+  const char* end = line.data() + line.size();
+  while (!rest.empty() && IsBlank(rest.front())) {
+    const std::string_view more = TakeAnyLine(rest);
+    end = more.data() + more.size();
+  }
+  const char* const begin = line.data() + colon + 1;
+  return std::string_view(begin, static_cast<std::size_t>(end - begin));
+}
+
+// "from HOST by HOST ...; DATE"
+std::optional<Date> ParseReceived(std::string_view value) {
+  const std::size_t mark = value.rfind(';');
+  return mark == value.npos ? std::nullopt : ParseDate(value.substr(mark + 1));
+}
 
 }  // namespace
 
-std::optional<std::int64_t> ParseDate(std::string_view text) {
+std::optional<Date> ParseDate(std::string_view text) {
   return DateReader(text).Read();
+}
+
+std::optional<Date> FindDate(std::string_view mail) {
+  std::optional<Date> received;
+  bool hasBegun = false;
+  while (!mail.empty()) {
+    const std::string_view line = TakeAnyLine(mail);
+    if (line.empty() && hasBegun) break;
+    hasBegun = hasBegun || (!line.empty() && !line.starts_with("From "));
+    if (const auto value = ValueOf(line, "Date", mail)) {
+      if (const auto date = ParseDate(*value)) return date;
+    } else if (!received) {
+      if (const auto trace = ValueOf(line, "Received", mail)) received = ParseReceived(*trace);
+    }
+  }
+  return received;
 }
 
 }  // namespace nimport::mime

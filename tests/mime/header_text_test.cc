@@ -206,9 +206,18 @@ TEST(Mail, GivesNamesInUnicode) {
   EXPECT_EQ(mail.SavedName(3), "😀_a.eml");
 }
 
+// In seconds since 1970, the zone being the store's where there is none.
+std::optional<std::int64_t> ToInstant(const std::optional<Date>& date) {
+  constexpr int TOKYO = 540;
+  if (!date) return std::nullopt;
+  return date->localSeconds - date->zoneMinutes.value_or(TOKYO) * 60;
+}
+
+constexpr std::int64_t TEN_IN_TOKYO = 884653200;  // 1998-01-13 01:00:00 UTC
+constexpr std::int64_t ONE_IN_TOKYO = TEN_IN_TOKYO - 9 * 3600;
+constexpr std::int64_t IN_2000 = 947725200;  // 2000-01-13 01:00:00 UTC
+
 TEST(ParseDate, ReadsWhatMailProgramsWrote) {
-  constexpr std::int64_t TEN_IN_TOKYO = 884653200;  // 1998-01-13 01:00:00 UTC
-  constexpr std::int64_t MIDNIGHT = 884649600;      // 1998-01-13 00:00:00 UTC
   const struct {
     const char* text;
     std::optional<std::int64_t> wanted;
@@ -221,16 +230,33 @@ TEST(ParseDate, ReadsWhatMailProgramsWrote) {
       {"13-January-1998 10:00:00 +09:00", TEN_IN_TOKYO, "a month in full, a colon in the zone"},
       {"Tue Jan 13 10:00:00 JST 1998", TEN_IN_TOKYO, "the form of Unix"},
       {"1998-01-13T10:00:00.5+09:00", TEN_IN_TOKYO, "ISO 8601"},
+      {"19980113T100000+0900", TEN_IN_TOKYO, "ISO 8601 without marks"},
       {"13 Jan 1998 10:00 +900", TEN_IN_TOKYO, "a zone of three digits"},
       {"98/01/13 10:00 +9:00", TEN_IN_TOKYO, "the year first"},
       {"01/13/98 01:00 GMT", TEN_IN_TOKYO, "the month first"},
-      {"13/1/1998 1:00", TEN_IN_TOKYO, "the day first, where it can be nothing else"},
+      {"13/1/1998 1:00Z", TEN_IN_TOKYO, "the day first, where it can be nothing else"},
       {"Mon, 12 Jan 1998 08:00 PM EST", TEN_IN_TOKYO, "half a day"},
+      {"Mon, 12 Jan 1998 08:00 p.m. -500", TEN_IN_TOKYO, "half a day with dots, a short zone"},
       {"Tue, 13 Jan 098 01:00:00 A", TEN_IN_TOKYO, "years since 1900, a single letter for a zone"},
-      {"13 Jan 1998", MIDNIGHT, "no time"},
+      {"Tue, 13 Jan 1998 10:00:00", TEN_IN_TOKYO, "no zone"},
+      {"Tue Jan 13 10:00:00 1998", TEN_IN_TOKYO, "C's form, no zone"},
+      {"Tuesday, January 13, 1998 10:00 AM", TEN_IN_TOKYO, "names in full"},
+      {"Tue, 13 Jan 1998 10.00.00 jst", TEN_IN_TOKYO, "dots in the time, small letters"},
+      {"Tue, 13 Jan 1998 10: 0: 0 0900", TEN_IN_TOKYO, "blanks for digits, no sign"},
+      {"Tue, 13 Jan 1998 01:00:00 XYZ", TEN_IN_TOKYO, "an unknown zone"},
+      {"Tue, 13 Jan 1998 01:00:00 +99999", TEN_IN_TOKYO, "what is no zone"},
+      {"Mon, 12 Jan 1998 19:00:00 -600", TEN_IN_TOKYO, "west of Greenwich"},
+      {"Mon, 12 Jan 1998 20:00:00 EST5EDT", TEN_IN_TOKYO, "a setting of Unix"},
+      {"Tue, 13 Jan 1998 10:00:00 GMT+9", TEN_IN_TOKYO, "beside Greenwich"},
+      {"Tue, 13 Jan 1998 03:00:00 MET DST", TEN_IN_TOKYO, "daylight saving apart"},
+      {"Tue, 13 Jan 1998 03:00:00 (eet)", TEN_IN_TOKYO, "the zone in a comment alone"},
+      {"Tue, 13 Jan 1998 10:00:00 +0900; 5 more, 6", TEN_IN_TOKYO, "more after it"},
+      {"Thu, 13 Jan 100 10:00:00 +0900", IN_2000, "a year since 1900 beyond 99"},
+      {"Thu, 13 Jan 19100 10:00:00 +0900", IN_2000, "the same after a 19"},
+      {"13 Jan 1998", TEN_IN_TOKYO - 36000, "no time"},
       {"Tue, 13 Jan 2070 00:00:00 +0000", 3156796800, "beyond 32 bits"},
       {"Thu, 1 Jan 69 00:00 GMT", 3124224000, "two digits end in 2069"},
-      {"Mon, 12 Jan 1998 12:00 AM", MIDNIGHT - 86400, "the twelfth hour before noon"},
+      {"Tue, 13 Jan 1998 12:00 AM", TEN_IN_TOKYO - 36000, "the twelfth hour before noon"},
       {"29 Feb 1999 00:00", std::nullopt, "no leap year"},
       {"13 Jan 1998 24:00", std::nullopt, "no such hour"},
       {"10:00:00 +0900", std::nullopt, "no date"},
@@ -242,7 +268,27 @@ TEST(ParseDate, ReadsWhatMailProgramsWrote) {
       {"99999999999999999999 Jan 1", std::nullopt, "a number without end"},
   };
   for (const auto& c : cases)
-    EXPECT_EQ(ParseDate(c.text), c.wanted) << c.text << ": " << c.why;
+    EXPECT_EQ(ToInstant(ParseDate(c.text)), c.wanted) << c.text << ": " << c.why;
+}
+
+TEST(FindDate, LooksPastWhatIsNoDate) {
+  const struct {
+    const char* mail;
+    std::optional<std::int64_t> wanted;
+  } cases[] = {
+      {"Subject: a\r\ndate :\r\n 13 Jan 1998\r\n 10:00\r\n\r\n", TEN_IN_TOKYO},
+      {"\nFrom a Tue Jan 13 11:00 1998\n\nno field\nDate: 13 Jan 1998 10:00", TEN_IN_TOKYO},
+      {"Date: none\rDate: 13 Jan 1998 10:00\rDate: 1 Jan 1998\r\r", TEN_IN_TOKYO},
+      {"Received: by a; 13 Jan 1998\n\t10:00\nReceived: by b; 12 Jan 1998 10:00\nDate:\n",
+       TEN_IN_TOKYO},
+      {"Received: by a\nReceived: by b; 13 Jan 1998 10:00\n\n", TEN_IN_TOKYO},
+      {"Received: by a; 13 Jan 1998 10:00\nDate: 13 Jan 1998 01:00\n\n", ONE_IN_TOKYO},
+      {"Subject: a\n\nDate: 13 Jan 1998 10:00\n", std::nullopt},
+      {"Dated: 13 Jan 1998 10:00\n", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(ToInstant(FindDate(c.mail)), c.wanted) << c.mail;
 }
 
 // A mail is a value: its answers do not hang on where it lies.
