@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,19 +23,30 @@ struct Zone {
 // Names of zones that mails have. Single letters, which were written in either sense, count as UTC,
 // as RFC 5322 has it; so does every other name.
 constexpr Zone ZONES[] = {
-    {"jst", 540},  {"kst", 540},  {"est", -300},  {"edt", -240},  {"cst", -360}, {"cdt", -300},
-    {"mst", -420}, {"mdt", -360}, {"pst", -480},  {"pdt", -420},  {"bst", 60},   {"cet", 60},
-    {"cest", 120}, {"met", 60},   {"mest", 120},  {"mez", 60},    {"mesz", 120}, {"west", 60},
-    {"eet", 120},  {"eest", 180}, {"sast", 120},  {"msk", 180},   {"msd", 240},  {"hkt", 480},
-    {"sgt", 480},  {"ict", 420},  {"akst", -540}, {"akdt", -480}, {"hst", -600}, {"ast", -240},
-    {"adt", -180}, {"nst", -210}, {"ndt", -150},  {"awst", 480},  {"acst", 570}, {"acdt", 630},
-    {"aest", 600}, {"aedt", 660}, {"nzst", 720},  {"nzdt", 780},  {"brt", -180}, {"art", -180},
+    {"gmt", 0},     {"utc", 0},    {"ut", 0},     {"jst", 540},  {"kst", 540},  {"est", -300},
+    {"edt", -240},  {"cst", -360}, {"cdt", -300}, {"mst", -420}, {"mdt", -360}, {"pst", -480},
+    {"pdt", -420},  {"bst", 60},   {"cet", 60},   {"cest", 120}, {"met", 60},   {"mest", 120},
+    {"mez", 60},    {"mesz", 120}, {"west", 60},  {"eet", 120},  {"eest", 180}, {"sast", 120},
+    {"msk", 180},   {"msd", 240},  {"hkt", 480},  {"sgt", 480},  {"ict", 420},  {"akst", -540},
+    {"akdt", -480}, {"hst", -600}, {"ast", -240}, {"adt", -180}, {"nst", -210}, {"ndt", -150},
+    {"awst", 480},  {"acst", 570}, {"acdt", 630}, {"aest", 600}, {"aedt", 660}, {"nzst", 720},
+    {"nzdt", 780},  {"brt", -180}, {"art", -180},
 };
 
-const Zone* FindZone(std::string_view lowerName) {
-  const auto* const zone = std::ranges::find(ZONES, lowerName, &Zone::name);
-  return zone == std::end(ZONES) ? nullptr : zone;
+// The first words of names such as "Eastern Daylight Time", which Windows gives to zones.
+constexpr Zone LONG_NAMES[] = {
+    {"tokyo", 540},     {"korea", 540},    {"china", 480},    {"taipei", 480},
+    {"singapore", 480}, {"eastern", -300}, {"central", -360}, {"mountain", -420},
+    {"pacific", -480},  {"romance", 60},   {"arabian", 240},  {"russian", 180},
+};
+
+// Null for a name that is not among the zones.
+const Zone* FindZone(std::span<const Zone> zones, std::string_view lowerName) {
+  const auto zone = std::ranges::find(zones, lowerName, &Zone::name);
+  return zone == zones.end() ? nullptr : &*zone;
 }
+
+constexpr std::string_view BLANKS = " \t\r\n";
 
 bool IsBlank(char character) {
   return character == ' ' || character == '\t';
@@ -48,7 +60,9 @@ constexpr int MAX_ZONE_HOURS = 23;
 // Reads a date from left to right, each part by its own form.
 class DateReader {
  public:
-  explicit DateReader(std::string_view text) : rest_(text) {}
+  // Of `text` without its comments; `commentMinutes` stand for a zone that it does not name.
+  DateReader(std::string_view text, std::optional<int> commentMinutes)
+      : rest_(text), commentMinutes_(commentMinutes) {}
 
   std::optional<Date> Read() {
     while (!rest_.empty() && !isDone_) {
@@ -61,26 +75,10 @@ class DateReader {
   // False when the text is no date.
   bool TakePart() {
     const char front = rest_.front();
-    if (front == '(') return TakeComment();
     if (text::IsAsciiDigit(front)) return TakeNumberOrTime();
     if (text::IsAsciiLetter(front)) return TakeWord();
     if (IsOffset()) return TakeOffset();
     rest_.remove_prefix(1);
-    return true;
-  }
-
-  // Many a program writes the zone's name there, some only there.
-  bool TakeComment() {
-    const std::string_view comment = rest_;
-    int depth = 0;
-    do {
-      depth += rest_.front() == '(' ? 1 : rest_.front() == ')' ? -1 : 0;
-      rest_.remove_prefix(1);
-    } while (depth > 0 && !rest_.empty());
-    const std::size_t end = comment.find_first_of("() \t", 1);
-    if (end == comment.npos) return true;
-    const Zone* const zone = FindZone(text::AsciiLower(comment.substr(1, end - 1)));
-    if (zone != nullptr && !commentMinutes_) commentMinutes_ = zone->minutes;
     return true;
   }
 
@@ -99,7 +97,7 @@ class DateReader {
     if (!hasTime_ && TakeCompactForm()) return true;
     const bool isAfterTime = hasTime_ && IsDateComplete();
     const int number = TakeNumber();
-    if (IsTimeMark()) return TakeTime(number);
+    if (IsTimeMark() && !(isAfterTime && zoneMinutes_)) return TakeTime(number);
     if (isAfterTime) {
       // A zone without its sign, or whatever follows a date.
       if (digits_ == 4 && !zoneMinutes_) SetZone(1, number / 100, number % 100);
@@ -142,34 +140,33 @@ class DateReader {
 
   // Whether what follows a number makes it the hours of a time: a colon, or, after a date, a dot.
   [[nodiscard]] bool IsTimeMark() const {
-    if (rest_.starts_with('.')) return digits_ <= 2 && IsDateComplete() && IsDigitAt(1);
-    return rest_.starts_with(':') && FindAfterMark() < rest_.size();
-  }
-
-  // The place of the digit after the mark that stands here; blanks may stand for a missing digit.
-  [[nodiscard]] std::size_t FindAfterMark() const {
-    std::size_t place = 1;
-    while (place < rest_.size() && IsBlank(rest_[place]))
-      ++place;
-    return IsDigitAt(place) ? place : rest_.size();
+    const bool canBeDot = !hasTime_ && digits_ <= 2 && IsDateComplete();
+    return FindAfter(':') || (canBeDot && rest_.starts_with('.') && IsDigitAt(1));
   }
 
   bool TakeTime(int hours) {
     if (hasTime_) return false;
     hasTime_ = true;
-    const char mark = rest_.front();
+    const char mark = rest_.starts_with('.') ? '.' : ':';
     hours_ = hours;
     minutes_ = TakeAfter(mark).value_or(0);
     seconds_ = TakeAfter(mark).value_or(0);
-    (void)TakeAfter('.');  // fractions
+    if (IsDigitAt(1)) (void)TakeAfter('.');  // fractions
     return hours_ >= 0 && minutes_ >= 0 && seconds_ >= 0;
   }
 
+  // The place of the digit after a mark; both may stand after blanks.
+  [[nodiscard]] std::optional<std::size_t> FindAfter(char mark) const {
+    const std::size_t markPlace = rest_.find_first_not_of(BLANKS);
+    if (markPlace == rest_.npos || rest_[markPlace] != mark) return std::nullopt;
+    const std::size_t place = rest_.find_first_not_of(BLANKS, markPlace + 1);
+    return place != rest_.npos && IsDigitAt(place) ? std::optional(place) : std::nullopt;
+  }
+
   std::optional<int> TakeAfter(char mark) {
-    if (!rest_.starts_with(mark)) return std::nullopt;
-    const std::size_t place = FindAfterMark();
-    if (place == rest_.size()) return std::nullopt;
-    rest_.remove_prefix(place);
+    const std::optional<std::size_t> place = FindAfter(mark);
+    if (!place) return std::nullopt;
+    rest_.remove_prefix(*place);
     return TakeNumber();
   }
 
@@ -221,14 +218,23 @@ class DateReader {
     if (isHalfDay && hours_ <= 12) {
       hours_ = hours_ % 12 + (word.front() == 'p' ? 12 : 0);
       if (word.size() == 1) rest_.remove_prefix(2);
-    } else if (word == "dst" && zoneMinutes_) {
+    } else if (zoneMinutes_ && (word == "dst" || word == "daylight")) {
       *zoneMinutes_ += 60;
-    } else if (const Zone* const zone = FindZone(word); zone != nullptr && !zoneMinutes_) {
+    } else if (!zoneMinutes_ && IsLongName()) {
+      const Zone* const zone = FindZone(LONG_NAMES, word);
+      zoneMinutes_ = zone == nullptr ? 0 : zone->minutes;
+    } else if (const Zone* const zone = FindZone(ZONES, word); zone != nullptr && !zoneMinutes_) {
       zoneMinutes_ = zone->minutes;
-      SkipRestOfName();
+      if (zone->minutes != 0) SkipRestOfName();
     } else if (!zoneMinutes_ && LooksLikeZoneName(written)) {
       zoneMinutes_ = 0;
     }
+  }
+
+  // Whether the word that was taken began one of the names that Windows gives to zones.
+  [[nodiscard]] bool IsLongName() const {
+    return text::StartsWithIgnoringCase(rest_, " Standard Time") ||
+           text::StartsWithIgnoringCase(rest_, " Daylight Time");
   }
 
   // "EST5EDT" and "JST-9" are settings of Unix, whose numbers count the other way.
@@ -249,7 +255,8 @@ class DateReader {
     int value = 0;
     std::size_t digits = 0;
 
-    [[nodiscard]] bool IsYear() const { return digits > 2 || value > 31 || value == 0; }
+    [[nodiscard]] bool IsDay() const { return value >= 1 && value <= 31; }
+    [[nodiscard]] bool IsYear() const { return digits > 2 || !IsDay(); }
   };
 
   // Whether the day and the year stand before this place, and the month.
@@ -262,8 +269,9 @@ class DateReader {
     Number year, day;
     int month = month_;
     if (month_ != 0 && numbers_.size() == 2) {
-      // "13 Jan 98", "Jan 13 98", "98 Jan 13".
-      const bool isYearFirst = numbers_[0].IsYear();
+      // "13 Jan 98", "Jan 13 98", "98 Jan 13"; "013 Jan 1998".
+      const bool isYearFirst =
+          numbers_[0].IsYear() && !(numbers_[1].digits == 4 && numbers_[0].IsDay());
       year = numbers_[isYearFirst ? 0 : 1];
       day = numbers_[isYearFirst ? 1 : 0];
     } else if (month_ == 0 && numbers_.size() == 3) {
@@ -278,11 +286,11 @@ class DateReader {
             std::chrono::day(static_cast<unsigned>(day.value))};
   }
 
-  // Two digits mean 1970 to 2069, three count from 1900, as programs wrote them after 1999; others
-  // wrote "19100" for 2000.
+  // Two digits mean 1970 to 2069. Programs that counted from 1900 wrote "100", "0100" or "19100"
+  // for 2000.
   static int FullYear(Number year) {
-    if (year.digits == 5) return year.value - 19000 + 1900;
-    if (year.digits == 4) return year.value;
+    if (year.digits == MAX_DIGITS) return year.value - 19000 + 1900;
+    if (year.value >= 1000) return year.value;
     if (year.digits == 3 || year.value >= 70) return 1900 + year.value;
     return 2000 + year.value;
   }
@@ -307,8 +315,28 @@ class DateReader {
   bool hasTime_ = false;
   int hours_ = 0, minutes_ = 0, seconds_ = 0;
   std::optional<int> zoneMinutes_;
-  std::optional<int> commentMinutes_;  // of the zone that a comment names
+  std::optional<int> commentMinutes_;
 };
+
+// Takes a comment off the front of `text`, with those in it; one that does not end is the rest.
+std::string_view TakeComment(std::string_view& text) {
+  const std::string_view before = text;
+  int depth = 0;
+  while (!text.empty()) {
+    depth += text.front() == '(' ? 1 : text.front() == ')' ? -1 : 0;
+    text.remove_prefix(1);
+    if (depth == 0) break;
+  }
+  return before.substr(0, before.size() - text.size());
+}
+
+// Many a program writes the zone's name there, some only there.
+std::optional<int> ZoneInComment(std::string_view comment) {
+  const std::size_t end = comment.find_first_of("() \t", 1);
+  if (end == comment.npos) return std::nullopt;
+  const Zone* const zone = FindZone(ZONES, text::AsciiLower(comment.substr(1, end - 1)));
+  return zone == nullptr ? std::nullopt : std::optional(zone->minutes);
+}
 
 // Takes one line off the front of `text`, whatever ends it.
 std::string_view TakeAnyLine(std::string_view& text) {
@@ -344,7 +372,16 @@ std::optional<Date> ParseReceived(std::string_view value) {
 }  // namespace
 
 std::optional<Date> ParseDate(std::string_view text) {
-  return DateReader(text).Read();
+  std::string kept;
+  std::optional<int> commentMinutes;
+  while (!text.empty()) {
+    const std::size_t begin = std::min(text.find('('), text.size());
+    kept.append(text.substr(0, begin)) += ' ';
+    text.remove_prefix(begin);
+    const std::string_view comment = TakeComment(text);
+    if (!commentMinutes) commentMinutes = ZoneInComment(comment);
+  }
+  return DateReader(kept, commentMinutes).Read();
 }
 
 std::optional<Date> FindDate(std::string_view mail) {
