@@ -104,8 +104,8 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
 
 void SourceExport::WriteMail(const MailHeaders& headers, MailContents& contents,
                              std::int32_t position, FolderWriter& writer) {
-  const FinishedMail mail = ComposeMail(headers, contents, store_.memberId());
-  const auto outcome = writer.Write(mail, position, headers.subject.value_or(""));
+  FinishedMail mail = ComposeMail(headers, contents, store_.memberId());
+  const auto outcome = writer.Write(std::move(mail), position, headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
 }
