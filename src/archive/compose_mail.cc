@@ -53,13 +53,21 @@ void AppendAddresses(std::string& mail, const std::string& name, const std::stri
   AppendField(mail, originalName, EncodeTextOf(originalName, text));
 }
 
+// Only mails that the owner sent have a recipient and no sender.
+bool IsFromOwner(const MailHeaders& headers) {
+  return !headers.from && headers.to.has_value();
+}
+
 void AppendSender(std::string& mail, const MailHeaders& headers, std::string_view memberId) {
   if (headers.from) {
     AppendAddresses(mail, "From", *headers.from);
     return;
   }
-  // Only mails that the owner sent have a recipient and no sender.
-  AppendField(mail, "From", MemberAddress(headers.to ? memberId : std::string_view()));
+  const bool isFromOwner = IsFromOwner(headers);
+  AppendField(mail, "From",
+              isFromOwner && memberId.empty()
+                  ? std::string(UNDISCLOSED_SENDER)
+                  : MemberAddress(isFromOwner ? memberId : std::string_view()));
 }
 
 // Mails with the same headers have each a Message-ID of their own where their files differ.
@@ -190,6 +198,7 @@ FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
     case ContentsKind::StoredFile:
       break;
   }
+  mail.isSenderUndisclosed = IsFromOwner(headers) && memberId.empty();
   mail.bytes = HeaderLines(headers, contents, mail, memberId);
   if (contents.kind == ContentsKind::StoredFile && mail.isComplete) {
     AppendFile(mail.bytes, headers, contents, mail.key);

@@ -55,7 +55,8 @@ void AddLosses(const std::vector<store::Problem>& losses, ordered_json& answer) 
 
 ordered_json CheckMail(StorePlatform& platform) {
   store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
-  ordered_json answer = {{"usable", true}, {"member", store.memberId()}};
+  ordered_json answer = {{"usable", true}, {"member", nullptr}};
+  if (!store.memberId().empty()) answer["member"] = store.memberId();
   std::uint64_t mailCount = 0;
   std::vector<std::string> problems;
   if (!store.failedListing().empty()) problems.push_back(store.failedListing());
@@ -117,7 +118,10 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
     if (answer.contains(number)) std::cout << ", " << answer[number] << ' ' << number;
   }
   if (answer.contains("member")) {
-    std::cout << ", member " << text::Visible(answer["member"].get<std::string>());
+    const ordered_json& member = answer["member"];
+    std::cout << ", member "
+              << (member.is_string() ? text::Visible(member.get<std::string>())
+                                     : "not known (--member ID says who the owner is)");
   }
   std::cout << '\n';
   for (const ordered_json& problem : answer["problems"]) {

@@ -17,7 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* DEFAULT_MEMBER_ID = "MEMBER";
 // Stands before and between the entries of a list (see platform::SplitList).
 constexpr char LIST_SEPARATOR = '\0';
 
@@ -83,7 +82,9 @@ class RegistryWithAnswers final : public platform::Registry {
     if (isDirectory && !databaseDirectory_.empty()) return databaseDirectory_;
     const bool isMember = key == store::SESSION_KEY && valueName == store::MEMBER_ID_VALUE;
     if (isMember && !memberId_.empty()) return memberId_;
-    return system_.ReadString(hive, key, valueName);
+    const std::optional<std::string> value = system_.ReadString(hive, key, valueName);
+    // A store whose owner nobody knows can be read all the same.
+    return isMember && !value ? std::optional<std::string>("") : value;
   }
 
  private:
@@ -104,13 +105,11 @@ StorePlatform::StorePlatform(const StoreLocation& location)
     drives.insert_or_assign(letter, fs::absolute(directory));
   }
   std::string databaseDrive;
-  std::string memberId = location.memberId;
   if (!location.databaseDirectory.empty()) {
     RequireDirectory(location.databaseDirectory);
     const char letter = FreeLetter(drives);
     drives.emplace(letter, fs::absolute(location.databaseDirectory));
     databaseDrive = std::string(1, letter) + ':';
-    if (memberId.empty()) memberId = DEFAULT_MEMBER_ID;
   }
   settings_ = [environment, drives = ToSetting(drives), registry = RegistrySetting(location)](
                   const char* name) -> std::optional<std::string> {
@@ -126,7 +125,7 @@ StorePlatform::StorePlatform(const StoreLocation& location)
   system_ = platform::MakePlatform(settings_);
   registry_ = std::make_unique<RegistryWithAnswers>(
       system_->registry(), databaseDrive,
-      text().FromUtf16(text().ToUtf16(memberId, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE));
+      text().FromUtf16(text().ToUtf16(location.memberId, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE));
 }
 
 std::vector<fs::path> StorePlatform::RegistryFiles() const {

@@ -20,7 +20,7 @@ struct StoreLocation {
   std::filesystem::path databaseDirectory;  // holds Cabdata.mdb; needs no registry
   std::vector<std::filesystem::path> registryFiles;
   DriveMap drives;       // added to those of the environment
-  std::string memberId;  // UTF-8; stands for the registry's; may be empty
+  std::string memberId;  // UTF-8; stands for the registry's; may be empty, as that may be
   // In which the store's local times are read and all dates are shown, as MakeZoneClock takes it.
   std::string timeZone = "Asia/Tokyo";
 };

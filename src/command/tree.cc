@@ -52,7 +52,8 @@ int RunTree(StorePlatform& platform, const Options& options) {
   const platform::Interruption::Pause pause;  // there is no report
   store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
   int exitCode = EXIT_ALL_DONE;
-  ordered_json tree = {{"account", store.memberId()}, {"cabinets", ordered_json::array()}};
+  ordered_json tree = {{"account", nullptr}, {"cabinets", ordered_json::array()}};
+  if (!store.memberId().empty()) tree["account"] = store.memberId();
   std::size_t index = 0;
   for (const store::Cabinet& cabinet : store.cabinets()) {
     ordered_json folders = ordered_json::array();

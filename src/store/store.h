@@ -116,7 +116,7 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // The member ID of the store's owner.
+  // The member ID of the store's owner; may be empty.
   [[nodiscard]] const std::string& memberId() const { return memberId_; }
 
   [[nodiscard]] const std::vector<Cabinet>& cabinets() const { return cabinets_; }
