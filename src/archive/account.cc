@@ -17,7 +17,9 @@ using nlohmann::ordered_json;
 void AddCounts(ordered_json& json, const MailCounts& counts) {
   json["found"] = counts.found;
   json["written"] = counts.written;
+  json["rewritten"] = counts.rewritten;
   json["alreadyThere"] = counts.alreadyThere;
+  json["wouldChange"] = counts.wouldChange;
   json["skipped"] = counts.skipped;
   json["failed"] = counts.failed;
 }
@@ -83,6 +85,7 @@ void Account::Append(const Account& more) {
   append(notes, more.notes);
   append(unlisted, more.unlisted);
   append(leftOut, more.leftOut);
+  undisclosed += more.undisclosed;
   for (const Remark& loss : more.losses_) {
     if (knownLosses_.insert(loss.reason).second) losses_.push_back(loss);
   }
@@ -93,7 +96,9 @@ MailCounts Account::Total() const {
   for (const FolderAccount& folder : folders) {
     total.found += folder.counts.found;
     total.written += folder.counts.written;
+    total.rewritten += folder.counts.rewritten;
     total.alreadyThere += folder.counts.alreadyThere;
+    total.wouldChange += folder.counts.wouldChange;
     total.skipped += folder.counts.skipped;
     total.failed += folder.counts.failed;
   }
@@ -109,6 +114,7 @@ ordered_json Account::ToJson() const {
   ordered_json json;
   AddCounts(json, Total());
   if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
+  json["undisclosedSenders"] = undisclosed;
   json["interrupted"] = isInterrupted;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
@@ -139,6 +145,12 @@ void Account::Print(std::ostream& out) const {
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
       << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+  if (total.rewritten > 0) out << total.rewritten << " of them written again\n";
+  if (total.wouldChange > 0)
+    out << "would change: " << total.wouldChange << " (--redo writes them again)\n";
+  if (undisclosed > 0) {
+    out << undisclosed << " mails of the owner have no sender: the member ID is not known\n";
+  }
   if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }

@@ -15,11 +15,14 @@
 
 namespace nimport::archive {
 
-// Numbers of mails. found is the sum of the others, except after an interruption.
+// Numbers of mails. found is the sum of written, already there, skipped and failed, except after an
+// interruption.
 struct MailCounts {
   std::int64_t found = 0;
   std::int64_t written = 0;
+  std::int64_t rewritten = 0;  // of those: were there, as another run wrote them
   std::int64_t alreadyThere = 0;
+  std::int64_t wouldChange = 0;  // of those: this run would write them otherwise
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
 };
@@ -58,6 +61,7 @@ class Account {
   std::vector<Remark> unlisted;    // mails that stand in no folder, and so in no export
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
+  std::int64_t undisclosed = 0;    // mails that the owner sent, whose ID is not known
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 

@@ -4,6 +4,18 @@
 
 namespace nimport::archive {
 
+FolderWriter::Outcome FolderWriter::OutcomeFor(Present present) const {
+  switch (present) {
+    case Present::No:
+      return Outcome::Written;
+    case Present::Yes:
+      return Outcome::AlreadyThere;
+    case Present::Outdated:
+      break;
+  }
+  return rewritesOutdated_ ? Outcome::Rewritten : Outcome::Outdated;
+}
+
 const char* FolderEnding(ExportFormat format) {
   return format == ExportFormat::Mbox ? ".mbox" : "";
 }

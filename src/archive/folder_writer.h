@@ -17,19 +17,27 @@ enum class ExportFormat { Maildir, Mbox, Eml };
 // outlasts a loss of power. Mails that an earlier run wrote are recognised, also after a mail
 // reader has moved or flagged them; one that was written without its file is replaced when the file
 // has come. One that is torn, since a file system kept its name but not all of its bytes, counts as
-// not written. Failures of the system are std::system_error.
+// not written. One that an earlier run wrote otherwise, with other options or in another version,
+// is outdated, unless somebody has changed it since. Failures of the system are std::system_error.
 class FolderWriter {
  public:
-  enum class Outcome { Written, AlreadyThere };
+  enum class Outcome {
+    Written,
+    AlreadyThere,
+    Outdated,   // there, but this run would write it otherwise
+    Rewritten,  // it was outdated
+  };
 
   virtual ~FolderWriter() = default;
+
+  // Before the first mail: those that are outdated are to be written again.
+  void RewriteOutdated() { rewritesOutdated_ = true; }
 
   // Before the first mail: how many may come.
   virtual void Expect(std::size_t /*mails*/) {}
 
   // Mails come in the order of their positions. `subject` is UTF-8 and may be empty.
-  virtual Outcome Write(FinishedMail mail, std::int32_t position,
-                        const std::string& subject) = 0;
+  virtual Outcome Write(FinishedMail mail, std::int32_t position, const std::string& subject) = 0;
 
   // Puts everything that was written in its place.
   virtual void Finish() {}
@@ -39,6 +47,19 @@ class FolderWriter {
 
   // How many mails were written but are not in their place yet.
   [[nodiscard]] virtual std::int64_t waiting() const { return 0; }
+
+ protected:
+  // What is there of a mail that comes.
+  enum class Present { No, Yes, Outdated };
+
+  // What Write answers, and whether it then writes.
+  [[nodiscard]] Outcome OutcomeFor(Present present) const;
+  [[nodiscard]] static bool Writes(Outcome outcome) {
+    return outcome == Outcome::Written || outcome == Outcome::Rewritten;
+  }
+
+ private:
+  bool rewritesOutdated_ = false;
 };
 
 // A writer for the folder that goes to `path` (without the format's ending). Makes the directories

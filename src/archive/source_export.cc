@@ -105,9 +105,14 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
 void SourceExport::WriteMail(const MailHeaders& headers, MailContents& contents,
                              std::int32_t position, FolderWriter& writer) {
   FinishedMail mail = ComposeMail(headers, contents, store_.memberId());
+  if (mail.isSenderUndisclosed) ++account_.undisclosed;
   const auto outcome = writer.Write(std::move(mail), position, headers.subject.value_or(""));
-  const bool isWritten = outcome == FolderWriter::Outcome::Written;
-  ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
+  MailCounts& counts = folder().counts;
+  using Outcome = FolderWriter::Outcome;
+  const bool isWritten = outcome == Outcome::Written || outcome == Outcome::Rewritten;
+  ++(isWritten ? counts.written : counts.alreadyThere);
+  if (outcome == Outcome::Outdated) ++counts.wouldChange;
+  if (outcome == Outcome::Rewritten) ++counts.rewritten;
 }
 
 void SourceExport::AddNotes(const MailHeaders& headers, const MailContents& contents,

@@ -61,12 +61,14 @@ void RequireOutsideStore(const Options& options) {
 // Files beneath a directory.
 class DirectoryTarget final : public archive::ExportTarget {
  public:
-  DirectoryTarget(const fs::path& directory, archive::ExportFormat format)
-      : directory_(directory), format_(format) {}
+  explicit DirectoryTarget(const Options& options)
+      : directory_(options.targetDirectory), format_(options.format), isRedo_(options.isRedo) {}
 
   void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
-    return archive::OpenFolderWriter(format_, directory_ / path);
+    auto writer = archive::OpenFolderWriter(format_, directory_ / path);
+    if (isRedo_) writer->RewriteOutdated();
+    return writer;
   }
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
     return archive::WriteContactsFile(book, directory_);
@@ -75,6 +77,7 @@ class DirectoryTarget final : public archive::ExportTarget {
  private:
   fs::path directory_;
   archive::ExportFormat format_;
+  bool isRedo_;
 };
 
 // Prints the account and leaves it beside the mails.
@@ -84,6 +87,12 @@ void PutAccount(const archive::Account& account, const Options& options) {
     std::cout << json;
   } else {
     account.Print(std::cout);
+  }
+  if (account.undisclosed > 0) {
+    std::cerr
+        << "nimport: " << account.undisclosed
+        << " mails that the owner sent are from \"undisclosed\", since no member ID is known: "
+           "--member ID --redo puts it there\n";
   }
   if (!account.abortReason.empty())
     std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
@@ -102,7 +111,7 @@ int RunExport(StorePlatform& platform, const Options& options) {
   Progress progress;
   archive::Exporter exporter(platform, options.format, progress);
   const TargetDirectory lock(options.targetDirectory);
-  DirectoryTarget target(options.targetDirectory, options.format);
+  DirectoryTarget target(options);
   const archive::Account* account = nullptr;
   {
     const platform::Interruption::Report report(

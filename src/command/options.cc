@@ -189,6 +189,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
   exporting.add_option("--to", options.targetDirectory, "Directory to write to; made if missing")
       ->type_name("DIR")
       ->required();
+  exporting.add_flag("--redo", options.isRedo,
+                     "Write mails again that another --member, --timezone or version made");
   const std::map<std::string, archive::ExportFormat> formats = {
       {"maildir", archive::ExportFormat::Maildir},
       {"mbox", archive::ExportFormat::Mbox},

@@ -32,6 +32,7 @@ struct Options {
   bool isSource = false;
   // export
   std::filesystem::path targetDirectory;
+  bool isRedo = false;  // mails that an earlier run wrote otherwise are written again
   archive::ExportFormat format = archive::ExportFormat::Maildir;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;

@@ -229,7 +229,11 @@ int RunShow(StorePlatform& platform, const Options& options) {
     const store::MailRecord record = open.Read(position);
     archive::MailContents contents = archive::ReadContents(store, record);
     const archive::MailHeaders headers = archive::ReadHeaders(store, record, &contents);
-    std::cout << ForStandardOutput(archive::ComposeMail(headers, contents, store.memberId()).bytes);
+    const archive::FinishedMail mail = archive::ComposeMail(headers, contents, store.memberId());
+    std::cout << ForStandardOutput(mail.bytes);
+    if (mail.isSenderUndisclosed) {
+      std::cerr << "nimport: the owner sent this mail, and no member ID is known: --member ID\n";
+    }
     return PrintLosses(store.TakeLosses()) ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
   }
   int exitCode = EXIT_ALL_DONE;

@@ -172,7 +172,7 @@ TEST_F(Inspection, EveryWayToTheStore) {
   const struct {
     std::vector<std::string> command;
     Environment environment;
-    const char* member;
+    json member;
     const char* why;
   } cases[] = {
       {{tool, "tree", "--registry", registry, "--drive", drive}, {}, "QZA00001", "registry"},
@@ -180,7 +180,7 @@ TEST_F(Inspection, EveryWayToTheStore) {
        {},
        "QZX00001",
        "another member; options before the subcommand"},
-      {{tool, "tree", "--from", (odd / "c/NIFTY/Data").string()}, {}, "MEMBER", "directory alone"},
+      {{tool, "tree", "--from", (odd / "c/NIFTY/Data").string()}, {}, nullptr, "directory alone"},
       {{tool, "tree"}, environment, "QZA00001", "the environment"},
       {{tool, "tree", "--member", "QZX00001"}, environment, "QZX00001", "both"},
   };

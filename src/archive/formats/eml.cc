@@ -27,14 +27,15 @@ class EmlWriter final : public FilesWriter {
 
   Outcome Write(FinishedMail mail, std::int32_t position, const std::string& subject) override {
     const std::string key = keys_.Take(mail.key.substr(0, KEY_LENGTH));
-    if (IsThere(key, mail)) return Outcome::AlreadyThere;
+    const Outcome outcome = OutcomeFor(Find(key, mail));
+    if (!Writes(outcome)) return outcome;
     std::array<char, 16> number;
     std::snprintf(number.data(), number.size(), "%05d", position);
     std::string name = number.data();
     if (!subject.empty()) name += ' ' + ToSafeName(subject);
     name += '.' + NameOfMail(key, mail.isComplete) + ENDING;
     Add('.' + std::string(number.data()) + TEMPORARY_ENDING, name, key, mail);
-    return Outcome::Written;
+    return outcome;
   }
 
  private:

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "archive/formats/mail_form.h"
+#include "archive/formats/old_mail.h"
 
 namespace nimport::archive {
 
@@ -19,16 +20,20 @@ bool IsNul(std::string_view bytes) {
 
 namespace {
 
-// The end of a file that holds a mail, which alone is looked at.
-class FileEnd {
+// The beginning and the end of a file that holds a mail, which alone are looked at.
+class FileEnds {
  public:
-  explicit FileEnd(const fs::path& path) {
+  explicit FileEnds(const fs::path& path) {
     constexpr std::uintmax_t MAX_BYTES = 4096;
     std::error_code error;
     size_ = fs::file_size(path, error);
     if (error) return;
     end_.resize(std::min(size_, MAX_BYTES));
     std::ifstream file(path, std::ios::binary);
+    if (size_ > end_.size()) {
+      begin_.resize(end_.size());
+      file.read(begin_.data(), static_cast<std::streamsize>(begin_.size()));
+    }
     file.seekg(static_cast<std::streamoff>(size_ - end_.size()));
     isRead_ = file.read(end_.data(), static_cast<std::streamsize>(end_.size())) || end_.empty();
   }
@@ -45,8 +50,12 @@ class FileEnd {
     return IsNul(end_) ? Extent::Torn : Extent::Different;
   }
 
+  // Whether it begins as `bytes` do. What options change in a mail stands there.
+  [[nodiscard]] bool BeginsAs(std::string_view bytes) const { return bytes.starts_with(begin_); }
+
  private:
   std::uintmax_t size_ = 0;
+  std::string begin_;  // of a file that `end_` does not hold
   std::string end_;
   bool isRead_ = false;
 };
@@ -90,23 +99,29 @@ void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
   });
 }
 
-bool FilesWriter::IsThere(const std::string& key, FinishedMail& mail) const {
+FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& mail) const {
   const fs::path* const path = present_.Find(key, mail.isComplete);
-  std::optional<FileEnd> there;
+  std::optional<FileEnds> there;
   if (path != nullptr) there.emplace(*path);
   const Extent former = there ? there->ExtentOf(mail.bytes) : Extent::Torn;
   if (lineEnds_ == LineEnds::Lf) ToLineFeeds(mail.bytes);
   MakeFieldOfSeparator(mail.bytes);
   const Extent extent = there ? there->ExtentOf(mail.bytes) : Extent::Torn;
-  if (former == Extent::Whole || extent == Extent::Whole) return true;
-  return former == Extent::Different && extent == Extent::Different;
+  if (extent == Extent::Whole && there->BeginsAs(mail.bytes)) {
+    return HasTimeOfOtherZone(*path, mail.instant) ? Present::Outdated : Present::Yes;
+  }
+  const bool isTorn = former == Extent::Torn || extent == Extent::Torn;
+  if (isTorn && former != Extent::Whole && extent != Extent::Whole) return Present::No;
+  // A mail with its file is better than any without.
+  if (!mail.isComplete && present_.Find(key, true) != nullptr) return Present::Yes;
+  return IsOutdated(*path, mail.bytes, mail.instant) ? Present::Outdated : Present::Yes;
 }
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
                       const std::string& key, const FinishedMail& mail) {
   if (!files_) return;
   std::vector<fs::path> replaced;
-  // One that is there is torn.
+  // One that is there is torn or outdated.
   for (const fs::path* path : {present_.Find(key, mail.isComplete), present_.FindIncomplete(key)})
     if (path != nullptr) replaced.push_back(*path);
   files_->batch.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));

@@ -48,9 +48,9 @@ class FilesWriter : public FolderWriter {
   // Removes what a killed run left in the directory of temporary files.
   void RemoveLeftovers(bool (*isLeftover)(const std::string& name));
 
-  // Gives the mail the form in which it is written, and says whether it is there, whole, in that
-  // form or as version 0.2.0 wrote it: with CR LF, and with whatever line it begins with.
-  [[nodiscard]] bool IsThere(const std::string& key, FinishedMail& mail) const;
+  // Gives the mail the form in which it is written, and says whether it is there, whole. As version
+  // 0.2.0 wrote it, with CR LF and with whatever line it begins with, it is outdated.
+  [[nodiscard]] Present Find(const std::string& key, FinishedMail& mail) const;
 
   void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
            const FinishedMail& mail);

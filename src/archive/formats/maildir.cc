@@ -37,15 +37,25 @@ class MaildirWriter final : public FilesWriter {
 
   Outcome Write(FinishedMail mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
-    if (IsThere(key, mail)) return Outcome::AlreadyThere;
+    const Outcome outcome = OutcomeFor(Find(key, mail));
+    if (!Writes(outcome)) return outcome;
     const std::string name =
         std::to_string(mail.instant.value_or(0)) + '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    Add(name, name + Flags(), key, mail);
-    return Outcome::Written;
+    Add(name, name + FlagsOf(key, mail), key, mail);
+    return outcome;
   }
 
  private:
-  // What follows a mail's name. Found out when the first mail is written.
+  // What follows a mail's name: what a reader has made of it since it was written, or Flags.
+  std::string FlagsOf(const std::string& key, const FinishedMail& mail) {
+    const fs::path* const path = present_.Find(key, mail.isComplete);
+    const std::string name = path == nullptr ? "" : path->filename().string();
+    const std::size_t ending = name.find(ENDING);
+    const std::size_t flags = ending + std::string_view(ENDING).size();
+    return ending == std::string::npos || flags == name.size() ? Flags() : name.substr(flags);
+  }
+
+  // What follows the name of a mail that is new. Found out when the first mail is written.
   const std::string& Flags() {
     if (flags_.empty()) {
       const bool takesColon =

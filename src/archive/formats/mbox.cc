@@ -5,11 +5,15 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "archive/digest.h"
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
 #include "archive/formats/mail_form.h"
 #include "archive/formats/mail_keys.h"
+#include "archive/formats/old_mail.h"
 #include "archive/formats/present_mails.h"
 #include "archive/instant.h"
 #include "archive/mailboxes.h"
@@ -72,10 +76,14 @@ class MboxWriter final : public FolderWriter {
       const std::string_view key = KeyInSeparator(line);
       if (key.empty()) continue;
       present_.Add(key, path_);
+      EndPlace();
+      places_.push_back({.digest = ShortDigestOf(key), .begin = end_, .size = 0});
       last_ = key;
       lastBegin_ = end_;
     }
     if (last_.empty() && IsHalfSeparator(ReadOld(0))) end_ = 0;
+    EndPlace();
+    std::ranges::sort(places_, {}, &Place::digest);
   }
 
   void Expect(std::size_t mails) override { keys_.Reserve(mails); }
@@ -90,17 +98,20 @@ class MboxWriter final : public FolderWriter {
     MakeFieldOfSeparator(mail.bytes);
     if (isLast && there == Extent::Different) there = CutTornEnd(name, mail, HEADER);
     if (isLast) last_.clear();
-    if (there != Extent::Torn && present_.Find(key, mail.isComplete) != nullptr) {
-      return Outcome::AlreadyThere;
-    }
-    if (!directory_) return Outcome::Written;
+    const bool isThere = there != Extent::Torn && present_.Find(key, mail.isComplete) != nullptr;
+    const bool isOutdated = isThere && IsOutdated(name, mail);
+    const Outcome outcome = OutcomeFor(!isThere     ? Present::No
+                                       : isOutdated ? Present::Outdated
+                                                    : Present::Yes);
+    if (!Writes(outcome) || !directory_) return outcome;
     if (present_.FindIncomplete(key) != nullptr && mail.isComplete) {
       replaced_.insert(NameOfMail(key, false));
     }
+    if (isOutdated) replaced_.insert(name);
     if (!file_) BeginFile();
     PutMail(name, mail, HEADER, [this](std::string_view piece) { file_->Write(piece); });
     ++waiting_;
-    return Outcome::Written;
+    return outcome;
   }
 
   void Finish() override {
@@ -108,7 +119,7 @@ class MboxWriter final : public FolderWriter {
     if (!file_ && (!isThere_ || end_ != fs::file_size(path_))) BeginFile();
     if (file_) {
       if (keepsLastBack_) Copy(lastBegin_, end_);
-      file_->PutInPlace(*directory_, name_);
+      file_->PutInPlace(*directory_, replaced_.empty() ? name_ : WithReplacedName());
     }
     file_.reset();
     waiting_ = 0;
@@ -121,7 +132,67 @@ class MboxWriter final : public FolderWriter {
   // Readers take a mail without it for a new one.
   static constexpr std::string_view HEADER = "Status: RO\n";
 
+  // A mail that was there: the digest of its name, and where it stands.
+  struct Place {
+    std::uint64_t digest;
+    std::uintmax_t begin;
+    std::uintmax_t size;
+  };
+
+  void EndPlace() {
+    if (!places_.empty() && places_.back().size == 0)
+      places_.back().size = end_ - places_.back().begin;
+  }
+
   [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
+  // Of the file while it has both the mails that are replaced and those that replace them.
+  [[nodiscard]] std::string WithReplacedName() const { return '.' + name_ + ".all.tmp"; }
+
+  // Whether the mail that is there under this name is one that an earlier run wrote otherwise.
+  [[nodiscard]] bool IsOutdated(const std::string& name, const FinishedMail& mail) const {
+    const auto place = std::ranges::lower_bound(places_, ShortDigestOf(name), {}, &Place::digest);
+    if (place == places_.end() || place->digest != ShortDigestOf(name)) return false;
+    if (IsAt(*place, name, mail) || place->size > MAX_COMPARED_BYTES) return false;
+    const std::string there = WithoutFirstLine(ReadPlace(*place));
+    // Version 0.2.0 wrote no header of the format's own.
+    for (const std::string_view header : {HEADER, std::string_view()}) {
+      std::string wanted;
+      PutMail(name, mail, header, [&](std::string_view piece) { wanted += piece; });
+      if (DifferByOptionsAlone(there, WithoutFirstLine(std::move(wanted)))) return true;
+    }
+    return false;
+  }
+
+  // Whether the mail stands there, byte for byte.
+  [[nodiscard]] bool IsAt(const Place& place, const std::string& name,
+                          const FinishedMail& mail) const {
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(place.begin));
+    std::uintmax_t left = place.size;
+    bool isSame = true;
+    std::string buffer;
+    PutMail(name, mail, HEADER, [&](std::string_view piece) {
+      isSame = isSame && piece.size() <= left;
+      if (!isSame) return;
+      buffer.resize(piece.size());
+      old.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+      left -= piece.size();
+      isSame = buffer == piece;
+    });
+    return isSame && left == 0;
+  }
+
+  [[nodiscard]] std::string ReadPlace(const Place& place) const {
+    std::string bytes(static_cast<std::size_t>(place.size), '\0');
+    std::ifstream old(path_, std::ios::binary);
+    old.seekg(static_cast<std::streamoff>(place.begin));
+    old.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+  }
+
+  static std::string WithoutFirstLine(std::string mail) {
+    return mail.erase(0, mail.find('\n') + 1);
+  }
 
   // What is there stays at the beginning, changed by mail readers or not. A mail at the end that
   // does not end as we write it comes last: by then it is known whether it is to be kept.
@@ -192,18 +263,21 @@ class MboxWriter final : public FolderWriter {
 
   static int Byte(char character) { return static_cast<unsigned char>(character); }
 
-  // Takes the mails away that have come again with their files.
+  // Takes the mails away that have come again, with their files or written otherwise: those that
+  // stand before the others of their name.
   void RemoveReplaced() const {
     NewFile file(*directory_, TemporaryName());
-    std::ifstream old(path_, std::ios::binary);
+    std::ifstream old(directory_->path() / WithReplacedName(), std::ios::binary);
+    std::set<std::string> replaced = replaced_;
     bool isKept = true;
     for (std::string line; std::getline(old, line);) {
       if (line.starts_with(SEPARATOR)) {
-        isKept = !replaced_.contains(std::string(KeyInSeparator(line)));
+        isKept = replaced.erase(std::string(KeyInSeparator(line))) == 0;
       }
       if (isKept) file.Write(line += '\n');
     }
     file.PutInPlace(*directory_, name_);
+    directory_->Remove(WithReplacedName());
   }
 
   std::optional<Directory> directory_;  // empty in a dry run
@@ -216,6 +290,7 @@ class MboxWriter final : public FolderWriter {
   bool keepsLastBack_ = false;    // until it is known to be whole
   MailKeys keys_;
   PresentMails present_;
+  std::vector<Place> places_;  // by their digests
   std::set<std::string> replaced_;
   std::optional<NewFile> file_;
   std::int64_t waiting_ = 0;
