@@ -210,6 +210,74 @@ TEST_F(Export, AgainAddsOnlyWhatIsNew) {
   }
 }
 
+// Without the owner's ID and in another zone, and then with both.
+TEST_F(Export, WhatARunWouldWriteOtherwiseIsToldAndRedone) {
+  const auto run = [this](const std::string& format, const std::string& target,
+                          std::vector<std::string> more, const Environment& environment = {}) {
+    std::vector<std::string> command = {ToolPath().string(),
+                                        "export",
+                                        "--json",
+                                        "--from",
+                                        store_.store().databaseDirectory.string(),
+                                        "--drive",
+                                        store_.store().DrivesVariable(),
+                                        "--format",
+                                        format,
+                                        "--to",
+                                        store_.Target(target).string()};
+    command.insert(command.end(), more.begin(), more.end());
+    const ToolResult result = RunProgram(command, environment);
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    const bool isOwnerKnown = more.front() == "--member";
+    EXPECT_EQ(result.err.find("--member ID --redo") == std::string::npos, isOwnerKnown);
+    const json account = json::parse(result.out);
+    EXPECT_EQ(account["undisclosedSenders"], isOwnerKnown ? 0 : 2);
+    return account;
+  };
+  const auto mailsOf = [this](const std::string& format, const std::string& target) {
+    std::set<std::string> raw;
+    for (const json& mail : ReadExport(format, store_.Target(target)))
+      raw.insert(mail["raw"].get<std::string>());
+    return raw;
+  };
+  for (const std::string format : FORMATS) {
+    SCOPED_TRACE(format);
+    run(format, format, {"--timezone=-03:30"});
+    const json sent = WithSubject(ReadExport(format, store_.Target(format)), "転送")[0];
+    EXPECT_EQ(sent["from"], R"([["undisclosed", "undisclosed@nifty-manager.invalid"]])"_json);
+    EXPECT_EQ(sent["zone"], "-0330");
+    const Files first = store_.Exported(format);
+    const json told = run(format, format, {"--member", "QZA00123"});
+    EXPECT_EQ(told["wouldChange"], 5);
+    EXPECT_EQ(told["rewritten"], 0);
+    EXPECT_EQ(store_.Exported(format), first);
+    const json redone = run(format, format, {"--member", "QZA00123", "--redo"});
+    EXPECT_EQ(redone["rewritten"], 5);
+    EXPECT_EQ(redone["wouldChange"], 0);
+    run(format, format + "-new", {"--member", "QZA00123"}, {{"TZ", "America/New_York"}});
+    EXPECT_EQ(mailsOf(format, format), mailsOf(format, format + "-new"));
+    if (format == "mbox") continue;  // which has what was redone at its end
+    EXPECT_EQ(store_.Exported(format), store_.Exported(format + "-new"));
+  }
+
+  // What somebody has changed stays, and so do a reader's flags.
+  const fs::path folder = store_.Target("maildir") / "_/送信/cur";
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    const std::string name = entry.path().string();
+    if (ReadFile(name).find("Date:") == std::string::npos) {
+      std::ofstream(name, std::ios::app) << "edited";
+    } else {
+      fs::rename(name, name.substr(0, name.rfind(':')) + ":2,FS");
+    }
+  }
+  const json redone = run("maildir", "maildir", {"--member", "QZA00999", "--redo"});
+  EXPECT_EQ(redone["rewritten"], 1);
+  int kept = 0;
+  for (const auto& [name, text] : ReadTree(folder))
+    kept += name.ends_with(":2,FS") || text.ends_with("edited") ? 1 : 0;
+  EXPECT_EQ(kept, 2);
+}
+
 TEST_F(Export, MailsThatAReaderFlaggedOrMovedAreRecognised) {
   ExportAs("maildir");
   const fs::path folder = store_.Target() / "受信%2f1/新着";
@@ -320,6 +388,7 @@ TEST_F(Export, CannotRun) {
       {{"export", "--to", target, "--registry", "/nonexistent"}, "/nonexistent"},
       {{"export", "--to", target, "--drive", "C"}, "C=PATH"},
       {{"export", "--to", target}, "nimport: "},
+      {{"list", "--timezone", "Asia/Tokio"}, "Asia/Tokio: no such time zone"},
       {{"export", "--to", "/dev/null/x", "--from", database}, "/dev/null"},
       {{"export", "--to", database + "/out", "--from", database}, "within the store"},
   };
