@@ -220,6 +220,11 @@ struct Reading {
   std::optional<SystemCharset> system{};
 };
 
+Reading ReadingAs(Encoding encoding) {
+  if (encoding == Encoding::Western) return {.system = OpenCharset(WESTERN)};
+  return {encoding};
+}
+
 // What the label says.
 Encoding EncodingOf(CharsetKind kind) {
   if (kind == CharsetKind::EucJp) return Encoding::EucJp;
@@ -243,18 +248,19 @@ Reading FindReading(std::string_view bytes, std::string_view charset) {
   // A language may follow the name: iso-2022-jp*ja.
   charset = Trim(charset.substr(0, charset.find('*')));
   const CharsetKind kind = FindKind(charset);
-  if (kind == CharsetKind::Unknown) return {GuessEncoding(bytes)};
+  if (kind == CharsetKind::Unknown) return ReadingAs(GuessEncoding(bytes));
   if (kind == CharsetKind::Iso2022Jp) {
     const bool isMeant = LooksLikeIso2022Jp(bytes) || IsAscii(bytes);
-    return {isMeant ? Encoding::Iso2022Jp : GuessEncoding(bytes)};
+    return ReadingAs(isMeant ? Encoding::Iso2022Jp : GuessEncoding(bytes));
   }
   if (kind != CharsetKind::Other || !ReadsEscapesItself(charset)) {
-    if (const auto other = FindContradiction(bytes, LabelOf(kind, charset))) return {*other};
+    if (const auto other = FindContradiction(bytes, LabelOf(kind, charset))) {
+      return ReadingAs(*other);
+    }
   }
   if (kind != CharsetKind::Other) return {EncodingOf(kind)};
-  Reading reading{.system = OpenCharset(charset)};
-  if (!reading.system) reading.encoding = GuessEncoding(bytes);
-  return reading;
+  if (auto system = OpenCharset(charset)) return {.system = std::move(system)};
+  return ReadingAs(GuessEncoding(bytes));
 }
 
 std::string ReadAsCodePage932(Reading& reading, std::string_view bytes) {
@@ -267,6 +273,7 @@ std::string ReadAsCodePage932(Reading& reading, std::string_view bytes) {
     case Encoding::Utf8:
       return CodePage932FromUtf8(bytes);
     case Encoding::CodePage932:
+    case Encoding::Western:  // where the system lacks it
       break;
   }
   return std::string(bytes);
@@ -301,6 +308,7 @@ std::string ReadAsUtf8(Reading& reading, std::string_view bytes) {
     case Encoding::Utf8:
       return WholeUtf8(bytes);
     case Encoding::CodePage932:
+    case Encoding::Western:
       break;
   }
   return Utf8FromCodePage932(bytes);
@@ -314,7 +322,7 @@ std::string ToCodePage932(std::string_view bytes, std::string_view charset) {
 }
 
 std::string GuessToCodePage932(std::string_view bytes) {
-  Reading reading{GuessEncoding(bytes)};
+  Reading reading = ReadingAs(GuessEncoding(bytes));
   return ReadAsCodePage932(reading, bytes);
 }
 
@@ -324,7 +332,7 @@ std::string ToUtf8(std::string_view bytes, std::string_view charset) {
 }
 
 std::string GuessToUtf8(std::string_view bytes) {
-  Reading reading{GuessEncoding(bytes)};
+  Reading reading = ReadingAs(GuessEncoding(bytes));
   return ReadAsUtf8(reading, bytes);
 }
 

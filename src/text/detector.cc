@@ -26,8 +26,15 @@ constexpr std::size_t CHARACTERS_AGAINST_DAMAGE = 4;
 struct Utf8Reading {
   std::size_t characters = 0;
   std::size_t longCharacters = 0;  // of three or four bytes
+  std::size_t smallLetters = 0;    // of western languages
   std::size_t damaged = 0;
   bool isCutAtEnd = false;  // the last damage is a character that the text's end cut
+
+  // Whether its bytes are none that anybody wrote in a western set. A single capital letter may be
+  // what a program made of a letter before that.
+  [[nodiscard]] bool IsNoWesternText() const {
+    return characters >= 2 || longCharacters + smallLetters > 0;
+  }
 
   [[nodiscard]] bool IsWhole() const { return characters > 0 && damaged == 0; }
 
@@ -55,12 +62,14 @@ Utf8Reading ReadAsUtf8(std::string_view bytes) {
       continue;
     }
     const std::string_view rest = bytes;
-    if (TakeUtf8Character(bytes) == DAMAGED_UTF8) {
+    const char32_t character = TakeUtf8Character(bytes);
+    if (character == DAMAGED_UTF8) {
       ++reading.damaged;
       reading.isCutAtEnd = IsCutCharacter(rest);
     } else {
       ++reading.characters;
-      if (rest.size() - bytes.size() > 2) ++reading.longCharacters;
+      if (character >= 0x800) ++reading.longCharacters;
+      if (character >= 0xDF && character <= 0xFF) ++reading.smallLetters;
     }
   }
   return reading;
@@ -208,6 +217,29 @@ bool IsLikelyCodePage932(std::string_view bytes) {
   return reading.damaged == 0 && (reading.HasKana() || reading.HasWords());
 }
 
+// Whether all that is beyond ASCII are letters with accents, one or two together, within words. No
+// text in code page 932 is like that: single-byte katakana are no small letters there, and a lone
+// kanji of the rarer half does not stand in a word.
+bool IsLikelyWestern(std::string_view bytes) {
+  constexpr std::size_t MAX_RUN = 2;
+  const auto isSmall = [](char c) { return c >= 'a' && c <= 'z'; };
+  bool hasAccent = false;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const std::size_t begin = i;
+    for (; i < bytes.size() && !IsAscii(bytes[i]); ++i) {
+      if (ToByte(bytes[i]) < 0xA0) return false;
+    }
+    if (i == begin) continue;
+    if (i - begin > MAX_RUN) return false;
+    const bool isInWord =
+        (begin > 0 && isSmall(bytes[begin - 1])) || (i < bytes.size() && isSmall(bytes[i]));
+    const bool isAccent = ToByte(bytes[i - 1]) >= 0xE0;
+    if (isAccent && !isInWord) return false;
+    hasAccent = hasAccent || isAccent;
+  }
+  return hasAccent;
+}
+
 // Kana whose number cannot be chance.
 constexpr std::size_t SURE_KANA = 4;
 constexpr std::size_t SURE_CHARACTERS = 4;
@@ -239,13 +271,16 @@ std::optional<Encoding> ContradictUtf8(std::string_view bytes) {
   if (ReadAsUtf8(bytes).IsLikely()) return std::nullopt;
   if (IsLikelyEucJp(bytes)) return Encoding::EucJp;
   if (IsLikelyCodePage932(bytes)) return Encoding::CodePage932;
+  if (IsLikelyWestern(bytes)) return Encoding::Western;
   return std::nullopt;
 }
 
 std::optional<Encoding> ContradictOther(std::string_view bytes, Label label) {
   const Utf8Reading utf8 = ReadAsUtf8(bytes);
   const bool isSure = utf8.longCharacters >= 2 || utf8.characters >= SURE_CHARACTERS;
-  if (utf8.IsWhole() && (isSure || label == Label::Western)) return Encoding::Utf8;
+  if (utf8.IsWhole() && (isSure || (label == Label::Western && utf8.IsNoWesternText()))) {
+    return Encoding::Utf8;
+  }
   if (label == Label::Western && utf8.longCharacters >= 2 && utf8.IsLikely()) return Encoding::Utf8;
   const PairReading pairs = ReadAsCodePage932(bytes);
   // The first bytes of kana are rare in every other set, and no letters.
@@ -267,7 +302,8 @@ Encoding GuessEncoding(std::string_view bytes) {
   if (LooksLikeIso2022Jp(bytes)) return Encoding::Iso2022Jp;
   if (IsAscii(bytes)) return Encoding::CodePage932;
   if (ReadAsUtf8(bytes).IsLikely()) return Encoding::Utf8;
-  return IsLikelyEucJp(bytes) ? Encoding::EucJp : Encoding::CodePage932;
+  if (IsLikelyEucJp(bytes)) return Encoding::EucJp;
+  return IsLikelyWestern(bytes) ? Encoding::Western : Encoding::CodePage932;
 }
 
 std::optional<Encoding> FindContradiction(std::string_view bytes, Label label) {

@@ -7,11 +7,11 @@
 
 namespace nimport::text {
 
-enum class Encoding { CodePage932, EucJp, Iso2022Jp, Utf8 };
+enum class Encoding { CodePage932, EucJp, Iso2022Jp, Utf8, Western };
 
 // The encoding of text that nobody labelled: ISO-2022-JP by its escape sequences; UTF-8, also with
-// a character cut here and there; EUC-JP where all bytes are and enough of them are kana; else code
-// page 932.
+// a character cut here and there; EUC-JP where all bytes are and enough of them are kana; code page
+// 1252 where all that is beyond ASCII is an accent within a word; else code page 932.
 [[nodiscard]] Encoding GuessEncoding(std::string_view bytes);
 
 // What a label promises of the bytes after it.
