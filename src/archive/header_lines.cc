@@ -1,41 +1,22 @@
 #include "archive/header_lines.h"
 
-#include <algorithm>
-
-#include "archive/mail_contents.h"
+#include "mime/header_block.h"
 #include "text/ascii.h"
 
 namespace nimport::archive {
 
 namespace {
 
-// The line at the start of `text` with its line end.
-std::string_view FirstLine(std::string_view text) {
-  const std::size_t end = text.find('\n');
-  return end == std::string_view::npos ? text : text.substr(0, end + 1);
-}
-
-bool IsEmptyLine(std::string_view line) {
-  return line == "\r\n" || line == "\n";
-}
-
-bool IsContinuation(std::string_view line) {
-  return line.starts_with(' ') || line.starts_with('\t');
-}
-
-std::string_view FieldName(std::string_view line) {
-  std::string_view name = line.substr(0, line.find(':'));
-  while (name.ends_with(' ') || name.ends_with('\t'))
-    name.remove_suffix(1);
-  return name;
+std::string Unfold(std::string_view value) {
+  std::string unfolded(value);
+  std::erase_if(unfolded, [](char byte) { return byte == '\r' || byte == '\n'; });
+  return std::string(text::Trim(unfolded));
 }
 
 }  // namespace
 
 std::string HeaderField::Value() const {
-  std::string value(raw.substr(raw.find(':') + 1));
-  std::erase_if(value, [](char byte) { return byte == '\r' || byte == '\n'; });
-  return std::string(text::Trim(value));
+  return Unfold(raw.substr(raw.find(':') + 1));
 }
 
 std::string HeaderField::Lawful() const {
@@ -43,27 +24,25 @@ std::string HeaderField::Lawful() const {
 }
 
 HeaderBlock SplitHeader(std::string_view mail) {
+  const auto read = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail);
   HeaderBlock block;
-  std::size_t position = 0;
-  while (position < mail.size()) {
-    const std::string_view line = FirstLine(mail.substr(position));
-    if (IsEmptyLine(line)) {
-      block.body = mail.substr(position + line.size());
-      block.isWellFormed = true;
-      return block;
+  std::size_t sizeOfFields = 0;
+  std::string_view rest = read.lines();
+  while (const auto field = read.TakeField(rest)) {
+    if (!block.fields.empty()) {
+      std::string_view& before = block.fields.back().raw;
+      before = {before.data(), static_cast<std::size_t>(field->whole.data() - before.data())};
     }
-    if (IsContinuation(line) && !block.fields.empty()) {
-      std::string_view& raw = block.fields.back().raw;
-      raw = {raw.data(), raw.size() + line.size()};
-    } else if (LooksLikeMail(line)) {
-      block.fields.push_back({.name = FieldName(line), .raw = line});
-    } else {
-      block.body = mail.substr(position);
-      return block;
-    }
-    position += line.size();
+    block.fields.push_back({.name = field->name, .raw = field->whole});
+    sizeOfFields += field->whole.size();
   }
-  block.isWellFormed = true;
+  block.body = mail.substr(read.contentStart());
+  const std::string_view lines = read.lines();
+  const bool isFieldsOnly = lines.data() == mail.data() && sizeOfFields == lines.size();
+  const std::string_view end =
+      isFieldsOnly ? mail.substr(lines.size(), read.contentStart() - lines.size()) : "";
+  const bool isMailsEnd = end.empty() && block.body.empty();
+  block.isWellFormed = isFieldsOnly && (isMailsEnd || end == "\r\n" || end == "\n");
   return block;
 }
 
@@ -72,10 +51,8 @@ bool IsSameName(std::string_view a, std::string_view b) {
 }
 
 std::string FindHeaderValue(std::string_view mail, std::string_view name) {
-  for (const HeaderField& field : SplitHeader(mail).fields) {
-    if (IsSameName(field.name, name)) return field.Value();
-  }
-  return {};
+  const auto value = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail).Find(name);
+  return Unfold(value.value_or(""));
 }
 
 }  // namespace nimport::archive

@@ -10,7 +10,9 @@ namespace nimport::archive {
 
 struct HeaderField {
   std::string_view name;  // without blanks before the colon
-  std::string_view raw;   // the whole field: name, colon, value, continuation lines, line ends
+  // The whole field: name, colon, value, continuation lines, line ends; and lines after it that are
+  // no field, for they were folded once, most likely.
+  std::string_view raw;
 
   // Whether the colon follows the name at once. Many readers take no blanks there.
   [[nodiscard]] bool IsLawful() const {
@@ -24,11 +26,11 @@ struct HeaderField {
 
 struct HeaderBlock {
   std::vector<HeaderField> fields;
-  std::string_view body;      // after the empty line, or from the line that is no header line on
+  std::string_view body;
   bool isWellFormed = false;  // every line belongs to a field, up to an empty line or the end
 };
 
-// Borrows from `mail`, whose lines may end with LF or CR LF.
+// The header where mime::HeaderBlock finds it. Borrows from `mail`.
 [[nodiscard]] HeaderBlock SplitHeader(std::string_view mail);
 
 // Whether two field names are the same; letter case does not count.

@@ -49,10 +49,11 @@ bool IsSingleField(std::string_view name) {
 // Whether it is the name of a field that mails have.
 bool IsKnownField(std::string_view name) {
   static constexpr std::string_view BEGINNINGS[] = {
-      "X-",         "Content-",  "MIME-",       "Resent-",       "List-",     "Received",
-      "Return-",    "Message-",  "In-Reply-To", "References",    "Bcc",       "Delivered-",
-      "Errors-To",  "Organi",    "Precedence",  "Importance",    "Priority",  "User-Agent",
-      "Newsgroups", "Followup-", "DKIM-",       "Disposition-", "Authentication-"};
+      "X-",         "Content-",     "MIME-",          "Resent-",     "List-",
+      "Received",   "Return-",      "Message-",       "In-Reply-To", "References",
+      "Bcc",        "Delivered-",   "Errors-To",      "Organi",      "Precedence",
+      "Importance", "Priority",     "User-Agent",     "Newsgroups",  "Followup-",
+      "DKIM-",      "Disposition-", "Authentication-"};
   return IsSingleField(name) || std::ranges::any_of(BEGINNINGS, [&](std::string_view beginning) {
            return text::StartsWithIgnoringCase(name, beginning);
          });

@@ -105,7 +105,8 @@ class WordJoiner {
 
  private:
   void Flush() {
-    if (hasWord_) result_ += ToForm(form_, text::JoinIso2022JpPieces(bytes_, wordStarts_), charset_);
+    if (hasWord_)
+      result_ += ToForm(form_, text::JoinIso2022JpPieces(bytes_, wordStarts_), charset_);
     result_ += blanks_;
     blanks_.clear();
     bytes_.clear();
@@ -118,7 +119,7 @@ class WordJoiner {
   std::string_view charset_;
   std::string bytes_;
   std::vector<std::size_t> wordStarts_;  // in the bytes
-  std::string blanks_;  // after the word
+  std::string blanks_;                   // after the word
   std::string result_;
 };
 

@@ -14,8 +14,9 @@
 
 namespace nimport::mime {
 
-// A mail with its parts and what they are to a reader. It keeps the mail's bytes as they are, except
-// that in a mail without any LF each CR becomes one; and decodes what it is asked for: memory is that of the bytes, some 300 bytes a part, and the answer.
+// A mail with its parts and what they are to a reader. It keeps the mail's bytes as they are,
+// except that in a mail without any LF each CR becomes one; and decodes what it is asked for:
+// memory is that of the bytes, some 300 bytes a part, and the answer.
 class Mail {
  public:
   // Takes the bytes over; whatever they are, they make a mail. Decoded texts have `form`.

@@ -79,8 +79,8 @@ constexpr std::uint32_t UuValue(char character) {
   return static_cast<std::uint32_t>((character - ' ') & 0x3F);
 }
 
-// What stands after the line that begins uuencoded data, which may have been folded within the name;
-// all of it when there is no such line.
+// What stands after the line that begins uuencoded data, which may have been folded within the
+// name; all of it when there is no such line.
 std::string_view AfterBeginLine(std::string_view encoded) {
   constexpr std::string_view BEGIN = "begin ";
   for (std::string_view rest = encoded; !rest.empty();) {

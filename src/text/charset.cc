@@ -183,9 +183,8 @@ std::optional<SystemCharset> OpenCharset(std::string_view charset) {
   const std::string name = Bare(charset);
   std::string dashed(charset);
   std::ranges::replace(dashed, '_', '-');
-  for (const std::string& candidate :
-       {std::string(FindListedName(name)), FindIso8859Name(charset), FindCodePageName(name),
-        std::string(charset), dashed}) {
+  for (const std::string& candidate : {std::string(FindListedName(name)), FindIso8859Name(charset),
+                                       FindCodePageName(name), std::string(charset), dashed}) {
     if (candidate.empty()) continue;
     if (auto opened = SystemCharset::Open(candidate)) return opened;
   }
@@ -264,7 +263,8 @@ Reading FindReading(std::string_view bytes, std::string_view charset) {
 }
 
 std::string ReadAsCodePage932(Reading& reading, std::string_view bytes) {
-  if (reading.system) return CodePage932FromUtf8(Utf8FromUtf16(reading.system->Decode(bytes, u'?')));
+  if (reading.system)
+    return CodePage932FromUtf8(Utf8FromUtf16(reading.system->Decode(bytes, u'?')));
   switch (reading.encoding) {
     case Encoding::EucJp:
       return DecodeEucJp(bytes, JapaneseForm::CodePage932);

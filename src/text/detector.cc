@@ -85,7 +85,9 @@ struct PairReading {
   std::size_t lonelyPairs = 0;  // no other character beyond ASCII stands beside them
   std::size_t damaged = 0;
 
-  [[nodiscard]] bool HasKana() const { return kana > 0 && kana * BYTES_FOR_ONE_KANA >= eightBitBytes; }
+  [[nodiscard]] bool HasKana() const {
+    return kana > 0 && kana * BYTES_FOR_ONE_KANA >= eightBitBytes;
+  }
 
   // Whether words are written in pairs, as words in Japanese are and quotation marks are not.
   [[nodiscard]] bool HasWords() const { return pairs >= 2 && lonelyPairs == 0; }
@@ -93,9 +95,7 @@ struct PairReading {
 
 class PairCounter {
  public:
-  void AddAscii() {
-    EndRun();
-  }
+  void AddAscii() { EndRun(); }
 
   void AddPair(bool isKana, bool isHigh, std::size_t eightBitBytes) {
     ++reading_.pairs;

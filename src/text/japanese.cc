@@ -40,24 +40,24 @@ struct Designation {
 
 // No sequence here is the beginning of another.
 constexpr std::array DESIGNATIONS = std::to_array<Designation>({
-    {"$B", CharacterSet::JisX0208},          // JIS X 0208 of 1983
-    {"$@", CharacterSet::JisX0208},          // JIS C 6226 of 1978
-    {"(B", CharacterSet::Ascii},             //
-    {"(J", CharacterSet::Ascii},             // JIS X 0201 Roman
-    {"(H", CharacterSet::Ascii},             // a Swedish set that old programs wrote for it
-    {"(I", CharacterSet::Katakana},          // JIS X 0201 katakana
-    {"$(B", CharacterSet::JisX0208},         //
-    {"$(@", CharacterSet::JisX0208},         //
-    {"$(D", CharacterSet::JisX0212},         //
-    {"$(O", CharacterSet::JisX0213},         // of 2000
-    {"$(Q", CharacterSet::JisX0213},         // of 2004
-    {"$(P", CharacterSet::JisX0213Plane2},   //
-    {"$A", CharacterSet::Gb2312},            //
-    {"$(A", CharacterSet::Gb2312},           //
-    {"$(C", CharacterSet::KsC5601},          //
-    {".A", CharacterSet::Latin1},            //
-    {".F", CharacterSet::Greek},             //
-    {"&@\x1B$B", CharacterSet::JisX0208},    // JIS X 0208 of 1990
+    {"$B", CharacterSet::JisX0208},         // JIS X 0208 of 1983
+    {"$@", CharacterSet::JisX0208},         // JIS C 6226 of 1978
+    {"(B", CharacterSet::Ascii},            //
+    {"(J", CharacterSet::Ascii},            // JIS X 0201 Roman
+    {"(H", CharacterSet::Ascii},            // a Swedish set that old programs wrote for it
+    {"(I", CharacterSet::Katakana},         // JIS X 0201 katakana
+    {"$(B", CharacterSet::JisX0208},        //
+    {"$(@", CharacterSet::JisX0208},        //
+    {"$(D", CharacterSet::JisX0212},        //
+    {"$(O", CharacterSet::JisX0213},        // of 2000
+    {"$(Q", CharacterSet::JisX0213},        // of 2004
+    {"$(P", CharacterSet::JisX0213Plane2},  //
+    {"$A", CharacterSet::Gb2312},           //
+    {"$(A", CharacterSet::Gb2312},          //
+    {"$(C", CharacterSet::KsC5601},         //
+    {".A", CharacterSet::Latin1},           //
+    {".F", CharacterSet::Greek},            //
+    {"&@\x1B$B", CharacterSet::JisX0208},   // JIS X 0208 of 1990
 });
 
 // Whether only Japanese text designates the set.

@@ -1,6 +1,7 @@
-// The two Japanese encodings that carry JIS rows and cells, converted by arithmetic. The system's converters know the standards' own rows only; mails hold what
-// Microsoft's and NEC's programs wrote under the same names: row 13 (circled digits), NEC's and
-// IBM's extension rows, user-defined rows, single-byte katakana.
+// The two Japanese encodings that carry JIS rows and cells, converted by arithmetic. The system's
+// converters know the standards' own rows only; mails hold what Microsoft's and NEC's programs
+// wrote under the same names: row 13 (circled digits), NEC's and IBM's extension rows, user-defined
+// rows, single-byte katakana.
 #ifndef NIMPORT_TEXT_JAPANESE_H_
 #define NIMPORT_TEXT_JAPANESE_H_
 
