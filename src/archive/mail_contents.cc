@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "archive/instant.h"
-#include "common/failure.h"
 #include "mime/date.h"
 #include "mime/header_block.h"
 #include "mime/header_text.h"
@@ -80,16 +79,15 @@ class HeaderReader {
     }
   }
 
-  // From the text of a mail that has its header with it.
+  // From the text, which is UTF-8, of a mail that has its header with it.
   void SetFromText(std::optional<std::string>& header, const char* name, const TextField& text,
                    FieldSelector selector) {
     if (text.problem) return Fail(name, text.problem->Describe());
     if (!text.value) return Fail(name, "the mail has no text");
-    try {
-      header = UnlessBlank(store::GetHeaderLine(*text.value, selector));
-    } catch (const Failure& failure) {
-      Fail(name, failure.what());
-    }
+    const auto block = mime::HeaderBlock::Read(*text.value, mime::HeaderPlace::Mail);
+    const auto value = mime::DecodeField(mime::TextForm::Utf8, block, store::NameOf(selector));
+    if (!value) return Fail(name, "the mail's header has no such line");
+    header = UnlessBlank(*value);
   }
 
   void Fail(const char* name, const std::string& reason) {
@@ -143,17 +141,16 @@ void ReadFromText(const store::Store& store, const MailRecord& record, MailHeade
     if (!read) reader.Fail("date", "the date text cannot be read");
   }
   if (record.text.value) {
-    const auto id = store::FindHeaderLine(*record.text.value, FieldSelector::MessageId);
-    if (id) headers.messageId = UnlessBlank(*id);
+    const auto block = mime::HeaderBlock::Read(*record.text.value, mime::HeaderPlace::Mail);
+    headers.messageId = UnlessBlank(block.Find("Message-ID").value_or(""));
   }
 }
 
 void ReadFromMime(std::string_view mail, MailHeaders& headers) {
   const auto block = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail);
   const auto read = [&block](std::string_view name) -> std::optional<std::string> {
-    const auto raw = block.Find(name);
-    if (!raw) return std::nullopt;
-    return UnlessBlank(mime::DecodeHeaderValue(mime::TextForm::Utf8, *raw));
+    const auto value = mime::DecodeField(mime::TextForm::Utf8, block, name);
+    return value ? UnlessBlank(*value) : std::nullopt;
   };
   headers.subject = read("Subject");
   headers.from = read("From");

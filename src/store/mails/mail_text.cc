@@ -8,24 +8,6 @@ namespace {
 constexpr char CR = '\r';
 constexpr char LF = '\n';
 
-constexpr std::string_view HeaderName(FieldSelector selector) {
-  switch (selector) {
-    case FieldSelector::Subject:
-      return "subject";
-    case FieldSelector::From:
-      return "from";
-    case FieldSelector::To:
-      return "to";
-    case FieldSelector::MessageId:
-      return "message-id";
-    case FieldSelector::Date:
-      return "date";
-    case FieldSelector::ContentType:
-      return "content-type";
-  }
-  return {};
-}
-
 // The place of the first LF at or after `from` that does not follow a CR; npos when there is none.
 std::size_t FindBareLineFeed(std::string_view text, std::size_t from) {
   std::size_t found = text.find(LF, from);
@@ -47,8 +29,26 @@ std::size_t CountBareLineFeeds(std::string_view text) {
 
 }  // namespace
 
+std::string_view NameOf(FieldSelector selector) {
+  switch (selector) {
+    case FieldSelector::Subject:
+      return "subject";
+    case FieldSelector::From:
+      return "from";
+    case FieldSelector::To:
+      return "to";
+    case FieldSelector::MessageId:
+      return "message-id";
+    case FieldSelector::Date:
+      return "date";
+    case FieldSelector::ContentType:
+      return "content-type";
+  }
+  return {};
+}
+
 std::optional<std::string_view> FindHeaderLine(std::string_view text, FieldSelector selector) {
-  const std::string_view name = HeaderName(selector);
+  const std::string_view name = NameOf(selector);
   if (name.empty()) return std::nullopt;
   return text::FindFieldLine(text, name);
 }
@@ -56,7 +56,7 @@ std::optional<std::string_view> FindHeaderLine(std::string_view text, FieldSelec
 std::string_view GetHeaderLine(std::string_view text, FieldSelector selector) {
   if (text.empty()) FailDatabase("the mail's text is empty");
   const auto value = FindHeaderLine(text, selector);
-  if (!value) FailInvalid("the mail has no header line " + std::string(HeaderName(selector)));
+  if (!value) FailInvalid("the mail has no header line " + std::string(NameOf(selector)));
   return *value;
 }
 

@@ -21,6 +21,9 @@ enum class FieldSelector {
   ContentType = 6,
 };
 
+// The field's name, in lower case.
+[[nodiscard]] std::string_view NameOf(FieldSelector selector);
+
 // The value of the first line of `text` that is a header line of the field `selector`: everything
 // after the colon as it stands, the blank before the value included; a view into `text`. Letter
 // case does not count in the field's name, blanks around it do. All lines are searched, those after
