@@ -110,7 +110,7 @@ HeaderBlock HeaderBlock::Read(std::string_view text, HeaderPlace place) {
     std::string_view after = rest;
     const std::string_view line = TakeLine(after, block.lineEnd_);
     const std::string_view read = all.substr(0, size);
-    const bool isField = ParseField(line).has_value() || (size > 0 && IsContinuation(line));
+    const bool isField = IsContinuation(line) ? size > 0 : ParseField(line).has_value();
     if (IsEmptyLine(line) || (IsBlankLine(line) && !GoesOn(read, after, block.lineEnd_))) {
       rest = after;
       break;
@@ -135,10 +135,12 @@ HeaderBlock HeaderBlock::OfLines(std::string_view lines) {
 std::optional<std::string_view> HeaderBlock::Find(std::string_view name) const {
   std::string_view rest = lines_;
   while (!rest.empty()) {
-    const char* const begin = rest.data();
-    const std::optional<HeaderField> field = ParseField(TakeLine(rest, lineEnd_));
-    if (!field || !text::EqualsIgnoringCase(field->name, name)) continue;
-    rest = {begin, static_cast<std::size_t>(lines_.data() + lines_.size() - begin)};
+    const std::string_view from = rest;
+    const std::string_view line = TakeLine(rest, lineEnd_);
+    if (!text::StartsWithIgnoringCase(line, name)) continue;
+    const std::optional<HeaderField> field = ParseField(line);
+    if (!field || field->name.size() != name.size()) continue;
+    rest = from;
     return TakeField(rest)->value;
   }
   return std::nullopt;
