@@ -89,8 +89,11 @@ struct PairReading {
     return kana > 0 && kana * BYTES_FOR_ONE_KANA >= eightBitBytes;
   }
 
-  // Whether words are written in pairs, as words in Japanese are and quotation marks are not.
-  [[nodiscard]] bool HasWords() const { return pairs >= 2 && lonelyPairs == 0; }
+  // Whether words are written in pairs, as words in Japanese are. Quotation marks and dashes stand
+  // alone, or before letters of ASCII.
+  [[nodiscard]] bool HasWords() const {
+    return pairs >= 2 && lonelyPairs == 0 && 2 * (eightBitBytes - pairs) >= pairs;
+  }
 };
 
 class PairCounter {

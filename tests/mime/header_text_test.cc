@@ -30,6 +30,9 @@ const Case TEXTS[] = {
     {"=?utf-8?B?5pel?=\r\n =?utf-8?Q?=E6=9C=AC?=", "日本", "a fold between words, two encodings"},
     {"=?utf-8?B?5pel5g==?= =?utf-8?B?nKw=?=", "日本", "a character split over two words"},
     {"=?ISO-2022-JP?B?GyRCRnw=?= =?ISO-2022-JP?B?S1wbKEI=?=", "日本", "a state split over words"},
+    {"=?ISO-2022-JP?B?GyRCRnw=?= =?ISO-2022-JP?B?S1w=?= =?ISO-2022-JP?B?GyRCRnwbKEI=?=", "日K\\日",
+     "words without a return to ASCII, the second one ASCII"},
+    {"=?iso-2022-jp?B?GyRCRnw=?= =?iso-2022-jp?Q?ok?=", "日ok", "the last one ASCII"},
     {"=?utf-8?B?5pel?= =?utf-8?B?5pys?=x y", "日本x y", "blanks between words do not return"},
     {"=?utf-8?B?5pel?= and =?utf-8?B?5pys?=", "日 and 本", "blanks beside text stay"},
     {"=?utf-8?B?5pel?==?shift_jis?B?lns=?=", "日本", "no blank between words, two charsets"},
@@ -61,6 +64,9 @@ const Case TEXTS[] = {
     {"\xE6\x97\xA5\xE6\x9C\xAC", "日本", "raw UTF-8"},
     {"\x93\xFA\x96\x7B", "日本", "raw code page 932"},
     {"\xC6\xCE\xDD", "ﾆﾎﾝ", "raw single-byte katakana"},
+    {"\xC6\xFC\xCB\xDC\xA4\xCE", "日本の", "raw EUC-JP"},
+    {"=?iso-8859-1?B?k/qWe4LM?=", "日本の", "code page 932 under Latin-1"},
+    {"=?shift_jis?B?5pel5pys?=", "日本", "UTF-8 under Shift_JIS"},
 };
 
 TEST(HeaderText, IsDecodedWhateverItsForm) {
@@ -73,14 +79,15 @@ TEST(HeaderText, IsDecodedWhateverItsForm) {
 
 TEST(HeaderText, EachQuestionReadsItsField) {
   const Library library;
-  ASSERT_EQ(1, library.Parse(Crlf("message-id:  <1@x> \n"
-                                  "DATE: Tue, 13 Jan 1998 10:00:00 +0900 (JST)\n"
-                                  "From: a@b\nTo : c@d,\n\te@f\nSubject: one\nSubject: two\n"
-                                  "X-Subject: three\n\nFrom: body\n")));
+  ASSERT_EQ(1, library.Parse(
+                   Crlf("message-id:  <1@x> \n"
+                        "DATE: Tue, 13 Jan 1998 10:00:00 +0900 (JST)\n"
+                        "From: a@b\nTo : c@d,\n\te@f\nSubject: one\nTO:\nto: g@h\nSubject: two\n"
+                        "X-Subject: three\n\nFrom: body\n")));
   EXPECT_EQ("<1@x>", library.HeaderText(MT_GetMessageIDD));
   EXPECT_EQ("Tue, 13 Jan 1998 10:00:00 +0900 (JST)", library.HeaderText(MT_GetSendDateD));
   EXPECT_EQ("a@b", library.HeaderText(MT_GetFromD));
-  EXPECT_EQ("c@d, e@f", library.HeaderText(MT_GetToD));
+  EXPECT_EQ("c@d, e@f, g@h", library.HeaderText(MT_GetToD));
   EXPECT_EQ("one", library.HeaderText(MT_GetSubjectD));
 }
 
@@ -97,6 +104,12 @@ TEST(HeaderText, IsFoundInDamagedHeaders) {
   const std::pair<const char*, const char*> cases[] = {
       {"From me@x Thu Jan  1 00:00:00 1998\nSubject: s\n\nb", "an mbox line"},
       {"\n\nSubject: s\n\nb", "empty lines first"},
+      {"   \nSubject: s\n\nb", "a line of blanks first"},
+      {"\xEF\xBB\xBFSubject: s\n\nb", "a byte order mark"},
+      {"junk\nSubject: s\n\nb", "a stray line first"},
+      {"To: a,\nb,\nc\nSubject: s\n\nb", "a fold whose blanks were lost"},
+      {"To: a\n \nSubject: s\n\nb", "a fold of blanks"},
+      {"To: a\rSubject: s\r\rb", "lines that end with CR"},
       {"To: a\nno header line\nSubject: s\n\nb", "a line that is no field"},
       {"Subject: s", "nothing after it"},
       {"Subject:s\nSubject: t\n", "no blank after the colon"},
@@ -126,6 +139,7 @@ const Case NAMES[] = {
      " filename*1=\"-1.\"; filename*2*=%70df",
      "予-1.pdf", "continued, encoded and plain"},
     {"filename*1*=%88.pdf; filename*0*=utf-8''%E4%BA", "予.pdf", "out of order, a character cut"},
+    {"filename*0*=utf-8''%E4%BA%; filename*1*=88.pdf", "予.pdf", "an escape cut"},
     {"filename*0=long-; filename*1=\"name\"; filename*2=.txt", "long-name.txt",
      "continued, no charset"},
     {"filename*=%E4%BA%88.txt", "予.txt", "no charset: guessed"},
@@ -140,6 +154,9 @@ const Case NAMES[] = {
     {"filename=\"\x1B$B\"\"\x1B(B.txt\"", "□.txt", "raw ISO-2022-JP that looks like quotes"},
     {"Content-Disposition: attachment (a \\) c); filename=(d) a.txt", "a.txt", "comments"},
     {"filename=\"open.txt", "open.txt", "no closing quote"},
+    {"filename=\"\"a.xls\"; size=1", "a.xls", "a quote too many"},
+    {"filename=\"a\"b\".xls\"", "a\"b\".xls", "quotes within the name"},
+    {"filename=\"a.xls\"size=\"1\"", "a.xls", "no semicolon before the next parameter"},
     {"filename=", "", "no value"},
     {"Content-Disposition: attachment;;; =x; filename; filename=a.b", "a.b", "noise"},
     {"Content-Disposition: attachment", "", "no name"},

@@ -118,6 +118,12 @@ TEST(Structure, NothingIsLostOfWhatCannotBeUnderstood) {
        {{"text/plain", "no blank line"}}},
       {"Content-Type: text/html\nContent-Type: image/gif\n\nfirst counts",
        {{"text/html", "first counts"}}},
+      {"Content-Type: text/html\n \nFrom here on: text", {{"text/html", "From here on: text"}}},
+      {"From: a\nContent-Type: text/html\n\t\nFrom: b\n\nx", {{"text/html", "From: b\r\n\r\nx"}}},
+      {"Content-Type: text/html\nAll of this\n\nis text",
+       {{"text/html", "All of this\r\n\r\nis text"}}},
+      {"Content-Type: multipart/mixed; boundary=b\n\n--b\nX: y\none\n--b--",
+       {{"text/plain", "one"}}},
       {"Content-Type: multipart/mixed; boundary=\"b \"\n\n--b\n\none\n--b--",
        {{"text/plain", "one"}}},
       {"Content-Type: multipart/mixed; boundary=b\n\n--bb\n--b\n\none\n--bb\n--b--",
@@ -127,6 +133,14 @@ TEST(Structure, NothingIsLostOfWhatCannotBeUnderstood) {
     ASSERT_EQ(1, library.Parse(Crlf(mail)));
     EXPECT_EQ(wanted, library.Mains()) << mail;
   }
+}
+
+TEST(Structure, LinesMayEndWithCarriageReturns) {
+  const Library library;
+  ASSERT_EQ(1, library.Parse("Content-Type: multipart/mixed; boundary=b\r\r--b\r\rone\rtwo\r"
+                             "--b\rContent-Type: text/html\r\rthree\r--b--\r"));
+  EXPECT_EQ((std::vector<MainPart>{{"text/plain", "one\ntwo"}, {"text/html", "three"}}),
+            library.Mains());
 }
 
 TEST(Structure, ContentsKeepEveryByte) {
@@ -145,6 +159,7 @@ TEST(Structure, TransferEncodingsAndCharsetsAreUndone) {
       {" Base64 ; x", "SGVs\r\n bG8*=\r\n", "Hello"},
       {"quoted-printable", "a=3Db=3d=\r\nc =\r\n d", "a=b=c  d"},
       {"x-uuencode", "begin 644 a\r\n%2&5L;&\\`\r\n`\r\nend\r\n", "Hello"},
+      {"x-uuencode", "begin 644 a\r\n b.txt\r\n%2&5L;&\\`\r\n`\r\nend\r\n", "Hello"},
       {"x-uue", "before\r\nbegin 644 a\r\n%2&5L;&\\`", "Hello"},
       {"8bit", "a\xFF", "a\xFF"},
       {"no-such", "a=3D", "a=3D"},

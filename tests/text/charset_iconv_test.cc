@@ -42,6 +42,18 @@ TEST(Charset, EveryRowAgreesWithTheSystemsConverter) {
   EXPECT_GT(count, 6879);  // the characters of JIS X 0208
 }
 
+// Japanese text is read whatever its label says, as long as it has kana.
+TEST(Charset, ALabelThatTheBytesContradictLoses) {
+  const std::string text = "㈱ミドリの見積表を、お送りします。";
+  for (const char* encoding : {"CP932", "EUC-JP-MS", "UTF-8"}) {
+    const std::string bytes = ConvertBySystem(encoding, "UTF-8", text);
+    for (const char* label : {"", "us-ascii", "iso-2022-jp", "shift_jis", "euc-jp", "utf-8",
+                              "iso-8859-1", "windows-1252", "koi8-r", "no-such-set"}) {
+      EXPECT_EQ(ToUtf8(bytes, label), text) << encoding << " under " << label;
+    }
+  }
+}
+
 // Every character of the basic plane that the system's own converter puts into the code page.
 TEST(CodePage932, EveryCharacterGoesWhereTheSystemPutsIt) {
   int count = 0;

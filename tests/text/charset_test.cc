@@ -68,6 +68,14 @@ const Case CASES[] = {
     {"", "\x1B$BI=\x1B(B", "表", "ISO-2022-JP without a label"},
     {"x-unknown", "\x95\x5C", "表", "unknown"},
     {"//IGNORE/../x", "\x95\x5C", "表", "a name that must not reach the system"},
+    {"", "\xA4\xAB\xA4\xCA", "かな", "EUC-JP without a label"},
+    {"shift_jis", "\xB1\xB2\xA4\xB3", "ｱｲ､ｳ", "katakana and a comma, which may be EUC-JP's"},
+    {"iso-8859-1", "it\x92s\x97so", "it’s―so", "western signs, which may be lead bytes"},
+    {"windows-1251", "\xEF\xF0\xE8\xE2\xE5\xF2", "привет", "letters, which may be kanji"},
+    {"big5", "\xA4\xA4\xA4\xDF", "中心", "hanzi, which may be kana"},
+    {"utf-8", "日\xE6\x9C", "日?", "a character cut"},
+    {"", "日本\xE6\x9C", "日本?", "the same without a label"},
+    {"koi8_r", "\xC1", "а", "an underscore in the name"},
     {"utf-8", "a\0b"s, "a\0b", "NUL is kept"},
 };
 
@@ -78,6 +86,24 @@ TEST(Charset, TextComesOutInCodePage932) {
     if (row.bytes == "a\0b"s) wanted = row.bytes;  // a C string cannot say it
     EXPECT_EQ(wanted, ToCodePage932(row.bytes, row.charset)) << row.charset << ": " << row.why;
   }
+}
+
+// Bytes by Python's codecs iso2022_jp_2, iso2022_jp_2004, euc_jp and cp1252.
+TEST(Charset, EveryLetterComesOutInUtf8) {
+  const Case cases[] = {
+      {"iso-2022-jp-2", "\x1B$(D+1\x1B(B\x1B$(CGQ\x1B(B\x1B$A<r\x1B(B", "é한简", "é, 한, 简"},
+      {"iso-2022-jp-2", "\x1B.AcafN \x1B.F\x1BNa", "cafN α", "single shifts"},
+      {"iso-2022-jp-3", "\x1B$(Q.!$w-!\x1B$(P!!\x1B(B", "俱か゚①𠂉", "JIS X 0213"},
+      {"euc-jp", "\x8F\xAB\xB1\x8F\xB0\xA1\xFF", "é丂\uFFFD", "JIS X 0212, damage"},
+      {"iso-2022-jp", "\x1B$BI=<", "表\uFFFD", "damage"},
+      {"big5", "\xA4\xE9\xFF", "日\uFFFD", "damage for the system"},
+      {"", "r\xE9sum\xE9, Verl\xE4sslich", "résumé, Verlässlich", "western letters"},
+      {"utf-8", "caf\xE9s", "cafés", "the same under UTF-8"},
+      {"", "PC\xC5\xDD", "PCﾅﾝ", "katakana after a word"},
+      {"", "\xC6\xFC\xCB\xDC", "ﾆ\uFFFDﾜ", "too few kana for EUC-JP"},
+  };
+  for (const Case& row : cases)
+    EXPECT_EQ(row.wanted, ToUtf8(row.bytes, row.charset)) << row.charset << ": " << row.why;
 }
 
 }  // namespace
