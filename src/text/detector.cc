@@ -27,8 +27,9 @@ struct Utf8Reading {
   std::size_t characters = 0;
   std::size_t longCharacters = 0;  // of three or four bytes
   std::size_t smallLetters = 0;    // of western languages
+  std::size_t marks = 0;           // quotation marks, dashes
   std::size_t damaged = 0;
-  bool isCutAtEnd = false;  // the last damage is a character that the text's end cut
+  bool isCut = false;  // the last damage is a character that is whole as far as it goes
 
   // Whether its bytes are none that anybody wrote in a western set. A single capital letter may be
   // what a program made of a letter before that.
@@ -42,15 +43,18 @@ struct Utf8Reading {
     if (damaged == 0) return characters > 0;
     // Two bytes of single-byte katakana may look like one character.
     if (longCharacters == 0) return characters >= 2 * CHARACTERS_AGAINST_DAMAGE * damaged;
-    return (damaged == 1 && isCutAtEnd) || characters >= CHARACTERS_AGAINST_DAMAGE * damaged;
+    return IsCutAfter(2) || characters >= CHARACTERS_AGAINST_DAMAGE * damaged;
+  }
+
+  // Whether all is whole, but for one character after some that cannot be chance.
+  [[nodiscard]] bool IsCutAfter(std::size_t longOnes) const {
+    return damaged == 1 && isCut && longCharacters >= longOnes;
   }
 };
 
-// Whether `rest`, which begins with damage, is the beginning of a character and nothing more.
-bool IsCutCharacter(std::string_view rest) {
-  std::string_view after = rest;
-  (void)TakeUtf8Character(after);
-  return after.empty() && ToByte(rest.front()) >= 0xC2;
+// Whether damage, before `after`, is the beginning of a character and nothing more.
+bool IsCutCharacter(char first, std::string_view after) {
+  return ToByte(first) >= 0xC2 && (after.empty() || IsAscii(after.front()));
 }
 
 Utf8Reading ReadAsUtf8(std::string_view bytes) {
@@ -65,10 +69,11 @@ Utf8Reading ReadAsUtf8(std::string_view bytes) {
     const char32_t character = TakeUtf8Character(bytes);
     if (character == DAMAGED_UTF8) {
       ++reading.damaged;
-      reading.isCutAtEnd = IsCutCharacter(rest);
+      reading.isCut = IsCutCharacter(rest.front(), bytes);
     } else {
       ++reading.characters;
       if (character >= 0x800) ++reading.longCharacters;
+      if (character >= 0x2000 && character < 0x2070) ++reading.marks;
       if (character >= 0xDF && character <= 0xFF) ++reading.smallLetters;
     }
   }
@@ -271,7 +276,8 @@ std::optional<Encoding> ContradictEucJp(std::string_view bytes) {
 }
 
 std::optional<Encoding> ContradictUtf8(std::string_view bytes) {
-  if (ReadAsUtf8(bytes).IsLikely()) return std::nullopt;
+  const Utf8Reading utf8 = ReadAsUtf8(bytes);
+  if (utf8.IsLikely() || utf8.IsCutAfter(1)) return std::nullopt;
   if (IsLikelyEucJp(bytes)) return Encoding::EucJp;
   if (IsLikelyCodePage932(bytes)) return Encoding::CodePage932;
   if (IsLikelyWestern(bytes)) return Encoding::Western;
@@ -304,7 +310,11 @@ std::optional<Encoding> ContradictOther(std::string_view bytes, Label label) {
 Encoding GuessEncoding(std::string_view bytes) {
   if (LooksLikeIso2022Jp(bytes)) return Encoding::Iso2022Jp;
   if (IsAscii(bytes)) return Encoding::CodePage932;
-  if (ReadAsUtf8(bytes).IsLikely()) return Encoding::Utf8;
+  if (const Utf8Reading utf8 = ReadAsUtf8(bytes); utf8.IsLikely()) {
+    // Two kanji, the first one rare, may by chance be one character and a letter.
+    const bool isSure = utf8.characters > 1 || utf8.longCharacters == 0 || utf8.marks > 0;
+    return isSure || !IsLikelyCodePage932(bytes) ? Encoding::Utf8 : Encoding::CodePage932;
+  }
   if (IsLikelyEucJp(bytes)) return Encoding::EucJp;
   return IsLikelyWestern(bytes) ? Encoding::Western : Encoding::CodePage932;
 }

@@ -75,6 +75,9 @@ const Case CASES[] = {
     {"big5", "\xA4\xA4\xA4\xDF", "中心", "hanzi, which may be kana"},
     {"utf-8", "日\xE6\x9C", "日?", "a character cut"},
     {"", "日本\xE6\x9C", "日本?", "the same without a label"},
+    {"", "\xEA\x8E\x93\x63", "齊田", "kanji, which may be a character of UTF-8"},
+    {"", "日本\xE6.xls", "日本?.xls", "a name cut before its ending"},
+    {"", "it\xE2\x80\x99s", "it’s", "a character of UTF-8, which may be kanji"},
     {"koi8_r", "\xC1", "а", "an underscore in the name"},
     {"utf-8", "a\0b"s, "a\0b", "NUL is kept"},
 };
