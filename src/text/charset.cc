@@ -336,4 +336,19 @@ std::string GuessToUtf8(std::string_view bytes) {
   return ReadAsUtf8(reading, bytes);
 }
 
+bool FollowsLabel(std::string_view bytes, std::string_view charset) {
+  const Reading reading = FindReading(bytes, charset);
+  const CharsetKind kind = FindKind(Trim(charset.substr(0, charset.find('*'))));
+  switch (kind) {
+    case CharsetKind::Unknown:
+      return IsAscii(bytes) && reading.encoding != Encoding::Iso2022Jp;
+    case CharsetKind::Iso2022Jp:
+      return reading.encoding == Encoding::Iso2022Jp;
+    case CharsetKind::Other:
+      return reading.system.has_value();
+    default:
+      return reading.encoding == EncodingOf(kind);
+  }
+}
+
 }  // namespace nimport::text

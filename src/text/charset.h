@@ -20,6 +20,9 @@ namespace nimport::text {
 [[nodiscard]] std::string ToUtf8(std::string_view bytes, std::string_view charset);
 [[nodiscard]] std::string GuessToUtf8(std::string_view bytes);
 
+// Whether these read `bytes` by the charset that `charset` names, and not by a guess.
+[[nodiscard]] bool FollowsLabel(std::string_view bytes, std::string_view charset);
+
 }  // namespace nimport::text
 
 #endif  // NIMPORT_TEXT_CHARSET_H_
