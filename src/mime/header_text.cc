@@ -194,4 +194,15 @@ std::optional<std::string> DecodeField(TextForm form, const HeaderBlock& header,
   return all;
 }
 
+std::vector<HeaderWord> FindHeaderWords(std::string_view text) {
+  std::vector<HeaderWord> words;
+  std::size_t start = text.find(WORD_START);
+  while (start != std::string_view::npos) {
+    const std::optional<EncodedWord> word = ParseEncodedWord(text, start);
+    if (word) words.push_back({{start, word->end}, word->charset, DecodeWordData(*word)});
+    start = text.find(WORD_START, word ? word->end : start + WORD_START.size());
+  }
+  return words;
+}
+
 }  // namespace nimport::mime

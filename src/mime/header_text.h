@@ -5,8 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "mime/header_block.h"
+#include "mime/part.h"
 #include "mime/text_form.h"
 
 namespace nimport::mime {
@@ -27,6 +29,16 @@ namespace nimport::mime {
 // several fields, all of them with commas between. Empty when there is none.
 [[nodiscard]] std::optional<std::string> DecodeField(TextForm form, const HeaderBlock& header,
                                                      std::string_view name);
+
+// An encoded word, taken apart.
+struct HeaderWord {
+  TextRange place;           // in the text
+  std::string_view charset;  // as the word names it; a view into the text
+  std::string bytes;         // without their encoding
+};
+
+// The encoded words of `text`, wherever DecodeEncodedWords finds them.
+[[nodiscard]] std::vector<HeaderWord> FindHeaderWords(std::string_view text);
 
 }  // namespace nimport::mime
 

@@ -95,17 +95,6 @@ class Scanner {
   std::size_t position_ = 0;
 };
 
-std::string DecodePercent(std::string_view text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? text::HexDigit(text[i + 1]) : -1;
-    const int low = high >= 0 ? text::HexDigit(text[i + 2]) : -1;
-    result += low >= 0 ? static_cast<char>(high << 4 | low) : text[i];
-    if (low >= 0) i += 2;
-  }
-  return result;
-}
-
 // Takes "charset'language'" off the front of an encoded value.
 std::string_view TakeCharset(std::string_view& value) {
   const std::size_t first = value.find('\'');
@@ -122,6 +111,17 @@ std::string_view LeadingToken(std::string_view text) {
 }
 
 }  // namespace
+
+std::string DecodePercent(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const int high = text[i] == '%' && i + 2 < text.size() ? text::HexDigit(text[i + 1]) : -1;
+    const int low = high >= 0 ? text::HexDigit(text[i + 2]) : -1;
+    result += low >= 0 ? static_cast<char>(high << 4 | low) : text[i];
+    if (low >= 0) i += 2;
+  }
+  return result;
+}
 
 bool IsTokenCharacter(char character) {
   constexpr std::string_view SPECIALS = "()<>@,;:\\\"/[]?=";

@@ -52,6 +52,9 @@ class ParameterizedValue {
   std::vector<Piece> pieces_;
 };
 
+// `text` with every "%XX" of RFC 2231 as the byte that it stands for.
+[[nodiscard]] std::string DecodePercent(std::string_view text);
+
 // Whether a token of MIME may have it: visible ASCII without the special characters.
 [[nodiscard]] bool IsTokenCharacter(char character);
 
