@@ -46,6 +46,15 @@ HeaderBlock SplitHeader(std::string_view mail) {
   return block;
 }
 
+std::vector<HeaderField> ReadFields(std::string_view lines) {
+  const auto block = mime::HeaderBlock::OfLines(lines);
+  std::vector<HeaderField> fields;
+  std::string_view rest = block.lines();
+  while (const auto field = block.TakeField(rest))
+    fields.push_back({.name = field->name, .raw = field->whole});
+  return fields;
+}
+
 bool IsSameName(std::string_view a, std::string_view b) {
   return text::EqualsIgnoringCase(a, b);
 }

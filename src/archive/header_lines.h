@@ -33,6 +33,9 @@ struct HeaderBlock {
 // The header where mime::HeaderBlock finds it. Borrows from `mail`.
 [[nodiscard]] HeaderBlock SplitHeader(std::string_view mail);
 
+// The fields among the lines of a header. What belongs to no field is passed over.
+[[nodiscard]] std::vector<HeaderField> ReadFields(std::string_view lines);
+
 // Whether two field names are the same; letter case does not count.
 [[nodiscard]] bool IsSameName(std::string_view a, std::string_view b);
 

@@ -37,10 +37,24 @@ MailContents Make(ContentsKind kind, std::string bytes) {
   return contents;
 }
 
+// Whether `text` has a mail's header, after empty lines or a mailbox's separator at most. After
+// those an unknown word with a colon is no header yet.
+bool HasMailHeader(std::string_view text) {
+  if (LooksLikeMail(text)) return true;
+  while (!text.empty() && !LooksLikeMail(text)) {
+    const std::string_view line = mime::TakeLine(text);
+    const bool isSeparator = line.starts_with("From ") || line.starts_with(">From ");
+    if (!isSeparator && !text::Trim(line).empty()) return false;
+  }
+  for (const std::string_view name : {"From", "Date", "Subject", "Received"})
+    if (!FindHeaderValue(text, name).empty()) return true;
+  return false;
+}
+
 // The text of a mail that should have its header with it, but may not.
 MailContents WholeMailContents(store::Store& store, const MailRecord& record) {
   std::string text = NormalizedText(record.text);
-  if (!LooksLikeMail(text)) return Make(ContentsKind::Text, std::move(text));
+  if (!HasMailHeader(text)) return Make(ContentsKind::Text, std::move(text));
   return Make(ContentsKind::WholeMail,
               store::NormalizeLineEnds(store.ReadRawText(record).value_or("")));
 }

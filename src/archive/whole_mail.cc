@@ -8,12 +8,14 @@
 #include "archive/compose_mail.h"
 #include "archive/header_lines.h"
 #include "archive/mailboxes.h"
-#include "mime/header_encoding.h"
-#include "mime/parameterized_value.h"
+#include "archive/readable/field_rewriting.h"
+#include "archive/readable/mail_rewriting.h"
+#include "mime/header_block.h"
+#include "mime/structure.h"
 #include "mime/text_part.h"
 #include "text/ascii.h"
+#include "text/charset_label.h"
 #include "text/code_page_932.h"
-#include "text/utf8.h"
 
 namespace nimport::archive {
 
@@ -25,46 +27,21 @@ bool IsOneOf(std::string_view name, const std::array<std::string_view, COUNT>& n
                      [&](std::string_view other) { return IsSameName(name, other); });
 }
 
-bool IsAddressField(std::string_view name) {
-  static constexpr std::array<std::string_view, 11> NAMES = {
-      "From",        "To",        "Cc",        "Bcc",        "Reply-To",       "Sender",
-      "Resent-From", "Resent-To", "Resent-Cc", "Resent-Bcc", "Resent-Reply-To"};
-  return IsOneOf(name, NAMES);
+std::string ValueInUtf8(const HeaderField& field) {
+  return text::Utf8FromCodePage932(field.Value());
 }
 
-constexpr std::string_view PLAIN_TEXT = "text/plain";
-
-// A field as "NAME: WORD; PARAMETERS" with its line end; the parameters are code page 932.
-std::string WithParameters(const std::string& name, std::string_view word,
-                           std::vector<mime::Parameter> parameters) {
-  for (mime::Parameter& parameter : parameters)
-    parameter.value = text::Utf8FromCodePage932(parameter.value);
-  return name + ": " + mime::EncodeParameters(word, parameters, name.size() + 2) + "\r\n";
-}
-
-std::string MediaTypeOf(const mime::ParameterizedValue& value) {
-  std::string type = mime::ToMediaType(value.word());
-  return type.empty() ? std::string(PLAIN_TEXT) : type;
+bool IsEightBit(const HeaderField& field) {
+  return !text::IsAscii(field.raw);
 }
 
 std::string ConvertField(const HeaderField& field) {
-  if (text::IsAscii(field.raw)) return field.Lawful();
-  const std::string value = text::Utf8FromCodePage932(field.Value());
+  if (!IsEightBit(field)) return field.Lawful();
   const std::string name(field.name);
-  const std::size_t column = name.size() + 2;
+  const std::string value = ValueInUtf8(field);
   if (IsAddressField(name))
-    return name + ": " + EncodeMailboxes(ToMailboxes(value), column) + "\r\n";
-  if (IsSameName(name, "Content-Type")) {
-    const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, field.Value());
-    return WithParameters(name, MediaTypeOf(type), type.All());
-  }
-  if (IsSameName(name, "Content-Disposition")) {
-    const auto disposition =
-        mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, field.Value());
-    const bool isInline = IsSameName(disposition.word(), "inline");
-    return WithParameters(name, isInline ? "inline" : "attachment", disposition.All());
-  }
-  return name + ": " + mime::EncodeHeaderText(value, column) + "\r\n";
+    return name + ": " + EncodeMailboxes(ToMailboxes(value), name.size() + 2) + "\r\n";
+  return RewriteField(name, value);
 }
 
 std::string ValueOf(const HeaderBlock& header, std::string_view name) {
@@ -74,33 +51,13 @@ std::string ValueOf(const HeaderBlock& header, std::string_view name) {
   return {};
 }
 
-// Whether the body is 8-bit text that says nothing, or something impossible, about its charset.
-bool LacksCharset(const HeaderBlock& header) {
-  if (text::IsAscii(header.body)) return false;
-  const std::string transferEncoding = ValueOf(header, "Content-Transfer-Encoding");
-  if (IsSameName(transferEncoding, "base64") || IsSameName(transferEncoding, "quoted-printable")) {
-    return false;
-  }
-  const std::string value = ValueOf(header, "Content-Type");
-  if (value.empty()) return true;
-  const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, value);
-  if (!IsSameName(MediaTypeOf(type).substr(0, 5), "text/")) return false;
-  const std::optional<std::string> charset = type.Find("charset");
-  if (!charset) return true;
-  // 7-bit charsets: the mail client has converted the text and left the header as it was.
-  static constexpr std::array<std::string_view, 5> SEVEN_BIT = {
-      "us-ascii", "iso-2022-jp", "iso-2022-jp-1", "iso-2022-jp-2", "iso-2022-jp-3"};
-  return IsOneOf(*charset, SEVEN_BIT);
-}
-
-// The field for a body in UTF-8, with whatever other parameters the mail gives.
-std::string Utf8ContentType(const std::string& value) {
-  const auto type = mime::ParameterizedValue::Parse(mime::TextForm::CodePage932, value);
-  std::vector<mime::Parameter> parameters = {{"charset", "utf-8"}};
-  for (mime::Parameter& parameter : type.All()) {
-    if (!IsSameName(parameter.name, "charset")) parameters.push_back(std::move(parameter));
-  }
-  return WithParameters("Content-Type", MediaTypeOf(type), std::move(parameters));
+// Whether the contents are 8-bit text whose charset the header leaves out or gives wrong. The mail
+// client has converted much of it to code page 932 and left the header as it was.
+bool LacksCharset(const mime::Part& part, std::string_view mail) {
+  const std::string_view contents = part.contents.In(mail);
+  return part.kind == mime::PartKind::Leaf && mime::HasType(part, "text/") &&
+         part.encoding == mime::TransferEncoding::Identity && !text::IsAscii(contents) &&
+         text::JudgeLabel(contents, part.charset) == text::LabelTruth::False;
 }
 
 std::string WithUtf8Body(const HeaderBlock& header) {
@@ -112,25 +69,59 @@ std::string WithUtf8Body(const HeaderBlock& header) {
   }
   const mime::EncodedText text = mime::EncodeTextPart(text::Utf8FromCodePage932(header.body));
   out += "MIME-Version: 1.0\r\n";
-  out += Utf8ContentType(ValueOf(header, "Content-Type"));
+  out += Utf8ContentType(text::Utf8FromCodePage932(ValueOf(header, "Content-Type")));
   out += "Content-Transfer-Encoding: " + text.transferEncoding + "\r\n\r\n";
   return out + text.contents;
+}
+
+// What stands before the header, which ConvertWholeMail's caller found to be empty lines and a
+// mailbox's separator, as fields: nothing may precede the header.
+std::string FieldsBefore(std::string_view before) {
+  constexpr std::string_view SEPARATOR = "From ";
+  std::string fields;
+  while (!before.empty()) {
+    const std::string_view line = mime::TakeLine(before);
+    const std::size_t at = line.find(SEPARATOR);
+    if (at == line.npos) continue;
+    fields += RewriteField(
+        "X-From-Line", text::Utf8FromCodePage932(text::Trim(line.substr(at + SEPARATOR.size()))));
+  }
+  return fields;
+}
+
+// The parts of a multipart mail with a charset where they lack one. Their headers become ASCII.
+std::string ConvertParts(std::string_view mail, const std::vector<mime::Part>& parts) {
+  MailRewriting rewriting(mail);
+  const FieldReading reading{.isRewritten = IsEightBit, .toUtf8 = ValueInUtf8};
+  for (const mime::Part& part : parts) {
+    std::optional<std::string> text;
+    if (LacksCharset(part, mail)) text = text::Utf8FromCodePage932(part.contents.In(mail));
+    rewriting.RewritePart(part, reading, text);
+  }
+  return rewriting.Apply({0, mail.size()});
 }
 
 }  // namespace
 
 std::string ConvertWholeMail(std::string mail) {
+  const auto place = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail).lines();
+  const std::size_t begin =
+      place.empty() ? 0 : static_cast<std::size_t>(place.data() - mail.data());
+  if (begin > 0) mail.replace(0, begin, FieldsBefore(std::string_view(mail).substr(0, begin)));
   const HeaderBlock header = SplitHeader(mail);
   const bool isLawful =
       header.isWellFormed && std::all_of(header.fields.begin(), header.fields.end(),
                                          [](const HeaderField& field) { return field.IsLawful(); });
   if (isLawful && text::IsAscii(mail)) return mail;
-  if (LacksCharset(header)) return WithUtf8Body(header);
   std::string out;
   for (const HeaderField& field : header.fields)
     out += ConvertField(field);
   if (!out.ends_with('\n')) out += "\r\n";
-  return out.append("\r\n").append(header.body);
+  out.append("\r\n").append(header.body);
+  if (text::IsAscii(header.body)) return out;
+  const std::vector<mime::Part> parts = mime::ReadStructure(mime::TextForm::Utf8, out);
+  if (LacksCharset(parts.front(), out)) return WithUtf8Body(header);
+  return ConvertParts(out, parts);
 }
 
 }  // namespace nimport::archive

@@ -43,8 +43,28 @@ TEST(ConvertWholeMail, BecomesCorrectMime) {
        "8-bit parameters"},
       {"Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B", nullptr,
        "a charset that is true"},
-      {"Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\x96\x7B\r\n--b--\r\n", nullptr,
-       "parts say for themselves"},
+      {"Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n\x96\x7B\r\n--b--\r\n",
+       "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
+       "Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+       "5pys\r\n--b--\r\n",
+       "a part without a header"},
+      {"Content-Type: multipart/mixed; boundary=b\r\n\r\nxyz\r\n--b\r\n"
+       "Content-Type: multipart/alternative; boundary=bb\r\n\r\n--bb\r\n"
+       "X-A: b\r\nContent-Type: text/html; charset=\"iso-2022-jp\"; x=y\r\n"
+       "Content-Transfer-Encoding: 7bit\r\n\r\n<b>a rather long line</b>\x96\x7B\r\n\r\n"
+       "--bb--\r\n--b\r\n"
+       "Content-Type: image/gif; name=\"\x96\x7B\"\r\n\r\n\x96\x7B\r\n--b\r\n"
+       "Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B\r\n--b--\r\n",
+       "Content-Type: multipart/mixed; boundary=b\r\n\r\nxyz\r\n--b\r\n"
+       "Content-Type: multipart/alternative; boundary=bb\r\n\r\n--bb\r\n"
+       "X-A: b\r\nContent-Type: text/html; charset=utf-8; x=y\r\n"
+       "Content-Transfer-Encoding: quoted-printable\r\n\r\n"
+       "<b>a rather long line</b>=E6=9C=AC\r\n\r\n--bb--\r\n--b\r\n"
+       "Content-Type: image/gif;\r\n name*=UTF-8''%E6%9C%AC\r\n\r\n\x96\x7B\r\n--b\r\n"
+       "Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B\r\n--b--\r\n",
+       "parts within parts; a file's bytes and a true charset stay"},
+      {"\r\nFrom a@b Thu Jan  1 1998\r\nA: b\r\n\r\nHello\r\n",
+       "X-From-Line: a@b Thu Jan  1 1998\r\nA: b\r\n\r\nHello\r\n", "lines before the header"},
       {"A: b\r\nno header line\r\nC: d\r\n", "A: b\r\n\r\nno header line\r\nC: d\r\n",
        "the empty line before the body is missing"},
   };
