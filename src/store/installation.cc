@@ -66,7 +66,7 @@ void CheckInstallation(platform::Platform& platform) {
   try {
     platform.files().RequireExists(path);
   } catch (const FileMissing& error) {
-    FailInvalid("no executable " + error.description());
+    FailInvalid(error.Explain("executable"));
   }
   CheckMailerVersion(platform, path);
 }
@@ -93,7 +93,7 @@ text::PathText RequireDatabase(platform::Platform& platform, const text::PathTex
   try {
     platform.files().RequireExists(path->str());
   } catch (const FileMissing& error) {
-    FailInvalid("no database " + error.description());
+    FailInvalid(error.Explain("database"));
   }
   return *path;
 }

@@ -158,7 +158,7 @@ std::string Store::ReadMimeFile(const MailRecord& record) {
     try {
       return NormalizeLineEnds(platform::ReadWholeFile(*platform_.files().OpenStored(path)));
     } catch (const FileMissing& error) {
-      FailInvalid("no MIME file " + error.description());
+      FailInvalid(error.Explain("MIME file"));
     } catch (const std::bad_alloc&) {
       FailDatabase("no memory for the MIME file " + platform_.files().NativeName(path.path));
     }

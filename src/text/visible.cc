@@ -67,6 +67,21 @@ std::string VisibleLines(std::string_view text) {
   return ToVisible(text, true);
 }
 
+std::string CutToColumns(std::string_view text, std::size_t columns) {
+  constexpr std::string_view MARK = "...";
+  // The scripts that terminals show two columns wide, and the pictures of control characters, all
+  // come after this one. Others among them are narrower than is counted here.
+  constexpr char32_t FIRST_WIDE = 0x1100;
+  std::size_t width = 0;
+  std::size_t cutBytes = 0;  // what leaves room for the mark
+  for (std::string_view rest = text; !rest.empty();) {
+    width += TakeUtf8Character(rest) < FIRST_WIDE ? 1 : 2;
+    if (width + MARK.size() <= columns) cutBytes = text.size() - rest.size();
+  }
+  if (width <= columns) return std::string(text);
+  return std::string(text.substr(0, cutBytes)).append(MARK.substr(0, columns));
+}
+
 // Control characters below U+0020 stand in no string; between strings they are line ends.
 std::string VisibleJson(std::string_view json) {
   std::string out;

@@ -4,6 +4,7 @@
 #ifndef NIMPORT_TEXT_VISIBLE_H_
 #define NIMPORT_TEXT_VISIBLE_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -18,7 +19,11 @@ namespace nimport::text {
 // The same for texts of several lines: line ends (CR LF becomes LF) and tabs stay.
 [[nodiscard]] std::string VisibleLines(std::string_view text);
 
-// The same characters, in JSON text, as escapes of JSON. What is no UTF-8 stays.
+// As many characters of `text`, which Visible made, as surely fit into so many columns of a
+// terminal; where that is not all of them, "..." at the end.
+[[nodiscard]] std::string CutToColumns(std::string_view text, std::size_t columns);
+
+// The same characters as in Visible, in JSON text, as escapes of JSON. What is no UTF-8 stays.
 [[nodiscard]] std::string VisibleJson(std::string_view json);
 
 }  // namespace nimport::text

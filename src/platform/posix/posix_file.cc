@@ -1,13 +1,18 @@
 #include "platform/posix/posix_file.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <time.h>
 
 #include "platform/change_stamp.h"
@@ -118,6 +123,23 @@ class PosixOutputFile final : public OutputFile {
   FileDescriptor file_;
 };
 
+// As open, for paths of any length: the system takes no more than PATH_MAX bytes at once.
+FileDescriptor OpenAnyLength(std::string_view path, int flags) {
+  constexpr std::size_t MAX_PIECE = PATH_MAX - 1;
+  FileDescriptor directory(AT_FDCWD);
+  while (path.size() > MAX_PIECE) {
+    const std::size_t slash = path.rfind('/', MAX_PIECE - 1);
+    if (slash == std::string_view::npos) break;
+    const std::string piece(path.substr(0, slash + 1));
+    path.remove_prefix(slash + 1);
+    path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+    directory =
+        FileDescriptor(openat(directory.get(), piece.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.IsOpen()) return {};
+  }
+  return FileDescriptor(openat(directory.get(), std::string(path).c_str(), flags));
+}
+
 }  // namespace
 
 std::optional<std::uint64_t> ChangeStampOf(const struct stat& status) {
@@ -162,9 +184,27 @@ namespace nimport::platform {
 
 std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
   // A FIFO would make the open wait for a writer.
-  posix::FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  posix::FileDescriptor file =
+      posix::OpenAnyLength(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (!file.IsOpen()) posix::FailFile(path, "cannot be opened", errno);
   return posix::MakeFile(path, std::move(file));
+}
+
+std::unique_ptr<OutputFile> CreateNewNativeFile(const std::string& path) {
+  constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  posix::FileDescriptor file(open(path.c_str(), FLAGS, S_IRUSR | S_IWUSR));
+  if (!file.IsOpen() && errno == EEXIST) return nullptr;
+  if (!file.IsOpen()) posix::FailFile(path, "cannot be created", errno);
+  return std::make_unique<posix::PosixOutputFile>(path, std::move(file));
+}
+
+bool IsOfSystem(const std::string& directory) {
+  constexpr std::array KINDS = std::to_array<std::uint64_t>(
+      {PROC_SUPER_MAGIC, SYSFS_MAGIC, DEVPTS_SUPER_MAGIC, CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC,
+       DEBUGFS_MAGIC, TRACEFS_MAGIC, SECURITYFS_MAGIC, BPF_FS_MAGIC, PSTOREFS_MAGIC});
+  struct statfs status {};
+  if (statfs(directory.c_str(), &status) != 0) return false;
+  return std::ranges::find(KINDS, static_cast<std::uint64_t>(status.f_type)) != KINDS.end();
 }
 
 }  // namespace nimport::platform

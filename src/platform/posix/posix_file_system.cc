@@ -36,14 +36,15 @@ std::string NearestDirectory(std::string path) {
 [[noreturn]] void FailMissing(const std::string& path, int errorNumber) {
   if (errorNumber == EXDEV) throw FileMissing(path, "a link leads out of the drives of the store");
   if (errorNumber != ENOENT && errorNumber != ENOTDIR) {
-    throw FileMissing(path, std::generic_category().message(errorNumber));
+    throw FileMissing(path, std::generic_category().message(errorNumber),
+                      FileMissing::Certainty::Hidden);
   }
   // In a directory that cannot be read, a name that differs in letter case is not found.
   const std::string directory = NearestDirectory(path);
   const bool isReadable = faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) == 0;
   if (isReadable || errno != EACCES) throw FileMissing(path, "");
-  throw FileMissing(path,
-                    directory + " cannot be read: " + std::generic_category().message(EACCES));
+  throw FileMissing(path, directory + " cannot be read: " + std::generic_category().message(EACCES),
+                    FileMissing::Certainty::Hidden);
 }
 
 // A place that a path in a store leads to.

@@ -228,4 +228,19 @@ std::unique_ptr<RandomAccessFile> OpenNativeFile(const std::string& path) {
   return windows::OpenWideFile(*full);
 }
 
+std::unique_ptr<OutputFile> CreateNewNativeFile(const std::string& path) {
+  const std::optional<std::wstring> full = windows::ToFullPath(windows::WideFromUtf8(path));
+  if (!full) throw FileError(path + ": is not a path that can be made");
+  windows::FileHandle file(CreateFileW(full->c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                       CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const DWORD error = GetLastError();
+  if (!file.IsOpen() && error == ERROR_FILE_EXISTS) return nullptr;
+  if (!file.IsOpen()) windows::FailFile(path, "cannot be created", error);
+  return std::make_unique<windows::WindowsOutputFile>(path, std::move(file));
+}
+
+bool IsOfSystem(const std::string& /*directory*/) {
+  return false;
+}
+
 }  // namespace nimport::platform

@@ -39,7 +39,8 @@ void RequireThere(const std::wstring& path) {
   if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return;
   const DWORD error = GetLastError();
   const bool isAbsent = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-  throw FileMissing(DisplayName(path), isAbsent ? "" : MessageOf(error));
+  throw FileMissing(DisplayName(path), isAbsent ? "" : MessageOf(error),
+                    isAbsent ? FileMissing::Certainty::Missing : FileMissing::Certainty::Hidden);
 }
 
 }  // namespace

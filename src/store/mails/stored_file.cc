@@ -30,7 +30,7 @@ std::string ReadStoredBytes(const platform::FileSystem& files,
     return platform::ReadWholeFile(
         *files.OpenStored({.path = path->str(), .storeDirectory = databaseDirectory.str()}));
   } catch (const FileMissing& error) {
-    FailInvalid("no stored file " + error.description());
+    FailInvalid(error.Explain("stored file"));
   } catch (const FileError& error) {
     FailDatabase(error.what());
   }
