@@ -130,6 +130,15 @@ class JetDatabase final : public Database {
     return FromUtf8(catalog_.QueryNames());
   }
 
+  [[nodiscard]] std::vector<LinkedTable> LinkedTables() override {
+    std::vector<LinkedTable> links = catalog_.LinkedTables();
+    for (LinkedTable& link : links) {
+      for (std::string* text : {&link.name, &link.database, &link.connect, &link.foreignName})
+        *text = jet::FromUtf8(*text, catalog_.TextCodePage(), catalog_.Converter());
+    }
+    return links;
+  }
+
  private:
   [[nodiscard]] std::string ToUtf8(std::string_view name) const {
     return jet::ToUtf8(name, catalog_.TextCodePage(), catalog_.Converter());
@@ -150,6 +159,12 @@ class JetDatabase final : public Database {
 
 std::unique_ptr<DeletedData> Database::OpenDeleted() {
   return nullptr;
+}
+
+std::string LinkedTable::Describe() const {
+  const std::string table = "table " + (foreignName.empty() ? name : foreignName);
+  if (database.empty() && connect.empty()) return table + " of another database";
+  return table + " of " + (database.empty() ? connect : database);
 }
 
 std::unique_ptr<Database> Database::Open(std::unique_ptr<RandomAccessFile> file,

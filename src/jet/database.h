@@ -54,6 +54,17 @@ class QueryDefinition {
   [[nodiscard]] virtual std::vector<ColumnOrigin> Origins() const { return {}; }
 };
 
+// A table whose rows are in another database. What is not known is empty.
+struct LinkedTable {
+  std::string name;
+  std::string database;     // the path of its file
+  std::string connect;      // how that is reached where it is no Jet database
+  std::string foreignName;  // of the table there
+
+  // "table NAME of DATABASE", as far as known.
+  [[nodiscard]] std::string Describe() const;
+};
+
 // An open database file. Nothing is ever written to it. When the file changes while it is open,
 // what was remembered of it is read again.
 class Database {
@@ -64,7 +75,7 @@ class Database {
                                                       const OpenOptions& options = {});
   virtual ~Database() = default;
 
-  // Throws DatabaseError when there is no such table.
+  // Throws DatabaseError when there is no such table, or when it is a linked one.
   [[nodiscard]] virtual std::unique_ptr<TableDefinition> OpenTable(std::string_view name) = 0;
 
   // Throws DatabaseError when there is no such query, or when it needs more than the engine
@@ -81,6 +92,9 @@ class Database {
   // User tables and stored queries of every kind, in catalog order.
   [[nodiscard]] virtual std::vector<std::string> TableNames() = 0;
   [[nodiscard]] virtual std::vector<std::string> QueryNames() = 0;
+
+  // Tables whose rows are elsewhere; not among TableNames.
+  [[nodiscard]] virtual std::vector<LinkedTable> LinkedTables() { return {}; }
 };
 
 }  // namespace nimport::jet

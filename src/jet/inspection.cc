@@ -77,6 +77,7 @@ class Inspector {
     ReadPages();
     for (const std::string& name : catalog_.AllTableNames())
       report_.tables.push_back(InspectTable(name));
+    report_.linkedTables = catalog_.LinkedTables();
     for (const std::string& name : catalog_.QueryNames())
       report_.queries.push_back(InspectQuery(name));
     report_.damage = damage_.Take();

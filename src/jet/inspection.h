@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/random_access_file.h"
+#include "jet/database.h"
 #include "jet/open_options.h"
 #include "text/code_page_converter.h"
 
@@ -33,7 +34,8 @@ struct FileReport {
   std::uint64_t sizeBytes = 0;
   std::uint32_t pageCount = 0;
   std::map<std::string, std::uint32_t> pagesByType;
-  std::vector<TableReport> tables;  // those of the engine's own too
+  std::vector<TableReport> tables;        // those of the engine's own too
+  std::vector<LinkedTable> linkedTables;  // UTF-8
   std::vector<QueryReport> queries;
   std::vector<DatabaseError> damage;  // by page, each place once
 };

@@ -24,6 +24,8 @@ void CopyReport(const jet::FileReport& report, DatabaseState& state) {
                             .rows = table.rows,
                             .problem = table.failure});
   }
+  for (const jet::LinkedTable& link : report.linkedTables)
+    state.linkedTables.emplace(link.name, link.Describe());
   for (const jet::QueryReport& query : report.queries) {
     state.queries.push_back(
         {.name = query.name, .isSelect = query.isSelect, .problem = query.failure});

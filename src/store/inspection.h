@@ -40,6 +40,7 @@ struct DatabaseState {
   std::uint32_t pageCount = 0;
   std::map<std::string, std::uint32_t> pagesByType;
   std::vector<TableState> tables;
+  std::map<std::string, std::string> linkedTables;  // where their rows are, by name
   std::vector<QueryState> queries;
   std::vector<Damage> damage;
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "jetdump/json_value.h"
+#include "text/visible.h"
 
 namespace nimport::jetdump {
 namespace {
@@ -48,8 +49,19 @@ class Dump {
       members.Next() << "\"rowCount\":" << count;
     } catch (const jet::DatabaseError& error) {
       tablesAreSound_ = false;
-      errors_ << error.what() << '\n';
+      errors_ << text::Visible(error.what()) << '\n';
       members.Next() << "\"error\":" << ToJson(error.what());
+    }
+  }
+
+  void WriteLinks(std::ostream& out) {
+    Group links(out, "{}");
+    for (const jet::LinkedTable& link : database_.LinkedTables()) {
+      links.Next() << '\n' << ToJson(link.name) << ':';
+      Group members(out, "{}");
+      members.Next() << "\"table\":" << ToJson(link.foreignName);
+      members.Next() << "\"database\":" << ToJson(link.database);
+      members.Next() << "\"connect\":" << ToJson(link.connect);
     }
   }
 
@@ -117,6 +129,7 @@ bool DumpDatabase(jet::Database& database, const DumpOptions& options, std::ostr
         dump.WriteTable(name);
       }
     }
+    if (options.withLinks) dump.WriteLinks(whole.Next() << "\n\"linkedTables\":");
     whole.Next() << "\n\"queries\":";
     Group queries(out, "{}");
     for (const std::string& name : options.queries) {

@@ -14,6 +14,7 @@ struct DumpOptions {
   std::vector<std::string> tables;   // UTF-8
   std::vector<std::string> queries;  // UTF-8
   bool withRows = true;
+  bool withLinks = false;  // tables whose rows are in another database
 };
 
 // Writes one JSON object to `out`. `database` must have been opened with code page 65001. A table

@@ -9,6 +9,7 @@
 #include "platform/native_file.h"
 #include "platform/platform.h"
 #include "text/code_page_converter.h"
+#include "text/visible.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ bool Print(const CommandLine& line) {
   if (options.tables.empty() && options.queries.empty()) {
     options.tables = database->TableNames();
     options.queries = database->QueryNames();
+    options.withLinks = !database->LinkedTables().empty();
   }
   const bool isWhole = jetdump::DumpDatabase(*database, options, std::cout, std::cerr);
   std::cout.flush();
@@ -71,7 +73,7 @@ int main(int argc, char** argv) {
   try {
     return Print(line) ? 0 : EXIT_FAILED;
   } catch (const std::exception& error) {
-    std::cerr << "jetdump: " << error.what() << '\n';
+    std::cerr << "jetdump: " << text::Visible(error.what()) << '\n';
     return EXIT_FAILED;
   }
 }

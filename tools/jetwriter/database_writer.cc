@@ -80,6 +80,7 @@ struct CatalogObject {
   std::string_view name;
   std::int32_t type = 0;
   std::uint32_t flags = 0;
+  const jet::LinkedTable* link = nullptr;
 };
 
 void AddObject(TableWriter& objects, TableWriter& permissions, const CatalogObject& object,
@@ -94,6 +95,11 @@ void AddObject(TableWriter& objects, TableWriter& permissions, const CatalogObje
   row[5] = jet::Date{date};
   row[6] = ToBinary(isEngine ? OWNER_ENGINE : OWNER_USERS);
   row[7] = static_cast<std::int32_t>(object.flags);
+  if (object.link != nullptr) {
+    row[8] = TextOrNull(object.link->database);
+    row[9] = TextOrNull(object.link->connect);
+    row[10] = TextOrNull(object.link->foreignName);
+  }
   objects.AddRow(row);
   permissions.AddRow(std::vector<Value>{object.id, ToBinary(OWNER_USERS), FULL_ACCESS,
                                         object.type == jet::OBJECT_CONTAINER});
@@ -211,6 +217,11 @@ void DatabaseWriter::WriteCatalog() {
     const auto objectId = static_cast<std::int32_t>(id++);
     add({objectId, jet::ID_TABLES, query.name, jet::OBJECT_QUERY, query.flags});
     AddQueryRows(*systemTables_[2], objectId, query);
+  }
+  for (const jet::LinkedTable& link : links_) {
+    const bool isFile = !link.database.empty();
+    add({static_cast<std::int32_t>(id++), jet::ID_TABLES, link.name,
+         isFile ? jet::OBJECT_LINK : jet::OBJECT_ODBC_LINK, 0, &link});
   }
 }
 

@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "jet/database.h"
 #include "jetwriter/schema.h"
 #include "jetwriter/table_writer.h"
 #include "jetwriter/writer_context.h"
@@ -32,6 +33,9 @@ class DatabaseWriter {
   // The rows of each attribute are counted in the order given; an empty text is written as null.
   void AddQuery(const jet::StoredQuery& query);
 
+  // A table of another file.
+  void AddLinkedTable(const jet::LinkedTable& link) { links_.push_back(link); }
+
   // Writes everything that is still missing and closes the file. Without it the file is no
   // database. Nothing may be added afterwards.
   void Finish();
@@ -44,6 +48,7 @@ class DatabaseWriter {
   std::vector<std::unique_ptr<TableWriter>> systemTables_;  // as their definitions lie, from page 2
   std::vector<std::unique_ptr<TableWriter>> tables_;
   std::vector<jet::StoredQuery> queries_;
+  std::vector<jet::LinkedTable> links_;
 };
 
 }  // namespace nimport::jetwriter

@@ -172,6 +172,14 @@ StoreDatabase::StoreDatabase(const std::string& name, const std::filesystem::pat
       tables_.back().AddRow(values.Take(), row);
     }
   }
+  for (const Node& link : description.ElementsOf("linkedTables")) {
+    link.ExpectMembers({"database", "name", "file", "connect", "table"});
+    if (link.TextOr("database", MAIL_DATABASE) != name) continue;
+    writer_.AddLinkedTable({.name = link.At("name").ToText(),
+                            .database = link.TextOr("file", ""),
+                            .connect = link.TextOr("connect", ""),
+                            .foreignName = link.TextOr("table", "")});
+  }
   AddQueries(defaults, description.Find("queries"));
 }
 

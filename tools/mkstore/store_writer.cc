@@ -47,8 +47,8 @@ struct Settings {
 Settings ReadSettings(const Node& description) {
   description.ExpectMembers({"accountId", "fileVersion", "executable", "directories", "codePage",
                              "cabinets", "folders", "mails", "addressBook", "tables", "extraTables",
-                             "extraRows", "queries", "files", "mimeFiles", "template",
-                             "deletedBytes"});
+                             "extraRows", "linkedTables", "queries", "files", "mimeFiles",
+                             "template", "deletedBytes"});
   const std::optional<Node> directories = description.Find("directories");
   if (directories) directories->ExpectMembers({"bin", "data"});
   return {.accountId = ReadSetting(description, "accountId", USUAL_ACCOUNT),

@@ -119,6 +119,7 @@ void JetCatalog::Refresh() {
   if (isRead_) return;
   tables_ = {};
   queries_ = {};
+  links_.clear();
   tablePages_.clear();
   replacedQueries_.clear();
   try {
@@ -207,13 +208,19 @@ struct JetCatalog::ObjectColumns {
         parentId(RequireColumn(objects, "ParentId")),
         name(RequireColumn(objects, "Name")),
         type(RequireColumn(objects, "Type")),
-        flags(RequireColumn(objects, "Flags")) {}
+        flags(RequireColumn(objects, "Flags")),
+        database(RequireColumn(objects, "Database")),
+        connect(RequireColumn(objects, "Connect")),
+        foreignName(RequireColumn(objects, "ForeignName")) {}
 
   std::size_t id;
   std::size_t parentId;
   std::size_t name;
   std::size_t type;
   std::size_t flags;
+  std::size_t database;
+  std::size_t connect;
+  std::size_t foreignName;
 };
 
 void JetCatalog::ReadObjects() {
@@ -229,6 +236,12 @@ void JetCatalog::ReadObject(const StoredRow& row, const ObjectColumns& columns,
   // Names are unique only among the children of one container.
   if (row.GetInteger(columns.parentId) != ID_TABLES) return;
   const auto kind = row.GetInteger(columns.type);
+  if (kind == OBJECT_LINK || kind == OBJECT_ODBC_LINK) {
+    links_.push_back({.name = GetText(row, columns.name),
+                      .database = GetText(row, columns.database),
+                      .connect = GetText(row, columns.connect),
+                      .foreignName = GetText(row, columns.foreignName)});
+  }
   if (kind != OBJECT_TABLE && kind != OBJECT_QUERY) return;
   Object object{.name = GetText(row, columns.name),
                 .id = row.GetInteger(columns.id).value_or(0),
@@ -312,6 +325,12 @@ std::shared_ptr<const StoredTable> JetCatalog::FindTable(std::string_view name) 
   Refresh();
   const Object* object = tables_.Find(name);
   if (object == nullptr) {
+    const auto link = std::ranges::find_if(
+        links_, [&](const LinkedTable& each) { return text::EqualsIgnoringCase(each.name, name); });
+    if (link != links_.end()) {
+      throw DatabaseError({.file = file_.Name(), .table = link->name},
+                          "is a linked table: its rows are in " + link->Describe());
+    }
     const auto guess = GuessDefinition(name);
     if (!guess) return nullptr;
     damage_.Report(DatabaseError({.file = file_.Name(), .page = *guess, .table = std::string(name)},
@@ -431,6 +450,11 @@ std::vector<std::string> JetCatalog::TableNames() {
     if ((table.flags & (OBJECT_ENGINE_SYSTEM | OBJECT_SYSTEM)) == 0) names.push_back(table.name);
   }
   return names;
+}
+
+const std::vector<LinkedTable>& JetCatalog::LinkedTables() {
+  Refresh();
+  return links_;
 }
 
 std::vector<std::string> JetCatalog::AllTableNames() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "jet/catalog/catalog.h"
+#include "jet/database.h"
 #include "jet/format/jet_layout.h"
 #include "jet/format/system_layout.h"
 #include "jet/format/text_decoder.h"
@@ -45,6 +46,7 @@ class JetCatalog final : public Catalog {
   // User tables and stored queries, UTF-8, in the order of the list of objects.
   [[nodiscard]] std::vector<std::string> TableNames();
   [[nodiscard]] std::vector<std::string> QueryNames();
+  [[nodiscard]] const std::vector<LinkedTable>& LinkedTables();
   // The engine's own tables too.
   [[nodiscard]] std::vector<std::string> AllTableNames();
   // By its name as the list of objects spells it.
@@ -118,6 +120,7 @@ class JetCatalog final : public Catalog {
   bool isRead_ = false;  // whether the lists are those of the file as it is
   ObjectList tables_;
   ObjectList queries_;
+  std::vector<LinkedTable> links_;
   std::unordered_set<std::uint32_t> tablePages_;
   std::unordered_set<std::string> replacedQueries_;  // in ASCII lower case
   std::shared_ptr<const StoredTable> queriesTable_;

@@ -86,7 +86,11 @@ inline constexpr std::array<SystemColumn, 8> RELATIONSHIPS_COLUMNS = {{
 inline constexpr std::int32_t OBJECT_TABLE = 1;  // its Id is the page of its definition
 inline constexpr std::int32_t OBJECT_DATABASE = 2;
 inline constexpr std::int32_t OBJECT_CONTAINER = 3;
+inline constexpr std::int32_t OBJECT_ODBC_LINK =
+    4;  // a table of another database; "Connect" says which
 inline constexpr std::int32_t OBJECT_QUERY = 5;
+// A table of another file: "Database" is its path, "Connect" its kind where it is no Jet database.
+inline constexpr std::int32_t OBJECT_LINK = 6;
 
 // MSysObjects.Id and ParentId.
 inline constexpr std::int32_t ID_ROOT = 0x0F000000;
