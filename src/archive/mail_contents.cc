@@ -46,8 +46,9 @@ bool HasMailHeader(std::string_view text) {
     const bool isSeparator = line.starts_with("From ") || line.starts_with(">From ");
     if (!isSeparator && !text::Trim(line).empty()) return false;
   }
+  const auto header = mime::HeaderBlock::Read(text, mime::HeaderPlace::Mail);
   for (const std::string_view name : {"From", "Date", "Subject", "Received"})
-    if (!FindHeaderValue(text, name).empty()) return true;
+    if (!text::Trim(header.Find(name).value_or("")).empty()) return true;
   return false;
 }
 
