@@ -83,7 +83,9 @@ std::string_view SkipToFirstField(std::string_view text, char lineEnd) {
     const std::string_view line = TakeLine(after, lineEnd);
     if (ParseField(line)) return rest;
     const bool isPassedOver = IsEmptyLine(line) || IsBlankLine(line) || IsMboxSeparator(line);
-    if (!isPassedOver && !GoesOn({}, after, lineEnd)) return text;
+    // What has NUL bytes is no line that a program wrote before a header.
+    const bool isStray = line.find('\0') == std::string_view::npos && GoesOn({}, after, lineEnd);
+    if (!isPassedOver && !isStray) return text;
     rest = after;
   }
   return text;
