@@ -22,6 +22,7 @@ void AddCounts(ordered_json& json, const MailCounts& counts) {
   json["wouldChange"] = counts.wouldChange;
   json["skipped"] = counts.skipped;
   json["failed"] = counts.failed;
+  json["garbled"] = counts.garbled;
 }
 
 ordered_json ToJson(const Remark& remark) {
@@ -54,6 +55,13 @@ void PrintRemarks(std::ostream& out, const char* title, const std::vector<Remark
     if (!remark.subject.empty()) out << " \"" << text::Visible(remark.subject) << '"';
     out << ": " << text::Visible(remark.reason) << '\n';
   }
+}
+
+void PrintGarbled(std::ostream& out, std::int64_t garbled, bool isReadable) {
+  if (garbled == 0) return;
+  out << "garbled: " << garbled << (garbled == 1 ? " mail" : " mails")
+      << " would be shown garbled by today's programs: "
+      << (isReadable ? "written in a readable form" : "export them with --readable") << '\n';
 }
 
 }  // namespace
@@ -101,6 +109,7 @@ MailCounts Account::Total() const {
     total.wouldChange += folder.counts.wouldChange;
     total.skipped += folder.counts.skipped;
     total.failed += folder.counts.failed;
+    total.garbled += folder.counts.garbled;
   }
   return total;
 }
@@ -115,6 +124,7 @@ ordered_json Account::ToJson() const {
   AddCounts(json, Total());
   if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
   json["undisclosedSenders"] = undisclosed;
+  json["readable"] = isReadable;
   json["interrupted"] = isInterrupted;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
@@ -151,6 +161,7 @@ void Account::Print(std::ostream& out) const {
   if (undisclosed > 0) {
     out << undisclosed << " mails of the owner have no sender: the member ID is not known\n";
   }
+  PrintGarbled(out, total.garbled, isReadable);
   if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }

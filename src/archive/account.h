@@ -25,6 +25,7 @@ struct MailCounts {
   std::int64_t wouldChange = 0;  // of those: this run would write them otherwise
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
+  std::int64_t garbled = 0;  // written or there: today's programs would show them garbled
 };
 
 struct FolderAccount {
@@ -62,6 +63,7 @@ class Account {
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
   std::int64_t undisclosed = 0;    // mails that the owner sent, whose ID is not known
+  bool isReadable = false;         // mails that would be shown garbled have a readable form
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 

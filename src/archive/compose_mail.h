@@ -20,6 +20,8 @@ struct FinishedMail {
   bool isComplete = true;  // nothing of it is missing
   // The owner sent it, and nobody says who that is: it comes from UNDISCLOSED_SENDER.
   bool isSenderUndisclosed = false;
+  // Today's programs would show some of its text garbled; whoever asks for that sets it.
+  bool isGarbled = false;
 };
 
 // A mailbox, which every From field needs, that says what it is in every program and that nobody can

@@ -49,6 +49,7 @@ void Exporter::OpenStore() {
 }
 
 const Account& Exporter::Run(ExportTarget& target) {
+  account_.isReadable = target.isReadable();
   try {
     if (store_) {
       ArchiveNames names;

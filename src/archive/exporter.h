@@ -26,6 +26,8 @@ class ExportTarget {
   virtual void BeginCabinet(const std::filesystem::path& path) = 0;
   [[nodiscard]] virtual std::unique_ptr<FolderWriter> OpenFolder(
       const std::filesystem::path& path) = 0;
+  // Whether mails that would be shown garbled get a readable form.
+  [[nodiscard]] virtual bool isReadable() const { return false; }
   // Returns the number of contacts.
   virtual std::int64_t WriteContacts(const addressbook::AddressBook& book) = 0;
 };

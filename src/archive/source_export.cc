@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "archive/compose_mail.h"
+#include "archive/readable/readable_mail.h"
 #include "platform/interruption.h"
 
 namespace nimport::archive {
@@ -105,6 +106,8 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
 void SourceExport::WriteMail(const MailHeaders& headers, MailContents& contents,
                              std::int32_t position, FolderWriter& writer) {
   FinishedMail mail = ComposeMail(headers, contents, store_.memberId());
+  mail.isGarbled = contents.HasOwnHeader() && IsShownGarbled(mail.bytes);
+  if (mail.isGarbled) ++folder().counts.garbled;
   if (mail.isSenderUndisclosed) ++account_.undisclosed;
   const auto outcome = writer.Write(std::move(mail), position, headers.subject.value_or(""));
   MailCounts& counts = folder().counts;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
@@ -15,6 +16,7 @@
 #include "archive/exporter.h"
 #include "archive/folder_writer.h"
 #include "archive/new_file.h"
+#include "archive/readable/readable_writer.h"
 #include "command/commands.h"
 #include "command/json_text.h"
 #include "command/progress.h"
@@ -48,36 +50,56 @@ class TargetDirectory {
   int descriptor_ = -1;
 };
 
-void RequireOutsideStore(const Options& options) {
-  if (options.location.databaseDirectory.empty()) return;
-  const fs::path store = fs::weakly_canonical(options.location.databaseDirectory);
-  for (fs::path path = fs::weakly_canonical(fs::absolute(options.targetDirectory));;
-       path = path.parent_path()) {
-    if (path == store) throw std::runtime_error("the target lies within the store");
-    if (path == path.parent_path()) return;
+// Whether `path` is `directory` or lies beneath it.
+bool IsWithin(const fs::path& path, const fs::path& directory) {
+  const fs::path outer = fs::weakly_canonical(fs::absolute(directory));
+  for (fs::path inner = fs::weakly_canonical(fs::absolute(path));; inner = inner.parent_path()) {
+    if (inner == outer) return true;
+    if (inner == inner.parent_path()) return false;
   }
+}
+
+void RequireSoundTargets(const Options& options) {
+  const fs::path& store = options.location.databaseDirectory;
+  const fs::path& target = options.targetDirectory;
+  const fs::path& readable = options.readableDirectory;
+  const bool hasTwo = !readable.empty();
+  if (!store.empty() && (IsWithin(target, store) || (hasTwo && IsWithin(readable, store))))
+    throw std::runtime_error("the target lies within the store");
+  if (hasTwo && (IsWithin(target, readable) || IsWithin(readable, target)))
+    throw std::runtime_error("--readable and --to need directories apart from each other");
 }
 
 // Files beneath a directory.
 class DirectoryTarget final : public archive::ExportTarget {
  public:
-  explicit DirectoryTarget(const Options& options)
-      : directory_(options.targetDirectory), format_(options.format), isRedo_(options.isRedo) {}
+  explicit DirectoryTarget(const Options& options) : options_(options) {}
 
-  void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
-  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
-    auto writer = archive::OpenFolderWriter(format_, directory_ / path);
-    if (isRedo_) writer->RewriteOutdated();
-    return writer;
+  void BeginCabinet(const fs::path& path) override {
+    fs::create_directories(options_.targetDirectory / path);
+    if (HasReadableDirectory()) fs::create_directories(options_.readableDirectory / path);
   }
+  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
+    auto writer = OpenWriter(options_.targetDirectory / path);
+    if (!options_.isReadable) return writer;
+    if (!HasReadableDirectory()) return archive::OpenReadableWriter(std::move(writer), nullptr);
+    return archive::OpenReadableWriter(OpenWriter(options_.readableDirectory / path),
+                                       std::move(writer));
+  }
+  [[nodiscard]] bool isReadable() const override { return options_.isReadable; }
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
-    return archive::WriteContactsFile(book, directory_);
+    return archive::WriteContactsFile(book, options_.targetDirectory);
   }
 
  private:
-  fs::path directory_;
-  archive::ExportFormat format_;
-  bool isRedo_;
+  [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenWriter(const fs::path& path) const {
+    auto writer = archive::OpenFolderWriter(options_.format, path);
+    if (options_.isRedo) writer->RewriteOutdated();
+    return writer;
+  }
+  [[nodiscard]] bool HasReadableDirectory() const { return !options_.readableDirectory.empty(); }
+
+  const Options& options_;
 };
 
 // Prints the account and leaves it beside the mails.
@@ -107,10 +129,12 @@ void PutAccount(const archive::Account& account, const Options& options) {
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
-  RequireOutsideStore(options);
+  RequireSoundTargets(options);
   Progress progress;
   archive::Exporter exporter(platform, options.format, progress);
   const TargetDirectory lock(options.targetDirectory);
+  std::optional<TargetDirectory> readableLock;
+  if (!options.readableDirectory.empty()) readableLock.emplace(options.readableDirectory);
   DirectoryTarget target(options);
   const archive::Account* account = nullptr;
   {

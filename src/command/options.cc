@@ -200,6 +200,19 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->type_name("FORMAT")
       ->option_text("FORMAT");
 
+  exporting
+      .add_option_function<std::vector<std::string>>(
+          "--readable",
+          [&options](const std::vector<std::string>& directories) {
+            options.isReadable = true;
+            options.readableDirectory = directories.empty() ? "" : directories.front();
+          },
+          "Write mails that today's programs would show garbled in a readable form, with the "
+          "original attached; or, with DIR, all mails there too, and only there so")
+      ->expected(0, 1)
+      ->type_name("[DIR]")
+      ->option_text("[DIR]");
+
   AddContacts(app, options);
 }
 

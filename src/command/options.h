@@ -33,6 +33,8 @@ struct Options {
   // export
   std::filesystem::path targetDirectory;
   bool isRedo = false;  // mails that an earlier run wrote otherwise are written again
+  bool isReadable = false;
+  std::filesystem::path readableDirectory;  // empty: readable mails go to the target directory
   archive::ExportFormat format = archive::ExportFormat::Maildir;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;

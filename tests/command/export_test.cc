@@ -127,6 +127,53 @@ TEST_F(Export, EveryShapeOfMailInEveryFormat) {
 }
 
 // Nothing but the text tells what these are.
+// The first mail is code page 932 without a word of it, the second is lawful, the third a whole
+// mail that does not begin with its header.
+TEST(ReadableExport, GarbledMailsHaveAReadableForm) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "a", "folders": [
+    {"number": 2, "name": "b", "mails": [
+      {"kind": 34, "columns": {}, "mime": {"file": "1.MIM", "base64":
+       "U3ViamVjdDoglVwNCk1lc3NhZ2UtSUQ6IDxhQGI+DQoNCodADQo="}},
+      {"kind": 34, "columns": {}, "mime": {"file": "2.MIM", "text": "Subject: x\r\n\r\ny\r\n"}},
+      {"kind": 20, "columns": {"EmailMode": 1, "TextData":
+       "\nFrom a@b Thu Jan  1\nFrom: c@d\nSubject: 新年\n\n本文\n"}}
+    ]}]}]})");
+  for (const char* format : FORMATS) {
+    const std::string name = format;
+    const auto run = [&](const std::vector<std::string>& more) {
+      std::vector<std::string> options = {"--to", store.Target(name + more[0]).string(), "--format",
+                                          format};
+      options.insert(options.end(), more.begin() + 1, more.end());
+      return store.Run("export", options).out;
+    };
+    const std::string other = store.Target(name + "-other").string();
+    EXPECT_THAT(run({"-plain"}), HasSubstr("garbled: 1 mail would be shown garbled by today's "
+                                           "programs: export them with --readable\n"));
+    EXPECT_THAT(run({"-one", "--readable"}), HasSubstr("programs: written in a readable form\n"));
+    run({"-two", "--readable", other});
+    const json plain = ReadExport(format, store.Target(name + "-plain"));
+    EXPECT_EQ(HeaderOf(WithSubject(plain, "新年")[0], "From"), "c@d");
+    const json one = ReadExport(format, store.Target(name + "-one"));
+    const json readable = ReadExport(format, other);
+    EXPECT_EQ(ReadExport(format, store.Target(name + "-two")).size(), plain.size());
+    for (const json* mails : {&one, &readable}) {
+      const json mail = WithSubject(*mails, "表")[0];
+      EXPECT_EQ(mail["parts"][0]["text"], "①\r\n");
+      EXPECT_EQ(HeaderOf(mail, "Message-ID"), "<a@b>");
+      EXPECT_EQ(WithSubject(*mails, "x")[0]["raw"], WithSubject(plain, "x")[0]["raw"]);
+    }
+    const json original = WithSubject(one, "表")[0]["parts"].back();
+    EXPECT_EQ(original["name"], "original.eml");
+    EXPECT_EQ(WithSubject(readable, "表")[0]["parts"].size(), 1U) << "the faithful one is beside";
+    // A second run finds all of them.
+    EXPECT_THAT(run({"-two", "--readable", other}), HasSubstr("0 written, 3 already there"));
+    EXPECT_EQ(ReadExport(format, other), readable);
+  }
+  const std::string inner = store.Target("out/inner").string();
+  EXPECT_EQ(store.Run("export", {"--to", store.Target().string(), "--readable", inner}).exitCode,
+            2);
+}
+
 TEST(ExportOfBareMails, TextIsExactlyTheStores) {
   const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
       {"number": 1, "name": "f", "mails": [
