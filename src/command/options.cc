@@ -67,7 +67,8 @@ constexpr const char* EXPORT_FOOTER =
     "\n"
     "Examples:\n"
     "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail\n"
-    "  nimport export --registry user.reg --drive C=/mnt/disk --to ~/old-mail --format mbox";
+    "  nimport export --registry user.reg --drive C=/mnt/disk --to ~/old-mail --format mbox\n"
+    "  nimport export --from /mnt/disk/NIFTY/Data --to ~/old-mail --readable ~/readable-mail";
 
 constexpr const char* CONTACTS_FOOTER =
     "Groups become categories; with --json they are nested. A member ID of the mail client's own\n"
@@ -207,8 +208,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
             options.isReadable = true;
             options.readableDirectory = directories.empty() ? "" : directories.front();
           },
-          "Write mails that today's programs would show garbled in a readable form, with the "
-          "original attached; or, with DIR, all mails there too, and only there so")
+          "Write mails that today's programs would garble in a readable form, with the original\n"
+          "attached; with DIR, write all mails there, too, and only there in that form")
       ->expected(0, 1)
       ->type_name("[DIR]")
       ->option_text("[DIR]");

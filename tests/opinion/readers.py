@@ -1,4 +1,4 @@
-"""Exports, read with other programs' parsers: Python's mailbox and email, and npm's mailparser."""
+"""Exports, read with other programs' parsers: Python's mailbox and email, npm's mailparser, and Perl's Email::MIME."""
 
 import base64
 import codecs
@@ -10,9 +10,13 @@ import email.policy
 import encodings
 import json
 import mailbox
+import pathlib
 import re
+import shutil
+import subprocess
+import sys
 
-from opinion.harness import NpmReader
+from opinion.harness import ROOT, NpmReader, run
 
 MAILPARSER_PROGRAM = """
 import fs from "fs";
@@ -28,6 +32,29 @@ for (const file of JSON.parse(fs.readFileSync(0, "utf-8"))) {
     attachments: mail.attachments.map((one) => [one.filename ?? null, one.content.toString("base64")]),
     original: Object.fromEntries(["from", "to", "cc"].map((key) => [key, mail.headers.get("x-nimport-" + key) ?? null])),
   }) + "\\n");
+}
+"""
+
+# Knows nothing of what is not declared, and no letters beyond the standards.
+EMAIL_MIME_PROGRAM = r"""
+use Email::MIME; use JSON::PP;
+sub mailboxes { my $list = $_[0]->header_as_obj($_[1]); [map { [$_->phrase // "", $_->address // ""] } $list ? $list->addresses : ()] }
+for my $path (@{decode_json(join "", <STDIN>)}) {
+  open my $file, "<:raw", $path; my $mail = Email::MIME->new(do { local $/; <$file> });
+  my %reading = (subject => scalar $mail->header_str("Subject"), instant => undef, texts => [], htmls => [], attachments => [],
+    senders => mailboxes($mail, "From"), recipients => mailboxes($mail, "To"), carbonCopies => mailboxes($mail, "Cc"),
+    original => {from => undef, to => undef, cc => undef});
+  $mail->walk_parts(sub {
+    my $part = shift; return if $part->subparts;
+    my $isFile = ($part->header("Content-Disposition") // "") =~ /^attachment/i;
+    my $type = $part->content_type // "text/plain";
+    if (!$isFile && $type =~ m{^text/}i) {
+      push @{$reading{$type =~ m{^text/html}i ? "htmls" : "texts"}}, eval { $part->body_str } // "cannot be read: $@";
+    } else {
+      require MIME::Base64; push @{$reading{attachments}}, [$part->filename, MIME::Base64::encode($part->body, "")];
+    }
+  });
+  print encode_json(\%reading), "\n";
 }
 """
 
@@ -118,12 +145,44 @@ class PythonEmail:
             reading.attachments.append((part.get_filename(), part.get_payload(decode=True) or b""))
 
 
+def from_lines(output):
+    """Readings that a program prints as JSON, one a line."""
+    for line in output.decode().splitlines():
+        reading = Reading(**json.loads(line))
+        reading.attachments = [(name, base64.b64decode(data)) for name, data in reading.attachments]
+        yield reading
+
+
+class StrictEmail:
+    """Python's email as it comes, with no charset but the standards'; in a process of its own."""
+    name = "strict email"
+    problem = None
+
+    def read(self, paths):
+        yield from from_lines(run(sys.executable, "-B", "-m", "opinion.readers", cwd=ROOT / "tests", input=as_json(paths)))
+
+
+class EmailMime:
+    name = "Email::MIME"
+
+    def __init__(self):
+        found = shutil.which("perl") and subprocess.run(["perl", "-MEmail::MIME", "-e", "1"], capture_output=True, check=False)
+        self.problem = None if found and found.returncode == 0 else "it is not installed"
+
+    def read(self, paths):
+        yield from from_lines(run("perl", "-e", EMAIL_MIME_PROGRAM, input=as_json(paths)))
+
+
+def as_json(paths):
+    return json.dumps([str(path) for path in paths]).encode()
+
+
 class MailParser(NpmReader):
     name = "mailparser"
     program = MAILPARSER_PROGRAM
 
     def read(self, paths):
-        for line in self.output(input=json.dumps([str(path) for path in paths]).encode()).split("\n"):
+        for line in self.output(input=as_json(paths)).split("\n"):
             if line:
                 reading = Reading(**json.loads(line))
                 reading.original = {key: value and str(email.header.make_header(email.header.decode_header(value)))
@@ -158,3 +217,16 @@ def unquote(raw):
     lines = raw.split(b"\n")
     return b"\n".join(line[1:] if line[:1] == b">" and line.lstrip(b">").startswith(b"From ") else line
                       for line in lines)
+
+
+def main():
+    """Prints what Python's email reads in the files that the input names."""
+    for path in json.load(sys.stdin):
+        reading = dataclasses.asdict(PythonEmail.describe(
+            email.message_from_bytes(pathlib.Path(path).read_bytes(), policy=email.policy.default)))
+        reading["attachments"] = [(name, base64.b64encode(data).decode()) for name, data in reading["attachments"]]
+        print(json.dumps(reading))
+
+
+if __name__ == "__main__":
+    main()
