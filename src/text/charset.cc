@@ -332,6 +332,8 @@ std::string ToUtf8(std::string_view bytes, std::string_view charset) {
 }
 
 std::string GuessToUtf8(std::string_view bytes) {
+  // Most header text; every encoding has it as it is.
+  if (IsAscii(bytes) && bytes.find('\x1B') == bytes.npos) return std::string(bytes);
   Reading reading = ReadingAs(GuessEncoding(bytes));
   return ReadAsUtf8(reading, bytes);
 }
