@@ -8,10 +8,20 @@
 
 namespace nimport::archive {
 
+// What an export does that takes long, apart from its mails.
+enum class Activity : std::uint8_t {
+  ListingFolder,  // reads the list of a folder's mails
+  Flushing,       // waits until the folder's mails are on the disk
+  Balancing,      // compares the account with the list of mails
+  Contacts,       // reads and writes the address book
+};
+
 // Hears how far an export is.
 class ExportProgress {
  public:
   virtual ~ExportProgress() = default;
+  // `folder` is empty where the activity concerns none.
+  virtual void Begin(Activity /*activity*/, const std::string& /*folder*/) {}
   virtual void BeginFolder(const std::string& name, std::int32_t mailCount) = 0;
   // After each mail.
   virtual void Step(std::int32_t done) = 0;

@@ -103,6 +103,7 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
 }
 
 void Exporter::StrikeBalance() {
+  progress_.Begin(Activity::Balancing, {});
   Balance balance;
   {
     const platform::Interruption::Pause pause;
@@ -118,6 +119,7 @@ void Exporter::StrikeBalance() {
 }
 
 void Exporter::ExportContacts(ExportTarget& target) {
+  progress_.Begin(Activity::Contacts, {});
   std::vector<store::Problem> losses;
   try {
     std::optional<store::OpenAddressBook> book;

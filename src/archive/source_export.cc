@@ -42,6 +42,7 @@ Account SourceExport::InterruptedAccount() const {
 }
 
 void SourceExport::WriteMails(FolderWriter& writer) {
+  progress_.Begin(Activity::ListingFolder, folder().name);
   std::unique_ptr<OpenSource> open;
   {
     const Interruption::Pause pause;
@@ -58,6 +59,7 @@ void SourceExport::WriteMails(FolderWriter& writer) {
       ExportMail(*open, position, writer);
       progress_.Step(position + 1);
     }
+    progress_.Begin(Activity::Flushing, folder().name);
     writer.Finish();
   } catch (const store::Interrupted&) {
     writer.Finish();

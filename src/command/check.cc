@@ -10,6 +10,7 @@
 #include "archive/store_folders.h"
 #include "command/check_deep.h"
 #include "command/commands.h"
+#include "command/drive_hints.h"
 #include "command/json_text.h"
 #include "common/failure.h"
 #include "platform/interruption.h"
@@ -30,6 +31,7 @@ ordered_json DescribeSettings(const StorePlatform& platform) {
   for (const std::filesystem::path& file : platform.RegistryFiles()) {
     std::error_code error;
     registry.push_back({{"file", file.string()}, {"exists", std::filesystem::exists(file, error)}});
+    if (error) registry.back()["problem"] = error.message();
   }
   ordered_json map = ordered_json::object();
   for (const auto& [letter, directory] : platform.Drives())
@@ -80,6 +82,9 @@ ordered_json CheckMail(StorePlatform& platform) {
   answer["cabinets"] = store.cabinets().size();
   answer["folders"] = places.size();
   answer["mails"] = mailCount;
+  answer["missingDrives"] = FindDriveHints(platform);
+  for (const ordered_json& hint : answer["missingDrives"])
+    problems.push_back(ToSentence(hint));
   answer["problems"] = problems;
   AddLosses(store.TakeLosses(), answer);
   return answer;
@@ -132,7 +137,8 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
 void Print(const ordered_json& answer) {
   for (const ordered_json& file : answer["settings"]["registry"]) {
     std::cout << "registry: " << text::Visible(file["file"].get<std::string>())
-              << (file["exists"] == true ? "\n" : " (not there)\n");
+              << (file["exists"] == true ? "" : " (" + file.value("problem", "not there") + ')')
+              << '\n';
   }
   for (const auto& [letter, directory] : answer["settings"]["drives"].items()) {
     std::cout << "drive " << letter << ": " << text::Visible(directory.get<std::string>()) << '\n';

@@ -64,6 +64,7 @@ ordered_json ToJson(const store::DatabaseState& state) {
         {{"name", table.name}, {"declaredRows", table.declaredRows}, {"rows", table.rows}});
     if (!table.problem.empty()) json["tables"].back()["problem"] = table.problem;
   }
+  json["linkedTables"] = ordered_json(state.linkedTables);
   json["queries"] = ordered_json::array();
   for (const store::QueryState& query : state.queries) {
     json["queries"].push_back({{"name", query.name}, {"isSelect", query.isSelect}});
@@ -138,6 +139,10 @@ void PrintDatabase(const ordered_json& database) {
       std::cout << ": " << text::Visible(table["problem"].get<std::string>());
     std::cout << '\n';
   }
+  for (const auto& [name, place] : database["linkedTables"].items()) {
+    std::cout << "  table " << text::Visible(name) << ": linked, its rows are in "
+              << text::Visible(place.get<std::string>()) << '\n';
+  }
   for (const ordered_json& query : database["queries"]) {
     std::cout << "  query " << text::Visible(query["name"].get<std::string>());
     if (query["isSelect"] == false) std::cout << ": selects nothing, not looked at";
@@ -168,8 +173,10 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   json = {{"sound", nullptr}};
   store::StoreState state;
   store::MailList list;
+  Progress progress(Progress::Work::Reading);
   {
     const platform::Interruption::Pause pause;
+    progress.Show("reading every page of the databases");
     state = store::InspectStore(platform);
     list = store::ReadMailList(platform);
   }
@@ -178,7 +185,6 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   const bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
   if (!isSound) json["sound"] = false;
   try {
-    Progress progress;
     archive::Exporter exporter(platform, archive::ExportFormat::Maildir, progress);
     NoTarget target;
     const platform::Interruption::Report report(

@@ -8,6 +8,9 @@
 
 namespace nimport::command {
 
+// Looks for stores itself.
+[[nodiscard]] int RunFind(const Options& options);
+
 [[nodiscard]] int RunCheck(StorePlatform& platform, const Options& options);
 [[nodiscard]] int RunTree(StorePlatform& platform, const Options& options);
 [[nodiscard]] int RunList(StorePlatform& platform, const Options& options);

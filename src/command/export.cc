@@ -18,6 +18,7 @@
 #include "archive/new_file.h"
 #include "archive/readable/readable_writer.h"
 #include "command/commands.h"
+#include "command/drive_hints.h"
 #include "command/json_text.h"
 #include "command/progress.h"
 #include "platform/interruption.h"
@@ -59,14 +60,13 @@ bool IsWithin(const fs::path& path, const fs::path& directory) {
   }
 }
 
-void RequireSoundTargets(const Options& options) {
-  const fs::path& store = options.location.databaseDirectory;
+void RequireSoundTargets(StorePlatform& platform, const Options& options) {
   const fs::path& target = options.targetDirectory;
   const fs::path& readable = options.readableDirectory;
-  const bool hasTwo = !readable.empty();
-  if (!store.empty() && (IsWithin(target, store) || (hasTwo && IsWithin(readable, store))))
-    throw std::runtime_error("the target lies within the store");
-  if (hasTwo && (IsWithin(target, readable) || IsWithin(readable, target)))
+  RequireOutsideStore(platform, target);
+  if (readable.empty()) return;
+  RequireOutsideStore(platform, readable);
+  if (IsWithin(target, readable) || IsWithin(readable, target))
     throw std::runtime_error("--readable and --to need directories apart from each other");
 }
 
@@ -103,12 +103,17 @@ class DirectoryTarget final : public archive::ExportTarget {
 };
 
 // Prints the account and leaves it beside the mails.
-void PutAccount(const archive::Account& account, const Options& options) {
-  const std::string json = ToText(account.ToJson());
+void PutAccount(const archive::Account& account, const nlohmann::ordered_json& driveHints,
+                const Options& options) {
+  nlohmann::ordered_json whole = account.ToJson();
+  if (!driveHints.empty()) whole["missingDrives"] = driveHints;
+  const std::string json = ToText(whole);
   if (options.isJson) {
     std::cout << json;
   } else {
     account.Print(std::cout);
+    for (const nlohmann::ordered_json& hint : driveHints)
+      std::cout << text::Visible(ToSentence(hint)) << '\n';
   }
   if (account.undisclosed > 0) {
     std::cerr
@@ -129,8 +134,8 @@ void PutAccount(const archive::Account& account, const Options& options) {
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
-  RequireSoundTargets(options);
-  Progress progress;
+  RequireSoundTargets(platform, options);
+  Progress progress(Progress::Work::Writing);
   archive::Exporter exporter(platform, options.format, progress);
   const TargetDirectory lock(options.targetDirectory);
   std::optional<TargetDirectory> readableLock;
@@ -139,10 +144,12 @@ int RunExport(StorePlatform& platform, const Options& options) {
   const archive::Account* account = nullptr;
   {
     const platform::Interruption::Report report(
-        [&] { PutAccount(exporter.InterruptedAccount(), options); });
+        [&] { PutAccount(exporter.InterruptedAccount(), {}, options); });
     account = &exporter.Run(target);
   }
-  PutAccount(*account, options);
+  nlohmann::ordered_json driveHints;
+  if (!account->incomplete.empty()) driveHints = FindDriveHints(platform);
+  PutAccount(*account, driveHints, options);
   if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
   return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

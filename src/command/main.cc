@@ -1,16 +1,20 @@
 // nimport: the command line tool.
-#include <csignal>
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <optional>
+#include <streambuf>
+#include <string_view>
 
-#include <poll.h>
-#include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include "command/commands.h"
+#include "command/json_text.h"
 #include "command/options.h"
 #include "command/store_location.h"
 #include "platform/interruption.h"
+#include "platform/terminal.h"
 #include "store/problem.h"
 #include "text/visible.h"
 
@@ -19,10 +23,37 @@ namespace {
 using namespace nimport;
 using namespace nimport::command;
 
-int Run(const Options& options) {
-  const platform::Interruption interruption(EXIT_SOME_FAILED);
+// Standard output, and whether anything went there.
+class WatchedOutput final : public std::streambuf {
+ public:
+  WatchedOutput() : output_(*std::cout.rdbuf(this)) {}
+  ~WatchedOutput() override { std::cout.rdbuf(&output_); }
+  WatchedOutput(const WatchedOutput&) = delete;
+  WatchedOutput& operator=(const WatchedOutput&) = delete;
+
+  [[nodiscard]] bool IsEmpty() const { return isEmpty_; }
+
+ protected:
+  int_type overflow(int_type byte) override {
+    isEmpty_ = false;
+    return output_.sputc(traits_type::to_char_type(byte));
+  }
+  std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+    isEmpty_ = false;
+    return output_.sputn(bytes, count);
+  }
+  int sync() override { return output_.pubsync(); }
+
+ private:
+  std::streambuf& output_;
+  bool isEmpty_ = true;
+};
+
+int RunOnStore(const Options& options) {
   StorePlatform platform(options.location);
   switch (options.subcommand) {
+    case Subcommand::Find:
+      break;
     case Subcommand::Check:
       return RunCheck(platform, options);
     case Subcommand::Tree:
@@ -39,31 +70,50 @@ int Run(const Options& options) {
   return EXIT_CANNOT_RUN;
 }
 
-// A pipe says so, whatever has failed since it was written to.
-bool HasNoReader() {
-  pollfd output = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+// Says why there is no answer. Whoever asked for JSON gets an answer all the same, unless one has
+// begun.
+void PutError(std::string_view reason, bool isJson, const WatchedOutput& output) {
+  std::cerr << "nimport: " << text::VisibleLines(reason) << '\n';
+  if (isJson && output.IsEmpty()) std::cout << ToText({{"error", reason}}) << std::flush;
+}
+
+int Run(const Options& options, const WatchedOutput& output) {
+  const platform::Interruption interruption(EXIT_SOME_FAILED);
+  const platform::Interruption::Report report([&] {
+    // Of an early end is told elsewhere.
+    if (options.isJson && output.IsEmpty()) std::cout << ToText({{"error", "interrupted"}});
+  });
+  return options.subcommand == Subcommand::Find ? RunFind(options) : RunOnStore(options);
+}
+
+int RunArguments(int argc, char** argv, const WatchedOutput& output) {
+  bool isJson = std::any_of(argv, argv + argc, [](const char* argument) {
+    return argument == std::string_view("--json");
+  });
+  try {
+    const std::optional<Options> options = ParseOptions(argc, argv);
+    if (options) isJson = options->isJson;
+    const int exitCode = options ? Run(*options, output) : EXIT_ALL_DONE;
+    if (std::cout.flush()) return exitCode;
+    // A reader that has seen enough needs no message.
+    if (!platform::HasOutputNoReader()) std::cerr << "nimport: the answer cannot be written\n";
+    return EXIT_CANNOT_RUN;
+  } catch (const store::Interrupted&) {
+    PutError("interrupted", isJson, output);
+    return EXIT_SOME_FAILED;
+  } catch (const std::bad_alloc&) {
+    PutError("out of memory", isJson, output);
+    return EXIT_CANNOT_RUN;
+  } catch (const std::exception& error) {
+    PutError(error.what(), isJson, output);
+    return EXIT_CANNOT_RUN;
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A reader that goes away and a file that may not grow any more are noticed when writing fails.
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  try {
-    int exitCode = EXIT_CANNOT_RUN;
-    const std::optional<Options> options = ParseOptions(argc, argv, exitCode);
-    if (options) exitCode = Run(*options);
-    if (std::cout.flush()) return exitCode;
-    // A reader that has seen enough needs no message.
-    if (!HasNoReader()) std::cerr << "nimport: the answer cannot be written\n";
-    return EXIT_CANNOT_RUN;
-  } catch (const store::Interrupted&) {
-    std::cerr << "nimport: interrupted\n";
-    return EXIT_SOME_FAILED;
-  } catch (const std::exception& error) {
-    std::cerr << "nimport: " << text::VisibleLines(error.what()) << '\n';
-    return EXIT_CANNOT_RUN;
-  }
+  platform::IgnoreWriteSignals();
+  const WatchedOutput output;
+  return RunArguments(argc, argv, output);
 }

@@ -1,11 +1,15 @@
 #include "command/options.h"
 
+#include <charconv>
 #include <iostream>
 #include <map>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "command/usage.h"
 #include "text/ascii.h"
 
 namespace nimport::command {
@@ -29,6 +33,14 @@ constexpr const char* MAIN_FOOTER =
     "  nimport tree --registry user.reg --registry system.reg --drive C=/mnt/disk\n"
     "  nimport export --from /mnt/disk/NIFTY/Data --drive C=/mnt/disk --to ~/old-mail";
 
+constexpr const char* FIND_FOOTER =
+    "Looks below each directory, links to directories included, for Cabdata.mdb and Abook.mdb in\n"
+    "any letter case, and for registry files that name such a store. Drives are guessed from the\n"
+    "paths of stored files. Exit code 1 when there is no store.\n"
+    "\n"
+    "Example:\n"
+    "  nimport find /mnt/disk";
+
 constexpr const char* CHECK_FOOTER =
     "Says what is missing and where it was looked for. Exit code 1 when something cannot be\n"
     "read, 2 when neither database can.\n"
@@ -51,7 +63,8 @@ constexpr const char* LIST_FOOTER =
 constexpr const char* SHOW_FOOTER =
     "Examples:\n"
     "  nimport show 2 14 --from /mnt/disk/NIFTY/Data\n"
-    "  nimport show 2 14 --from /mnt/disk/NIFTY/Data --source > mail.eml";
+    "  nimport show 2 14 --from /mnt/disk/NIFTY/Data --source > mail.eml\n"
+    "  nimport show 2 14 --from /mnt/disk/NIFTY/Data --save ~/attachments";
 
 constexpr const char* EXPORT_FOOTER =
     "Formats:\n"
@@ -120,6 +133,38 @@ void AddCommonOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.isJson, "Answer as JSON")->group(group);
 }
 
+// Takes one of the words that `values` has. Another one is named, with those.
+template <typename Value>
+CLI::Validator OneOf(std::map<std::string, Value> values) {
+  return CLI::Validator(
+      [values = std::move(values)](std::string& word) -> std::string {
+        const auto found = values.find(text::AsciiLower(word));
+        if (found != values.end()) {
+          word = std::to_string(static_cast<int>(found->second));
+          return {};
+        }
+        std::vector<std::string> names;
+        for (const auto& [name, value] : values)
+          names.push_back(name);
+        return '"' + word + "\" is none of " + CLI::detail::join(names, ", ") +
+               DidYouMean(word, names);
+      },
+      "");
+}
+
+CLI::Validator IsPosition() {
+  return CLI::Validator(
+      [](std::string& word) -> std::string {
+        std::int32_t position = 0;
+        const char* const end = word.data() + word.size();
+        const auto [next, error] = std::from_chars(word.data(), end, position);
+        const bool isPosition = error == std::errc() && next == end && position >= 0;
+        return isPosition ? std::string()
+                          : '"' + word + "\" is no position of a mail; they count from 0";
+      },
+      "");
+}
+
 CLI::App& AddSubcommand(CLI::App& app, Options& options, Subcommand subcommand,
                         const std::string& name, const std::string& description,
                         const std::string& footer) {
@@ -139,7 +184,7 @@ void AddContacts(CLI::App& app, Options& options) {
   CLI::Option* const vcard =
       contacts
           .add_option("--vcard", options.contactForm, "vCard 4.0 (without any of these) or 3.0")
-          ->transform(CLI::CheckedTransformer(versions))
+          ->transform(OneOf(versions))
           ->type_name("VERSION")
           ->option_text("VERSION");
   CLI::Option* const csv = contacts.add_flag_callback(
@@ -166,7 +211,16 @@ void RequireOneForm(const CLI::App& app, const Options& options) {
   }
 }
 
+void AddFind(CLI::App& app, Options& options) {
+  CLI::App* const find = app.add_subcommand("find", "Look for stores, and say how to name them");
+  find->footer(FIND_FOOTER);
+  find->callback([&options] { options.subcommand = Subcommand::Find; });
+  find->add_option("DIR", options.searchedDirectories, "Where to look")->required();
+  find->add_flag("--json", options.isJson, "Answer as JSON");
+}
+
 void AddSubcommands(CLI::App& app, Options& options) {
+  AddFind(app, options);
   CLI::App& check = AddSubcommand(app, options, Subcommand::Check, "check",
                                   "Can the store be read?", CHECK_FOOTER);
   check.add_flag("--deep", options.isDeep, "Read every page and every mail");
@@ -181,8 +235,15 @@ void AddSubcommands(CLI::App& app, Options& options) {
   CLI::App& show =
       AddSubcommand(app, options, Subcommand::Show, "show", "Show one mail", SHOW_FOOTER);
   show.add_option("FOLDER", options.folder, folderHelp)->required();
-  show.add_option("NUMBER", options.mail, "The mail's position in the folder")->required();
-  show.add_flag("--source", options.isSource, "Print the mail as `export` would write it");
+  show.add_option("NUMBER", options.mail, "The mail's position in the folder")
+      ->required()
+      ->check(IsPosition());
+  CLI::Option* const source =
+      show.add_flag("--source", options.isSource, "Print the mail as `export` would write it");
+  show.add_option("--save", options.saveDirectory,
+                  "Write the attachments to this directory; made if missing")
+      ->type_name("DIR")
+      ->excludes(source);
 
   CLI::App& exporting =
       AddSubcommand(app, options, Subcommand::Export, "export",
@@ -197,7 +258,7 @@ void AddSubcommands(CLI::App& app, Options& options) {
       {"mbox", archive::ExportFormat::Mbox},
       {"eml", archive::ExportFormat::Eml}};
   exporting.add_option("--format", options.format, "maildir (the default), mbox or eml")
-      ->transform(CLI::CheckedTransformer(formats))
+      ->transform(OneOf(formats))
       ->type_name("FORMAT")
       ->option_text("FORMAT");
 
@@ -219,7 +280,7 @@ void AddSubcommands(CLI::App& app, Options& options) {
 
 }  // namespace
 
-std::optional<Options> ParseOptions(int argc, const char* const* argv, int& exitCode) {
+std::optional<Options> ParseOptions(int argc, const char* const* argv) {
   Options options;
   CLI::App app(DESCRIPTION, "nimport");
   app.footer(MAIN_FOOTER);
@@ -231,7 +292,8 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv, int& exit
     app.parse(argc, argv);
     RequireOneForm(app, options);
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error, std::cout, std::cerr) == 0 ? EXIT_ALL_DONE : EXIT_CANNOT_RUN;
+    if (error.get_exit_code() != 0) throw ExplainUsage(app, error);
+    app.exit(error, std::cout, std::cerr);
     return std::nullopt;
   }
   return options;

@@ -6,13 +6,14 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "archive/folder_writer.h"
 #include "command/store_location.h"
 
 namespace nimport::command {
 
-enum class Subcommand { Check, Tree, List, Show, Export, Contacts };
+enum class Subcommand { Find, Check, Tree, List, Show, Export, Contacts };
 
 enum class ContactForm { VCard4, VCard3, Csv, Ldif };
 
@@ -23,6 +24,8 @@ struct Options {
   StoreLocation location;
   bool isJson = false;
 
+  // find
+  std::vector<std::filesystem::path> searchedDirectories;
   // check
   bool isDeep = false;
   // list, show: a folder by name ("Cabinet/Folder") or index; empty: all of them.
@@ -30,6 +33,7 @@ struct Options {
   // show
   std::int32_t mail = 0;
   bool isSource = false;
+  std::filesystem::path saveDirectory;  // empty: nothing is saved
   // export
   std::filesystem::path targetDirectory;
   bool isRedo = false;  // mails that an earlier run wrote otherwise are written again
@@ -46,9 +50,9 @@ inline constexpr int EXIT_ALL_DONE = 0;
 inline constexpr int EXIT_SOME_FAILED = 1;
 inline constexpr int EXIT_CANNOT_RUN = 2;
 
-// What the arguments ask for. Empty when there is nothing to run: help was printed, or what is
-// wrong with the arguments; then `exitCode` says how to end.
-[[nodiscard]] std::optional<Options> ParseOptions(int argc, const char* const* argv, int& exitCode);
+// What the arguments ask for. Empty when there is nothing to run, since help was printed. Throws
+// UsageError.
+[[nodiscard]] std::optional<Options> ParseOptions(int argc, const char* const* argv);
 
 }  // namespace nimport::command
 

@@ -9,21 +9,35 @@
 
 namespace nimport::command {
 
-// Shows on stderr how far an export is: a bar where stderr is a terminal, a line per folder
-// otherwise.
+// Shows on stderr how far the work is: where stderr is a terminal one line, no wider than that,
+// with what is being done; otherwise a line per folder.
 class Progress final : public archive::ExportProgress {
  public:
-  Progress();
+  // What becomes of the mails.
+  enum class Work : std::uint8_t { Reading, Writing };
 
+  explicit Progress(Work work);
+  ~Progress() override;
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  // Says what is being done now, until something else is.
+  void Show(const std::string& activity);
+
+  void Begin(archive::Activity activity, const std::string& folder) override;
   void BeginFolder(const std::string& name, std::int32_t mailCount) override;
   void Step(std::int32_t done) override;
   void EndFolder(const archive::FolderAccount& folder) override;
 
  private:
   void Draw(std::int32_t done);
+  void PutLine(const std::string& line);
+  void Clear();
 
+  Work work_;
   bool isTerminal_;
-  std::string name_;
+  bool isShown_ = false;
+  std::string name_;  // of the folder, as it may be shown
   std::int32_t mailCount_ = 0;
   std::chrono::steady_clock::time_point lastDrawn_;
 };

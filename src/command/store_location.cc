@@ -7,6 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "common/failure.h"
+#include "platform/native_file.h"
 #include "platform/settings.h"
 #include "platform/zone_clock.h"
 #include "store/installation.h"
@@ -19,13 +21,6 @@ namespace fs = std::filesystem;
 
 // Stands before and between the entries of a list (see platform::SplitList).
 constexpr char LIST_SEPARATOR = '\0';
-
-void RequireDirectory(const fs::path& path) {
-  std::error_code error;
-  if (!fs::is_directory(path, error)) {
-    throw std::runtime_error(path.string() + ": no such directory");
-  }
-}
 
 // A letter that the map does not use; N, or else the next one that is free.
 char FreeLetter(const DriveMap& drives) {
@@ -55,10 +50,8 @@ std::optional<std::string> RegistrySetting(const StoreLocation& location) {
   if (location.registryFiles.empty() && location.databaseDirectory.empty()) return std::nullopt;
   std::string list(1, LIST_SEPARATOR);
   for (const fs::path& file : location.registryFiles) {
-    std::error_code error;
-    if (!fs::is_regular_file(file, error)) {
-      throw std::runtime_error(file.string() + ": no such file");
-    }
+    // The registry would count as empty.
+    static_cast<void>(platform::OpenNativeFile(file.string()));
     list += fs::absolute(file).string() + LIST_SEPARATOR;
   }
   return list;
@@ -126,6 +119,39 @@ StorePlatform::StorePlatform(const StoreLocation& location)
   registry_ = std::make_unique<RegistryWithAnswers>(
       system_->registry(), databaseDrive,
       text().FromUtf16(text().ToUtf16(location.memberId, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE));
+}
+
+void RequireDirectory(const fs::path& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (status.type() == fs::file_type::not_found) {
+    throw std::runtime_error(path.string() + ": no such directory");
+  }
+  if (error) throw std::runtime_error(path.string() + ": " + error.message());
+  if (!fs::is_directory(status)) throw std::runtime_error(path.string() + ": is no directory");
+}
+
+std::optional<fs::path> FindStoreDirectory(StorePlatform& platform) {
+  try {
+    // The directory may be a drive's root, which needs its separator.
+    const std::string directory = store::FindDatabaseDirectory(platform).str() + '\\';
+    return fs::path(platform.files().NativeName(directory));
+  } catch (const Failure&) {
+    return std::nullopt;
+  }
+}
+
+void RequireOutsideStore(StorePlatform& platform, const fs::path& target) {
+  const std::optional<fs::path> store = FindStoreDirectory(platform);
+  if (!store) return;
+  for (fs::path path = fs::weakly_canonical(fs::absolute(target));; path = path.parent_path()) {
+    // The very directory, whatever links, mounts or spellings lead there.
+    std::error_code error;
+    if (fs::equivalent(path, *store, error)) {
+      throw std::runtime_error(target.string() + " lies within the store " + store->string());
+    }
+    if (path == path.parent_path()) return;
+  }
 }
 
 std::vector<fs::path> StorePlatform::RegistryFiles() const {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,16 @@ class StorePlatform final : public platform::Platform {
   std::unique_ptr<platform::Registry> registry_;
   std::unique_ptr<platform::Clock> clock_;
 };
+
+// Throws std::runtime_error, with what is wrong, unless there is a directory at `path`.
+void RequireDirectory(const std::filesystem::path& path);
+
+// The directory of the databases, however the settings lead there. Empty when they do not.
+[[nodiscard]] std::optional<std::filesystem::path> FindStoreDirectory(StorePlatform& platform);
+
+// Throws std::runtime_error when `target`, there or not, is or lies in that directory, by whatever
+// name.
+void RequireOutsideStore(StorePlatform& platform, const std::filesystem::path& target);
 
 }  // namespace nimport::command
 

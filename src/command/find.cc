@@ -1,0 +1,222 @@
+// nimport find: where are stores, and how are they named?
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "command/commands.h"
+#include "command/json_text.h"
+#include "command/progress.h"
+#include "platform/interruption.h"
+#include "platform/stored_path.h"
+#include "store/mails/mail_list.h"
+#include "store/problem.h"
+#include "store/search/store_search.h"
+#include "store/search/stored_drives.h"
+#include "text/ascii.h"
+#include "text/visible.h"
+
+namespace nimport::command {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::ordered_json;
+
+// Searches one set of directories; with the progress of it.
+class Finder {
+ public:
+  explicit Finder(const std::vector<fs::path>& roots) : roots_(roots) {
+    for (const fs::path& root : roots_)
+      RequireDirectory(root);
+  }
+
+  [[nodiscard]] ordered_json Run() {
+    result_ = store::SearchStores(roots_, text_, [this](const fs::path& path) { Watch(path); });
+    DropCopies();
+    ordered_json json = {{"stores", ordered_json::array()}, {"unreadable", ordered_json::array()}};
+    for (const store::FoundStore& store : result_.stores)
+      json["stores"].push_back(Describe(store));
+    for (const store::UnreadableDirectory& directory : result_.unreadable) {
+      json["unreadable"].push_back(
+          {{"directory", directory.directory.string()}, {"reason", directory.reason}});
+    }
+    return json;
+  }
+
+ private:
+  void Watch(const fs::path& directory) {
+    if (platform::Interruption::IsRequested()) throw store::Interrupted();
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastShown_ < std::chrono::milliseconds(100)) return;
+    lastShown_ = now;
+    progress_.Show("searching " + directory.string());
+  }
+
+  // A directory may be reached by several ways.
+  void DropCopies() {
+    std::set<fs::path> known;
+    std::erase_if(result_.stores, [&](const store::FoundStore& store) {
+      return !known.insert(fs::canonical(store.directory)).second;
+    });
+  }
+
+  // The registry of the store: the one that names its directory, or the only one there is.
+  [[nodiscard]] const store::FoundRegistry* FindRegistry(const store::FoundStore& store) const {
+    const auto names = [&](const store::FoundRegistry& registry) {
+      return registry.databaseDirectory &&
+             store::EndsLike(store.directory, *registry.databaseDirectory, text_);
+    };
+    const auto found = std::ranges::find_if(result_.registries, names);
+    if (found != result_.registries.end()) return &*found;
+    const bool isOnly = result_.registries.size() == 1 && result_.stores.size() == 1;
+    return isOnly ? &result_.registries.front() : nullptr;
+  }
+
+  [[nodiscard]] ordered_json Describe(const store::FoundStore& found) {
+    progress_.Show("looking at " + found.directory.string());
+    ordered_json json = {{"directory", found.directory.string()},
+                         {"mail", found.hasMail},
+                         {"addressBook", found.hasAddressBook}};
+    std::vector<std::string> options = {"--from", found.directory.string()};
+    StorePlatform platform(
+        {.databaseDirectory = found.directory, .registryFiles = {}, .drives = {}, .memberId = {}});
+    if (found.hasMail) CountMails(platform, json);
+    const store::FoundRegistry* const registry = FindRegistry(found);
+    std::vector<store::StoredDrive> drives;
+    if (found.hasMail) drives = store::ReadStoredDrives(platform);
+    json["drives"] = ordered_json::array();
+    for (store::StoredDrive& drive : drives) {
+      AddOwnPath(found, registry, drive);
+      json["drives"].push_back(Describe(drive, found));
+      const ordered_json& described = json["drives"].back();
+      if (!described.contains("directory")) continue;
+      options.insert(options.end(), {"--drive", described["drive"].get<std::string>() + '=' +
+                                                    described["directory"].get<std::string>()});
+    }
+    json["registry"] = ordered_json::array();
+    if (registry != nullptr) {
+      if (registry->memberId) json["member"] = platform::DisplayPath(*registry->memberId, text_);
+      for (const fs::path& file : registry->files) {
+        json["registry"].push_back(file.string());
+        options.insert(options.end(), {"--registry", file.string()});
+      }
+    }
+    json["options"] = options;
+    return json;
+  }
+
+  static void CountMails(StorePlatform& platform, ordered_json& json) {
+    const store::MailList list = store::ReadMailList(platform);
+    std::uint64_t count = 0;
+    for (const auto& [kind, rows] : list.rowsByKind)
+      count += rows;
+    json["mails"] = count;
+    if (!list.failure.empty()) json["problem"] = list.failure;
+  }
+
+  // Where the registry says that the databases were is one more path on its drive.
+  void AddOwnPath(const store::FoundStore& found, const store::FoundRegistry* registry,
+                  store::StoredDrive& drive) const {
+    if (registry == nullptr || !registry->databaseDirectory) return;
+    const std::string& directory = *registry->databaseDirectory;
+    const bool isOnDrive =
+        directory.size() > 1 && directory[1] == ':' && (directory[0] & ~0x20) == drive.letter;
+    if (isOnDrive && store::EndsLike(found.directory, directory, text_)) {
+      drive.paths.push_back(directory + "\\Cabdata.mdb");
+    }
+  }
+
+  [[nodiscard]] ordered_json Describe(const store::StoredDrive& drive,
+                                      const store::FoundStore& found) {
+    ordered_json json = {{"drive", std::string(1, drive.letter)}, {"files", drive.fileCount}};
+    auto guess = store::GuessDrive(drive, found.directory);
+    // Of an old disk, many files are gone: some are enough.
+    if (!guess || guess->foundCount < drive.paths.size() / 2) {
+      const std::vector<fs::path> starts = store::FindPathStarts(
+          roots_, drive.paths, text_, [this](const fs::path& path) { Watch(path); });
+      guess = store::GuessDrive(drive, found.directory, starts);
+    }
+    json["tried"] = drive.paths.size();
+    json["found"] = guess ? guess->foundCount : 0;
+    if (guess) json["directory"] = guess->directory.string();
+    return json;
+  }
+
+  const std::vector<fs::path>& roots_;
+  const text::CodePageConverter& text_ = platform::SystemPlatform().text();
+  store::SearchResult result_;
+  Progress progress_{Progress::Work::Reading};
+  std::chrono::steady_clock::time_point lastShown_;
+};
+
+// `word` as a shell takes it whole.
+std::string Quoted(const std::string& word) {
+  const auto isPlain = [](char c) {
+    return text::IsAsciiLetter(c) || text::IsAsciiDigit(c) ||
+           std::string_view("/._-=:,+@%").find(c) != std::string_view::npos ||
+           static_cast<signed char>(c) < 0;
+  };
+  if (!word.empty() && std::ranges::all_of(word, isPlain)) return word;
+  std::string quoted = "'";
+  for (const char c : word)
+    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + '\'';
+}
+
+void Print(const ordered_json& store) {
+  std::cout << text::Visible(store["directory"].get<std::string>()) << '\n';
+  if (store.contains("problem")) {
+    std::cout << "  cannot be read: " << text::Visible(store["problem"].get<std::string>()) << '\n';
+  }
+  std::cout << "  ";
+  if (store["mail"] == true) std::cout << store["mails"] << " mails, ";
+  std::cout << (store["addressBook"] == true ? "an address book\n" : "no address book\n");
+  if (store.contains("member")) {
+    std::cout << "  member " << text::Visible(store["member"].get<std::string>()) << '\n';
+  }
+  for (const ordered_json& drive : store["drives"]) {
+    const std::string letter = drive["drive"].get<std::string>();
+    std::cout << "  drive " << letter << ": " << drive["files"] << " stored files, ";
+    if (drive.contains("directory")) {
+      std::cout << "likely " << text::Visible(drive["directory"].get<std::string>()) << " ("
+                << drive["found"] << " of " << drive["tried"]
+                << " that were looked for are there)\n";
+    } else {
+      std::cout << "found nowhere here: give --drive " << letter << "=DIR\n";
+    }
+  }
+  std::cout << "  nimport export";
+  for (const ordered_json& option : store["options"])
+    std::cout << ' ' << text::Visible(Quoted(option.get<std::string>()));
+  std::cout << " --to DIR\n";
+}
+
+}  // namespace
+
+int RunFind(const Options& options) {
+  const platform::Interruption::Pause pause;  // there is no report
+  const ordered_json found = Finder(options.searchedDirectories).Run();
+  for (const ordered_json& directory : found["unreadable"]) {
+    std::cerr << "nimport: cannot look into "
+              << text::Visible(directory["directory"].get<std::string>()) << ": "
+              << text::Visible(directory["reason"].get<std::string>()) << '\n';
+  }
+  if (options.isJson) {
+    std::cout << ToText(found);
+  } else {
+    for (const ordered_json& store : found["stores"])
+      Print(store);
+  }
+  if (!found["stores"].empty()) return EXIT_ALL_DONE;
+  std::cerr << "nimport: no store was found\n";
+  return EXIT_SOME_FAILED;
+}
+
+}  // namespace nimport::command
