@@ -42,8 +42,9 @@ int PrintContacts(StorePlatform& platform, const Options& options,
       MakeWriter(options, [](std::string_view text) { std::cout << ForStandardOutput(text); });
   archive::WriteContacts(open.book(), *writer);
   PrintNotes(open.notes());
-  const bool isComplete = !PrintLosses(losses) && !platform::Interruption::IsRequested();
-  return isComplete ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
+  const bool hasLosses = PrintLosses(losses);
+  if (platform::Interruption::IsRequested()) throw store::Interrupted();
+  return hasLosses ? EXIT_SOME_FAILED : EXIT_ALL_DONE;
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,6 +17,7 @@
 #include "command/progress.h"
 #include "platform/interruption.h"
 #include "platform/stored_path.h"
+#include "store/installation.h"
 #include "store/mails/mail_list.h"
 #include "store/problem.h"
 #include "store/search/store_search.h"
@@ -40,9 +43,11 @@ class Finder {
   [[nodiscard]] ordered_json Run() {
     result_ = store::SearchStores(roots_, text_, [this](const fs::path& path) { Watch(path); });
     DropCopies();
-    ordered_json json = {{"stores", ordered_json::array()}, {"unreadable", ordered_json::array()}};
     for (const store::FoundStore& store : result_.stores)
-      json["stores"].push_back(Describe(store));
+      drives_.push_back(ReadDrives(store));
+    ordered_json json = {{"stores", ordered_json::array()}, {"unreadable", ordered_json::array()}};
+    for (std::size_t i = 0; i < result_.stores.size(); ++i)
+      json["stores"].push_back(Describe(result_.stores[i], drives_[i]));
     for (const store::UnreadableDirectory& directory : result_.unreadable) {
       json["unreadable"].push_back(
           {{"directory", directory.directory.string()}, {"reason", directory.reason}});
@@ -67,33 +72,58 @@ class Finder {
     });
   }
 
-  // The registry of the store: the one that names its directory, or the only one there is.
+  // The registry of the store: of those that name its directory the nearest, or the only one there
+  // is.
   [[nodiscard]] const store::FoundRegistry* FindRegistry(const store::FoundStore& store) const {
-    const auto names = [&](const store::FoundRegistry& registry) {
-      return registry.databaseDirectory &&
-             store::EndsLike(store.directory, *registry.databaseDirectory, text_);
-    };
-    const auto found = std::ranges::find_if(result_.registries, names);
-    if (found != result_.registries.end()) return &*found;
+    const store::FoundRegistry* nearest = nullptr;
+    std::ptrdiff_t mostParts = -1;
+    for (const store::FoundRegistry& registry : result_.registries) {
+      const bool namesStore = registry.databaseDirectory &&
+                              store::EndsLike(store.directory, *registry.databaseDirectory, text_);
+      const fs::path& file = registry.files.front();
+      const auto parting = std::ranges::mismatch(file, store.directory).in1;
+      const std::ptrdiff_t parts = std::distance(file.begin(), parting);
+      if (!namesStore || parts <= mostParts) continue;
+      nearest = &registry;
+      mostParts = parts;
+    }
     const bool isOnly = result_.registries.size() == 1 && result_.stores.size() == 1;
-    return isOnly ? &result_.registries.front() : nullptr;
+    return nearest == nullptr && isOnly ? &result_.registries.front() : nearest;
   }
 
-  [[nodiscard]] ordered_json Describe(const store::FoundStore& found) {
+  [[nodiscard]] static StorePlatform Open(const store::FoundStore& found) {
+    return StorePlatform(
+        {.databaseDirectory = found.directory, .registryFiles = {}, .drives = {}, .memberId = {}});
+  }
+
+  // With where the registry says that the databases were as one more path on its drive.
+  [[nodiscard]] std::vector<store::StoredDrive> ReadDrives(const store::FoundStore& found) const {
+    if (!found.hasMail) return {};
+    StorePlatform platform = Open(found);
+    std::vector<store::StoredDrive> drives = store::ReadStoredDrives(platform);
+    const store::FoundRegistry* const registry = FindRegistry(found);
+    for (store::StoredDrive& drive : drives) {
+      if (registry == nullptr || !registry->databaseDirectory) continue;
+      const std::string& directory = *registry->databaseDirectory;
+      const bool isOnDrive = directory.size() > 1 && directory[1] == ':' &&
+                             text::AsciiUpper(directory[0]) == drive.letter;
+      if (isOnDrive && store::EndsLike(found.directory, directory, text_)) {
+        drive.paths.push_back(directory + std::string(store::MAIL_DATABASE_FILE));
+      }
+    }
+    return drives;
+  }
+
+  [[nodiscard]] ordered_json Describe(const store::FoundStore& found,
+                                      const std::vector<store::StoredDrive>& drives) {
     progress_.Show("looking at " + found.directory.string());
     ordered_json json = {{"directory", found.directory.string()},
                          {"mail", found.hasMail},
                          {"addressBook", found.hasAddressBook}};
     std::vector<std::string> options = {"--from", found.directory.string()};
-    StorePlatform platform(
-        {.databaseDirectory = found.directory, .registryFiles = {}, .drives = {}, .memberId = {}});
-    if (found.hasMail) CountMails(platform, json);
-    const store::FoundRegistry* const registry = FindRegistry(found);
-    std::vector<store::StoredDrive> drives;
-    if (found.hasMail) drives = store::ReadStoredDrives(platform);
+    if (found.hasMail) CountMails(found, json);
     json["drives"] = ordered_json::array();
-    for (store::StoredDrive& drive : drives) {
-      AddOwnPath(found, registry, drive);
+    for (const store::StoredDrive& drive : drives) {
       json["drives"].push_back(Describe(drive, found));
       const ordered_json& described = json["drives"].back();
       if (!described.contains("directory")) continue;
@@ -101,18 +131,21 @@ class Finder {
                                                     described["directory"].get<std::string>()});
     }
     json["registry"] = ordered_json::array();
+    const store::FoundRegistry* const registry = FindRegistry(found);
     if (registry != nullptr) {
-      if (registry->memberId) json["member"] = platform::DisplayPath(*registry->memberId, text_);
-      for (const fs::path& file : registry->files) {
+      for (const fs::path& file : registry->files)
         json["registry"].push_back(file.string());
-        options.insert(options.end(), {"--registry", file.string()});
+      if (registry->memberId) {
+        json["member"] = platform::DisplayPath(*registry->memberId, text_);
+        options.insert(options.end(), {"--member", json["member"].get<std::string>()});
       }
     }
     json["options"] = options;
     return json;
   }
 
-  static void CountMails(StorePlatform& platform, ordered_json& json) {
+  static void CountMails(const store::FoundStore& found, ordered_json& json) {
+    StorePlatform platform = Open(found);
     const store::MailList list = store::ReadMailList(platform);
     std::uint64_t count = 0;
     for (const auto& [kind, rows] : list.rowsByKind)
@@ -121,27 +154,13 @@ class Finder {
     if (!list.failure.empty()) json["problem"] = list.failure;
   }
 
-  // Where the registry says that the databases were is one more path on its drive.
-  void AddOwnPath(const store::FoundStore& found, const store::FoundRegistry* registry,
-                  store::StoredDrive& drive) const {
-    if (registry == nullptr || !registry->databaseDirectory) return;
-    const std::string& directory = *registry->databaseDirectory;
-    const bool isOnDrive =
-        directory.size() > 1 && directory[1] == ':' && (directory[0] & ~0x20) == drive.letter;
-    if (isOnDrive && store::EndsLike(found.directory, directory, text_)) {
-      drive.paths.push_back(directory + "\\Cabdata.mdb");
-    }
-  }
-
   [[nodiscard]] ordered_json Describe(const store::StoredDrive& drive,
                                       const store::FoundStore& found) {
     ordered_json json = {{"drive", std::string(1, drive.letter)}, {"files", drive.fileCount}};
     auto guess = store::GuessDrive(drive, found.directory);
     // Of an old disk, many files are gone: some are enough.
     if (!guess || guess->foundCount < drive.paths.size() / 2) {
-      const std::vector<fs::path> starts = store::FindPathStarts(
-          roots_, drive.paths, text_, [this](const fs::path& path) { Watch(path); });
-      guess = store::GuessDrive(drive, found.directory, starts);
+      guess = store::GuessDrive(drive, found.directory, PathStarts());
     }
     json["tried"] = drive.paths.size();
     json["found"] = guess ? guess->foundCount : 0;
@@ -149,9 +168,24 @@ class Finder {
     return json;
   }
 
+  // Where paths of any of the stores may begin. The disks are gone through for it once.
+  [[nodiscard]] const std::vector<fs::path>& PathStarts() {
+    if (pathStarts_) return *pathStarts_;
+    std::vector<std::string> paths;
+    for (const std::vector<store::StoredDrive>& drives : drives_) {
+      for (const store::StoredDrive& drive : drives)
+        paths.insert(paths.end(), drive.paths.begin(), drive.paths.end());
+    }
+    pathStarts_ =
+        store::FindPathStarts(roots_, paths, text_, [this](const fs::path& path) { Watch(path); });
+    return *pathStarts_;
+  }
+
   const std::vector<fs::path>& roots_;
   const text::CodePageConverter& text_ = platform::SystemPlatform().text();
   store::SearchResult result_;
+  std::vector<std::vector<store::StoredDrive>> drives_;  // by store
+  std::optional<std::vector<fs::path>> pathStarts_;
   Progress progress_{Progress::Work::Reading};
   std::chrono::steady_clock::time_point lastShown_;
 };
@@ -179,7 +213,8 @@ void Print(const ordered_json& store) {
   if (store["mail"] == true) std::cout << store["mails"] << " mails, ";
   std::cout << (store["addressBook"] == true ? "an address book\n" : "no address book\n");
   if (store.contains("member")) {
-    std::cout << "  member " << text::Visible(store["member"].get<std::string>()) << '\n';
+    std::cout << "  member " << text::Visible(store["member"].get<std::string>()) << ", by "
+              << text::Visible(store["registry"].back().get<std::string>()) << '\n';
   }
   for (const ordered_json& drive : store["drives"]) {
     const std::string letter = drive["drive"].get<std::string>();

@@ -75,8 +75,8 @@ int RunList(StorePlatform& platform, const Options& options) {
     if (!options.isJson) std::cout << text::Visible(place.Name()) << '\n';
     ordered_json mails = ordered_json::array();
     for (std::size_t position = 0; position < open.mailCount(); ++position) {
-      // Nobody reads on, or the user has had enough.
-      if (!std::cout || platform::Interruption::IsRequested()) return EXIT_SOME_FAILED;
+      if (!std::cout) return EXIT_SOME_FAILED;  // nobody reads on
+      if (platform::Interruption::IsRequested()) throw store::Interrupted();
       ordered_json mail = DescribeMail(store, open, position, exitCode);
       if (options.isJson) {
         mails.push_back(std::move(mail));

@@ -1,5 +1,6 @@
 #include "command/progress.h"
 
+#include <algorithm>
 #include <iostream>
 #include <utility>
 
@@ -12,9 +13,13 @@ namespace {
 
 using archive::Activity;
 
-constexpr std::int32_t BAR_WIDTH = 30;
+constexpr std::size_t MAX_BAR_WIDTH = 30;
 constexpr std::chrono::milliseconds DRAW_INTERVAL{100};
 constexpr const char* CLEAR_LINE = "\r\x1b[K";
+
+std::size_t Columns() {
+  return platform::TerminalColumns(platform::StandardStream::Error);
+}
 
 const char* NameOf(Activity activity, Progress::Work work) {
   switch (activity) {
@@ -71,18 +76,18 @@ void Progress::EndFolder(const archive::FolderAccount& folder) {
 }
 
 void Progress::Draw(std::int32_t done) {
-  const std::int64_t filled = mailCount_ == 0 ? 0 : std::int64_t{BAR_WIDTH} * done / mailCount_;
+  const auto width = static_cast<std::int64_t>(std::min(MAX_BAR_WIDTH, Columns() / 3));
+  const std::int64_t filled = mailCount_ == 0 ? 0 : width * done / mailCount_;
   const char* const verb = work_ == Work::Writing ? " writing " : " reading ";
   PutLine('[' + std::string(static_cast<std::size_t>(filled), '=') +
-          std::string(static_cast<std::size_t>(BAR_WIDTH - filled), ' ') + "] " +
-          std::to_string(done) + '/' + std::to_string(mailCount_) + verb + name_);
+          std::string(static_cast<std::size_t>(width - filled), ' ') + "] " + std::to_string(done) +
+          '/' + std::to_string(mailCount_) + verb + name_);
   lastDrawn_ = std::chrono::steady_clock::now();
 }
 
 // A line that reaches the last column would make some terminals begin another one.
 void Progress::PutLine(const std::string& line) {
-  const std::size_t columns = platform::TerminalColumns(platform::StandardStream::Error);
-  std::cerr << CLEAR_LINE << text::CutToColumns(line, columns - 1) << std::flush;
+  std::cerr << CLEAR_LINE << text::CutToColumns(line, Columns() - 1) << std::flush;
   isShown_ = true;
 }
 

@@ -422,6 +422,41 @@ TEST(ExportOfStoredFiles, MissingFilesAreNamedAndComeLater) {
   }
 }
 
+// Whatever the store is called by, and the target.
+TEST_F(Export, TheStoreIsNoTarget) {
+  const fs::path data = store_.store().databaseDirectory;
+  const fs::path link = store_.directory().path() / "link";
+  fs::create_directory_symlink(data, link);
+  fs::create_directories(store_.directory().path() / "wine/dosdevices");
+  fs::create_directory_symlink(store_.store().driveC,
+                               store_.directory().path() / "wine/dosdevices/c:");
+  fs::copy_file(store_.store().registryFile, store_.directory().path() / "wine/system.reg");
+  const Environment named = {{"NIMPORT_REGISTRY", store_.store().RegistryVariable()},
+                             {"NIMPORT_DRIVES", store_.store().DrivesVariable()}};
+  const Environment wine = {{"WINEPREFIX", store_.directory().str() + "/wine"}};
+  const struct {
+    std::vector<std::string> options;
+    Environment environment;
+  } ways[] = {{{"--from", data.string()}, {}},
+              {{"--from", link.string()}, {}},
+              {{"--registry", store_.store().registryFile.string(), "--drive",
+                store_.store().DrivesVariable()},
+               {}},
+              {{}, named},
+              {{"--member", "QZA00123"}, wine}};
+  for (const auto& way : ways) {
+    for (const fs::path& target : {data, data / "Mime/new/out", link / "out"}) {
+      std::vector<std::string> command = {ToolPath().string(), "export", "--to", target.string()};
+      command.insert(command.end(), way.options.begin(), way.options.end());
+      const ToolResult result = RunProgram(command, way.environment);
+      EXPECT_EQ(result.exitCode, 2) << target;
+      EXPECT_THAT(result.err, HasSubstr("lies within the store"));
+    }
+  }
+  EXPECT_FALSE(fs::exists(data / "out"));
+  EXPECT_FALSE(fs::exists(data / "Mime/new"));
+}
+
 TEST_F(Export, CannotRun) {
   const std::string target = store_.Target().string();
   const std::string database = store_.store().databaseDirectory.string();

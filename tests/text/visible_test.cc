@@ -31,5 +31,25 @@ TEST(Visible, EveryCharacterThatWouldNotBeSeen) {
             "{\n\"a\": \"\\u009b\\u007f\\u202e\u00A0\"}");
 }
 
+TEST(CutToColumns, TextsThatDoAndDoNotFit) {
+  const struct {
+    const char* text;
+    std::size_t columns;
+    const char* wanted;
+  } cases[] = {{"", 0, ""},
+               {"abcd", 4, "abcd"},
+               {"abcde", 4, "a..."},
+               {"あいう", 6, "あいう"},
+               {"あいう", 5, "あ..."},
+               {"aあいう", 6, "aあ..."},
+               {"あいう", 4, "..."},
+               {"abcd", 2, ".."},
+               {"éééé", 4, "éééé"},
+               {"␛␛", 3, "..."},
+               {"abc", 0, ""}};
+  for (const auto& c : cases)
+    EXPECT_EQ(CutToColumns(c.text, c.columns), c.wanted) << c.text << c.columns;
+}
+
 }  // namespace
 }  // namespace nimport::text

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -24,12 +25,15 @@ json ReadSample(const std::string& name) {
   return json::parse(std::ifstream(std::filesystem::path(NIMPORT_SOURCE_DIR) / "samples" / name));
 }
 
+std::unique_ptr<jet::Database> Open(const std::filesystem::path& file) {
+  platform::Platform& platform = platform::SystemPlatform();
+  return jet::Database::Open(platform.files().OpenForReading(file.string()), platform.text(),
+                             {.textCodePage = text::CODE_PAGE_UTF8});
+}
+
 // All tables and queries of a database. Names and texts are UTF-8.
 json Dump(const std::filesystem::path& file, bool withRows = true) {
-  platform::Platform& platform = platform::SystemPlatform();
-  const auto database =
-      jet::Database::Open(platform.files().OpenForReading(file.string()), platform.text(),
-                          {.textCodePage = text::CODE_PAGE_UTF8});
+  const auto database = Open(file);
   std::ostringstream out;
   std::ostringstream errors;
   EXPECT_TRUE(jetdump::DumpDatabase(
@@ -126,6 +130,8 @@ TEST(StoreWriter, UnusualPlacesFilesAndTables) {
                 "EmRespｸｴﾘｰ": null},
     "extraTables": [{"database": "Abook.mdb", "name": "おまけ", "columns": ["G Guid", "C Currency"],
         "rows": [{"G": "{00010203-0405-0607-0809-0A0B0C0D0E0F}", "C": 1.5}]}],
+    "linkedTables": [{"name": "遠い表", "file": "C:\\O.MDB", "table": "Y"},
+                     {"name": "Far", "connect": "ODBC;DSN=x", "database": "Abook.mdb"}],
     "extraRows": {"EmSysop": [{"DataNo": 77}]}})json"),
                                 folder.path());
   EXPECT_EQ(folder.Read("d/Data/Mime/A.MIM"), "X: \x95\x5C\nAP8=");
@@ -144,6 +150,20 @@ TEST(StoreWriter, UnusualPlacesFilesAndTables) {
   EXPECT_EQ(dates[0]["DataTime"], "1998/01/13 10:00:00") << "descending";
   EXPECT_EQ(RowsOf(store, "Abook.mdb", "おまけ"),
             json::parse(R"([{"G": "{00010203-0405-0607-0809-0A0B0C0D0E0F}", "C": 1.5}])"));
+  for (const auto& [database, name, wanted] :
+       {std::tuple{"Cabdata.mdb", "遠い表",
+                   "is a linked table: its rows are in table Y of C:\\O.MDB"},
+        std::tuple{"Abook.mdb", "FAR",
+                   "is a linked table: its rows are in table Far of ODBC;DSN=x"},
+        std::tuple{"Abook.mdb", "遠い表", "no such table"}}) {
+    std::string reason;
+    try {
+      static_cast<void>(Open(store.databaseDirectory / database)->OpenTable(name));
+    } catch (const jet::DatabaseError& error) {
+      reason = error.what();
+    }
+    EXPECT_NE(reason.find(wanted), std::string::npos) << reason;
+  }
 }
 
 TEST(StoreWriter, TemplatesMakeTheMailsAskedFor) {
