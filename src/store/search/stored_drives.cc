@@ -35,7 +35,7 @@ class PathSample {
     if (count_++ % stride_ != 0) return;
     paths_.push_back(std::move(path));
     if (paths_.size() < 2 * WANTED) return;
-    for (std::size_t i = 0; i < WANTED; ++i)
+    for (std::size_t i = 1; i < WANTED; ++i)
       paths_[i] = std::move(paths_[2 * i]);
     paths_.resize(WANTED);
     stride_ *= 2;
