@@ -92,8 +92,9 @@ class Finder {
   }
 
   [[nodiscard]] static StorePlatform Open(const store::FoundStore& found) {
-    return StorePlatform(
-        {.databaseDirectory = found.directory, .registryFiles = {}, .drives = {}, .memberId = {}});
+    StoreLocation location;
+    location.databaseDirectory = found.directory;
+    return StorePlatform(location);
   }
 
   // With where the registry says that the databases were as one more path on its drive.
