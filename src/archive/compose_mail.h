@@ -24,14 +24,14 @@ struct FinishedMail {
   bool isGarbled = false;
 };
 
-// A mailbox, which every From field needs, that says what it is in every program and that nobody can
-// have.
+// A mailbox, which every From field needs, that says what it is in every program and that nobody
+// can have.
 inline constexpr std::string_view UNDISCLOSED_SENDER =
     "undisclosed <undisclosed@nifty-manager.invalid>";
 
 // The same answers always give the same mail. `memberId` is the owner of the store, who counts as
-// the sender of mails without one; it is empty where nobody knows it. Big mails are not copied: the bytes of `contents` are moved
-// away.
+// the sender of mails without one; it is empty where nobody knows it. Big mails are not copied: the
+// bytes of `contents` are moved away.
 [[nodiscard]] FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                                        std::string_view memberId);
 

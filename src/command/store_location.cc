@@ -118,7 +118,8 @@ StorePlatform::StorePlatform(const StoreLocation& location)
   system_ = platform::MakePlatform(settings_);
   registry_ = std::make_unique<RegistryWithAnswers>(
       system_->registry(), databaseDrive,
-      text().FromUtf16(text().ToUtf16(location.memberId, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE));
+      text().FromUtf16(text().ToUtf16(location.memberId, text::CODE_PAGE_UTF8),
+                       text::CODE_PAGE_JAPANESE));
 }
 
 void RequireDirectory(const fs::path& path) {
