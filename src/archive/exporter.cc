@@ -83,9 +83,14 @@ void Exporter::ExportSources(ExportTarget& target, const MailSources& sources) {
 }
 
 void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
-  SourceExport work(source, *store_, progress_, source.path().string() + FolderEnding(format_));
+  SourceExport work(source, *store_, progress_, source.path().string() + FolderEnding(format_),
+                    target.index());
   current_ = &work;
   const auto end = [&](bool isWhole) {
+    if (target.index() != nullptr) {
+      target.index()->DropLast(work.waiting());
+      target.index()->Settle();
+    }
     current_ = nullptr;
     account_.Append(work.account());
     found_.push_back(

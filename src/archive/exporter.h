@@ -28,6 +28,8 @@ class ExportTarget {
       const std::filesystem::path& path) = 0;
   // Returns the number of contacts.
   virtual std::int64_t WriteContacts(const addressbook::AddressBook& book) = 0;
+  // Null where no index is made. Lives as long as the target.
+  [[nodiscard]] virtual MailIndex* index() { return nullptr; }
 };
 
 class Exporter {
@@ -41,6 +43,10 @@ class Exporter {
 
   // The account of a run that does not come back any more, while nothing else touches it.
   [[nodiscard]] Account InterruptedAccount() const;
+  // And how many of the last mails in its index are not in their place.
+  [[nodiscard]] std::int64_t waiting() const {
+    return current_ == nullptr ? 0 : current_->waiting();
+  }
 
  private:
   void OpenStore();

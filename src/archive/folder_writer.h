@@ -22,6 +22,12 @@ class FolderWriter {
  public:
   enum class Outcome { Written, AlreadyThere };
 
+  // Where a mail is, or will be once it is in place, and the key by which it is known there.
+  struct Place {
+    std::string key;
+    std::filesystem::path path;
+  };
+
   virtual ~FolderWriter() = default;
 
   // Before the first mail: how many may come.
@@ -31,6 +37,9 @@ class FolderWriter {
   virtual Outcome Write(const FinishedMail& mail, std::int32_t position,
                         const std::string& subject) = 0;
 
+  // That of the last mail that came.
+  [[nodiscard]] const Place& place() const { return place_; }
+
   // Puts everything that was written in its place.
   virtual void Finish() {}
 
@@ -39,6 +48,9 @@ class FolderWriter {
 
   // How many mails were written but are not in their place yet.
   [[nodiscard]] virtual std::int64_t waiting() const { return 0; }
+
+ protected:
+  Place place_;
 };
 
 // A writer for the folder that goes to `path` (without the format's ending). Makes the directories

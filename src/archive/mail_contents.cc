@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "archive/further_columns.h"
 #include "archive/header_lines.h"
 #include "archive/instant.h"
 #include "common/failure.h"
@@ -163,6 +164,8 @@ void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHe
   reader.Set(headers.to, "recipient", record.recipients);
   // Empty for most mails, which is no problem.
   if (record.carbonCopies.value) headers.cc = UnlessBlank(*record.carbonCopies.value);
+  if (record.blindCopies.value) headers.bcc = UnlessBlank(*record.blindCopies.value);
+  headers.furtherFields = ColumnFields(record.furtherColumns);
   if (record.messageId.value) headers.messageId = UnlessBlank(*record.messageId.value);
   SetColumnDate(store, record, headers);
   if (record.date.problem) {

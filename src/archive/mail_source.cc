@@ -17,8 +17,11 @@ class OpenListed final : public OpenSource {
       : store_(store), mails_(store.Open(folder)) {}
 
   [[nodiscard]] std::size_t mailCount() const override { return mails_.mailCount(); }
+  [[nodiscard]] std::optional<store::MailEntry> FindEntry(std::size_t position) const override {
+    return mails_.entry(position);
+  }
   [[nodiscard]] SourceMail Read(std::size_t position) const override {
-    return {.record = mails_.Read(position)};
+    return {.record = mails_.Read(position, store::ColumnsWanted::All)};
   }
   [[nodiscard]] MailContents ReadContents(const SourceMail& mail) const override {
     return archive::ReadContents(store_, mail.record);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,13 @@ class OpenSource {
 
   [[nodiscard]] virtual std::size_t mailCount() const = 0;
 
-  // The mail at a position from 0, below the count. Throws store::Error, store::Interrupted.
+  // What the list of mails says of the mail at a position; empty for what has no row there.
+  [[nodiscard]] virtual std::optional<store::MailEntry> FindEntry(std::size_t /*position*/) const {
+    return std::nullopt;
+  }
+
+  // The mail at a position from 0, below the count, with all columns of its row. Throws
+  // store::Error, store::Interrupted.
   [[nodiscard]] virtual SourceMail Read(std::size_t position) const = 0;
 
   // What the store holds of a mail that Read gave. Throws store::Error, store::Interrupted.

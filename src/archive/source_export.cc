@@ -1,9 +1,13 @@
 #include "archive/source_export.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
+#include "archive/attachments.h"
 #include "archive/compose_mail.h"
+#include "archive/further_columns.h"
 #include "archive/instant.h"
 #include "platform/interruption.h"
 
@@ -11,9 +15,15 @@ namespace nimport::archive {
 
 using platform::Interruption;
 
+namespace {
+
+constexpr const char* NOTHING_HELD = "the store holds neither headers nor contents of this mail";
+
+}  // namespace
+
 SourceExport::SourceExport(const MailSource& source, store::Store& store, ExportProgress& progress,
-                           std::string path)
-    : source_(source), store_(store), progress_(progress) {
+                           std::string path, IndexSink* index)
+    : source_(source), store_(store), progress_(progress), index_(index) {
   account_.folders.push_back({.name = source.Name(), .path = std::move(path), .counts = {}});
 }
 
@@ -63,7 +73,8 @@ void SourceExport::WriteMails(FolderWriter& writer) {
     writer.Finish();
   } catch (...) {
     writer.GiveUp();
-    folder().counts.written -= writer.waiting();
+    lost_ = writer.waiting();
+    folder().counts.written -= lost_;
     throw;
   }
 }
@@ -71,15 +82,23 @@ void SourceExport::WriteMails(FolderWriter& writer) {
 ReadMail SourceExport::Read(const OpenSource& open, std::int32_t position) const {
   const Interruption::Pause pause;
   ReadMail mail;
+  if (const auto entry = open.FindEntry(static_cast<std::size_t>(position))) {
+    mail.row.number = entry->dataNo;
+    mail.row.kind = entry->dataType;
+  }
   try {
     SourceMail found = open.Read(static_cast<std::size_t>(position));
+    if (index_ != nullptr) {
+      mail.row.file = found.record.fileLink.value.value_or("");
+      mail.row.columns = ColumnsToJson(found.record.furtherColumns);
+    }
     try {
       mail.contents = open.ReadContents(found);
     } catch (const store::Error& error) {
       mail.failure = error.reason();
     }
     mail.headers = ReadHeaders(store_, found.record, mail.contents ? &*mail.contents : nullptr);
-    mail.headers.furtherFields = std::move(found.furtherFields);
+    std::ranges::move(found.furtherFields, std::back_inserter(mail.headers.furtherFields));
   } catch (const store::Error& error) {
     mail.failure = error.reason();
   }
@@ -90,25 +109,49 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
   ReadMail mail = Read(open, position);
   if (!mail.contents) {
     ++folder().counts.failed;
+    mail.row.status = RowStatus::Failed;
+    mail.row.reason = mail.failure;
     account_.failures.push_back(RemarkOn(position, mail.headers, mail.failure));
   } else if (mail.headers.IsEmpty() && mail.contents->bytes.empty()) {
     ++folder().counts.skipped;
-    account_.skipped.push_back(RemarkOn(
-        position, mail.headers, "the store holds neither headers nor contents of this mail"));
+    mail.row.status = RowStatus::Skipped;
+    mail.row.reason = NOTHING_HELD;
+    account_.skipped.push_back(RemarkOn(position, mail.headers, NOTHING_HELD));
   } else {
-    WriteMail(mail.headers, *mail.contents, position, writer);
+    WriteMail(mail, position, writer);
     AddNotes(mail.headers, *mail.contents, position);
   }
+  if (index_ != nullptr) Register(mail, position);
   const std::vector<store::Problem> losses = store_.TakeLosses();
   if (!losses.empty()) account_.AddLosses(RemarkOn(position, mail.headers, {}), losses);
 }
 
-void SourceExport::WriteMail(const MailHeaders& headers, MailContents& contents,
-                             std::int32_t position, FolderWriter& writer) {
-  const FinishedMail mail = ComposeMail(headers, contents, store_.memberId());
-  const auto outcome = writer.Write(mail, position, headers.subject.value_or(""));
+void SourceExport::WriteMail(ReadMail& mail, std::int32_t position, FolderWriter& writer) {
+  MailContents& contents = *mail.contents;
+  if (contents.kind == ContentsKind::StoredFile && contents.missing.empty()) {
+    mail.row.attachments = {{.name = contents.fileName, .sizeBytes = contents.bytes.size()}};
+  }
+  mail.row.reason = contents.missing;
+  FinishedMail finished = ComposeMail(mail.headers, contents, store_.memberId());
+  if (index_ != nullptr && contents.HasOwnHeader()) {
+    mail.row.attachments = ListAttachments(finished.bytes);
+  }
+  const auto outcome = writer.Write(finished, position, mail.headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
+  const bool isRecovered = source_.kind() == SourceKind::Deleted;
+  const RowStatus status = isRecovered ? RowStatus::Recovered : RowStatus::Written;
+  mail.row.status = isWritten ? status : RowStatus::AlreadyThere;
+  mail.row.path = writer.place().path;
+  mail.row.key = writer.place().key;
+}
+
+void SourceExport::Register(ReadMail& mail, std::int32_t position) const {
+  mail.row.cabinet = source_.cabinet();
+  mail.row.folder = source_.folder();
+  mail.row.position = position;
+  mail.row.headers = &mail.headers;
+  index_->Add(mail.row);
 }
 
 void SourceExport::AddNotes(const MailHeaders& headers, const MailContents& contents,

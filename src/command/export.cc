@@ -61,8 +61,11 @@ void RequireOutsideStore(const Options& options) {
 // Files beneath a directory.
 class DirectoryTarget final : public archive::ExportTarget {
  public:
-  DirectoryTarget(const fs::path& directory, archive::ExportFormat format)
-      : directory_(directory), format_(format) {}
+  explicit DirectoryTarget(const Options& options)
+      : directory_(options.targetDirectory),
+        format_(options.format),
+        index_(directory_, archive::INDEX_CSV_NAME, archive::INDEX_JSON_NAME,
+               options.hasIndexMark) {}
 
   void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
@@ -71,14 +74,17 @@ class DirectoryTarget final : public archive::ExportTarget {
   std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
     return archive::WriteContactsFile(book, directory_);
   }
+  [[nodiscard]] archive::MailIndex* index() override { return &index_; }
 
  private:
   fs::path directory_;
   archive::ExportFormat format_;
+  archive::MailIndex index_;
 };
 
-// Prints the account and leaves it beside the mails.
-void PutAccount(const archive::Account& account, const Options& options) {
+// Prints the account and leaves it beside the mails, with the index.
+void PutAccount(const archive::Account& account, const Options& options,
+                archive::MailIndex& index) {
   const std::string json = ToText(account.ToJson());
   if (options.isJson) {
     std::cout << json;
@@ -90,6 +96,7 @@ void PutAccount(const archive::Account& account, const Options& options) {
   const archive::Directory directory(options.targetDirectory);
   // Directories and names that were made before are on the disk when the account is.
   directory.FlushFileSystem();
+  index.PutInPlace();
   archive::NewFile file(directory, std::string(".") + archive::ACCOUNT_NAME + ".tmp");
   file.Write(json);
   file.PutInPlace(directory, archive::ACCOUNT_NAME);
@@ -102,14 +109,16 @@ int RunExport(StorePlatform& platform, const Options& options) {
   Progress progress;
   archive::Exporter exporter(platform, options.format, progress);
   const TargetDirectory lock(options.targetDirectory);
-  DirectoryTarget target(options.targetDirectory, options.format);
+  DirectoryTarget target(options);
   const archive::Account* account = nullptr;
   {
-    const platform::Interruption::Report report(
-        [&] { PutAccount(exporter.InterruptedAccount(), options); });
+    const platform::Interruption::Report report([&] {
+      target.index()->DropLast(exporter.waiting());
+      PutAccount(exporter.InterruptedAccount(), options, *target.index());
+    });
     account = &exporter.Run(target);
   }
-  PutAccount(*account, options);
+  PutAccount(*account, options, *target.index());
   if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
   return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

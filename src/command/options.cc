@@ -193,6 +193,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->transform(CLI::CheckedTransformer(formats))
       ->type_name("FORMAT")
       ->option_text("FORMAT");
+  exporting.add_flag("--index-bom", options.hasIndexMark,
+                     "Begin index.csv with a byte order mark, as Excel needs it");
 
   AddContacts(app, options);
 }

@@ -33,6 +33,7 @@ struct Options {
   // export
   std::filesystem::path targetDirectory;
   archive::ExportFormat format = archive::ExportFormat::Maildir;
+  bool hasIndexMark = false;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;

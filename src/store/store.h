@@ -93,6 +93,9 @@ class OpenFolder {
  public:
   [[nodiscard]] std::size_t mailCount() const { return mails_.size(); }
 
+  // What the list of mails says of the mail at a position from 0, below the count.
+  [[nodiscard]] const MailEntry& entry(std::size_t position) const { return mails_[position]; }
+
   // The mail at a position from 0, below the count. Throws Error, Interrupted.
   [[nodiscard]] MailRecord Read(std::size_t position,
                                 ColumnsWanted wanted = ColumnsWanted::OfMail) const;

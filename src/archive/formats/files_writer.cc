@@ -56,9 +56,11 @@ void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
   }
 }
 
-bool FilesWriter::IsThere(const std::string& key, const FinishedMail& mail) const {
+bool FilesWriter::IsThere(const std::string& key, const FinishedMail& mail) {
   const fs::path* const path = present_.Find(key, mail.isComplete);
-  return path != nullptr && !IsTorn(*path, mail.bytes);
+  if (path == nullptr || IsTorn(*path, mail.bytes)) return false;
+  place_ = {.key = key, .path = *path};
+  return true;
 }
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
@@ -67,6 +69,7 @@ void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
   // One that is there is torn.
   for (const fs::path* path : {present_.Find(key, mail.isComplete), present_.FindIncomplete(key)})
     if (path != nullptr) replaced.push_back(*path);
+  place_ = {.key = key, .path = directory_.path() / name};
   batch_.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));
 }
 

@@ -39,7 +39,7 @@ class FilesWriter : public FolderWriter {
   void RemoveLeftovers(bool (*isLeftover)(const std::string& name));
 
   // Whether the mail is there, whole.
-  [[nodiscard]] bool IsThere(const std::string& key, const FinishedMail& mail) const;
+  [[nodiscard]] bool IsThere(const std::string& key, const FinishedMail& mail);
 
   void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
            const FinishedMail& mail);

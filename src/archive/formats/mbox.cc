@@ -84,6 +84,7 @@ class MboxWriter final : public FolderWriter {
   Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
     const std::string name = NameOfMail(key, mail.isComplete);
+    place_ = {.key = key, .path = path_};
     const bool isOpen = !file_ || keepsLastBack_;
     const bool isTorn = isOpen && name == last_ && CutTornEnd(name, mail);
     if (!isTorn && present_.Find(key, mail.isComplete) != nullptr) return Outcome::AlreadyThere;
