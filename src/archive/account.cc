@@ -22,6 +22,28 @@ void AddCounts(ordered_json& json, const MailCounts& counts) {
   json["failed"] = counts.failed;
 }
 
+ordered_json RowsToJson(const RowCounts& rows) {
+  return {{"found", rows.found},     {"written", rows.written}, {"alreadyThere", rows.alreadyThere},
+          {"skipped", rows.skipped}, {"failed", rows.failed},   {"notListed", rows.notListed}};
+}
+
+// Nothing for folders of the store.
+const char* NameOf(SourceKind kind) {
+  switch (kind) {
+    case SourceKind::Listed:
+      return nullptr;
+    case SourceKind::Repeated:
+      return "listed again";
+    case SourceKind::NotListed:
+      return "not listed";
+    case SourceKind::NoMail:
+      return "no mail";
+    case SourceKind::Deleted:
+      return "deleted";
+  }
+  return nullptr;
+}
+
 ordered_json ToJson(const Remark& remark) {
   ordered_json json = {{"folder", remark.folder}};
   if (remark.position) json["position"] = *remark.position;
@@ -108,12 +130,14 @@ bool Account::HasLosses() const {
 ordered_json Account::ToJson() const {
   ordered_json json;
   AddCounts(json, Total());
+  if (rows) json["rows"] = RowsToJson(*rows);
   if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
   json["interrupted"] = isInterrupted;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
   for (const FolderAccount& folder : folders) {
     ordered_json entry = {{"folder", folder.name}, {"path", folder.path}};
+    if (const char* kind = NameOf(folder.kind)) entry["kind"] = kind;
     AddCounts(entry, folder.counts);
     json["folders"].push_back(std::move(entry));
   }
@@ -139,6 +163,11 @@ void Account::Print(std::ostream& out) const {
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
       << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+  if (rows) {
+    out << rows->found << " rows in the list of mails: " << rows->written << " written, "
+        << rows->alreadyThere << " already there, " << rows->skipped << " skipped, " << rows->failed
+        << " failed, " << rows->notListed << " not listed\n";
+  }
   if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }

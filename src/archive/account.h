@@ -24,10 +24,30 @@ struct MailCounts {
   std::int64_t failed = 0;
 };
 
+// What the mails of a folder of the archive are.
+enum class SourceKind {
+  Listed,     // rows of the list of mails in a folder of a cabinet
+  Repeated,   // the same rows again: another cabinet has the folder too
+  NotListed,  // rows of the list of mails that no folder lists
+  NoMail,     // files that no row names
+  Deleted,    // rows that were deleted
+};
+
 struct FolderAccount {
   std::string name;  // "Cabinet/Folder", as shown
   std::string path;  // beneath the target directory
   MailCounts counts;
+  SourceKind kind = SourceKind::Listed;
+};
+
+// What became of the rows of the list of mails: found is the sum of the others.
+struct RowCounts {
+  std::int64_t found = 0;
+  std::int64_t written = 0;
+  std::int64_t alreadyThere = 0;
+  std::int64_t skipped = 0;
+  std::int64_t failed = 0;
+  std::int64_t notListed = 0;  // left out, since they were not asked for
 };
 
 // Something to say about a mail or, without a position, about a whole folder. Texts are UTF-8;
@@ -55,9 +75,10 @@ class Account {
   std::vector<Remark> incomplete;  // were exported without a file that is missing
   std::vector<Remark> skipped;     // hold nothing to export
   std::vector<Remark> notes;       // were exported, but a header could not be read
-  std::vector<Remark> unlisted;    // mails that stand in no folder, and so in no export
+  std::vector<Remark> unlisted;    // mails that stand in no folder, and were not asked for
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
+  std::optional<RowCounts> rows;   // once the list of mails was gone through
   bool isInterrupted = false;
   std::string abortReason;  // why the run ended early; empty otherwise
 

@@ -1,11 +1,15 @@
 #include "archive/exporter.h"
 
+#include <algorithm>
 #include <iterator>
+#include <map>
 #include <utility>
 
 #include "archive/archive_names.h"
 #include "archive/contacts/write_contacts.h"
+#include "archive/unlisted_sources.h"
 #include "platform/interruption.h"
+#include "store/mails/mail_kinds.h"
 #include "store/mails/mail_list.h"
 
 namespace nimport::archive {
@@ -17,10 +21,20 @@ constexpr const char* ADDRESS_BOOK = "(address book)";
 constexpr const char* MAIL_DATABASE = "(mail database)";
 constexpr const char* FOLDER_LIST = "(list of folders)";
 
+IndexRow RowOf(const store::MailEntry& mail, const MailSource& source) {
+  IndexRow row;
+  row.number = mail.dataNo;
+  row.kind = mail.dataType;
+  row.cabinet = source.cabinet();
+  row.folder = source.folder();
+  return row;
+}
+
 }  // namespace
 
-Exporter::Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress)
-    : platform_(platform), format_(format), progress_(progress) {
+Exporter::Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress,
+                   const ExportOptions& options)
+    : platform_(platform), format_(format), options_(options), progress_(progress) {
   try {
     OpenStore();
   } catch (const store::Error& error) {
@@ -50,14 +64,7 @@ void Exporter::OpenStore() {
 
 const Account& Exporter::Run(ExportTarget& target) {
   try {
-    if (store_) {
-      ArchiveNames names;
-      const MailSources sources = ListedSources(*store_, names);
-      for (const std::filesystem::path& cabinet : names.cabinets())
-        target.BeginCabinet(cabinet);
-      ExportSources(target, sources);
-    }
-    if (store_ && !platform::Interruption::IsRequested()) StrikeBalance();
+    if (store_) ExportMails(target);
     if (!platform::Interruption::IsRequested()) ExportContacts(target);
   } catch (const store::Interrupted&) {
     // The account says so.
@@ -73,6 +80,24 @@ Account Exporter::InterruptedAccount() const {
   if (current_ != nullptr) account.Append(current_->InterruptedAccount());
   account.isInterrupted = true;
   return account;
+}
+
+void Exporter::ExportMails(ExportTarget& target) {
+  ArchiveNames names;
+  const MailSources listed = ListedSources(*store_, names);
+  for (const std::filesystem::path& cabinet : names.cabinets())
+    target.BeginCabinet(cabinet);
+  ExportSources(target, listed);
+  if (platform::Interruption::IsRequested()) return;
+  store::MailList list = ReadMailList(target, listed);
+  if (options_.hasUnlisted) {
+    store::MailList counts;
+    std::swap(counts.unlisted, list.unlisted);
+    ExportUnlisted(target, std::move(counts), listed, names);
+  } else {
+    LeaveOut(target, list, listed);
+  }
+  if (!platform::Interruption::IsRequested()) StrikeBalance(list);
 }
 
 void Exporter::ExportSources(ExportTarget& target, const MailSources& sources) {
@@ -93,8 +118,10 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
     }
     current_ = nullptr;
     account_.Append(work.account());
+    if (source.kind() != SourceKind::Listed && source.kind() != SourceKind::Repeated) return;
     found_.push_back(
         {.name = source.Name(), .mailCount = isWhole ? work.mailCount() : std::nullopt});
+    failures_.push_back(work.failure());
   };
   try {
     work.Run(*target.OpenFolder(source.path()));
@@ -106,19 +133,85 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
   progress_.EndFolder(account_.folders.back());
 }
 
-void Exporter::StrikeBalance() {
-  Balance balance;
-  {
-    const platform::Interruption::Pause pause;
-    balance = MakeBalance(store::ReadMailList(platform_), found_);
+store::MailList Exporter::ReadMailList(ExportTarget& target, const MailSources& listed) {
+  std::map<std::int32_t, std::size_t> failed;  // sources by the numbers of their folders
+  for (std::size_t i = 0; i < listed.size(); ++i)
+    if (!failures_[i].empty() && listed[i]->kind() == SourceKind::Listed)
+      failed.emplace(listed[i]->folderNumber().value_or(0), i);
+  store::RowVisitor visit;
+  if (target.index() != nullptr && !failed.empty()) {
+    visit = [&](const store::MailEntry& mail, std::int32_t folder) {
+      const auto found = failed.find(folder);
+      if (found == failed.end() || !store::IsListedMailKind(mail.dataType)) return;
+      IndexRow row = RowOf(mail, *listed[found->second]);
+      row.status = RowStatus::Failed;
+      row.reason = failures_[found->second];
+      target.index()->Add(row);
+    };
   }
-  const auto append = [](std::vector<Remark>& list, std::vector<Remark>& more) {
-    list.insert(list.end(), std::make_move_iterator(more.begin()),
-                std::make_move_iterator(more.end()));
-  };
-  append(account_.failures, balance.missing);
-  append(account_.unlisted, balance.unlisted);
-  append(account_.leftOut, balance.leftOut);
+  const platform::Interruption::Pause pause;
+  return store::ReadMailList(platform_, visit);
+}
+
+void Exporter::ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
+                              ArchiveNames& names) {
+  ExportSources(target, NotListedSources(list, listed, names));
+  if (!platform::Interruption::IsRequested()) ExportUnnamedFiles(target, names);
+}
+
+void Exporter::ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names) {
+  store::UnnamedFiles files;
+  try {
+    const platform::Interruption::Pause pause;
+    files = store_->FindUnnamedMimeFiles();
+  } catch (const store::Error& error) {
+    account_.failures.push_back(RemarkOn(NO_MAIL, error.reason()));
+  }
+  account_.AddLosses(RemarkOn(NO_MAIL, {}), store_->TakeLosses());
+  for (const std::string& name : files.unusable)
+    account_.failures.push_back(RemarkOn(NO_MAIL, name + ": has no name in code page 932"));
+  if (!files.names.empty()) ExportSource(*NoMailSource(std::move(files.names), names), target);
+}
+
+void Exporter::LeaveOut(ExportTarget& target, const store::MailList& list,
+                        const MailSources& listed) {
+  LeftOutRows rows = DescribeUnlisted(list);
+  std::ranges::move(rows.unlisted, std::back_inserter(account_.unlisted));
+  std::ranges::move(rows.leftOut, std::back_inserter(account_.leftOut));
+  if (target.index() == nullptr) return;
+  for (const auto& [number, mails] : list.unlisted) {
+    for (const store::MailEntry& mail : mails.mails) {
+      const bool isInFolder = mails.listedFolder && *mails.listedFolder < listed.size();
+      IndexRow row = isInFolder ? RowOf(mail, *listed[*mails.listedFolder]) : IndexRow();
+      row.number = mail.dataNo;
+      row.kind = mail.dataType;
+      row.status = RowStatus::NotListed;
+      row.reason = isInFolder ? "mails of this kind are not listed" : "the folder is not listed";
+      target.index()->Add(row);
+    }
+  }
+}
+
+void Exporter::StrikeBalance(const store::MailList& list) {
+  std::ranges::move(FindMissingRows(list, found_), std::back_inserter(account_.failures));
+  RowCounts rows;
+  rows.found = static_cast<std::int64_t>(list.rowCount);
+  for (const FolderAccount& folder : account_.folders) {
+    if (folder.kind != SourceKind::Listed && folder.kind != SourceKind::NotListed) continue;
+    rows.written += folder.counts.written;
+    rows.alreadyThere += folder.counts.alreadyThere;
+    rows.skipped += folder.counts.skipped;
+    rows.failed += folder.counts.failed;
+  }
+  if (!options_.hasUnlisted) {
+    for (const auto& [number, mails] : list.unlisted)
+      rows.notListed += static_cast<std::int64_t>(mails.mails.size());
+  }
+  const std::int64_t known =
+      rows.written + rows.alreadyThere + rows.skipped + rows.failed + rows.notListed;
+  // Of folders that cannot be read, which are named among the failures.
+  rows.failed += std::max<std::int64_t>(rows.found - known, 0);
+  account_.rows = rows;
 }
 
 void Exporter::ExportContacts(ExportTarget& target) {

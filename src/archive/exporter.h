@@ -32,11 +32,16 @@ class ExportTarget {
   [[nodiscard]] virtual MailIndex* index() { return nullptr; }
 };
 
+struct ExportOptions {
+  bool hasUnlisted = true;  // what no folder lists is exported too
+};
+
 class Exporter {
  public:
   // Throws store::Error when neither database can be read, store::Interrupted. `platform`, whose
   // settings lead to the store, and `progress` outlive the object.
-  Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress);
+  Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress,
+           const ExportOptions& options = {});
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
@@ -50,18 +55,29 @@ class Exporter {
 
  private:
   void OpenStore();
-  // What is exported, in the order of the account.
+  // Everything that the store's folders list, then what they do not.
+  void ExportMails(ExportTarget& target);
+  void ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
+                      ArchiveNames& names);
+  void ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names);
+  // In the order of the account.
   void ExportSources(ExportTarget& target, const MailSources& sources);
   void ExportSource(const MailSource& source, ExportTarget& target);
   void ExportContacts(ExportTarget& target);
+  // Goes through the list of mails. Rows of folders that cannot be read are added to the index.
+  [[nodiscard]] store::MailList ReadMailList(ExportTarget& target, const MailSources& listed);
+  // Says of the rows that no folder lists that they were left out.
+  void LeaveOut(ExportTarget& target, const store::MailList& list, const MailSources& listed);
   // Compares the account with the rows of the list of mails.
-  void StrikeBalance();
+  void StrikeBalance(const store::MailList& list);
 
   platform::Platform& platform_;
   ExportFormat format_;
+  ExportOptions options_;
   std::optional<store::Store> store_;  // empty when the mail database cannot be read
   Account account_;
-  std::vector<FoundFolder> found_;
+  std::vector<FoundFolder> found_;     // of the listed folders
+  std::vector<std::string> failures_;  // why their mails cannot be listed; empty where they can
   ExportProgress& progress_;
   const SourceExport* current_ = nullptr;  // at work; its account is not in account_ yet
 };

@@ -243,6 +243,8 @@ MailHeaders ReadHeaders(const store::Store& store, const MailRecord& record,
     ReadFromText(store, record, headers);
   } else if (store::HasFieldsInColumns(record.content)) {
     ReadFromColumns(store, record, headers);
+  } else if (contents != nullptr && contents->kind == ContentsKind::StoredFile) {
+    headers.subject = record.title.value;
   } else if (contents != nullptr) {
     ReadFromMime(store, record, contents->bytes, headers);
   }

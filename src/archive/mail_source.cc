@@ -37,6 +37,7 @@ class ListedSource final : public MailSource {
   ListedSource(SourceKind kind, const store::Cabinet& cabinet, store::Folder folder, fs::path path)
       : MailSource(kind, cabinet.name, folder.name, std::move(path)), listed_(std::move(folder)) {}
 
+  [[nodiscard]] std::optional<std::int32_t> folderNumber() const override { return listed_.number; }
   [[nodiscard]] std::unique_ptr<OpenSource> Open(store::Store& store) const override {
     return std::make_unique<OpenListed>(store, listed_);
   }

@@ -11,20 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "archive/account.h"
 #include "archive/archive_names.h"
 #include "archive/mail_contents.h"
 #include "store/store.h"
 
 namespace nimport::archive {
-
-// What the mails of a source are.
-enum class SourceKind {
-  Listed,     // rows of the list of mails in a folder of a cabinet
-  Repeated,   // the same rows again: another cabinet has the folder too
-  NotListed,  // rows of the list of mails that no folder lists
-  NoMail,     // files that no row names
-  Deleted,    // rows that were deleted
-};
 
 // A mail as its source has it.
 struct SourceMail {
@@ -72,6 +64,9 @@ class MailSource {
   [[nodiscard]] std::string Name() const { return cabinet_ + '/' + folder_; }
   // Where the mails go, beneath the target and without the format's ending.
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+  // The mail client's number of the folder, where the source is one.
+  [[nodiscard]] virtual std::optional<std::int32_t> folderNumber() const { return std::nullopt; }
 
   // Reads the list of mails from `store`, which outlives the answer: the one in which the source
   // was found, or another session of it. Throws store::Error, store::Interrupted.

@@ -24,7 +24,8 @@ constexpr const char* NOTHING_HELD = "the store holds neither headers nor conten
 SourceExport::SourceExport(const MailSource& source, store::Store& store, ExportProgress& progress,
                            std::string path, IndexSink* index)
     : source_(source), store_(store), progress_(progress), index_(index) {
-  account_.folders.push_back({.name = source.Name(), .path = std::move(path), .counts = {}});
+  account_.folders.push_back(
+      {.name = source.Name(), .path = std::move(path), .counts = {}, .kind = source.kind()});
 }
 
 void SourceExport::Run(FolderWriter& writer) {
@@ -42,6 +43,7 @@ void SourceExport::Run(FolderWriter& writer) {
 }
 
 void SourceExport::Fail(const std::string& reason) {
+  failure_ = reason;
   account_.failures.push_back(archive::RemarkOn(source_.Name(), reason));
 }
 

@@ -49,6 +49,9 @@ class SourceExport {
     return writer_ == nullptr ? lost_ : writer_->waiting();
   }
 
+  // Why the list of the source's mails cannot be read; empty when it can.
+  [[nodiscard]] const std::string& failure() const { return failure_; }
+
   // How many mails the source has; empty before it was read.
   [[nodiscard]] std::optional<std::int64_t> mailCount() const { return mailCount_; }
 
@@ -71,6 +74,7 @@ class SourceExport {
   IndexSink* index_;
   Account account_;
   std::optional<std::int64_t> mailCount_;
+  std::string failure_;
   const FolderWriter* writer_ = nullptr;  // while it is written to
   std::int64_t lost_ = 0;                 // mails that a failure kept from their place
 };

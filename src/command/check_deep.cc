@@ -91,6 +91,7 @@ void AddAccount(const archive::Account& exported, ordered_json& json) {
   const ordered_json account = exported.ToJson();
   const std::int64_t found = account["found"];
   json["mails"] = {{"found", found}, {"readable", account["written"]}};
+  if (account.contains("rows")) json["rows"] = account["rows"];
   json["missingFiles"] = account["incomplete"];
   json["unreadable"] = ordered_json::array();
   for (const ordered_json& failure : account["failures"]) {
@@ -206,6 +207,12 @@ void PrintDeepCheck(const ordered_json& answer) {
   PrintRemarks("in no folder, not exported", answer["unlisted"]);
   PrintRemarks("left out by every export", answer["leftOut"]);
   PrintRemarks("damage that an export steps over", answer["losses"]);
+  if (answer.contains("rows")) {
+    const ordered_json& rows = answer["rows"];
+    std::cout << rows["found"] << " rows in the list of mails: " << rows["written"]
+              << " can be read, " << rows["skipped"] << " hold nothing, " << rows["failed"]
+              << " cannot be read\n";
+  }
   std::cout << answer["mails"]["found"] << " mails found, " << answer["mails"]["readable"]
             << " can be read, " << answer["missingFiles"].size() << " lack their file\n"
             << answer["addresses"] << " addresses\n"

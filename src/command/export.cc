@@ -107,7 +107,7 @@ void PutAccount(const archive::Account& account, const Options& options,
 int RunExport(StorePlatform& platform, const Options& options) {
   RequireOutsideStore(options);
   Progress progress;
-  archive::Exporter exporter(platform, options.format, progress);
+  archive::Exporter exporter(platform, options.format, progress, options.exporting);
   const TargetDirectory lock(options.targetDirectory);
   DirectoryTarget target(options);
   const archive::Account* account = nullptr;

@@ -193,6 +193,9 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->transform(CLI::CheckedTransformer(formats))
       ->type_name("FORMAT")
       ->option_text("FORMAT");
+  exporting.add_flag_callback(
+      "--no-unlisted", [&options] { options.exporting.hasUnlisted = false; },
+      "Leave out rows that no folder lists, and files that no row names");
   exporting.add_flag("--index-bom", options.hasIndexMark,
                      "Begin index.csv with a byte order mark, as Excel needs it");
 

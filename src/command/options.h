@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "archive/exporter.h"
 #include "archive/folder_writer.h"
 #include "command/store_location.h"
 
@@ -34,6 +35,7 @@ struct Options {
   std::filesystem::path targetDirectory;
   archive::ExportFormat format = archive::ExportFormat::Maildir;
   bool hasIndexMark = false;
+  archive::ExportOptions exporting;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;
