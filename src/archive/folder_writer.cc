@@ -14,11 +14,11 @@ std::unique_ptr<FolderWriter> OpenFolderWriter(ExportFormat format,
   target += FolderEnding(format);
   switch (format) {
     case ExportFormat::Maildir:
-      return OpenMaildir(target);
+      return OpenMaildir(target, false);
     case ExportFormat::Mbox:
-      return OpenMbox(target);
+      return OpenMbox(target, false);
     case ExportFormat::Eml:
-      return OpenEmlFolder(target);
+      return OpenEmlFolder(target, false);
   }
   return nullptr;
 }

@@ -34,7 +34,7 @@ class FolderWriter {
   virtual void Expect(std::size_t /*mails*/) {}
 
   // Mails come in the order of their positions. `subject` is UTF-8 and may be empty.
-  virtual Outcome Write(const FinishedMail& mail, std::int32_t position,
+  virtual Outcome Write(FinishedMail mail, std::int32_t position,
                         const std::string& subject) = 0;
 
   // That of the last mail that came.

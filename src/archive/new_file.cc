@@ -39,6 +39,17 @@ bool CannotFlush() {
 
 }  // namespace
 
+const std::filesystem::path& MakeDirectories(const std::filesystem::path& path) {
+  const std::filesystem::path parent = path.parent_path();
+  if (path.empty() || std::filesystem::is_directory(path)) return path;
+  if (parent != path) MakeDirectories(parent);
+  // A path may end with a '/', and another process may be faster.
+  if (mkdir(path.c_str(), 0700) != 0 && !std::filesystem::is_directory(path)) {
+    Fail("cannot make", path);
+  }
+  return path;
+}
+
 Directory::Directory(std::filesystem::path path) : path_(std::move(path)) {
   descriptor_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor_ < 0) Fail("cannot open", path_);
@@ -51,6 +62,12 @@ Directory::~Directory() {
 void Directory::Remove(const std::string& name) const {
   if (unlinkat(descriptor_, name.c_str(), 0) == 0 || errno == ENOENT) return;
   Fail("cannot remove", path_ / name);
+}
+
+void Directory::MakeEmptyFile(const std::string& name) const {
+  const int file = openat(descriptor_, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file < 0 && errno != EEXIST) Fail("cannot create", path_ / name);
+  if (file >= 0) close(file);
 }
 
 void Directory::Take(const Directory& directory, const std::string& from,

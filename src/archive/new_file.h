@@ -18,6 +18,10 @@
 
 namespace nimport::archive {
 
+// Makes the directory, and those above it, where they are missing; only the user can enter what is
+// made. Returns `path`. Throws std::system_error.
+const std::filesystem::path& MakeDirectories(const std::filesystem::path& path);
+
 // A directory that is there, held open: names in it are found without a walk along its path.
 // Failures are std::system_error.
 class Directory {
@@ -32,6 +36,9 @@ class Directory {
 
   // Does nothing when the file is not there.
   void Remove(const std::string& name) const;
+
+  // Makes an empty file for the user alone. Does nothing when there is one of that name.
+  void MakeEmptyFile(const std::string& name) const;
 
   // Renames `from` in `directory` to `to` in this one, on the same file system, replacing what has
   // that name.

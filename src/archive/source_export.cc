@@ -138,7 +138,7 @@ void SourceExport::WriteMail(ReadMail& mail, std::int32_t position, FolderWriter
   if (index_ != nullptr && contents.HasOwnHeader()) {
     mail.row.attachments = ListAttachments(finished.bytes);
   }
-  const auto outcome = writer.Write(finished, position, mail.headers.subject.value_or(""));
+  const auto outcome = writer.Write(std::move(finished), position, mail.headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
   const bool isRecovered = source_.kind() == SourceKind::Deleted;

@@ -28,7 +28,7 @@ constexpr std::string_view NO_MIME_FILE = "no MIME file";
 
 class NoWriter final : public archive::FolderWriter {
  public:
-  Outcome Write(const archive::FinishedMail& /*mail*/, std::int32_t /*position*/,
+  Outcome Write(archive::FinishedMail /*mail*/, std::int32_t /*position*/,
                 const std::string& /*subject*/) override {
     return Outcome::Written;
   }

@@ -2,6 +2,7 @@
 #include <csignal>
 #include <fstream>
 #include <random>
+#include <regex>
 #include <span>
 #include <string>
 #include <thread>
@@ -104,9 +105,9 @@ constexpr Damage DAMAGES_OF_MBOXES[] = {
     {"half a separator", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 3); }},
     {"half a key", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 9); }},
     {"half a separator, after the key", [](std::string& c) { CutTo(c, BeginOfLastMail(c) + 40); }},
-    {"half a header", [](std::string& c) { CutTo(c, c.find("\r\n\r\n", BeginOfLastMail(c)) - 3); }},
-    {"a header alone",
-     [](std::string& c) { CutTo(c, c.find("\r\n\r\n", BeginOfLastMail(c)) + 4); }},
+    {"half a header", [](std::string& c) { CutTo(c, c.find("\nFrom: ", BeginOfLastMail(c)) + 3); }},
+    {"half a header, at the end of a line",
+     [](std::string& c) { CutTo(c, c.find("\nMIME-Version: ", BeginOfLastMail(c)) + 1); }},
     {"without its final line end", [](std::string& contents) { contents.pop_back(); }},
     {"without its final lines", [](std::string& c) { CutTo(c, c.size() - 2); }},
     {"NUL bytes for half the last mail",
@@ -117,6 +118,19 @@ constexpr Damage DAMAGES_OF_MBOXES[] = {
     {"NUL bytes after it", [](std::string& contents) { contents.append(512, '\0'); }},
 };
 
+std::string Replaced(const std::string& text, const char* pattern, const char* by) {
+  return std::regex_replace(text, std::regex(pattern), by);
+}
+
+// A file as version 0.2.0 wrote it, in whichever form it is: all lines of mails end with CR LF, and
+// an mbox has no Status.
+std::string AsVersion020(const std::string& contents, bool isMbox) {
+  std::string former = Replaced(Replaced(contents, "\r\n", "\n"), "\n", "\r\n");
+  if (!isMbox) return former;
+  former = Replaced(former, "(From \\w+@[^\r]*)\r\n(Status: RO\r\n)?", "$1\n");
+  return Replaced(former, "\r\n\r\n(From \\w+@|$)", "\r\n\n$1");
+}
+
 TEST_P(InterruptedExport, WritesTornMailsAgain) {
   Export();
   const Files whole = store_.Exported();
@@ -124,12 +138,34 @@ TEST_P(InterruptedExport, WritesTornMailsAgain) {
   if (mail->first == "contacts.vcf") ++mail;
   for (const Damage& damage : IsMbox() ? std::span<const Damage>(DAMAGES_OF_MBOXES)
                                        : std::span<const Damage>(DAMAGES_OF_MAILS)) {
+    SCOPED_TRACE(mail->first + ", " + damage.name);
     std::string contents = mail->second;
     damage.damage(contents);
     std::ofstream(store_.Target() / mail->first, std::ios::binary) << contents;
     Export();
-    EXPECT_TRUE(store_.Exported() == whole) << mail->first << ", " << damage.name;
+    EXPECT_TRUE(store_.Exported() == whole);
+
+    contents = AsVersion020(mail->second, IsMbox());
+    damage.damage(contents);
+    std::ofstream(store_.Target() / mail->first, std::ios::binary) << contents;
+    Export();
+    const Files again = store_.Exported();
+    EXPECT_EQ(again.size(), whole.size());
+    EXPECT_TRUE(AsVersion020(again.at(mail->first), IsMbox()) ==
+                AsVersion020(mail->second, IsMbox()));
   }
+}
+
+// What version 0.2.0 wrote counts as there and stays as it is.
+TEST_P(InterruptedExport, KnowsTheMailsOfVersion020) {
+  Export();
+  Files former = store_.Exported();
+  for (auto& [name, contents] : former) {
+    contents = AsVersion020(contents, IsMbox());
+    std::ofstream(store_.Target() / name, std::ios::binary) << contents;
+  }
+  Export();
+  EXPECT_TRUE(store_.Exported() == former);
 }
 
 TEST_P(InterruptedExport, LeavesMailsAloneThatSomebodyChanged) {

@@ -133,16 +133,24 @@ class MailParser(NpmReader):
 
 
 def find_mails(form, root):
-    """Folder beneath `root`, name, time of last change and bytes of each mail of an export, in order."""
+    """Folder beneath `root`, name, time of last change and bytes of each mail of an export, in order. The bytes are those
+    of a mail that travels: with CR LF, and without what an mbox adds."""
     if form == "mbox":
         for path in sorted(root.rglob("*.mbox")):
             box = mailbox.mbox(path, create=False)
             for key in sorted(box.keys()):
-                yield path.relative_to(root).with_suffix(""), str(key), None, unquote(box.get_bytes(key))
+                mail = unquote(box.get_bytes(key)).removeprefix(b"Status: RO\n")
+                yield path.relative_to(root).with_suffix(""), str(key), None, with_line_ends(mail)
         return
     for path in sorted(root.rglob("cur/*" if form == "maildir" else "*.eml")):
         folder = path.parent.parent if form == "maildir" else path.parent
-        yield folder.relative_to(root), path.name, path.stat().st_mtime, path.read_bytes()
+        raw = path.read_bytes()
+        yield folder.relative_to(root), path.name, path.stat().st_mtime, with_line_ends(raw) if form == "maildir" else raw
+
+
+def with_line_ends(raw):
+    """Only files of formats whose lines end with LF come here: a CR in them is the mail's own."""
+    return raw.replace(b"\n", b"\r\n")
 
 
 def unquote(raw):

@@ -14,18 +14,18 @@ namespace fs = std::filesystem;
 // "NNNNN subject.KEY.eml", with the beginning of the key; ".NNNNN.tmp" until it is whole.
 class EmlWriter final : public FilesWriter {
  public:
-  explicit EmlWriter(const fs::path& path) : FilesWriter(Made(path), path) {
+  EmlWriter(const fs::path& path, bool isDryRun)
+      : FilesWriter(path, path, LineEnds::CrLf, isDryRun) {
     RemoveLeftovers([](const std::string& name) {
       return name.starts_with('.') && name.ends_with(TEMPORARY_ENDING) &&
              name.find_first_not_of("0123456789", 1) == name.rfind('.');
     });
-    for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
-      if (entry.path().extension() == ENDING) FindMail(entry.path());
-    }
+    VisitFiles(path, [this](const fs::path& file) {
+      if (file.extension() == ENDING) FindMail(file);
+    });
   }
 
-  Outcome Write(const FinishedMail& mail, std::int32_t position,
-                const std::string& subject) override {
+  Outcome Write(FinishedMail mail, std::int32_t position, const std::string& subject) override {
     const std::string key = keys_.Take(mail.key.substr(0, KEY_LENGTH));
     if (IsThere(key, mail)) return Outcome::AlreadyThere;
     std::array<char, 16> number;
@@ -54,8 +54,8 @@ class EmlWriter final : public FilesWriter {
 
 }  // namespace
 
-std::unique_ptr<FolderWriter> OpenEmlFolder(const fs::path& path) {
-  return std::make_unique<EmlWriter>(path);
+std::unique_ptr<FolderWriter> OpenEmlFolder(const fs::path& path, bool isDryRun) {
+  return std::make_unique<EmlWriter>(path, isDryRun);
 }
 
 }  // namespace nimport::archive

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "archive/formats/mail_form.h"
+
 namespace nimport::archive {
 
 namespace fs = std::filesystem;
@@ -15,62 +17,103 @@ bool IsNul(std::string_view bytes) {
   return bytes.find_first_not_of('\0') == std::string_view::npos;
 }
 
-const fs::path& Made(const fs::path& directory) {
-  fs::create_directories(directory);
-  return directory;
-}
-
 namespace {
 
-// Whether the file holds only the beginning of `bytes`, or NUL bytes instead of its end: what file
-// systems leave of a file whose name was on the disk before its contents. Other differences are
-// changes that somebody made. Looks at the end of the file alone.
-bool IsTorn(const fs::path& path, std::string_view bytes) {
-  constexpr std::size_t END_BYTES = 4096;
-  std::error_code error;
-  const std::uintmax_t size = fs::file_size(path, error);
-  if (error || size > bytes.size()) return false;
-  std::string end(std::min<std::size_t>(size, END_BYTES), '\0');
-  const std::string_view wanted = bytes.substr(size - end.size(), end.size());
-  std::ifstream file(path, std::ios::binary);
-  file.seekg(static_cast<std::streamoff>(size - end.size()));
-  if (!file.read(end.data(), static_cast<std::streamsize>(end.size()))) return false;
-  if (end == wanted) return size < bytes.size();
-  return IsNul(end);
-}
+// The end of a file that holds a mail, which alone is looked at.
+class FileEnd {
+ public:
+  explicit FileEnd(const fs::path& path) {
+    constexpr std::uintmax_t MAX_BYTES = 4096;
+    std::error_code error;
+    size_ = fs::file_size(path, error);
+    if (error) return;
+    end_.resize(std::min(size_, MAX_BYTES));
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(size_ - end_.size()));
+    isRead_ = file.read(end_.data(), static_cast<std::streamsize>(end_.size())) || end_.empty();
+  }
+
+  // How much of `bytes` the file holds. It is torn where there is only their beginning, or NUL
+  // bytes instead of their end: what file systems leave of a file whose name was on the disk before
+  // its contents.
+  [[nodiscard]] Extent ExtentOf(std::string_view bytes) const {
+    if (!isRead_ || size_ > bytes.size()) return Extent::Different;
+    const auto size = static_cast<std::size_t>(size_);
+    if (end_ == bytes.substr(size - end_.size(), end_.size())) {
+      return size < bytes.size() ? Extent::Torn : Extent::Whole;
+    }
+    return IsNul(end_) ? Extent::Torn : Extent::Different;
+  }
+
+ private:
+  std::uintmax_t size_ = 0;
+  std::string end_;
+  bool isRead_ = false;
+};
 
 }  // namespace
 
+FilesWriter::Files::Files(const fs::path& from, const fs::path& to)
+    : temporary(MakeDirectories(from)),
+      directory(MakeDirectories(to)),
+      batch(temporary, directory) {}
+
+FilesWriter::FilesWriter(const fs::path& temporary, const fs::path& directory, LineEnds lineEnds,
+                         bool isDryRun)
+    : directory_(directory), lineEnds_(lineEnds) {
+  if (!isDryRun) files_.emplace(temporary, directory);
+}
+
+void FilesWriter::Finish() {
+  if (files_) files_->batch.PutInPlace();
+}
+
 void FilesWriter::GiveUp() noexcept {
   try {
-    batch_.PutInPlace();
+    Finish();
   } catch (const std::exception&) {
     // The failure before this one is the one to report.
   }
 }
 
-void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
-  for (const fs::directory_entry& entry : fs::directory_iterator(temporary_.path())) {
-    const std::string name = entry.path().filename().string();
-    if (isLeftover(name)) temporary_.Remove(name);
-  }
+void FilesWriter::VisitFiles(const fs::path& directory, const Visitor& visit) {
+  if (!fs::exists(directory)) return;
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+    visit(entry.path());
 }
 
-bool FilesWriter::IsThere(const std::string& key, const FinishedMail& mail) {
+void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
+  if (!files_) return;
+  VisitFiles(files_->temporary.path(), [&](const fs::path& path) {
+    const std::string name = path.filename().string();
+    if (isLeftover(name)) files_->temporary.Remove(name);
+  });
+}
+
+bool FilesWriter::IsThere(const std::string& key, FinishedMail& mail) {
   const fs::path* const path = present_.Find(key, mail.isComplete);
-  if (path == nullptr || IsTorn(*path, mail.bytes)) return false;
+  std::optional<FileEnd> there;
+  if (path != nullptr) there.emplace(*path);
+  const Extent former = there ? there->ExtentOf(mail.bytes) : Extent::Torn;
+  if (lineEnds_ == LineEnds::Lf) ToLineFeeds(mail.bytes);
+  MakeFieldOfSeparator(mail.bytes);
+  const Extent extent = there ? there->ExtentOf(mail.bytes) : Extent::Torn;
+  const bool isWhole = former == Extent::Whole || extent == Extent::Whole;
+  const bool isChanged = former == Extent::Different && extent == Extent::Different;
+  if (!isWhole && !isChanged) return false;
   place_ = {.key = key, .path = *path};
   return true;
 }
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
                       const std::string& key, const FinishedMail& mail) {
+  place_ = {.key = key, .path = directory_ / name};
+  if (!files_) return;
   std::vector<fs::path> replaced;
   // One that is there is torn.
   for (const fs::path* path : {present_.Find(key, mail.isComplete), present_.FindIncomplete(key)})
     if (path != nullptr) replaced.push_back(*path);
-  place_ = {.key = key, .path = directory_.path() / name};
-  batch_.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));
+  files_->batch.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));
 }
 
 }  // namespace nimport::archive

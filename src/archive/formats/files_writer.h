@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,40 +19,60 @@ namespace nimport::archive {
 // Whether all of the bytes are NUL.
 [[nodiscard]] bool IsNul(std::string_view bytes);
 
-// Makes the directory, and those above it, where it is missing.
-const std::filesystem::path& Made(const std::filesystem::path& directory);
+// How much of a mail is there. What is there and is neither all of it nor its beginning was changed
+// by somebody.
+enum class Extent { Whole, Torn, Different };
 
 // A folder with a file for each mail.
 class FilesWriter : public FolderWriter {
  public:
   void Expect(std::size_t mails) override { keys_.Reserve(mails); }
-  void Finish() override { batch_.PutInPlace(); }
+  void Finish() override;
   void GiveUp() noexcept override;
   [[nodiscard]] std::int64_t waiting() const override {
-    return static_cast<std::int64_t>(batch_.waiting());
+    return files_ ? static_cast<std::int64_t>(files_->batch.waiting()) : 0;
   }
 
  protected:
-  // Mails are written in `temporary` and belong in `directory`.
-  FilesWriter(const std::filesystem::path& temporary, const std::filesystem::path& directory)
-      : temporary_(temporary), directory_(directory), batch_(temporary_, directory_) {}
+  enum class LineEnds { Lf, CrLf };
+
+  // Mails are written in `temporary` and belong in `directory`; both are made. A dry run makes and
+  // writes nothing.
+  FilesWriter(const std::filesystem::path& temporary, const std::filesystem::path& directory,
+              LineEnds lineEnds, bool isDryRun);
+
+  using Visitor = std::function<void(const std::filesystem::path&)>;
+  // Visits the files of a directory; none where there is no such directory.
+  static void VisitFiles(const std::filesystem::path& directory, const Visitor& visit);
 
   // Removes what a killed run left in the directory of temporary files.
   void RemoveLeftovers(bool (*isLeftover)(const std::string& name));
 
-  // Whether the mail is there, whole.
-  [[nodiscard]] bool IsThere(const std::string& key, const FinishedMail& mail);
+  // Gives the mail the form in which it is written, and says whether it is there, whole, in that
+  // form or as version 0.2.0 wrote it: with CR LF, and with whatever line it begins with.
+  [[nodiscard]] bool IsThere(const std::string& key, FinishedMail& mail);
 
   void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
            const FinishedMail& mail);
+
+  // Where mails are written; null in a dry run.
+  [[nodiscard]] const Directory* temporary() const { return files_ ? &files_->temporary : nullptr; }
 
   PresentMails present_;
   MailKeys keys_;
 
  private:
-  Directory temporary_;
-  Directory directory_;
-  FileBatch batch_;
+  struct Files {
+    Files(const std::filesystem::path& from, const std::filesystem::path& to);
+
+    Directory temporary;
+    Directory directory;
+    FileBatch batch;
+  };
+
+  std::filesystem::path directory_;
+  LineEnds lineEnds_;
+  std::optional<Files> files_;  // empty in a dry run
 };
 
 }  // namespace nimport::archive

@@ -7,43 +7,69 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// "SECONDS.KEY.nimport:2,S" in cur: old mail counts as read.
+constexpr const char* ENDING = ".nimport";
+
+// Whether a file of this name can be made in the directory and is listed by that name: Windows
+// takes what follows a ':' for the name of a stream of the file.
+bool TakesName(const Directory& directory, const std::string& name) {
+  try {
+    const NewFile file(directory, name);
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory.path())) {
+      if (entry.path().filename() == name) return true;
+    }
+  } catch (const std::system_error&) {
+    // A directory that takes no file at all says so when the mails are written.
+  }
+  return false;
+}
+
+// "SECONDS.KEY.nimport:2,S" in cur: old mail counts as read. Where no name may have a ':', a ';'
+// stands in its place.
 class MaildirWriter final : public FilesWriter {
  public:
-  explicit MaildirWriter(const fs::path& path)
-      : FilesWriter(Made(path / "tmp"), Made(path / "cur")) {
+  MaildirWriter(const fs::path& path, bool isDryRun)
+      : FilesWriter(path / "tmp", path / "cur", LineEnds::Lf, isDryRun) {
     RemoveLeftovers([](const std::string& name) { return name.ends_with(ENDING); });
-    FindMails(Made(path / "new"));
-    FindMails(path / "cur");
+    if (!isDryRun) MakeDirectories(path / "new");
+    for (const char* directory : {"new", "cur"})
+      VisitFiles(path / directory, [this](const fs::path& file) { FindMail(file); });
   }
 
-  Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
+  Outcome Write(FinishedMail mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
     if (IsThere(key, mail)) return Outcome::AlreadyThere;
     const std::string name =
         std::to_string(mail.instant.value_or(0)) + '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    Add(name, name + ":2,S", key, mail);
+    Add(name, name + Flags(), key, mail);
     return Outcome::Written;
   }
 
  private:
-  static constexpr const char* ENDING = ".nimport";
-
-  void FindMails(const fs::path& directory) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-      const std::string name = entry.path().filename().string();
-      const std::size_t begin = name.find('.') + 1;
-      const std::size_t end = name.find(ENDING, begin);
-      if (begin == 0 || end == std::string::npos) continue;
-      present_.Add(std::string_view(name).substr(begin, end - begin), entry.path());
+  // What follows a mail's name. Found out when the first mail is written.
+  const std::string& Flags() {
+    if (flags_.empty()) {
+      const bool takesColon =
+          temporary() == nullptr || TakesName(*temporary(), std::string("flags:2,S") + ENDING);
+      flags_ = takesColon ? ":2,S" : ";2,S";
     }
+    return flags_;
   }
+
+  void FindMail(const fs::path& path) {
+    const std::string name = path.filename().string();
+    const std::size_t begin = name.find('.') + 1;
+    const std::size_t end = name.find(ENDING, begin);
+    if (begin == 0 || end == std::string::npos) return;
+    present_.Add(std::string_view(name).substr(begin, end - begin), path);
+  }
+
+  std::string flags_;
 };
 
 }  // namespace
 
-std::unique_ptr<FolderWriter> OpenMaildir(const fs::path& path) {
-  return std::make_unique<MaildirWriter>(path);
+std::unique_ptr<FolderWriter> OpenMaildir(const fs::path& path, bool isDryRun) {
+  return std::make_unique<MaildirWriter>(path, isDryRun);
 }
 
 }  // namespace nimport::archive

@@ -8,6 +8,7 @@
 
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
+#include "archive/formats/mail_form.h"
 #include "archive/formats/mail_keys.h"
 #include "archive/formats/present_mails.h"
 #include "archive/instant.h"
@@ -19,8 +20,6 @@ namespace nimport::archive {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view SEPARATOR = "From ";
 
 // The key in a line that begins a mail, or empty for any other line.
 std::string_view KeyInSeparator(std::string_view line) {
@@ -45,18 +44,18 @@ void PutQuoted(std::string_view bytes, const Sink& put) {
   while (!bytes.empty()) {
     const std::size_t end = bytes.find('\n');
     const std::string_view line = bytes.substr(0, end == bytes.npos ? end : end + 1);
-    const std::size_t text = line.find_first_not_of('>');
-    const bool needsQuote = text != line.npos && line.substr(text).starts_with(SEPARATOR);
-    if (needsQuote) put(">");
+    if (BeginsWithSeparator(line)) put(">");
     put(line);
     bytes.remove_prefix(line.size());
   }
 }
 
-// A mail as it stands in an mbox, `key` in the line that begins it.
-void PutMail(const std::string& key, const FinishedMail& mail, const Sink& put) {
+// A mail as it stands in an mbox, `key` in the line that begins it and `header` before its own.
+void PutMail(const std::string& key, const FinishedMail& mail, std::string_view header,
+             const Sink& put) {
   put(std::string(SEPARATOR) + key + '@' + std::string(MEMBER_DOMAIN) + ' ' +
       ToUtcText(mail.instant.value_or(0)) + '\n');
+  put(header);
   PutQuoted(mail.bytes, put);
   put(mail.bytes.ends_with('\n') ? "\n" : "\n\n");
 }
@@ -65,8 +64,8 @@ void PutMail(const std::string& key, const FinishedMail& mail, const Sink& put) 
 // that is there may be torn: it is told apart once the store's own is known.
 class MboxWriter final : public FolderWriter {
  public:
-  explicit MboxWriter(const fs::path& path)
-      : directory_(Made(path.parent_path())), path_(path), name_(path.filename().string()) {
+  MboxWriter(const fs::path& path, bool isDryRun) : path_(path), name_(path.filename().string()) {
+    if (!isDryRun) directory_.emplace(MakeDirectories(path.parent_path()));
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
     for (std::string line; std::getline(file, line); end_ += line.size() + (file.eof() ? 0 : 1)) {
@@ -81,27 +80,36 @@ class MboxWriter final : public FolderWriter {
 
   void Expect(std::size_t mails) override { keys_.Reserve(mails); }
 
-  Outcome Write(const FinishedMail& mail, std::int32_t, const std::string&) override {
+  Outcome Write(FinishedMail mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
     const std::string name = NameOfMail(key, mail.isComplete);
     place_ = {.key = key, .path = path_};
-    const bool isOpen = !file_ || keepsLastBack_;
-    const bool isTorn = isOpen && name == last_ && CutTornEnd(name, mail);
-    if (!isTorn && present_.Find(key, mail.isComplete) != nullptr) return Outcome::AlreadyThere;
+    const bool isLast = (!file_ || keepsLastBack_) && name == last_;
+    // As version 0.2.0 wrote it: with CR LF, and without a header of the format's own.
+    Extent there = isLast ? CutTornEnd(name, mail, "") : Extent::Different;
+    ToLineFeeds(mail.bytes);
+    MakeFieldOfSeparator(mail.bytes);
+    if (isLast && there == Extent::Different) there = CutTornEnd(name, mail, HEADER);
+    if (isLast) last_.clear();
+    if (there != Extent::Torn && present_.Find(key, mail.isComplete) != nullptr) {
+      return Outcome::AlreadyThere;
+    }
+    if (!directory_) return Outcome::Written;
     if (present_.FindIncomplete(key) != nullptr && mail.isComplete) {
       replaced_.insert(NameOfMail(key, false));
     }
     if (!file_) BeginFile();
-    PutMail(name, mail, [this](std::string_view piece) { file_->Write(piece); });
+    PutMail(name, mail, HEADER, [this](std::string_view piece) { file_->Write(piece); });
     ++waiting_;
     return Outcome::Written;
   }
 
   void Finish() override {
+    if (!directory_) return;
     if (!file_ && (!isThere_ || end_ != fs::file_size(path_))) BeginFile();
     if (file_) {
       if (keepsLastBack_) Copy(lastBegin_, end_);
-      file_->PutInPlace(directory_, name_);
+      file_->PutInPlace(*directory_, name_);
     }
     file_.reset();
     waiting_ = 0;
@@ -111,12 +119,15 @@ class MboxWriter final : public FolderWriter {
   [[nodiscard]] std::int64_t waiting() const override { return waiting_; }
 
  private:
+  // Readers take a mail without it for a new one.
+  static constexpr std::string_view HEADER = "Status: RO\n";
+
   [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
 
   // What is there stays at the beginning, changed by mail readers or not. A mail at the end that
   // does not end as we write it comes last: by then it is known whether it is to be kept.
   void BeginFile() {
-    file_.emplace(directory_, TemporaryName());
+    file_.emplace(*directory_, TemporaryName());
     keepsLastBack_ = !last_.empty() && !EndsWithEmptyLine();
     Copy(0, keepsLastBack_ ? lastBegin_ : end_);
   }
@@ -146,15 +157,14 @@ class MboxWriter final : public FolderWriter {
   }
 
   // Takes a torn end away from what is there: half a mail, half the line that begins the next one,
-  // or NUL bytes. `mail` is the last one there, as the store has it. Whether it is to be written
-  // again.
-  bool CutTornEnd(const std::string& name, const FinishedMail& mail) {
-    last_.clear();
+  // or NUL bytes. `mail` is the last one there, as the store has it, with `header` before its own.
+  // How much of it is there; where it is torn, it is to be written again.
+  Extent CutTornEnd(const std::string& name, const FinishedMail& mail, std::string_view header) {
     std::ifstream old(path_, std::ios::binary);
     old.seekg(static_cast<std::streamoff>(lastBegin_));
     std::uintmax_t size = 0;  // of the mail, when it is whole
     std::uintmax_t same = 0;  // so much of it is there
-    PutMail(name, mail, [&](std::string_view piece) {
+    PutMail(name, mail, header, [&](std::string_view piece) {
       const bool isSame = same == size;
       size += piece.size();
       for (std::size_t i = 0; isSame && i < piece.size() && old.peek() == Byte(piece[i]); ++i) {
@@ -164,10 +174,10 @@ class MboxWriter final : public FolderWriter {
     });
     const bool isWhole = same == size;
     const std::string rest = ReadOld(lastBegin_ + same);
-    if (!(isWhole ? IsHalfSeparator(rest) : IsNul(rest))) return false;
+    if (!(isWhole ? IsHalfSeparator(rest) : IsNul(rest))) return Extent::Different;
     keepsLastBack_ = keepsLastBack_ && isWhole;
     end_ = lastBegin_ + (isWhole ? size : 0);
-    return !isWhole;
+    return isWhole ? Extent::Whole : Extent::Torn;
   }
 
   // The beginning of what the old file has from `begin` on.
@@ -185,7 +195,7 @@ class MboxWriter final : public FolderWriter {
 
   // Takes the mails away that have come again with their files.
   void RemoveReplaced() const {
-    NewFile file(directory_, TemporaryName());
+    NewFile file(*directory_, TemporaryName());
     std::ifstream old(path_, std::ios::binary);
     bool isKept = true;
     for (std::string line; std::getline(old, line);) {
@@ -194,10 +204,10 @@ class MboxWriter final : public FolderWriter {
       }
       if (isKept) file.Write(line += '\n');
     }
-    file.PutInPlace(directory_, name_);
+    file.PutInPlace(*directory_, name_);
   }
 
-  Directory directory_;
+  std::optional<Directory> directory_;  // empty in a dry run
   fs::path path_;
   std::string name_;
   bool isThere_ = false;
@@ -214,8 +224,8 @@ class MboxWriter final : public FolderWriter {
 
 }  // namespace
 
-std::unique_ptr<FolderWriter> OpenMbox(const fs::path& path) {
-  return std::make_unique<MboxWriter>(path);
+std::unique_ptr<FolderWriter> OpenMbox(const fs::path& path, bool isDryRun) {
+  return std::make_unique<MboxWriter>(path, isDryRun);
 }
 
 }  // namespace nimport::archive
