@@ -5,7 +5,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "archive/contacts/write_contacts.h"
 #include "text/visible.h"
 
 namespace nimport::archive {
@@ -20,11 +19,15 @@ void AddCounts(ordered_json& json, const MailCounts& counts) {
   json["alreadyThere"] = counts.alreadyThere;
   json["skipped"] = counts.skipped;
   json["failed"] = counts.failed;
+  if (counts.notChosen > 0) json["notChosen"] = counts.notChosen;
 }
 
 ordered_json RowsToJson(const RowCounts& rows) {
-  return {{"found", rows.found},     {"written", rows.written}, {"alreadyThere", rows.alreadyThere},
-          {"skipped", rows.skipped}, {"failed", rows.failed},   {"notListed", rows.notListed}};
+  ordered_json json = {
+      {"found", rows.found},     {"written", rows.written}, {"alreadyThere", rows.alreadyThere},
+      {"skipped", rows.skipped}, {"failed", rows.failed},   {"notListed", rows.notListed}};
+  if (rows.notChosen > 0) json["notChosen"] = rows.notChosen;
+  return json;
 }
 
 // Nothing for folders of the store.
@@ -118,6 +121,7 @@ MailCounts Account::Total() const {
     total.alreadyThere += folder.counts.alreadyThere;
     total.skipped += folder.counts.skipped;
     total.failed += folder.counts.failed;
+    total.notChosen += folder.counts.notChosen;
   }
   return total;
 }
@@ -131,8 +135,9 @@ ordered_json Account::ToJson() const {
   ordered_json json;
   AddCounts(json, Total());
   if (rows) json["rows"] = RowsToJson(*rows);
-  if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
+  if (contacts > 0) json["contacts"] = {{"path", contactsFile}, {"written", contacts}};
   json["interrupted"] = isInterrupted;
+  if (isDryRun) json["dryRun"] = true;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
   for (const FolderAccount& folder : folders) {
@@ -159,16 +164,21 @@ void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "in no folder, not exported", unlisted);
   PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
-  if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';
+  if (contacts > 0) out << contacts << " contacts written to " << contactsFile << '\n';
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
-      << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+      << " already there, " << total.skipped << " skipped, " << total.failed << " failed";
+  if (total.notChosen > 0) out << ", " << total.notChosen << " of other days";
+  out << '\n';
   if (rows) {
     out << rows->found << " rows in the list of mails: " << rows->written << " written, "
         << rows->alreadyThere << " already there, " << rows->skipped << " skipped, " << rows->failed
-        << " failed, " << rows->notListed << " not listed\n";
+        << " failed, " << rows->notListed << " not listed";
+    if (rows->notChosen > 0) out << ", " << rows->notChosen << " of other days";
+    out << '\n';
   }
   if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
+  if (isDryRun) out << "a dry run: nothing of this was written\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }
 

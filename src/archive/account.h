@@ -22,6 +22,7 @@ struct MailCounts {
   std::int64_t alreadyThere = 0;
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
+  std::int64_t notChosen = 0;  // by their dates
 };
 
 // What the mails of a folder of the archive are.
@@ -48,6 +49,7 @@ struct RowCounts {
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
   std::int64_t notListed = 0;  // left out, since they were not asked for
+  std::int64_t notChosen = 0;  // by their dates
 };
 
 // Something to say about a mail or, without a position, about a whole folder. Texts are UTF-8;
@@ -79,7 +81,9 @@ class Account {
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
   std::optional<RowCounts> rows;   // once the list of mails was gone through
+  std::string contactsFile;        // the name of the file that they are in
   bool isInterrupted = false;
+  bool isDryRun = false;    // what was written would be written
   std::string abortReason;  // why the run ended early; empty otherwise
 
   // Damage that was stepped over while what `place` names was read; each place counts once.

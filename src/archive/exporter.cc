@@ -1,8 +1,11 @@
 #include "archive/exporter.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <map>
+#include <set>
+#include <system_error>
 #include <utility>
 
 #include "archive/archive_names.h"
@@ -30,13 +33,31 @@ IndexRow RowOf(const store::MailEntry& mail, const MailSource& source) {
   return row;
 }
 
+// Whether a directory or file cannot be made because of its name or what stands there, so that
+// others may be made all the same.
+bool ConcernsName(const std::error_code& error) {
+  constexpr std::array<std::errc, 10> REASONS = {
+      std::errc::file_exists,           std::errc::filename_too_long,
+      std::errc::illegal_byte_sequence, std::errc::invalid_argument,
+      std::errc::is_a_directory,        std::errc::no_such_file_or_directory,
+      std::errc::not_a_directory,       std::errc::operation_not_permitted,
+      std::errc::permission_denied,     std::errc::too_many_symbolic_link_levels};
+  return std::ranges::any_of(REASONS, [&](std::errc reason) { return error == reason; });
+}
+
 }  // namespace
 
-Exporter::Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress,
-                   const ExportOptions& options)
-    : platform_(platform), format_(format), options_(options), progress_(progress) {
+Exporter::Exporter(platform::Platform& platform, const ArchiveForm& form, ExportProgress& progress,
+                   ExportOptions options)
+    : platform_(platform),
+      form_(form),
+      options_(std::move(options)),
+      paths_(form.layout),
+      progress_(progress) {
+  account_.isDryRun = form.isDryRun;
   try {
     OpenStore();
+    RequireFolders(options_.choice, *store_);
   } catch (const store::Error& error) {
     // The address book is worth a run of its own.
     try {
@@ -86,7 +107,7 @@ void Exporter::ExportMails(ExportTarget& target) {
   ArchiveNames names;
   const MailSources listed = ListedSources(*store_, names);
   for (const std::filesystem::path& cabinet : names.cabinets())
-    target.BeginCabinet(cabinet);
+    MakeCabinet(target, cabinet);
   ExportSources(target, listed);
   if (platform::Interruption::IsRequested()) return;
   store::MailList list = ReadMailList(target, listed);
@@ -97,19 +118,39 @@ void Exporter::ExportMails(ExportTarget& target) {
   } else {
     LeaveOut(target, list, listed);
   }
-  if (!platform::Interruption::IsRequested()) StrikeBalance(list);
+  // Of folders that were not asked for nothing is known.
+  const bool isWhole = options_.choice.folders.empty();
+  if (isWhole && !platform::Interruption::IsRequested()) StrikeBalance(list);
+}
+
+void Exporter::MakeCabinet(ExportTarget& target, const std::filesystem::path& cabinet) {
+  if (!cabinets_.insert(cabinet).second) return;
+  try {
+    target.BeginCabinet(paths_.CabinetPath(cabinet));
+  } catch (const std::system_error& error) {
+    if (!ConcernsName(error.code())) throw;
+    account_.failures.push_back(RemarkOn(cabinet.string(), error.what()));
+  }
 }
 
 void Exporter::ExportSources(ExportTarget& target, const MailSources& sources) {
+  const std::set<const MailSource*> chosen = ChosenSources(options_.choice, *store_, sources);
   for (const std::unique_ptr<MailSource>& source : sources) {
     if (platform::Interruption::IsRequested()) return;
+    if (!chosen.contains(source.get())) {
+      found_.push_back({.name = source->Name(), .mailCount = std::nullopt});
+      failures_.emplace_back();
+      continue;
+    }
+    MakeCabinet(target, source->path().parent_path());
     ExportSource(*source, target);
   }
 }
 
 void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
-  SourceExport work(source, *store_, progress_, source.path().string() + FolderEnding(format_),
-                    target.index());
+  std::filesystem::path path = paths_.Take(source.path());
+  path += FolderEnding(form_);
+  SourceExport work(source, *store_, options_.choice, progress_, path.string(), target.index());
   current_ = &work;
   const auto end = [&](bool isWhole) {
     if (target.index() != nullptr) {
@@ -124,13 +165,26 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
     failures_.push_back(work.failure());
   };
   try {
-    work.Run(*target.OpenFolder(source.path()));
+    const std::unique_ptr<FolderWriter> writer = OpenFolder(target, path, work);
+    if (writer) work.Run(*writer);
   } catch (...) {
     end(false);
     throw;
   }
   end(true);
   progress_.EndFolder(account_.folders.back());
+}
+
+std::unique_ptr<FolderWriter> Exporter::OpenFolder(ExportTarget& target,
+                                                   const std::filesystem::path& path,
+                                                   SourceExport& work) {
+  try {
+    return target.OpenFolder(path);
+  } catch (const std::system_error& error) {
+    if (!ConcernsName(error.code())) throw;
+    work.Fail(error.what());
+    return nullptr;
+  }
 }
 
 store::MailList Exporter::ReadMailList(ExportTarget& target, const MailSources& listed) {
@@ -170,7 +224,10 @@ void Exporter::ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names) {
   account_.AddLosses(RemarkOn(NO_MAIL, {}), store_->TakeLosses());
   for (const std::string& name : files.unusable)
     account_.failures.push_back(RemarkOn(NO_MAIL, name + ": has no name in code page 932"));
-  if (!files.names.empty()) ExportSource(*NoMailSource(std::move(files.names), names), target);
+  if (files.names.empty()) return;
+  MailSources sources;
+  sources.push_back(NoMailSource(std::move(files.names), names));
+  ExportSources(target, sources);
 }
 
 void Exporter::LeaveOut(ExportTarget& target, const store::MailList& list,
@@ -202,13 +259,14 @@ void Exporter::StrikeBalance(const store::MailList& list) {
     rows.alreadyThere += folder.counts.alreadyThere;
     rows.skipped += folder.counts.skipped;
     rows.failed += folder.counts.failed;
+    rows.notChosen += folder.counts.notChosen;
   }
   if (!options_.hasUnlisted) {
     for (const auto& [number, mails] : list.unlisted)
       rows.notListed += static_cast<std::int64_t>(mails.mails.size());
   }
-  const std::int64_t known =
-      rows.written + rows.alreadyThere + rows.skipped + rows.failed + rows.notListed;
+  const std::int64_t known = rows.written + rows.alreadyThere + rows.skipped + rows.failed +
+                             rows.notListed + rows.notChosen;
   // Of folders that cannot be read, which are named among the failures.
   rows.failed += std::max<std::int64_t>(rows.found - known, 0);
   account_.rows = rows;
@@ -223,7 +281,12 @@ void Exporter::ExportContacts(ExportTarget& target) {
       book.emplace(platform_, losses,
                    store::Options{.interruption = &platform::Interruption::Flag()});
     }
-    account_.contacts = target.WriteContacts(book->book());
+    const WrittenContacts contacts = target.WriteContacts(book->book());
+    account_.contacts = contacts.count;
+    account_.contactsFile = contacts.fileName;
+    if (!contacts.remark.empty()) {
+      account_.notes.push_back(RemarkOn(ADDRESS_BOOK, contacts.remark));
+    }
     for (const store::Problem& note : book->notes())
       account_.leftOut.push_back(RemarkOn(ADDRESS_BOOK, note.Describe()));
   } catch (const store::Error& error) {

@@ -6,11 +6,14 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "archive/account.h"
 #include "archive/balance.h"
+#include "archive/contacts/write_contacts.h"
+#include "archive/export_choice.h"
 #include "archive/export_progress.h"
 #include "archive/folder_writer.h"
 #include "archive/mail_source.h"
@@ -19,29 +22,32 @@
 
 namespace nimport::archive {
 
-// Where the mails and contacts go. Paths are beneath the target.
+// Where the mails and contacts go. Paths are those of a layout, beneath the target, with the
+// endings of their format.
 class ExportTarget {
  public:
   virtual ~ExportTarget() = default;
+  // `path` is empty where the layout has no place for cabinets.
   virtual void BeginCabinet(const std::filesystem::path& path) = 0;
   [[nodiscard]] virtual std::unique_ptr<FolderWriter> OpenFolder(
       const std::filesystem::path& path) = 0;
-  // Returns the number of contacts.
-  virtual std::int64_t WriteContacts(const addressbook::AddressBook& book) = 0;
+  virtual WrittenContacts WriteContacts(const addressbook::AddressBook& book) = 0;
   // Null where no index is made. Lives as long as the target.
   [[nodiscard]] virtual MailIndex* index() { return nullptr; }
 };
 
 struct ExportOptions {
   bool hasUnlisted = true;  // what no folder lists is exported too
+  ExportChoice choice = {};
 };
 
 class Exporter {
  public:
-  // Throws store::Error when neither database can be read, store::Interrupted. `platform`, whose
-  // settings lead to the store, and `progress` outlive the object.
-  Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress,
-           const ExportOptions& options = {});
+  // Throws store::Error when neither database can be read, store::Interrupted, and
+  // std::runtime_error for a folder that the store does not have. `platform`, whose settings lead
+  // to the store, and `progress` outlive the object.
+  Exporter(platform::Platform& platform, const ArchiveForm& form, ExportProgress& progress,
+           ExportOptions options = {});
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
@@ -68,12 +74,20 @@ class Exporter {
   [[nodiscard]] store::MailList ReadMailList(ExportTarget& target, const MailSources& listed);
   // Says of the rows that no folder lists that they were left out.
   void LeaveOut(ExportTarget& target, const store::MailList& list, const MailSources& listed);
+  // Where the mails go; null where no writer can be opened for a reason that concerns the folder
+  // alone, which is in the account then.
+  [[nodiscard]] static std::unique_ptr<FolderWriter> OpenFolder(ExportTarget& target,
+                                                                const std::filesystem::path& path,
+                                                                SourceExport& work);
+  void MakeCabinet(ExportTarget& target, const std::filesystem::path& cabinet);
   // Compares the account with the rows of the list of mails.
   void StrikeBalance(const store::MailList& list);
 
   platform::Platform& platform_;
-  ExportFormat format_;
+  ArchiveForm form_;
   ExportOptions options_;
+  FolderPaths paths_;
+  std::set<std::filesystem::path> cabinets_;  // that were made, or cannot be
   std::optional<store::Store> store_;  // empty when the mail database cannot be read
   Account account_;
   std::vector<FoundFolder> found_;     // of the listed folders

@@ -118,8 +118,8 @@ std::string JsonOf(const IndexRow& row, const std::string& path) {
 }  // namespace
 
 std::string_view ToText(RowStatus status) {
-  static constexpr std::array<std::string_view, 6> TEXTS = {
-      "written", "already there", "skipped", "failed", "not listed", "recovered"};
+  static constexpr std::array<std::string_view, 7> TEXTS = {
+      "written", "already there", "skipped", "failed", "not listed", "not chosen", "recovered"};
   return TEXTS[static_cast<std::size_t>(status)];
 }
 

@@ -15,7 +15,7 @@
 namespace nimport::archive {
 
 // What became of a row.
-enum class RowStatus { Written, AlreadyThere, Skipped, Failed, NotListed, Recovered };
+enum class RowStatus { Written, AlreadyThere, Skipped, Failed, NotListed, NotChosen, Recovered };
 
 // "written", "already there" and so on.
 [[nodiscard]] std::string_view ToText(RowStatus status);

@@ -21,9 +21,10 @@ constexpr const char* NOTHING_HELD = "the store holds neither headers nor conten
 
 }  // namespace
 
-SourceExport::SourceExport(const MailSource& source, store::Store& store, ExportProgress& progress,
-                           std::string path, IndexSink* index)
-    : source_(source), store_(store), progress_(progress), index_(index) {
+SourceExport::SourceExport(const MailSource& source, store::Store& store,
+                           const ExportChoice& choice, ExportProgress& progress, std::string path,
+                           IndexSink* index)
+    : source_(source), store_(store), choice_(choice), progress_(progress), index_(index) {
   account_.folders.push_back(
       {.name = source.Name(), .path = std::move(path), .counts = {}, .kind = source.kind()});
 }
@@ -114,6 +115,9 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
     mail.row.status = RowStatus::Failed;
     mail.row.reason = mail.failure;
     account_.failures.push_back(RemarkOn(position, mail.headers, mail.failure));
+  } else if (!choice_.HasInstant(mail.headers.instant)) {
+    ++folder().counts.notChosen;
+    mail.row.status = RowStatus::NotChosen;
   } else if (mail.headers.IsEmpty() && mail.contents->bytes.empty()) {
     ++folder().counts.skipped;
     mail.row.status = RowStatus::Skipped;
@@ -138,7 +142,8 @@ void SourceExport::WriteMail(ReadMail& mail, std::int32_t position, FolderWriter
   if (index_ != nullptr && contents.HasOwnHeader()) {
     mail.row.attachments = ListAttachments(finished.bytes);
   }
-  const auto outcome = writer.Write(std::move(finished), position, mail.headers.subject.value_or(""));
+  const auto outcome =
+      writer.Write(std::move(finished), position, mail.headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
   const bool isRecovered = source_.kind() == SourceKind::Deleted;

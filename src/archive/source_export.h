@@ -7,6 +7,7 @@
 #include <string>
 
 #include "archive/account.h"
+#include "archive/export_choice.h"
 #include "archive/export_progress.h"
 #include "archive/folder_writer.h"
 #include "archive/mail_index.h"
@@ -28,8 +29,8 @@ class SourceExport {
  public:
   // `path` is where the account says that the mails are; `index` is null where none is made. All
   // else that is passed outlives the object.
-  SourceExport(const MailSource& source, store::Store& store, ExportProgress& progress,
-               std::string path, IndexSink* index);
+  SourceExport(const MailSource& source, store::Store& store, const ExportChoice& choice,
+               ExportProgress& progress, std::string path, IndexSink* index);
 
   // To be called once. Failures stand in the account, but for those of the system, which are
   // std::system_error.
@@ -70,6 +71,7 @@ class SourceExport {
 
   const MailSource& source_;
   store::Store& store_;
+  const ExportChoice& choice_;
   ExportProgress& progress_;
   IndexSink* index_;
   Account account_;

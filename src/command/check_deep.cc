@@ -41,9 +41,9 @@ class NoTarget final : public archive::ExportTarget {
       const std::filesystem::path& /*path*/) override {
     return std::make_unique<NoWriter>();
   }
-  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
+  archive::WrittenContacts WriteContacts(const addressbook::AddressBook& book) override {
     archive::VCardWriter writer([](std::string_view) {}, archive::VCardVersion::V4_0);
-    return archive::WriteContacts(book, writer);
+    return {.count = archive::WriteContacts(book, writer)};
   }
 };
 
@@ -180,7 +180,7 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   if (!isSound) json["sound"] = false;
   try {
     Progress progress;
-    archive::Exporter exporter(platform, archive::ExportFormat::Maildir, progress);
+    archive::Exporter exporter(platform, {}, progress);
     NoTarget target;
     const platform::Interruption::Report report(
         [&] { AddAccount(exporter.InterruptedAccount(), json); });

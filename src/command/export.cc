@@ -1,6 +1,7 @@
 // nimport export: all mails of the store in a form for today's programs.
 #include <cerrno>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -32,7 +33,7 @@ class TargetDirectory {
  public:
   // Throws std::runtime_error, also when another export is writing there.
   explicit TargetDirectory(const fs::path& path) {
-    fs::create_directories(path);
+    archive::MakeDirectories(path);
     descriptor_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), path.string());
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
@@ -62,37 +63,39 @@ void RequireOutsideStore(const Options& options) {
 class DirectoryTarget final : public archive::ExportTarget {
  public:
   explicit DirectoryTarget(const Options& options)
-      : directory_(options.targetDirectory),
-        format_(options.format),
-        index_(directory_, archive::INDEX_CSV_NAME, archive::INDEX_JSON_NAME,
-               options.hasIndexMark) {}
+      : directory_(options.targetDirectory), form_(options.form) {
+    if (form_.isDryRun) return;
+    index_.emplace(directory_, archive::INDEX_CSV_NAME, archive::INDEX_JSON_NAME,
+                   options.hasIndexMark);
+  }
 
-  void BeginCabinet(const fs::path& path) override { fs::create_directories(directory_ / path); }
+  void BeginCabinet(const fs::path& path) override {
+    if (!form_.isDryRun) archive::MakeCabinet(form_.layout, directory_, path);
+  }
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
-    return archive::OpenFolderWriter(format_, directory_ / path);
+    return archive::OpenFolderWriter(form_, directory_ / path);
   }
-  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
-    return archive::WriteContactsFile(book, directory_);
+  archive::WrittenContacts WriteContacts(const addressbook::AddressBook& book) override {
+    return archive::WriteContactsFile(book, directory_, form_.isDryRun);
   }
-  [[nodiscard]] archive::MailIndex* index() override { return &index_; }
+  [[nodiscard]] archive::MailIndex* index() override { return index_ ? &*index_ : nullptr; }
 
  private:
   fs::path directory_;
-  archive::ExportFormat format_;
-  archive::MailIndex index_;
+  archive::ArchiveForm form_;
+  std::optional<archive::MailIndex> index_;  // empty in a dry run
 };
 
-// Prints the account and leaves it beside the mails, with the index.
-void PutAccount(const archive::Account& account, const Options& options,
-                archive::MailIndex& index) {
-  const std::string json = ToText(account.ToJson());
-  if (options.isJson) {
-    std::cout << json;
-  } else {
-    account.Print(std::cout);
-  }
-  if (!account.abortReason.empty())
-    std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
+// For users who want to hear of nothing but faults.
+class NoProgress final : public archive::ExportProgress {
+ public:
+  void BeginFolder(const std::string& /*name*/, std::int32_t /*mailCount*/) override {}
+  void Step(std::int32_t /*done*/) override {}
+  void EndFolder(const archive::FolderAccount& /*folder*/) override {}
+};
+
+// Leaves the account beside the mails, with the index.
+void KeepAccount(const std::string& json, const Options& options, archive::MailIndex& index) {
   const archive::Directory directory(options.targetDirectory);
   // Directories and names that were made before are on the disk when the account is.
   directory.FlushFileSystem();
@@ -102,23 +105,43 @@ void PutAccount(const archive::Account& account, const Options& options,
   file.PutInPlace(directory, archive::ACCOUNT_NAME);
 }
 
+// Prints the account and leaves it beside the mails. `index` is null where nothing is to be left.
+void PutAccount(const archive::Account& account, const Options& options,
+                archive::MailIndex* index) {
+  const std::string json = ToText(account.ToJson());
+  if (options.isJson) {
+    std::cout << json;
+  } else if (!options.isQuiet || !account.IsAllDone()) {
+    account.Print(std::cout);
+  }
+  if (!account.abortReason.empty())
+    std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
+  if (index != nullptr) KeepAccount(json, options, *index);
+}
+
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
   RequireOutsideStore(options);
-  Progress progress;
-  archive::Exporter exporter(platform, options.format, progress, options.exporting);
-  const TargetDirectory lock(options.targetDirectory);
+  std::unique_ptr<archive::ExportProgress> progress;
+  if (options.isQuiet) {
+    progress = std::make_unique<NoProgress>();
+  } else {
+    progress = std::make_unique<Progress>();
+  }
+  archive::Exporter exporter(platform, options.form, *progress, options.exporting);
+  std::optional<TargetDirectory> lock;
+  if (!options.form.isDryRun) lock.emplace(options.targetDirectory);
   DirectoryTarget target(options);
   const archive::Account* account = nullptr;
   {
     const platform::Interruption::Report report([&] {
-      target.index()->DropLast(exporter.waiting());
-      PutAccount(exporter.InterruptedAccount(), options, *target.index());
+      if (target.index() != nullptr) target.index()->DropLast(exporter.waiting());
+      PutAccount(exporter.InterruptedAccount(), options, target.index());
     });
     account = &exporter.Run(target);
   }
-  PutAccount(*account, options, *target.index());
+  PutAccount(*account, options, target.index());
   if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
   return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

@@ -33,9 +33,10 @@ struct Options {
   bool isSource = false;
   // export
   std::filesystem::path targetDirectory;
-  archive::ExportFormat format = archive::ExportFormat::Maildir;
+  archive::ArchiveForm form;
   bool hasIndexMark = false;
   archive::ExportOptions exporting;
+  bool isQuiet = false;
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;
