@@ -57,6 +57,7 @@ Exporter::Exporter(platform::Platform& platform, const ArchiveForm& form, Export
   account_.isDryRun = form.isDryRun;
   try {
     OpenStore();
+    OpenSessions();
     RequireFolders(options_.choice, *store_);
   } catch (const store::Error& error) {
     // The address book is worth a run of its own.
@@ -81,6 +82,15 @@ void Exporter::OpenStore() {
   const Remark list = RemarkOn(FOLDER_LIST, store_->failedListing());
   if (!list.reason.empty()) account_.failures.push_back(list);
   account_.AddLosses(list, store_->TakeLosses());
+}
+
+void Exporter::OpenSessions() {
+  const platform::Interruption::Pause pause;
+  for (platform::Platform* const platform : options_.sessions) {
+    sessions_.emplace_back(*platform,
+                           store::Options{.interruption = &platform::Interruption::Flag()});
+    static_cast<void>(sessions_.back().TakeLosses());
+  }
 }
 
 const Account& Exporter::Run(ExportTarget& target) {
@@ -151,6 +161,10 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
   std::filesystem::path path = paths_.Take(source.path());
   path += FolderEnding(form_);
   SourceExport work(source, *store_, options_.choice, progress_, path.string(), target.index());
+  std::vector<store::Store*> sessions;
+  for (store::Store& session : sessions_)
+    sessions.push_back(&session);
+  work.ReadAlsoIn(std::move(sessions));
   current_ = &work;
   const auto end = [&](bool isWhole) {
     if (target.index() != nullptr) {

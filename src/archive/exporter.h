@@ -3,6 +3,7 @@
 #define NIMPORT_ARCHIVE_EXPORTER_H_
 
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -39,6 +40,8 @@ class ExportTarget {
 struct ExportOptions {
   bool hasUnlisted = true;  // what no folder lists is exported too
   ExportChoice choice = {};
+  // Of the same store, each for one thread that reads mails besides; they outlive the exporter.
+  std::vector<platform::Platform*> sessions = {};
 };
 
 class Exporter {
@@ -61,6 +64,7 @@ class Exporter {
 
  private:
   void OpenStore();
+  void OpenSessions();
   // Everything that the store's folders list, then what they do not.
   void ExportMails(ExportTarget& target);
   void ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
@@ -88,7 +92,8 @@ class Exporter {
   ExportOptions options_;
   FolderPaths paths_;
   std::set<std::filesystem::path> cabinets_;  // that were made, or cannot be
-  std::optional<store::Store> store_;  // empty when the mail database cannot be read
+  std::optional<store::Store> store_;         // empty when the mail database cannot be read
+  std::deque<store::Store> sessions_;         // more of the same
   Account account_;
   std::vector<FoundFolder> found_;     // of the listed folders
   std::vector<std::string> failures_;  // why their mails cannot be listed; empty where they can

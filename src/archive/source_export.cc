@@ -17,6 +17,9 @@ using platform::Interruption;
 
 namespace {
 
+// In a smaller folder, other sessions would take longer to begin than they save.
+constexpr std::size_t MIN_THREADED_MAILS = 32;
+
 constexpr const char* NOTHING_HELD = "the store holds neither headers nor contents of this mail";
 
 }  // namespace
@@ -66,9 +69,16 @@ void SourceExport::WriteMails(FolderWriter& writer) {
   writer.Expect(open->mailCount());
   progress_.BeginFolder(folder().name, mailCount);
   try {
+    // They have ended before what fails here is looked at.
+    const std::unique_ptr<MailThreads> threads = BeginThreads(*open);
     for (std::int32_t position = 0; position < mailCount; ++position) {
       if (Interruption::IsRequested()) break;
-      ExportMail(*open, position, writer);
+      ReadMail mail;
+      {
+        const Interruption::Pause pause;
+        mail = threads ? threads->Take() : Read(store_, *open, position);
+      }
+      ExportMail(std::move(mail), position, writer);
       progress_.Step(position + 1);
     }
     writer.Finish();
@@ -82,8 +92,34 @@ void SourceExport::WriteMails(FolderWriter& writer) {
   }
 }
 
-ReadMail SourceExport::Read(const OpenSource& open, std::int32_t position) const {
-  const Interruption::Pause pause;
+std::unique_ptr<SourceExport::MailThreads> SourceExport::BeginThreads(const OpenSource& open) {
+  if (sessions_.empty() || open.mailCount() < MIN_THREADED_MAILS) return nullptr;
+  // Damage that lies on the way to the list of mails is the first mail's, whoever reads that.
+  const auto atBegin = std::make_shared<std::vector<store::Problem>>(store_.TakeLosses());
+  const auto read = [this, atBegin](store::Store& store, const OpenSource& mails,
+                                    std::size_t position) {
+    ReadMail mail = Read(store, mails, static_cast<std::int32_t>(position));
+    if (position == 0) mail.losses.insert(mail.losses.begin(), atBegin->begin(), atBegin->end());
+    return mail;
+  };
+  std::vector<MailThreads::Begin> begins = {[this, read, &open]() -> MailThreads::Make {
+    return [this, read, &open](std::size_t position) { return read(store_, open, position); };
+  }};
+  for (store::Store* const session : sessions_) {
+    begins.emplace_back([this, read, session]() -> MailThreads::Make {
+      const std::shared_ptr<OpenSource> mails = source_.Open(*session);
+      static_cast<void>(session->TakeLosses());
+      return
+          [read, session, mails](std::size_t position) { return read(*session, *mails, position); };
+    });
+  }
+  return std::make_unique<MailThreads>(open.mailCount(), begins, [](const ReadMail& mail) {
+    return mail.finished ? mail.finished->bytes.size() : std::size_t{0};
+  });
+}
+
+ReadMail SourceExport::Read(store::Store& store, const OpenSource& open,
+                            std::int32_t position) const {
   ReadMail mail;
   if (const auto entry = open.FindEntry(static_cast<std::size_t>(position))) {
     mail.row.number = entry->dataNo;
@@ -100,16 +136,32 @@ ReadMail SourceExport::Read(const OpenSource& open, std::int32_t position) const
     } catch (const store::Error& error) {
       mail.failure = error.reason();
     }
-    mail.headers = ReadHeaders(store_, found.record, mail.contents ? &*mail.contents : nullptr);
+    mail.headers = ReadHeaders(store, found.record, mail.contents ? &*mail.contents : nullptr);
     std::ranges::move(found.furtherFields, std::back_inserter(mail.headers.furtherFields));
+    Compose(store, mail);
   } catch (const store::Error& error) {
     mail.failure = error.reason();
   }
+  mail.losses = store.TakeLosses();
   return mail;
 }
 
-void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, FolderWriter& writer) {
-  ReadMail mail = Read(open, position);
+void SourceExport::Compose(const store::Store& store, ReadMail& mail) const {
+  if (!mail.contents || !choice_.HasInstant(mail.headers.instant)) return;
+  MailContents& contents = *mail.contents;
+  if (mail.headers.IsEmpty() && contents.bytes.empty()) return;
+  if (contents.kind == ContentsKind::StoredFile && contents.missing.empty()) {
+    mail.row.attachments = {{.name = contents.fileName, .sizeBytes = contents.bytes.size()}};
+  }
+  mail.row.reason = contents.missing;
+  mail.finished = ComposeMail(mail.headers, contents, store.memberId());
+  if (index_ != nullptr && contents.HasOwnHeader()) {
+    mail.row.attachments = ListAttachments(mail.finished->bytes);
+  }
+  contents.bytes = {};
+}
+
+void SourceExport::ExportMail(ReadMail mail, std::int32_t position, FolderWriter& writer) {
   if (!mail.contents) {
     ++folder().counts.failed;
     mail.row.status = RowStatus::Failed;
@@ -118,7 +170,7 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
   } else if (!choice_.HasInstant(mail.headers.instant)) {
     ++folder().counts.notChosen;
     mail.row.status = RowStatus::NotChosen;
-  } else if (mail.headers.IsEmpty() && mail.contents->bytes.empty()) {
+  } else if (!mail.finished) {
     ++folder().counts.skipped;
     mail.row.status = RowStatus::Skipped;
     mail.row.reason = NOTHING_HELD;
@@ -128,22 +180,12 @@ void SourceExport::ExportMail(const OpenSource& open, std::int32_t position, Fol
     AddNotes(mail.headers, *mail.contents, position);
   }
   if (index_ != nullptr) Register(mail, position);
-  const std::vector<store::Problem> losses = store_.TakeLosses();
-  if (!losses.empty()) account_.AddLosses(RemarkOn(position, mail.headers, {}), losses);
+  if (!mail.losses.empty()) account_.AddLosses(RemarkOn(position, mail.headers, {}), mail.losses);
 }
 
 void SourceExport::WriteMail(ReadMail& mail, std::int32_t position, FolderWriter& writer) {
-  MailContents& contents = *mail.contents;
-  if (contents.kind == ContentsKind::StoredFile && contents.missing.empty()) {
-    mail.row.attachments = {{.name = contents.fileName, .sizeBytes = contents.bytes.size()}};
-  }
-  mail.row.reason = contents.missing;
-  FinishedMail finished = ComposeMail(mail.headers, contents, store_.memberId());
-  if (index_ != nullptr && contents.HasOwnHeader()) {
-    mail.row.attachments = ListAttachments(finished.bytes);
-  }
   const auto outcome =
-      writer.Write(std::move(finished), position, mail.headers.subject.value_or(""));
+      writer.Write(std::move(*mail.finished), position, mail.headers.subject.value_or(""));
   const bool isWritten = outcome == FolderWriter::Outcome::Written;
   ++(isWritten ? folder().counts.written : folder().counts.alreadyThere);
   const bool isRecovered = source_.kind() == SourceKind::Deleted;

@@ -3,15 +3,20 @@
 #define NIMPORT_ARCHIVE_SOURCE_EXPORT_H_
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "archive/account.h"
+#include "archive/compose_mail.h"
 #include "archive/export_choice.h"
 #include "archive/export_progress.h"
 #include "archive/folder_writer.h"
 #include "archive/mail_index.h"
 #include "archive/mail_source.h"
+#include "common/ordered_threads.h"
 
 namespace nimport::archive {
 
@@ -21,6 +26,8 @@ struct ReadMail {
   std::optional<MailContents> contents;
   std::string failure;  // why there are no contents
   IndexRow row;         // what the index says of it, but for the headers and what became of it
+  std::optional<FinishedMail> finished;  // where there is something to write; has the bytes then
+  std::vector<store::Problem> losses;    // damage that was stepped over
 };
 
 // Belongs to one thread, with the store that it reads from. What is known of the source's mails
@@ -31,6 +38,9 @@ class SourceExport {
   // else that is passed outlives the object.
   SourceExport(const MailSource& source, store::Store& store, const ExportChoice& choice,
                ExportProgress& progress, std::string path, IndexSink* index);
+
+  // Other sessions of the store, in which mails are read at the same time. They outlive the object.
+  void ReadAlsoIn(std::vector<store::Store*> sessions) { sessions_ = std::move(sessions); }
 
   // To be called once. Failures stand in the account, but for those of the system, which are
   // std::system_error.
@@ -57,9 +67,16 @@ class SourceExport {
   [[nodiscard]] std::optional<std::int64_t> mailCount() const { return mailCount_; }
 
  private:
+  using MailThreads = OrderedThreads<ReadMail>;
+
   void WriteMails(FolderWriter& writer);
-  [[nodiscard]] ReadMail Read(const OpenSource& open, std::int32_t position) const;
-  void ExportMail(const OpenSource& open, std::int32_t position, FolderWriter& writer);
+  // May run in several threads at once, each with a session of its own.
+  [[nodiscard]] ReadMail Read(store::Store& store, const OpenSource& open,
+                              std::int32_t position) const;
+  void Compose(const store::Store& store, ReadMail& mail) const;
+  // Threads that read all mails; `open` belongs to one of them then.
+  [[nodiscard]] std::unique_ptr<MailThreads> BeginThreads(const OpenSource& open);
+  void ExportMail(ReadMail mail, std::int32_t position, FolderWriter& writer);
   void WriteMail(ReadMail& mail, std::int32_t position, FolderWriter& writer);
   // Adds the mail to the index.
   void Register(ReadMail& mail, std::int32_t position) const;
@@ -71,6 +88,7 @@ class SourceExport {
 
   const MailSource& source_;
   store::Store& store_;
+  std::vector<store::Store*> sessions_;
   const ExportChoice& choice_;
   ExportProgress& progress_;
   IndexSink* index_;

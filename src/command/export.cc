@@ -1,6 +1,8 @@
 // nimport export: all mails of the store in a form for today's programs.
 #include <cerrno>
+#include <deque>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -129,7 +131,11 @@ int RunExport(StorePlatform& platform, const Options& options) {
   } else {
     progress = std::make_unique<Progress>();
   }
-  archive::Exporter exporter(platform, options.form, *progress, options.exporting);
+  std::deque<StorePlatform> platforms;
+  archive::ExportOptions exporting = options.exporting;
+  while (std::ssize(exporting.sessions) + 1 < options.jobs)
+    exporting.sessions.push_back(&platforms.emplace_back(options.location));
+  archive::Exporter exporter(platform, options.form, *progress, exporting);
   std::optional<TargetDirectory> lock;
   if (!options.form.isDryRun) lock.emplace(options.targetDirectory);
   DirectoryTarget target(options);

@@ -221,6 +221,9 @@ void AddChoice(CLI::App& exporting, Options& options) {
       ->type_name("DATE");
   exporting.add_flag("--dry-run", options.form.isDryRun,
                      "Read everything, write nothing, and say what would be written");
+  exporting.add_option("-j,--jobs", options.jobs, "Read mails in so many threads")
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
   exporting.add_flag("--quiet", options.isQuiet,
                      "No progress, and no account unless something is wrong");
 }

@@ -37,6 +37,7 @@ struct Options {
   bool hasIndexMark = false;
   archive::ExportOptions exporting;
   bool isQuiet = false;
+  int jobs = 1;  // threads that read mails
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;

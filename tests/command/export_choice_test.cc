@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -81,6 +82,32 @@ TEST(ExportChoice, QuietSaysNothingButFaults) {
   fs::remove_all(store.Target() / "c" / "f");
   fs::create_symlink("/dev/null", store.Target() / "c" / "f");
   EXPECT_THAT(run().out, testing::HasSubstr("failed:"));
+}
+
+// Mails, index and account, of a sound store and of one with a page of NUL bytes here and there.
+TEST(Jobs, AnyNumberOfThreadsGivesTheSameBytes) {
+  const TestStore store(R"({"template": {"mails": 400, "cabinets": 1, "folders": 2}})");
+  for (const bool isDamaged : {false, true}) {
+    if (isDamaged) {
+      const fs::path database = store.Database("Cabdata.mdb");
+      constexpr std::streamoff PAGE = 2048;
+      const auto pages = static_cast<std::streamoff>(fs::file_size(database)) / PAGE;
+      std::fstream file(database, std::ios::in | std::ios::out | std::ios::binary);
+      for (std::streamoff page = pages / 3; page < pages; page += pages / 7)
+        file.seekp(page * PAGE).write(std::string(PAGE, '\0').data(), PAGE);
+    }
+    Files wanted;
+    for (const std::string jobs : {"1", "3"}) {
+      fs::remove_all(store.Target());
+      EXPECT_EQ(store.Run("export", {"--to", store.Target(), "-j", jobs}).exitCode,
+                isDamaged ? 1 : 0);
+      Files files = ReadTree(store.Target());
+      if (jobs == "1") wanted = files;
+      EXPECT_GT(files.size(), 300U);
+      EXPECT_TRUE(files == wanted);
+      EXPECT_EQ(files["account.json"], wanted["account.json"]);
+    }
+  }
 }
 
 }  // namespace
