@@ -5,7 +5,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "archive/contacts/write_contacts.h"
 #include "text/visible.h"
 
 namespace nimport::archive {
@@ -23,6 +22,32 @@ void AddCounts(ordered_json& json, const MailCounts& counts) {
   json["skipped"] = counts.skipped;
   json["failed"] = counts.failed;
   json["garbled"] = counts.garbled;
+  if (counts.notChosen > 0) json["notChosen"] = counts.notChosen;
+}
+
+ordered_json RowsToJson(const RowCounts& rows) {
+  ordered_json json = {
+      {"found", rows.found},     {"written", rows.written}, {"alreadyThere", rows.alreadyThere},
+      {"skipped", rows.skipped}, {"failed", rows.failed},   {"notListed", rows.notListed}};
+  if (rows.notChosen > 0) json["notChosen"] = rows.notChosen;
+  return json;
+}
+
+// Nothing for folders of the store.
+const char* NameOf(SourceKind kind) {
+  switch (kind) {
+    case SourceKind::Listed:
+      return nullptr;
+    case SourceKind::Repeated:
+      return "listed again";
+    case SourceKind::NotListed:
+      return "not listed";
+    case SourceKind::NoMail:
+      return "no mail";
+    case SourceKind::Deleted:
+      return "deleted";
+  }
+  return nullptr;
 }
 
 ordered_json ToJson(const Remark& remark) {
@@ -110,6 +135,7 @@ MailCounts Account::Total() const {
     total.skipped += folder.counts.skipped;
     total.failed += folder.counts.failed;
     total.garbled += folder.counts.garbled;
+    total.notChosen += folder.counts.notChosen;
   }
   return total;
 }
@@ -122,14 +148,17 @@ bool Account::HasLosses() const {
 ordered_json Account::ToJson() const {
   ordered_json json;
   AddCounts(json, Total());
-  if (contacts > 0) json["contacts"] = {{"path", CONTACTS_FILE_NAME}, {"written", contacts}};
+  if (rows) json["rows"] = RowsToJson(*rows);
+  if (contacts > 0) json["contacts"] = {{"path", contactsFile}, {"written", contacts}};
   json["undisclosedSenders"] = undisclosed;
   json["readable"] = isReadable;
   json["interrupted"] = isInterrupted;
+  if (isDryRun) json["dryRun"] = true;
   if (!abortReason.empty()) json["error"] = abortReason;
   json["folders"] = ordered_json::array();
   for (const FolderAccount& folder : folders) {
     ordered_json entry = {{"folder", folder.name}, {"path", folder.path}};
+    if (const char* kind = NameOf(folder.kind)) entry["kind"] = kind;
     AddCounts(entry, folder.counts);
     json["folders"].push_back(std::move(entry));
   }
@@ -151,10 +180,19 @@ void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "in no folder, not exported", unlisted);
   PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
-  if (contacts > 0) out << contacts << " contacts written to " << CONTACTS_FILE_NAME << '\n';
+  if (contacts > 0) out << contacts << " contacts written to " << contactsFile << '\n';
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere
-      << " already there, " << total.skipped << " skipped, " << total.failed << " failed\n";
+      << " already there, " << total.skipped << " skipped, " << total.failed << " failed";
+  if (total.notChosen > 0) out << ", " << total.notChosen << " of other days";
+  out << '\n';
+  if (rows) {
+    out << rows->found << " rows in the list of mails: " << rows->written << " written, "
+        << rows->alreadyThere << " already there, " << rows->skipped << " skipped, " << rows->failed
+        << " failed, " << rows->notListed << " not listed";
+    if (rows->notChosen > 0) out << ", " << rows->notChosen << " of other days";
+    out << '\n';
+  }
   if (total.rewritten > 0) out << total.rewritten << " of them written again\n";
   if (total.wouldChange > 0)
     out << "would change: " << total.wouldChange << " (--redo writes them again)\n";
@@ -163,6 +201,7 @@ void Account::Print(std::ostream& out) const {
   }
   PrintGarbled(out, total.garbled, isReadable);
   if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
+  if (isDryRun) out << "a dry run: nothing of this was written\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }
 

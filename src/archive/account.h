@@ -26,12 +26,34 @@ struct MailCounts {
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
   std::int64_t garbled = 0;  // written or there: today's programs would show them garbled
+  std::int64_t notChosen = 0;  // by their dates
+};
+
+// What the mails of a folder of the archive are.
+enum class SourceKind {
+  Listed,     // rows of the list of mails in a folder of a cabinet
+  Repeated,   // the same rows again: another cabinet has the folder too
+  NotListed,  // rows of the list of mails that no folder lists
+  NoMail,     // files that no row names
+  Deleted,    // rows that were deleted
 };
 
 struct FolderAccount {
   std::string name;  // "Cabinet/Folder", as shown
   std::string path;  // beneath the target directory
   MailCounts counts;
+  SourceKind kind = SourceKind::Listed;
+};
+
+// What became of the rows of the list of mails: found is the sum of the others.
+struct RowCounts {
+  std::int64_t found = 0;
+  std::int64_t written = 0;
+  std::int64_t alreadyThere = 0;
+  std::int64_t skipped = 0;
+  std::int64_t failed = 0;
+  std::int64_t notListed = 0;  // left out, since they were not asked for
+  std::int64_t notChosen = 0;  // by their dates
 };
 
 // Something to say about a mail or, without a position, about a whole folder. Texts are UTF-8;
@@ -59,12 +81,15 @@ class Account {
   std::vector<Remark> incomplete;  // were exported without a file that is missing
   std::vector<Remark> skipped;     // hold nothing to export
   std::vector<Remark> notes;       // were exported, but a header could not be read
-  std::vector<Remark> unlisted;    // mails that stand in no folder, and so in no export
+  std::vector<Remark> unlisted;    // mails that stand in no folder, and were not asked for
   std::vector<Remark> leftOut;     // what no export can hold, though nothing is wrong with it
   std::int64_t contacts = 0;       // written
   std::int64_t undisclosed = 0;    // mails that the owner sent, whose ID is not known
   bool isReadable = false;         // mails that would be shown garbled have a readable form
+  std::optional<RowCounts> rows;   // once the list of mails was gone through
+  std::string contactsFile;        // the name of the file that they are in
   bool isInterrupted = false;
+  bool isDryRun = false;    // what was written would be written
   std::string abortReason;  // why the run ended early; empty otherwise
 
   // Damage that was stepped over while what `place` names was read; each place counts once.

@@ -2,11 +2,12 @@
 
 #include "archive/account.h"
 #include "archive/contacts/write_contacts.h"
+#include "archive/mail_index.h"
 
 namespace nimport::archive {
 
 ArchiveNames::ArchiveNames() {
-  for (const char* name : {ACCOUNT_NAME, CONTACTS_FILE_NAME})
+  for (const char* name : {ACCOUNT_NAME, CONTACTS_FILE_NAME, INDEX_CSV_NAME, INDEX_JSON_NAME})
     static_cast<void>(taken_.Take(name));
 }
 

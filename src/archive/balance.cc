@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <utility>
+
+#include "store/mails/mail_kinds.h"
 
 namespace nimport::archive {
 
@@ -32,52 +35,62 @@ std::string DescribeNumbers(std::vector<std::int32_t> numbers, std::size_t maxRa
   return text;
 }
 
-std::string DescribeStrays(std::int32_t folderNumber, const store::StrayMails& mails) {
+std::string DescribeStrays(std::int32_t folderNumber, const store::UnlistedMails& mails,
+                           const std::vector<std::int32_t>& dataNos) {
   const std::string folder = "folder " + std::to_string(folderNumber);
   const std::string where = mails.cabinetNumber
                                 ? folder + " stands in cabinet " +
                                       std::to_string(*mails.cabinetNumber) + ", which is not listed"
                                 : folder + " is not listed";
-  return where + "; mails in it: " + std::to_string(mails.dataNos.size()) + " (" +
-         DescribeNumbers(mails.dataNos, mails.dataNos.size()) + ")";
-}
-
-void CompareFolders(const store::MailList& list, const std::vector<FoundFolder>& found,
-                    Balance& balance) {
-  if (list.folders.size() != found.size()) {
-    balance.missing.push_back(RemarkOn(
-        MAIL_LIST, "the database has " + std::to_string(list.folders.size()) +
-                       " folders, of which " + std::to_string(found.size()) + " were found"));
-    return;
-  }
-  for (std::size_t i = 0; i < found.size(); ++i) {
-    const auto counted = static_cast<std::int64_t>(list.folders[i].mailCount);
-    if (!found[i].mailCount || *found[i].mailCount == counted) continue;
-    balance.missing.push_back(
-        RemarkOn(found[i].name, "the list of mails has " + std::to_string(counted) +
-                                    " mails in this folder, of which " +
-                                    std::to_string(*found[i].mailCount) + " were found"));
-  }
+  return where + "; mails in it: " + std::to_string(dataNos.size()) + " (" +
+         DescribeNumbers(dataNos, dataNos.size()) + ")";
 }
 
 }  // namespace
 
-Balance MakeBalance(const store::MailList& list, const std::vector<FoundFolder>& found) {
-  Balance balance;
+std::vector<Remark> FindMissingRows(const store::MailList& list,
+                                    const std::vector<FoundFolder>& found) {
+  std::vector<Remark> missing;
   if (!list.failure.empty()) {
-    balance.missing.push_back(RemarkOn(MAIL_LIST, list.failure));
-    return balance;
+    missing.push_back(RemarkOn(MAIL_LIST, list.failure));
+    return missing;
   }
-  CompareFolders(list, found, balance);
-  for (const auto& [folderNumber, mails] : list.strayMails)
-    balance.unlisted.push_back(RemarkOn(MAIL_LIST, DescribeStrays(folderNumber, mails)));
-  for (const auto& [kind, dataNos] : list.otherKinds) {
-    balance.leftOut.push_back(
+  if (list.folders.size() != found.size()) {
+    missing.push_back(RemarkOn(
+        MAIL_LIST, "the database has " + std::to_string(list.folders.size()) +
+                       " folders, of which " + std::to_string(found.size()) + " were found"));
+    return missing;
+  }
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const auto counted = static_cast<std::int64_t>(list.folders[i].mailCount);
+    if (!found[i].mailCount || *found[i].mailCount == counted) continue;
+    missing.push_back(RemarkOn(found[i].name, "the list of mails has " + std::to_string(counted) +
+                                                  " mails in this folder, of which " +
+                                                  std::to_string(*found[i].mailCount) +
+                                                  " were found"));
+  }
+  return missing;
+}
+
+LeftOutRows DescribeUnlisted(const store::MailList& list) {
+  LeftOutRows rows;
+  std::map<std::int32_t, std::vector<std::int32_t>> otherKinds;
+  for (const auto& [folderNumber, mails] : list.unlisted) {
+    std::vector<std::int32_t> strays;
+    for (const store::MailEntry& mail : mails.mails) {
+      const bool isStray = store::IsListedMailKind(mail.dataType);
+      (isStray ? strays : otherKinds[mail.dataType]).push_back(mail.dataNo);
+    }
+    if (strays.empty()) continue;
+    rows.unlisted.push_back(RemarkOn(MAIL_LIST, DescribeStrays(folderNumber, mails, strays)));
+  }
+  for (const auto& [kind, dataNos] : otherKinds) {
+    rows.leftOut.push_back(
         RemarkOn(MAIL_LIST, "rows of kind " + std::to_string(kind) +
                                 ", which is not handled: " + std::to_string(dataNos.size()) + " (" +
                                 DescribeNumbers(dataNos, MAX_RANGES_OF_A_KIND) + ")"));
   }
-  return balance;
+  return rows;
 }
 
 }  // namespace nimport::archive

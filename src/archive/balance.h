@@ -1,4 +1,4 @@
-// Whether every row of the list of mails is accounted for: those that no folder has are named here.
+// Whether every row of the list of mails is accounted for.
 #ifndef NIMPORT_ARCHIVE_BALANCE_H_
 #define NIMPORT_ARCHIVE_BALANCE_H_
 
@@ -18,14 +18,16 @@ struct FoundFolder {
   std::optional<std::int64_t> mailCount;  // empty where the folder's failure is named already
 };
 
-struct Balance {
-  std::vector<Remark> missing;   // rows that belong to a folder and were not found there
+// Rows that belong to a folder and were not found there.
+[[nodiscard]] std::vector<Remark> FindMissingRows(const store::MailList& list,
+                                                  const std::vector<FoundFolder>& found);
+
+// What to say of rows that no folder lists and that are not exported either.
+struct LeftOutRows {
   std::vector<Remark> unlisted;  // mails that stand in no folder, by their numbers
   std::vector<Remark> leftOut;   // rows of kinds that nobody has described
 };
-
-[[nodiscard]] Balance MakeBalance(const store::MailList& list,
-                                  const std::vector<FoundFolder>& found);
+[[nodiscard]] LeftOutRows DescribeUnlisted(const store::MailList& list);
 
 }  // namespace nimport::archive
 

@@ -85,6 +85,7 @@ std::string HeaderLines(const MailHeaders& headers, const MailContents& contents
   AppendSender(lines, headers, memberId);
   if (headers.to) AppendAddresses(lines, "To", *headers.to);
   if (headers.cc) AppendAddresses(lines, "Cc", *headers.cc);
+  if (headers.bcc) AppendAddresses(lines, "Bcc", *headers.bcc);
   if (headers.subject) AppendField(lines, "Subject", EncodeTextOf("Subject", *headers.subject));
   AppendField(lines, "Message-ID", MessageIdOf(mail.key, contents));
   if (!mail.isComplete) AppendField(lines, "X-Nimport-Missing", "attached file");

@@ -3,14 +3,18 @@
 #define NIMPORT_ARCHIVE_EXPORTER_H_
 
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "archive/account.h"
 #include "archive/balance.h"
+#include "archive/contacts/write_contacts.h"
+#include "archive/export_choice.h"
 #include "archive/export_progress.h"
 #include "archive/folder_writer.h"
 #include "archive/mail_source.h"
@@ -19,45 +23,82 @@
 
 namespace nimport::archive {
 
-// Where the mails and contacts go. Paths are beneath the target.
+// Where the mails and contacts go. Paths are those of a layout, beneath the target, with the
+// endings of their format.
 class ExportTarget {
  public:
   virtual ~ExportTarget() = default;
+  // `path` is empty where the layout has no place for cabinets.
   virtual void BeginCabinet(const std::filesystem::path& path) = 0;
   [[nodiscard]] virtual std::unique_ptr<FolderWriter> OpenFolder(
       const std::filesystem::path& path) = 0;
   // Whether mails that would be shown garbled get a readable form.
   [[nodiscard]] virtual bool isReadable() const { return false; }
-  // Returns the number of contacts.
-  virtual std::int64_t WriteContacts(const addressbook::AddressBook& book) = 0;
+  virtual WrittenContacts WriteContacts(const addressbook::AddressBook& book) = 0;
+  // Null where no index is made. Lives as long as the target.
+  [[nodiscard]] virtual MailIndex* index() { return nullptr; }
+};
+
+struct ExportOptions {
+  bool hasUnlisted = true;  // what no folder lists is exported too
+  ExportChoice choice = {};
+  // Of the same store, each for one thread that reads mails besides; they outlive the exporter.
+  std::vector<platform::Platform*> sessions = {};
 };
 
 class Exporter {
  public:
-  // Throws store::Error when neither database can be read, store::Interrupted. `platform`, whose
-  // settings lead to the store, and `progress` outlive the object.
-  Exporter(platform::Platform& platform, ExportFormat format, ExportProgress& progress);
+  // Throws store::Error when neither database can be read, store::Interrupted, and
+  // std::runtime_error for a folder that the store does not have. `platform`, whose settings lead
+  // to the store, and `progress` outlive the object.
+  Exporter(platform::Platform& platform, const ArchiveForm& form, ExportProgress& progress,
+           ExportOptions options = {});
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);
 
   // The account of a run that does not come back any more, while nothing else touches it.
   [[nodiscard]] Account InterruptedAccount() const;
+  // And how many of the last mails in its index are not in their place.
+  [[nodiscard]] std::int64_t waiting() const {
+    return current_ == nullptr ? 0 : current_->waiting();
+  }
 
  private:
   void OpenStore();
-  // What is exported, in the order of the account.
+  void OpenSessions();
+  // Everything that the store's folders list, then what they do not.
+  void ExportMails(ExportTarget& target);
+  void ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
+                      ArchiveNames& names);
+  void ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names);
+  // In the order of the account.
   void ExportSources(ExportTarget& target, const MailSources& sources);
   void ExportSource(const MailSource& source, ExportTarget& target);
   void ExportContacts(ExportTarget& target);
+  // Goes through the list of mails. Rows of folders that cannot be read are added to the index.
+  [[nodiscard]] store::MailList ReadMailList(ExportTarget& target, const MailSources& listed);
+  // Says of the rows that no folder lists that they were left out.
+  void LeaveOut(ExportTarget& target, const store::MailList& list, const MailSources& listed);
+  // Where the mails go; null where no writer can be opened for a reason that concerns the folder
+  // alone, which is in the account then.
+  [[nodiscard]] static std::unique_ptr<FolderWriter> OpenFolder(ExportTarget& target,
+                                                                const std::filesystem::path& path,
+                                                                SourceExport& work);
+  void MakeCabinet(ExportTarget& target, const std::filesystem::path& cabinet);
   // Compares the account with the rows of the list of mails.
-  void StrikeBalance();
+  void StrikeBalance(const store::MailList& list);
 
   platform::Platform& platform_;
-  ExportFormat format_;
-  std::optional<store::Store> store_;  // empty when the mail database cannot be read
+  ArchiveForm form_;
+  ExportOptions options_;
+  FolderPaths paths_;
+  std::set<std::filesystem::path> cabinets_;  // that were made, or cannot be
+  std::optional<store::Store> store_;         // empty when the mail database cannot be read
+  std::deque<store::Store> sessions_;         // more of the same
   Account account_;
-  std::vector<FoundFolder> found_;
+  std::vector<FoundFolder> found_;     // of the listed folders
+  std::vector<std::string> failures_;  // why their mails cannot be listed; empty where they can
   ExportProgress& progress_;
   const SourceExport* current_ = nullptr;  // at work; its account is not in account_ yet
 };

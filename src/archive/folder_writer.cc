@@ -16,23 +16,27 @@ FolderWriter::Outcome FolderWriter::OutcomeFor(Present present) const {
   return rewritesOutdated_ ? Outcome::Rewritten : Outcome::Outdated;
 }
 
-const char* FolderEnding(ExportFormat format) {
-  return format == ExportFormat::Mbox ? ".mbox" : "";
+const char* FolderEnding(const ArchiveForm& form) {
+  const bool hasEnding = form.format == ExportFormat::Mbox && form.layout != Layout::Thunderbird;
+  return hasEnding ? ".mbox" : "";
 }
 
-std::unique_ptr<FolderWriter> OpenFolderWriter(ExportFormat format,
+std::unique_ptr<FolderWriter> OpenFolderWriter(const ArchiveForm& form,
                                                const std::filesystem::path& path) {
-  std::filesystem::path target = path;
-  target += FolderEnding(format);
-  switch (format) {
+  std::unique_ptr<FolderWriter> writer;
+  switch (form.format) {
     case ExportFormat::Maildir:
-      return OpenMaildir(target, false);
+      writer = OpenMaildir(path, form.isDryRun);
+      break;
     case ExportFormat::Mbox:
-      return OpenMbox(target, false);
+      writer = OpenMbox(path, form.isDryRun);
+      break;
     case ExportFormat::Eml:
-      return OpenEmlFolder(target, false);
+      writer = OpenEmlFolder(path, form.isDryRun);
+      break;
   }
-  return nullptr;
+  if (!form.isDryRun) MarkFolder(form.layout, path);
+  return writer;
 }
 
 }  // namespace nimport::archive

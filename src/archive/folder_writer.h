@@ -8,10 +8,18 @@
 #include <string>
 
 #include "archive/compose_mail.h"
+#include "archive/layout.h"
 
 namespace nimport::archive {
 
 enum class ExportFormat { Maildir, Mbox, Eml };
+
+// How an export is written.
+struct ArchiveForm {
+  ExportFormat format = ExportFormat::Maildir;
+  Layout layout = Layout::Plain;
+  bool isDryRun = false;  // nothing is made or written; what is there is looked at all the same
+};
 
 // Writes the mails of one folder. A mail appears under its final name only when it is whole and
 // outlasts a loss of power. Mails that an earlier run wrote are recognised, also after a mail
@@ -28,6 +36,12 @@ class FolderWriter {
     Rewritten,  // it was outdated
   };
 
+  // Where a mail is, or will be once it is in place, and the key by which it is known there.
+  struct Place {
+    std::string key;
+    std::filesystem::path path;
+  };
+
   virtual ~FolderWriter() = default;
 
   // Before the first mail: those that are outdated are to be written again.
@@ -38,6 +52,9 @@ class FolderWriter {
 
   // Mails come in the order of their positions. `subject` is UTF-8 and may be empty.
   virtual Outcome Write(FinishedMail mail, std::int32_t position, const std::string& subject) = 0;
+
+  // That of the last mail that came.
+  [[nodiscard]] const Place& place() const { return place_; }
 
   // Puts everything that was written in its place.
   virtual void Finish() {}
@@ -58,17 +75,19 @@ class FolderWriter {
     return outcome == Outcome::Written || outcome == Outcome::Rewritten;
   }
 
+  Place place_;
+
  private:
   bool rewritesOutdated_ = false;
 };
 
-// A writer for the folder that goes to `path` (without the format's ending). Makes the directories
-// that it needs.
-[[nodiscard]] std::unique_ptr<FolderWriter> OpenFolderWriter(ExportFormat format,
-                                                             const std::filesystem::path& path);
-
 // What is appended to a folder's name.
-[[nodiscard]] const char* FolderEnding(ExportFormat format);
+[[nodiscard]] const char* FolderEnding(const ArchiveForm& form);
+
+// A writer for the folder that is to be at `path`, its ending included. Makes the directories that
+// it needs.
+[[nodiscard]] std::unique_ptr<FolderWriter> OpenFolderWriter(const ArchiveForm& form,
+                                                             const std::filesystem::path& path);
 
 }  // namespace nimport::archive
 

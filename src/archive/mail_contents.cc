@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "archive/further_columns.h"
 #include "archive/instant.h"
 #include "mime/date.h"
 #include "mime/header_block.h"
@@ -134,6 +135,8 @@ void ReadFromColumns(const store::Store& store, const MailRecord& record, MailHe
   reader.Set(headers.to, "recipient", record.recipients);
   // Empty for most mails, which is no problem.
   if (record.carbonCopies.value) headers.cc = UnlessBlank(*record.carbonCopies.value);
+  if (record.blindCopies.value) headers.bcc = UnlessBlank(*record.blindCopies.value);
+  headers.furtherFields = ColumnFields(record.furtherColumns);
   if (record.messageId.value) headers.messageId = UnlessBlank(*record.messageId.value);
   SetColumnDate(store, record, headers);
   if (record.date.problem) {
@@ -199,6 +202,8 @@ MailHeaders ReadHeaders(const store::Store& store, const MailRecord& record,
     ReadFromText(store, record, headers);
   } else if (store::HasFieldsInColumns(record.content)) {
     ReadFromColumns(store, record, headers);
+  } else if (contents != nullptr && contents->kind == ContentsKind::StoredFile) {
+    headers.subject = record.title.value;
   } else if (contents != nullptr) {
     ReadFromMime(contents->bytes, headers);
   }

@@ -24,6 +24,7 @@ struct MailHeaders {
   std::optional<std::string> from;
   std::optional<std::string> to;
   std::optional<std::string> cc;
+  std::optional<std::string> bcc;
   std::optional<std::string> messageId;
   // A date that the store keeps in a column: its calendar fields as seconds since 1970-01-01
   // 00:00:00, whatever the zone. Of a mail with a header of its own only where that has no date.

@@ -17,8 +17,11 @@ class OpenListed final : public OpenSource {
       : store_(store), mails_(store.Open(folder)) {}
 
   [[nodiscard]] std::size_t mailCount() const override { return mails_.mailCount(); }
+  [[nodiscard]] std::optional<store::MailEntry> FindEntry(std::size_t position) const override {
+    return mails_.entry(position);
+  }
   [[nodiscard]] SourceMail Read(std::size_t position) const override {
-    return {.record = mails_.Read(position)};
+    return {.record = mails_.Read(position, store::ColumnsWanted::All)};
   }
   [[nodiscard]] MailContents ReadContents(const SourceMail& mail) const override {
     return archive::ReadContents(store_, mail.record);
@@ -34,6 +37,7 @@ class ListedSource final : public MailSource {
   ListedSource(SourceKind kind, const store::Cabinet& cabinet, store::Folder folder, fs::path path)
       : MailSource(kind, cabinet.name, folder.name, std::move(path)), listed_(std::move(folder)) {}
 
+  [[nodiscard]] std::optional<std::int32_t> folderNumber() const override { return listed_.number; }
   [[nodiscard]] std::unique_ptr<OpenSource> Open(store::Store& store) const override {
     return std::make_unique<OpenListed>(store, listed_);
   }

@@ -7,23 +7,16 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "archive/account.h"
 #include "archive/archive_names.h"
 #include "archive/mail_contents.h"
 #include "store/store.h"
 
 namespace nimport::archive {
-
-// What the mails of a source are.
-enum class SourceKind {
-  Listed,     // rows of the list of mails in a folder of a cabinet
-  Repeated,   // the same rows again: another cabinet has the folder too
-  NotListed,  // rows of the list of mails that no folder lists
-  NoMail,     // files that no row names
-  Deleted,    // rows that were deleted
-};
 
 // A mail as its source has it.
 struct SourceMail {
@@ -39,7 +32,13 @@ class OpenSource {
 
   [[nodiscard]] virtual std::size_t mailCount() const = 0;
 
-  // The mail at a position from 0, below the count. Throws store::Error, store::Interrupted.
+  // What the list of mails says of the mail at a position; empty for what has no row there.
+  [[nodiscard]] virtual std::optional<store::MailEntry> FindEntry(std::size_t /*position*/) const {
+    return std::nullopt;
+  }
+
+  // The mail at a position from 0, below the count, with all columns of its row. Throws
+  // store::Error, store::Interrupted.
   [[nodiscard]] virtual SourceMail Read(std::size_t position) const = 0;
 
   // What the store holds of a mail that Read gave. Throws store::Error, store::Interrupted.
@@ -65,6 +64,9 @@ class MailSource {
   [[nodiscard]] std::string Name() const { return cabinet_ + '/' + folder_; }
   // Where the mails go, beneath the target and without the format's ending.
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+  // The mail client's number of the folder, where the source is one.
+  [[nodiscard]] virtual std::optional<std::int32_t> folderNumber() const { return std::nullopt; }
 
   // Reads the list of mails from `store`, which outlives the answer: the one in which the source
   // was found, or another session of it. Throws store::Error, store::Interrupted.

@@ -110,6 +110,7 @@ NewFile::~NewFile() {
 }
 
 void NewFile::Write(std::string_view bytes) {
+  size_ += bytes.size();
   if (buffer_.size() + bytes.size() < BUFFER_BYTES) {
     buffer_.append(bytes);
     return;
@@ -117,6 +118,16 @@ void NewFile::Write(std::string_view bytes) {
   WriteAll(buffer_);
   buffer_.clear();
   WriteAll(bytes);
+}
+
+void NewFile::CutTo(std::uint64_t size) {
+  WriteAll(buffer_);
+  buffer_.clear();
+  const auto end = static_cast<off_t>(size);
+  if (ftruncate(descriptor_, end) != 0 || lseek(descriptor_, end, SEEK_SET) != end) {
+    Fail("cannot write", TemporaryPath());
+  }
+  size_ = size;
 }
 
 void NewFile::PutInPlace(const Directory& directory, const std::string& name) {

@@ -66,6 +66,10 @@ class NewFile {
 
   void Write(std::string_view bytes);
 
+  // How many bytes were written, and takes back what was written after so many.
+  [[nodiscard]] std::uint64_t size() const { return size_; }
+  void CutTo(std::uint64_t size);
+
   // Closes the file, flushes it and renames it to `name` in `directory`, on the same file system:
   // after a loss of power, whatever has that name is whole.
   void PutInPlace(const Directory& directory, const std::string& name);
@@ -82,7 +86,8 @@ class NewFile {
   const Directory& directory_;
   std::string temporaryName_;
   int descriptor_ = -1;
-  std::string buffer_;
+  std::uint64_t size_ = 0;
+  std::string buffer_;  // of that, what is not in the file yet
 };
 
 // Writes many files into a directory, in a thread of its own while the next ones are made. They

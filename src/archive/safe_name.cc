@@ -1,8 +1,12 @@
 #include "archive/safe_name.h"
 
 #include <algorithm>
+#include <array>
 
 #include "text/ascii.h"
+#include "text/composition.h"
+#include "text/letter_case.h"
+#include "text/utf16.h"
 #include "text/utf8.h"
 
 namespace nimport::archive {
@@ -28,10 +32,34 @@ std::size_t HiddenSize(std::string_view text) {
   return isHidden ? 3 : 0;
 }
 
+std::string WithoutDamage(std::string_view text) {
+  std::string valid;
+  while (!text.empty()) {
+    const char32_t character = text::TakeUtf8Character(text);
+    text::AppendUtf8(character == text::DAMAGED_UTF8 ? U'_' : character, valid);
+  }
+  return valid;
+}
+
+// Whether Windows takes a file of this name for a device: what follows the first dot, and blanks
+// before that, make no difference.
+bool IsDeviceName(std::string_view name) {
+  std::string base = text::AsciiUpper(name.substr(0, name.find('.')));
+  base.erase(base.find_last_not_of(' ') + 1);
+  constexpr std::array<std::string_view, 6> DEVICES = {"AUX",     "CON", "CONIN$",
+                                                       "CONOUT$", "NUL", "PRN"};
+  if (std::ranges::find(DEVICES, base) != DEVICES.end()) return true;
+  constexpr std::array<std::string_view, 13> NUMBERS = {
+      "0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "\u00B9", "\u00B2", "\u00B3"};
+  const bool hasNumber = base.starts_with("COM") || base.starts_with("LPT");
+  return hasNumber && std::ranges::find(NUMBERS, base.substr(3)) != NUMBERS.end();
+}
+
 }  // namespace
 
 std::string ToSafeName(std::string_view text, std::size_t maxBytes) {
-  std::string name(text::CutUtf8(text, maxBytes));
+  const std::string valid = text::IsUtf8(text) ? std::string(text) : WithoutDamage(text);
+  std::string name(text::CutUtf8(valid, maxBytes));
   std::replace_if(name.begin(), name.end(), IsForbidden, '_');
   for (std::size_t i = 0; i < name.size(); ++i) {
     if (const std::size_t size = HiddenSize(std::string_view(name).substr(i))) {
@@ -41,18 +69,23 @@ std::string ToSafeName(std::string_view text, std::size_t maxBytes) {
   while (name.ends_with(' ') || name.ends_with('.'))
     name.pop_back();
   if (name.starts_with('.')) name.front() = '_';
+  if (IsDeviceName(name)) name.insert(0, "_");
   return name.empty() ? "_" : name;
 }
 
 std::string UniqueNames::Take(const std::string& name) {
   std::string candidate = name;
-  const auto [entry, isNew] = taken_.emplace(text::AsciiLower(name), FIRST_NUMBER);
+  const auto [entry, isNew] = taken_.emplace(Fold(name), FIRST_NUMBER);
   // A name's numbers go on where they ended, since a store may have very many folders of one name.
   for (bool isFree = isNew; !isFree;) {
     candidate = name + " (" + std::to_string(entry->second++) + ')';
-    isFree = taken_.emplace(text::AsciiLower(candidate), FIRST_NUMBER).second;
+    isFree = taken_.emplace(Fold(candidate), FIRST_NUMBER).second;
   }
   return candidate;
+}
+
+std::u16string UniqueNames::Fold(const std::string& name) {
+  return text::FoldCase(text::ComposeForCodePage932(text::Utf16FromUtf8(name)));
 }
 
 }  // namespace nimport::archive

@@ -11,11 +11,14 @@ namespace nimport::archive {
 // The longest name that is made, in bytes; every file system takes 255, and endings are added.
 inline constexpr std::size_t MAX_NAME_BYTES = 200;
 
-// `text` (UTF-8) as a file name that any system takes: separators, control characters and the
-// characters that Windows forbids become '_', and so does a dot at its beginning. Never empty.
+// `text` (UTF-8) as a file name that any system takes: separators, control characters, the
+// characters that Windows forbids and bytes that are no UTF-8 become '_', and so does a dot at its
+// beginning. A name that Windows keeps for a device, whatever its ending, gets a '_' before it.
+// Never empty.
 [[nodiscard]] std::string ToSafeName(std::string_view text, std::size_t maxBytes = MAX_NAME_BYTES);
 
-// Gives each name of one directory once; letter case does not count.
+// Gives each name of one directory once; letter case does not count, nor whether a kana stands as
+// one character or as two.
 class UniqueNames {
  public:
   // `name`, or "name (2)" and so on when that was given before.
@@ -24,7 +27,9 @@ class UniqueNames {
  private:
   static constexpr int FIRST_NUMBER = 2;
 
-  std::map<std::string, int> taken_;  // with the next number to try for the name
+  [[nodiscard]] static std::u16string Fold(const std::string& name);
+
+  std::map<std::u16string, int> taken_;  // with the next number to try for the name
 };
 
 }  // namespace nimport::archive

@@ -74,14 +74,17 @@ ordered_json CheckMail(StorePlatform& platform) {
       problems.push_back(place.Name() + ": " + error.reason());
     }
   }
-  const archive::Balance balance = archive::MakeBalance(store::ReadMailList(platform), found);
-  for (const auto* remarks : {&balance.missing, &balance.unlisted}) {
-    for (const archive::Remark& remark : *remarks)
-      problems.push_back(remark.folder + ": " + remark.reason);
-  }
+  const store::MailList list = store::ReadMailList(platform);
+  for (const archive::Remark& remark : archive::FindMissingRows(list, found))
+    problems.push_back(remark.folder + ": " + remark.reason);
+  std::uint64_t unlisted = 0;
+  for (const auto& [number, mails] : list.unlisted)
+    unlisted += mails.mails.size();
   answer["cabinets"] = store.cabinets().size();
   answer["folders"] = places.size();
   answer["mails"] = mailCount;
+  answer["rows"] = list.rowCount;
+  answer["notListed"] = unlisted;
   answer["missingDrives"] = FindDriveHints(platform);
   for (const ordered_json& hint : answer["missingDrives"])
     problems.push_back(ToSentence(hint));
@@ -121,6 +124,9 @@ void PrintDatabase(const char* title, const ordered_json& answer) {
   std::cout << "can be read";
   for (const char* number : {"cabinets", "folders", "mails", "groups", "addresses"}) {
     if (answer.contains(number)) std::cout << ", " << answer[number] << ' ' << number;
+  }
+  if (answer.value("notListed", 0) > 0) {
+    std::cout << ", " << answer["notListed"] << " rows that no folder lists";
   }
   if (answer.contains("member")) {
     const ordered_json& member = answer["member"];

@@ -41,9 +41,9 @@ class NoTarget final : public archive::ExportTarget {
       const std::filesystem::path& /*path*/) override {
     return std::make_unique<NoWriter>();
   }
-  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
+  archive::WrittenContacts WriteContacts(const addressbook::AddressBook& book) override {
     archive::VCardWriter writer([](std::string_view) {}, archive::VCardVersion::V4_0);
-    return archive::WriteContacts(book, writer);
+    return {.count = archive::WriteContacts(book, writer)};
   }
 };
 
@@ -92,6 +92,7 @@ void AddAccount(const archive::Account& exported, ordered_json& json) {
   const ordered_json account = exported.ToJson();
   const std::int64_t found = account["found"];
   json["mails"] = {{"found", found}, {"readable", account["written"]}};
+  if (account.contains("rows")) json["rows"] = account["rows"];
   json["missingFiles"] = account["incomplete"];
   json["unreadable"] = ordered_json::array();
   for (const ordered_json& failure : account["failures"]) {
@@ -185,7 +186,7 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
   const bool isSound = state.mail.IsSound() && state.addressBook.IsSound();
   if (!isSound) json["sound"] = false;
   try {
-    archive::Exporter exporter(platform, archive::ExportFormat::Maildir, progress);
+    archive::Exporter exporter(platform, {}, progress);
     NoTarget target;
     const platform::Interruption::Report report(
         [&] { AddAccount(exporter.InterruptedAccount(), json); });
@@ -212,6 +213,12 @@ void PrintDeepCheck(const ordered_json& answer) {
   PrintRemarks("in no folder, not exported", answer["unlisted"]);
   PrintRemarks("left out by every export", answer["leftOut"]);
   PrintRemarks("damage that an export steps over", answer["losses"]);
+  if (answer.contains("rows")) {
+    const ordered_json& rows = answer["rows"];
+    std::cout << rows["found"] << " rows in the list of mails: " << rows["written"]
+              << " can be read, " << rows["skipped"] << " hold nothing, " << rows["failed"]
+              << " cannot be read\n";
+  }
   std::cout << answer["mails"]["found"] << " mails found, " << answer["mails"]["readable"]
             << " can be read, " << answer["missingFiles"].size() << " lack their file\n"
             << answer["addresses"] << " addresses\n"

@@ -1,6 +1,9 @@
 // nimport export: all mails of the store in a form for today's programs.
 #include <cerrno>
+#include <deque>
 #include <iostream>
+#include <iterator>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -35,7 +38,7 @@ class TargetDirectory {
  public:
   // Throws std::runtime_error, also when another export is writing there.
   explicit TargetDirectory(const fs::path& path) {
-    fs::create_directories(path);
+    archive::MakeDirectories(path);
     descriptor_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), path.string());
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
@@ -73,11 +76,18 @@ void RequireSoundTargets(StorePlatform& platform, const Options& options) {
 // Files beneath a directory.
 class DirectoryTarget final : public archive::ExportTarget {
  public:
-  explicit DirectoryTarget(const Options& options) : options_(options) {}
+  explicit DirectoryTarget(const Options& options) : options_(options) {
+    if (options.form.isDryRun) return;
+    index_.emplace(options.targetDirectory, archive::INDEX_CSV_NAME, archive::INDEX_JSON_NAME,
+                   options.hasIndexMark);
+  }
 
   void BeginCabinet(const fs::path& path) override {
-    fs::create_directories(options_.targetDirectory / path);
-    if (HasReadableDirectory()) fs::create_directories(options_.readableDirectory / path);
+    const archive::ArchiveForm& form = options_.form;
+    if (form.isDryRun) return;
+    archive::MakeCabinet(form.layout, options_.targetDirectory, path);
+    if (HasReadableDirectory())
+      archive::MakeCabinet(form.layout, options_.readableDirectory, path);
   }
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
     auto writer = OpenWriter(options_.targetDirectory / path);
@@ -87,30 +97,51 @@ class DirectoryTarget final : public archive::ExportTarget {
                                        std::move(writer));
   }
   [[nodiscard]] bool isReadable() const override { return options_.isReadable; }
-  std::int64_t WriteContacts(const addressbook::AddressBook& book) override {
-    return archive::WriteContactsFile(book, options_.targetDirectory);
+  archive::WrittenContacts WriteContacts(const addressbook::AddressBook& book) override {
+    return archive::WriteContactsFile(book, options_.targetDirectory, options_.form.isDryRun);
   }
+  [[nodiscard]] archive::MailIndex* index() override { return index_ ? &*index_ : nullptr; }
 
  private:
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenWriter(const fs::path& path) const {
-    auto writer = archive::OpenFolderWriter(options_.format, path);
+    auto writer = archive::OpenFolderWriter(options_.form, path);
     if (options_.isRedo) writer->RewriteOutdated();
     return writer;
   }
   [[nodiscard]] bool HasReadableDirectory() const { return !options_.readableDirectory.empty(); }
 
   const Options& options_;
+  std::optional<archive::MailIndex> index_;  // empty in a dry run
 };
 
-// Prints the account and leaves it beside the mails.
+// For users who want to hear of nothing but faults.
+class NoProgress final : public archive::ExportProgress {
+ public:
+  void BeginFolder(const std::string& /*name*/, std::int32_t /*mailCount*/) override {}
+  void Step(std::int32_t /*done*/) override {}
+  void EndFolder(const archive::FolderAccount& /*folder*/) override {}
+};
+
+// Leaves the account beside the mails, with the index.
+void KeepAccount(const std::string& json, const Options& options, archive::MailIndex& index) {
+  const archive::Directory directory(options.targetDirectory);
+  // Directories and names that were made before are on the disk when the account is.
+  directory.FlushFileSystem();
+  index.PutInPlace();
+  archive::NewFile file(directory, std::string(".") + archive::ACCOUNT_NAME + ".tmp");
+  file.Write(json);
+  file.PutInPlace(directory, archive::ACCOUNT_NAME);
+}
+
+// Prints the account and leaves it beside the mails. `index` is null where nothing is to be left.
 void PutAccount(const archive::Account& account, const nlohmann::ordered_json& driveHints,
-                const Options& options) {
+                const Options& options, archive::MailIndex* index) {
   nlohmann::ordered_json whole = account.ToJson();
   if (!driveHints.empty()) whole["missingDrives"] = driveHints;
   const std::string json = ToText(whole);
   if (options.isJson) {
     std::cout << json;
-  } else {
+  } else if (!options.isQuiet || !account.IsAllDone()) {
     account.Print(std::cout);
     for (const nlohmann::ordered_json& hint : driveHints)
       std::cout << text::Visible(ToSentence(hint)) << '\n';
@@ -123,33 +154,43 @@ void PutAccount(const archive::Account& account, const nlohmann::ordered_json& d
   }
   if (!account.abortReason.empty())
     std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
-  const archive::Directory directory(options.targetDirectory);
-  // Directories and names that were made before are on the disk when the account is.
-  directory.FlushFileSystem();
-  archive::NewFile file(directory, std::string(".") + archive::ACCOUNT_NAME + ".tmp");
-  file.Write(json);
-  file.PutInPlace(directory, archive::ACCOUNT_NAME);
+  if (index != nullptr) KeepAccount(json, options, *index);
 }
 
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
   RequireSoundTargets(platform, options);
-  Progress progress(Progress::Work::Writing);
-  archive::Exporter exporter(platform, options.format, progress);
-  const TargetDirectory lock(options.targetDirectory);
+  std::unique_ptr<archive::ExportProgress> progress;
+  if (options.isQuiet) {
+    progress = std::make_unique<NoProgress>();
+  } else {
+    progress = std::make_unique<Progress>(options.form.isDryRun ? Progress::Work::Reading
+                                                                : Progress::Work::Writing);
+  }
+  std::deque<StorePlatform> platforms;
+  archive::ExportOptions exporting = options.exporting;
+  while (std::ssize(exporting.sessions) + 1 < options.jobs)
+    exporting.sessions.push_back(&platforms.emplace_back(options.location));
+  archive::Exporter exporter(platform, options.form, *progress, exporting);
+  std::optional<TargetDirectory> lock;
   std::optional<TargetDirectory> readableLock;
-  if (!options.readableDirectory.empty()) readableLock.emplace(options.readableDirectory);
+  if (!options.form.isDryRun) {
+    lock.emplace(options.targetDirectory);
+    if (!options.readableDirectory.empty()) readableLock.emplace(options.readableDirectory);
+  }
   DirectoryTarget target(options);
   const archive::Account* account = nullptr;
   {
-    const platform::Interruption::Report report(
-        [&] { PutAccount(exporter.InterruptedAccount(), {}, options); });
+    const platform::Interruption::Report report([&] {
+      if (target.index() != nullptr) target.index()->DropLast(exporter.waiting());
+      PutAccount(exporter.InterruptedAccount(), {}, options, target.index());
+    });
     account = &exporter.Run(target);
   }
   nlohmann::ordered_json driveHints;
   if (!account->incomplete.empty()) driveHints = FindDriveHints(platform);
-  PutAccount(*account, driveHints, options);
+  PutAccount(*account, driveHints, options, target.index());
   if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
   return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

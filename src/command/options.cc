@@ -72,6 +72,11 @@ constexpr const char* EXPORT_FOOTER =
     "  mbox     DIR/Cabinet/Folder.mbox (mboxrd)\n"
     "  eml      DIR/Cabinet/Folder/NNNNN subject.eml, one file per mail\n"
     "\n"
+    "Layouts:\n"
+    "  plain        as above\n"
+    "  maildir++    DIR/.Cabinet.Folder, as IMAP servers keep folders\n"
+    "  thunderbird  DIR/nimport.sbd/Cabinet.sbd/Folder, mboxes as in Local Folders\n"
+    "\n"
     "Mails that are there already are skipped, so that an interrupted export can be run again. "
     "The\n"
     "account of the run goes to DIR/account.json too. Dates without a zone are Japanese time "
@@ -219,6 +224,68 @@ void AddFind(CLI::App& app, Options& options) {
   find->add_flag("--json", options.isJson, "Answer as JSON");
 }
 
+void AddLayout(CLI::App& exporting, Options& options) {
+  const std::map<std::string, archive::Layout> layouts = {
+      {"plain", archive::Layout::Plain},
+      {"maildir++", archive::Layout::MaildirPlusPlus},
+      {"thunderbird", archive::Layout::Thunderbird}};
+  exporting
+      .add_option("--layout", options.form.layout,
+                  "plain (the default), maildir++ or thunderbird (mbox)")
+      ->transform(OneOf(layouts))
+      ->type_name("LAYOUT")
+      ->option_text("LAYOUT");
+}
+
+// A layout belongs to one format, which need not be said.
+void SetFormatOfLayout(const CLI::App& app, Options& options) {
+  using archive::ExportFormat;
+  using archive::Layout;
+  if (options.subcommand != Subcommand::Export || options.form.layout == Layout::Plain) return;
+  const bool isMaildir = options.form.layout == Layout::MaildirPlusPlus;
+  const ExportFormat wanted = isMaildir ? ExportFormat::Maildir : ExportFormat::Mbox;
+  const bool isSaid = app.get_subcommand("export")->count("--format") > 0;
+  if (isSaid && options.form.format != wanted) {
+    throw CLI::ValidationError("--layout", isMaildir ? "maildir++ is for --format maildir"
+                                                     : "thunderbird is for --format mbox");
+  }
+  options.form.format = wanted;
+}
+
+// Which mails, and how much is said.
+void AddChoice(CLI::App& exporting, Options& options) {
+  exporting
+      .add_option("--folder", options.exporting.choice.folders,
+                  "Only this folder: \"Cabinet/Folder\" or its index; may be repeated")
+      ->type_name("FOLDER")
+      ->allow_extra_args(false);
+  const auto day = [](const std::string& text) {
+    constexpr std::string_view FORM = "0000-00-00";
+    const bool isWhole = text.size() == 4 || text.size() == 7 || text.size() == 10;
+    for (std::size_t i = 0; isWhole && i < text.size(); ++i) {
+      if ((text::IsAsciiDigit(text[i]) ? '0' : text[i]) != FORM[i]) return text + ": not a day";
+    }
+    return isWhole ? std::string() : text + ": not of the form 1998-01-13, 1998-01 or 1998";
+  };
+  exporting
+      .add_option("--since", options.exporting.choice.since,
+                  "Only mails of this day (1998-01-13, 1998-01, 1998) or later, or without a date")
+      ->check(CLI::Validator(day, ""))
+      ->type_name("DATE");
+  exporting
+      .add_option("--until", options.exporting.choice.until,
+                  "Only mails of this day or earlier, or without a date")
+      ->check(CLI::Validator(day, ""))
+      ->type_name("DATE");
+  exporting.add_flag("--dry-run", options.form.isDryRun,
+                     "Read everything, write nothing, and say what would be written");
+  exporting.add_option("-j,--jobs", options.jobs, "Read mails in so many threads")
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  exporting.add_flag("--quiet", options.isQuiet,
+                     "No progress, and no account unless something is wrong");
+}
+
 void AddSubcommands(CLI::App& app, Options& options) {
   AddFind(app, options);
   CLI::App& check = AddSubcommand(app, options, Subcommand::Check, "check",
@@ -257,10 +324,17 @@ void AddSubcommands(CLI::App& app, Options& options) {
       {"maildir", archive::ExportFormat::Maildir},
       {"mbox", archive::ExportFormat::Mbox},
       {"eml", archive::ExportFormat::Eml}};
-  exporting.add_option("--format", options.format, "maildir (the default), mbox or eml")
+  exporting.add_option("--format", options.form.format, "maildir (the default), mbox or eml")
       ->transform(OneOf(formats))
       ->type_name("FORMAT")
       ->option_text("FORMAT");
+  exporting.add_flag_callback(
+      "--no-unlisted", [&options] { options.exporting.hasUnlisted = false; },
+      "Leave out rows that no folder lists, and files that no row names");
+  exporting.add_flag("--index-bom", options.hasIndexMark,
+                     "Begin index.csv with a byte order mark, as Excel needs it");
+  AddLayout(exporting, options);
+  AddChoice(exporting, options);
 
   exporting
       .add_option_function<std::vector<std::string>>(
@@ -291,6 +365,7 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
     RequireOneForm(app, options);
+    SetFormatOfLayout(app, options);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) throw ExplainUsage(app, error);
     app.exit(error, std::cout, std::cerr);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "archive/exporter.h"
 #include "archive/folder_writer.h"
 #include "command/store_location.h"
 
@@ -39,7 +40,11 @@ struct Options {
   bool isRedo = false;  // mails that an earlier run wrote otherwise are written again
   bool isReadable = false;
   std::filesystem::path readableDirectory;  // empty: readable mails go to the target directory
-  archive::ExportFormat format = archive::ExportFormat::Maildir;
+  archive::ArchiveForm form;
+  bool hasIndexMark = false;
+  archive::ExportOptions exporting;
+  bool isQuiet = false;
+  int jobs = 1;  // threads that read mails
   // contacts
   ContactForm contactForm = ContactForm::VCard4;
   bool isForExcel = false;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "mime/part.h"
@@ -23,6 +24,8 @@ class Mail {
   explicit Mail(std::string text, TextForm form = TextForm::Utf8);
 
   [[nodiscard]] const std::string& text() const { return text_; }
+  // Gives the bytes back; the object is of no use after that.
+  [[nodiscard]] std::string TakeText() && { return std::move(text_); }
 
   // The decoded value of a field of the mail's header, as DecodeField; empty when there is none.
   [[nodiscard]] std::string HeaderText(std::string_view fieldName) const;

@@ -5,11 +5,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/file_error.h"
 #include "common/random_access_file.h"
@@ -61,6 +63,14 @@ class FileSystem {
   // opened on the way. Throws FileMissing as above, else FileError.
   [[nodiscard]] virtual std::unique_ptr<RandomAccessFile> OpenStored(
       const StoredPath& path) const = 0;
+
+  // What stands in a directory that a path in a store leads to: for each regular file and each
+  // directory in it, links followed, `visit` hears its name in code page 932 and which it is; in no
+  // order. Returns the names, UTF-8, of those that have none in that code page. Throws FileMissing
+  // as above, else FileError.
+  using StoredVisitor = std::function<void(std::string_view name, bool isDirectory)>;
+  virtual std::vector<std::string> ListStored(const StoredPath& path,
+                                              const StoredVisitor& visit) const = 0;
 
   // Creates the file, or empties the regular file that is there; mode 0600, never through a
   // symbolic link. Throws FileError, also when the directory is missing or the last part of the

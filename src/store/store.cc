@@ -12,6 +12,7 @@
 #include "store/installation.h"
 #include "store/known_objects.h"
 #include "store/mails/mail_text.h"
+#include "store/mails/mime_file_names.h"
 #include "store/mails/stored_file.h"
 
 namespace nimport::store {
@@ -84,7 +85,7 @@ std::vector<Problem> OpenDatabase::TakeLosses() {
 }
 
 MailRecord OpenFolder::Read(std::size_t position, ColumnsWanted wanted) const {
-  return store_.ReadRecord(mails_[position], wanted);
+  return store_.Read(mails_[position], wanted);
 }
 
 Store::Store(platform::Platform& platform, const Options& options)
@@ -139,8 +140,12 @@ OpenFolder Store::Open(const Folder& folder) {
       [&] { return OpenFolder(*this, ReadFolderMails(database_->get(), folder.number)); });
 }
 
-MailRecord Store::ReadRecord(const MailEntry& mail, ColumnsWanted wanted) {
+MailRecord Store::Read(const MailEntry& mail, ColumnsWanted wanted) {
   return Guarded([&] {
+    if (!IsListedMailKind(mail.dataType)) {
+      if (!unlistedRows_) unlistedRows_.emplace(database_->get());
+      return unlistedRows_->Read(mail.dataType, mail.dataNo);
+    }
     const std::string_view query = LookupMailKind(mail.dataType).queryName;
     return RowsOf(query).Read(mail.dataType, mail.dataNo, wanted);
   });
@@ -168,6 +173,7 @@ std::string Store::ReadMimeFile(const MailRecord& record) {
 std::optional<std::string> Store::ReadRawText(const MailRecord& record) {
   if (record.recoveredText) return record.recoveredText;
   return Guarded([&] {
+    if (!IsListedMailKind(record.dataType)) return ToCodePage932(Require(record.text));
     const std::string_view query = LookupMailKind(record.dataType).queryName;
     MailRows& rows = rawRows_.try_emplace(query, RawDatabase(), query).first->second;
     return Require(rows.Read(record.dataType, record.number, ColumnsWanted::OfMail).text);
@@ -210,6 +216,9 @@ RecoveredMail Store::ReadDeleted(const DeletedMail& mail) {
 StoredFile Store::ReadStoredFile(const MailRecord& record) {
   return Guarded([&] {
     std::optional<std::string> path = Require(record.fileLink);
+    if (record.content == MailContent::MimeFile) {
+      path = ToUtf8(MimeFilePath(directory_, ToCodePage932(path)).path);
+    }
     if (record.content == MailContent::LinkedFile) {
       if (!path) FailInvalid("the mail names no received file");
       path = linkedFiles_.FindPath(database_->get(), *path,
@@ -218,6 +227,14 @@ StoredFile Store::ReadStoredFile(const MailRecord& record) {
     path = ToCodePage932(path);
     std::string bytes = ReadStoredBytes(platform_.files(), directory_, path);
     return StoredFile{.name = ToUtf8(OwnName(*path)), .bytes = std::move(bytes)};
+  });
+}
+
+UnnamedFiles Store::FindUnnamedMimeFiles() {
+  return Guarded([&] {
+    MimeFileNames names(platform_, directory_);
+    names.LeaveOutThoseOf(database_->get());
+    return UnnamedFiles{.names = names.Rest(), .unusable = names.unusable()};
   });
 }
 

@@ -29,6 +29,7 @@
 #include "store/mails/linked_files.h"
 #include "store/mails/mail_record.h"
 #include "store/mails/mail_rows.h"
+#include "store/mails/unlisted_rows.h"
 #include "store/problem.h"
 #include "text/fixed_text.h"
 
@@ -87,12 +88,21 @@ struct StoredFile {
   std::string bytes;
 };
 
+// Files that no row names, sorted. UTF-8.
+struct UnnamedFiles {
+  std::vector<std::string> names;     // as rows would name them
+  std::vector<std::string> unusable;  // those that no row can name, for messages
+};
+
 class Store;
 
 // A folder whose list of mails was read. Borrows from the store.
 class OpenFolder {
  public:
   [[nodiscard]] std::size_t mailCount() const { return mails_.size(); }
+
+  // What the list of mails says of the mail at a position from 0, below the count.
+  [[nodiscard]] const MailEntry& entry(std::size_t position) const { return mails_[position]; }
 
   // The mail at a position from 0, below the count. Throws Error, Interrupted.
   [[nodiscard]] MailRecord Read(std::size_t position,
@@ -126,6 +136,14 @@ class Store {
   // Reads the list of a folder's mails. Throws Error, Interrupted.
   [[nodiscard]] OpenFolder Open(const Folder& folder);
 
+  // A mail of the list of mails, whatever its kind: of one that is not listed, what can be found in
+  // any table or stored query. Throws Error, Interrupted.
+  [[nodiscard]] MailRecord Read(const MailEntry& mail, ColumnsWanted wanted);
+
+  // The files in the directory of MIME files and beneath it that no row of any table names. Throws
+  // Error, Interrupted.
+  [[nodiscard]] UnnamedFiles FindUnnamedMimeFiles();
+
   // The MIME file of a mail with MailContent::MimeFile, with line ends CR LF. Throws Error.
   [[nodiscard]] std::string ReadMimeFile(const MailRecord& record);
 
@@ -134,7 +152,8 @@ class Store {
   // Throws Error, Interrupted.
   [[nodiscard]] std::optional<std::string> ReadRawText(const MailRecord& record);
 
-  // The file of a mail that consists of a file alone. Throws Error, Interrupted.
+  // The file of a mail that consists of a file alone; a MIME file as it is. Throws Error,
+  // Interrupted.
   [[nodiscard]] StoredFile ReadStoredFile(const MailRecord& record);
 
   // Mails that were deleted and still lie in the database. Looks for them at the first call. Throws
@@ -155,7 +174,6 @@ class Store {
   void ListFolders();
   [[nodiscard]] jet::Database& RawDatabase();
   [[nodiscard]] platform::StoredPath MimePathOf(const MailRecord& record) const;
-  [[nodiscard]] MailRecord ReadRecord(const MailEntry& mail, ColumnsWanted wanted);
   [[nodiscard]] std::string ToUtf8(std::string_view codePage932) const;
   [[nodiscard]] std::optional<std::string> ToCodePage932(
       const std::optional<std::string>& text) const;
@@ -169,6 +187,7 @@ class Store {
   std::vector<Cabinet> cabinets_;
   std::string failedListing_;
   std::map<std::string_view, MailRows> rows_;  // by the query's name in code page 932
+  std::optional<UnlistedRows> unlistedRows_;   // once they were asked for
   LinkedFiles linkedFiles_;
   // The same in code page 932, opened when ReadRawText needs it. Of damage the other one tells.
   std::unique_ptr<OpenDatabase> rawDatabase_;

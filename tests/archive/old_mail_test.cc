@@ -59,7 +59,7 @@ TEST(OutdatedMails, AreFoundInEveryFormat) {
     for (const auto& run : runs) {
       for (const bool isRedo : {false, true}) {
         if (run.wanted == Outcome::Written && isRedo) continue;
-        const auto writer = OpenFolderWriter(format, directory.path() / "f");
+        const auto writer = OpenFolderWriter({.format = format}, directory.path() / "f");
         if (isRedo) writer->RewriteOutdated();
         const FinishedMail mail{.bytes = run.header + text, .instant = run.instant, .key = "0123"};
         EXPECT_EQ(writer->Write(mail, 0, ""), isRedo ? run.redone : run.wanted) << run.header;

@@ -201,6 +201,18 @@ TEST(ExportOfContacts, StandBesideTheMails) {
   }
   EXPECT_TRUE(fs::is_directory(store.Target() / "contacts.vcf (2)")) << "the cabinet of that name";
 
+  const std::string theirs = "BEGIN:VCARD\r\nPRODID:-//else//EN\r\nEND:VCARD\r\n" + wanted;
+  std::ofstream(store.Target() / "contacts.vcf", std::ios::binary) << theirs;
+  for (const char* run : {"first", "again"}) {
+    const json account = store.Export();
+    EXPECT_EQ(account["contacts"]["path"], "contacts (2).vcf") << run;
+    EXPECT_THAT(account["notes"].dump(), HasSubstr("contacts.vcf was not made by nimport"));
+    EXPECT_EQ(store.Exported().at("contacts.vcf"), theirs) << run;
+    EXPECT_EQ(store.Exported().at("contacts (2).vcf"), wanted) << run;
+  }
+  std::ofstream(store.Target() / "contacts.vcf", std::ios::trunc) << std::flush;
+  store.Export();
+
   // Nothing but the address book is damaged, then missing.
   fs::resize_file(store.Database("Abook.mdb"), 100);
   const json account = store.Export("maildir", "out", 1);

@@ -123,13 +123,13 @@ TEST(Balance, FewerMailsThanRowsAreMissed) {
   store::MailList list;
   list.folders = {{.number = 3, .mailCount = 40}, {.number = 4, .mailCount = 2}};
   const auto missing = [&](std::optional<std::int64_t> found) {
-    return archive::MakeBalance(list, {{"a/b", found}, {"a/c", 2}}).missing;
+    return archive::FindMissingRows(list, {{"a/b", found}, {"a/c", 2}});
   };
   EXPECT_THAT(missing(40), testing::IsEmpty());
   EXPECT_THAT(missing(std::nullopt), testing::IsEmpty());  // its failure is named
   ASSERT_EQ(missing(0).size(), 1U);
   EXPECT_EQ(missing(0)[0].folder, "a/b");
-  EXPECT_EQ(archive::MakeBalance(list, {}).missing.size(), 1U);
+  EXPECT_EQ(archive::FindMissingRows(list, {}).size(), 1U);
 }
 
 // A store of which one page, told by what it holds, is lost at a time.

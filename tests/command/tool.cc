@@ -125,7 +125,8 @@ nlohmann::json TestStore::Ask(const std::string& subcommand, std::vector<std::st
 
 Files TestStore::Exported(const std::string& target) const {
   Files files = ReadTree(Target(target));
-  files.erase("account.json");
+  for (const char* name : {"account.json", "index.csv", "index.jsonl"})
+    files.erase(name);
   return files;
 }
 

@@ -85,6 +85,11 @@ class FaultyFileSystem final : public platform::FileSystem {
     return std::make_unique<InputFile>(files_.OpenStored(path), shared());
   }
 
+  std::vector<std::string> ListStored(const platform::StoredPath& path,
+                                      const StoredVisitor& visit) const override {
+    return files_.ListStored(path, visit);
+  }
+
   [[nodiscard]] std::unique_ptr<platform::OutputFile> OpenForWriting(
       std::string_view path) override {
     faults.Check(FileOperation::OpenForWriting, path);

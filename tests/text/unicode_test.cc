@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "text/modified_utf7.h"
 #include "text/utf16.h"
 #include "text/utf8.h"
 
@@ -69,6 +70,12 @@ TEST(Utf16, ToUtf8AndBack) {
   bool isDamaged = false;
   EXPECT_EQ(Utf16FromUtf8("a\xFF", isDamaged), u"a\uFFFD");
   EXPECT_TRUE(isDamaged);
+}
+
+// The first is the example of RFC 3501.
+TEST(ModifiedUtf7, NamesOfMailboxes) {
+  EXPECT_EQ(ModifiedUtf7FromUtf8("~peter/mail/台北/日本語"), "~peter/mail/&U,BTFw-/&ZeVnLIqe-");
+  EXPECT_EQ(ModifiedUtf7FromUtf8("R&D \U0001F600"), "R&-D &2D3eAA-");
 }
 
 }  // namespace

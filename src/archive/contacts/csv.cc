@@ -1,12 +1,10 @@
 #include "archive/contacts/csv.h"
 
-#include <initializer_list>
+#include "text/utf8.h"
 
 namespace nimport::archive {
 
 namespace {
-
-constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 std::string Quote(std::string_view text) {
   std::string out = "\"";
@@ -32,17 +30,6 @@ bool NeedsQuotes(std::string_view text) {
          text.back() == ' ';
 }
 
-std::string ToRow(std::initializer_list<std::string_view> cells) {
-  std::string row;
-  const char* separator = "";
-  for (const std::string_view text : cells) {
-    const std::string cell = Guarded(text);
-    row.append(separator).append(NeedsQuotes(cell) ? Quote(cell) : cell);
-    separator = ",";
-  }
-  return row + "\r\n";
-}
-
 template <typename Texts>
 std::string Join(const Texts& texts) {
   std::string all;
@@ -56,14 +43,25 @@ std::string Join(const Texts& texts) {
 
 }  // namespace
 
+std::string ToCsvRow(std::initializer_list<std::string_view> cells) {
+  std::string row;
+  const char* separator = "";
+  for (const std::string_view text : cells) {
+    const std::string cell = Guarded(text);
+    row.append(separator).append(NeedsQuotes(cell) ? Quote(cell) : cell);
+    separator = ",";
+  }
+  return row + "\r\n";
+}
+
 CsvWriter::CsvWriter(TextSink sink, bool hasByteOrderMark) : ContactWriter(std::move(sink)) {
-  if (hasByteOrderMark) Put(BYTE_ORDER_MARK);
-  Put(ToRow({"Name", "E-mail Address", "User ID", "Notes", "Categories"}));
+  if (hasByteOrderMark) Put(text::UTF8_BYTE_ORDER_MARK);
+  Put(ToCsvRow({"Name", "E-mail Address", "User ID", "Notes", "Categories"}));
 }
 
 void CsvWriter::Write(const Contact& contact) {
-  Put(ToRow({contact.name, Join(contact.emails), contact.NativeId(), contact.comment,
-             Join(contact.groups)}));
+  Put(ToCsvRow({contact.name, Join(contact.emails), contact.NativeId(), contact.comment,
+                Join(contact.groups)}));
 }
 
 }  // namespace nimport::archive

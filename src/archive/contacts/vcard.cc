@@ -59,7 +59,7 @@ void VCardWriter::Write(const Contact& contact) {
     AppendLine(card, std::string(property) + ':' + Escape(text, isV3));
   };
   AppendLine(card, isV3 ? "VERSION:3.0" : "VERSION:4.0");
-  AppendLine(card, "PRODID:-//nimport//contacts//EN");
+  AppendLine(card, std::string(VCARD_PRODUCT));
   AppendLine(card, "UID:urn:uuid:" + contact.uid);
   const std::string name = contact.DisplayName();
   appendText("FN", name);

@@ -5,6 +5,9 @@
 
 namespace nimport::archive {
 
+// The line by which a vCard says what made it.
+inline constexpr std::string_view VCARD_PRODUCT = "PRODID:-//nimport//contacts//EN";
+
 enum class VCardVersion { V3_0, V4_0 };
 
 // One vCard per contact, RFC 6350 or RFC 2426. The groups become categories. What the mail client

@@ -1,5 +1,6 @@
 #include "archive/contacts/write_contacts.h"
 
+#include <fstream>
 #include <span>
 #include <vector>
 
@@ -45,6 +46,33 @@ class GroupPath {
   std::vector<GroupKey> keys_;
 };
 
+// Whether the file is a regular one that was made here. One that is empty holds nothing to keep.
+bool IsOurs(const std::filesystem::path& path) {
+  if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(path))) return false;
+  std::ifstream file(path, std::ios::binary);
+  if (file.peek() == std::ifstream::traits_type::eof()) return true;
+  for (std::string line; std::getline(file, line) && !line.starts_with("END:");) {
+    if (line.starts_with(VCARD_PRODUCT)) return true;
+  }
+  return false;
+}
+
+// A name that no file has, or only one that was made here.
+WrittenContacts FreeName(const std::filesystem::path& directory) {
+  const std::filesystem::path wanted(CONTACTS_FILE_NAME);
+  WrittenContacts written{.fileName = wanted.string()};
+  for (int number = 2;; ++number) {
+    const std::filesystem::path path = directory / written.fileName;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(path)) || IsOurs(path)) break;
+    written.fileName =
+        wanted.stem().string() + " (" + std::to_string(number) + ')' + wanted.extension().string();
+    written.remark = std::string(CONTACTS_FILE_NAME) +
+                     " was not made by nimport and stays as it is: the contacts are in " +
+                     written.fileName;
+  }
+  return written;
+}
+
 }  // namespace
 
 std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& writer) {
@@ -70,15 +98,21 @@ std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& 
   return written;
 }
 
-std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
-                               const std::filesystem::path& path) {
-  if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return 0;
+WrittenContacts WriteContactsFile(const addressbook::AddressBook& book,
+                                  const std::filesystem::path& path, bool isDryRun) {
+  if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return {};
+  WrittenContacts written = FreeName(path);
+  if (isDryRun) {
+    VCardWriter writer([](std::string_view) {}, VCardVersion::V4_0);
+    written.count = WriteContacts(book, writer);
+    return written;
+  }
   const Directory directory(path);
-  NewFile file(directory, std::string(".") + CONTACTS_FILE_NAME + ".tmp");
+  NewFile file(directory, '.' + written.fileName + ".tmp");
   VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
-  const std::int64_t written = WriteContacts(book, writer);
-  if (Interruption::IsRequested()) return 0;
-  file.PutInPlace(directory, CONTACTS_FILE_NAME);
+  written.count = WriteContacts(book, writer);
+  if (Interruption::IsRequested()) return {};
+  file.PutInPlace(directory, written.fileName);
   return written;
 }
 

@@ -17,11 +17,18 @@ std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& 
 // Where an export puts the contacts.
 inline constexpr const char* CONTACTS_FILE_NAME = "contacts.vcf";
 
+struct WrittenContacts {
+  std::int64_t count = 0;
+  std::string fileName = {};
+  std::string remark = {};  // why the file is called otherwise; empty when it is not
+};
+
 // Writes the contacts as vCards to the file of that name in `directory`, which is replaced when all
-// of them are there. Without contacts, and when the user interrupts, nothing is written. Returns
-// the number of contacts written. Throws std::system_error.
-std::int64_t WriteContactsFile(const addressbook::AddressBook& book,
-                               const std::filesystem::path& directory);
+// of them are there. A file of that name whose first vCard does not say that it was made here is
+// somebody else's: then the file is "contacts (2).vcf", and so on. Without contacts, and when the
+// user interrupts, nothing is written; in a dry run they are counted. Throws std::system_error.
+WrittenContacts WriteContactsFile(const addressbook::AddressBook& book,
+                                  const std::filesystem::path& directory, bool isDryRun);
 
 }  // namespace nimport::archive
 

@@ -69,7 +69,7 @@ FilesWriter::Files::Files(const fs::path& from, const fs::path& to)
 
 FilesWriter::FilesWriter(const fs::path& temporary, const fs::path& directory, LineEnds lineEnds,
                          bool isDryRun)
-    : lineEnds_(lineEnds) {
+    : directory_(directory), lineEnds_(lineEnds) {
   if (!isDryRun) files_.emplace(temporary, directory);
 }
 
@@ -99,8 +99,9 @@ void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
   });
 }
 
-FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& mail) const {
+FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& mail) {
   const fs::path* const path = present_.Find(key, mail.isComplete);
+  if (path != nullptr) place_ = {.key = key, .path = *path};
   std::optional<FileEnds> there;
   if (path != nullptr) there.emplace(*path);
   const Extent former = there ? there->ExtentOf(mail.bytes) : Extent::Torn;
@@ -119,6 +120,7 @@ FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& ma
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
                       const std::string& key, const FinishedMail& mail) {
+  place_ = {.key = key, .path = directory_ / name};
   if (!files_) return;
   std::vector<fs::path> replaced;
   // One that is there is torn or outdated.

@@ -50,7 +50,7 @@ class FilesWriter : public FolderWriter {
 
   // Gives the mail the form in which it is written, and says whether it is there, whole. As version
   // 0.2.0 wrote it, with CR LF and with whatever line it begins with, it is outdated.
-  [[nodiscard]] Present Find(const std::string& key, FinishedMail& mail) const;
+  [[nodiscard]] Present Find(const std::string& key, FinishedMail& mail);
 
   void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
            const FinishedMail& mail);
@@ -70,6 +70,7 @@ class FilesWriter : public FolderWriter {
     FileBatch batch;
   };
 
+  std::filesystem::path directory_;
   LineEnds lineEnds_;
   std::optional<Files> files_;  // empty in a dry run
 };

@@ -76,14 +76,14 @@ class MboxWriter final : public FolderWriter {
       const std::string_view key = KeyInSeparator(line);
       if (key.empty()) continue;
       present_.Add(key, path_);
-      EndPlace();
-      places_.push_back({.digest = ShortDigestOf(key), .begin = end_, .size = 0});
+      EndFormer();
+      formers_.push_back({.digest = ShortDigestOf(key), .begin = end_, .size = 0});
       last_ = key;
       lastBegin_ = end_;
     }
     if (last_.empty() && IsHalfSeparator(ReadOld(0))) end_ = 0;
-    EndPlace();
-    std::ranges::sort(places_, {}, &Place::digest);
+    EndFormer();
+    std::ranges::sort(formers_, {}, &Former::digest);
   }
 
   void Expect(std::size_t mails) override { keys_.Reserve(mails); }
@@ -91,6 +91,7 @@ class MboxWriter final : public FolderWriter {
   Outcome Write(FinishedMail mail, std::int32_t, const std::string&) override {
     const std::string key = keys_.Take(mail.key);
     const std::string name = NameOfMail(key, mail.isComplete);
+    place_ = {.key = key, .path = path_};
     const bool isLast = (!file_ || keepsLastBack_) && name == last_;
     // As version 0.2.0 wrote it: with CR LF, and without a header of the format's own.
     Extent there = isLast ? CutTornEnd(name, mail, "") : Extent::Different;
@@ -133,15 +134,15 @@ class MboxWriter final : public FolderWriter {
   static constexpr std::string_view HEADER = "Status: RO\n";
 
   // A mail that was there: the digest of its name, and where it stands.
-  struct Place {
+  struct Former {
     std::uint64_t digest;
     std::uintmax_t begin;
     std::uintmax_t size;
   };
 
-  void EndPlace() {
-    if (!places_.empty() && places_.back().size == 0)
-      places_.back().size = end_ - places_.back().begin;
+  void EndFormer() {
+    if (!formers_.empty() && formers_.back().size == 0)
+      formers_.back().size = end_ - formers_.back().begin;
   }
 
   [[nodiscard]] std::string TemporaryName() const { return '.' + name_ + ".tmp"; }
@@ -150,10 +151,10 @@ class MboxWriter final : public FolderWriter {
 
   // Whether the mail that is there under this name is one that an earlier run wrote otherwise.
   [[nodiscard]] bool IsOutdated(const std::string& name, const FinishedMail& mail) const {
-    const auto place = std::ranges::lower_bound(places_, ShortDigestOf(name), {}, &Place::digest);
-    if (place == places_.end() || place->digest != ShortDigestOf(name)) return false;
+    const auto place = std::ranges::lower_bound(formers_, ShortDigestOf(name), {}, &Former::digest);
+    if (place == formers_.end() || place->digest != ShortDigestOf(name)) return false;
     if (IsAt(*place, name, mail) || place->size > MAX_COMPARED_BYTES) return false;
-    const std::string there = WithoutFirstLine(ReadPlace(*place));
+    const std::string there = WithoutFirstLine(ReadFormer(*place));
     // Version 0.2.0 wrote no header of the format's own.
     for (const std::string_view header : {HEADER, std::string_view()}) {
       std::string wanted;
@@ -164,7 +165,7 @@ class MboxWriter final : public FolderWriter {
   }
 
   // Whether the mail stands there, byte for byte.
-  [[nodiscard]] bool IsAt(const Place& place, const std::string& name,
+  [[nodiscard]] bool IsAt(const Former& place, const std::string& name,
                           const FinishedMail& mail) const {
     std::ifstream old(path_, std::ios::binary);
     old.seekg(static_cast<std::streamoff>(place.begin));
@@ -182,7 +183,7 @@ class MboxWriter final : public FolderWriter {
     return isSame && left == 0;
   }
 
-  [[nodiscard]] std::string ReadPlace(const Place& place) const {
+  [[nodiscard]] std::string ReadFormer(const Former& place) const {
     std::string bytes(static_cast<std::size_t>(place.size), '\0');
     std::ifstream old(path_, std::ios::binary);
     old.seekg(static_cast<std::streamoff>(place.begin));
@@ -290,7 +291,7 @@ class MboxWriter final : public FolderWriter {
   bool keepsLastBack_ = false;    // until it is known to be whole
   MailKeys keys_;
   PresentMails present_;
-  std::vector<Place> places_;  // by their digests
+  std::vector<Former> formers_;  // by their digests
   std::set<std::string> replaced_;
   std::optional<NewFile> file_;
   std::int64_t waiting_ = 0;

@@ -26,7 +26,9 @@ class ReadableWriter final : public FolderWriter {
       mail.bytes =
           faithful_ ? MakeReadable(mail.bytes) : MakeReadableWithOriginal(mail.bytes, mail.key);
     }
-    return MoreOf(outcome, readable_->Write(std::move(mail), position, subject));
+    const Outcome more = MoreOf(outcome, readable_->Write(std::move(mail), position, subject));
+    place_ = (faithful_ ? faithful_ : readable_)->place();
+    return more;
   }
 
   void Finish() override {

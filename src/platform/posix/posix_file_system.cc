@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include "platform/posix/confined_file.h"
 #include "platform/posix/file_descriptor.h"
 #include "platform/posix/posix_file.h"
+#include "text/utf8.h"
 
 namespace nimport::platform::posix {
 namespace {
@@ -121,6 +123,42 @@ std::unique_ptr<RandomAccessFile> PosixFileSystem::OpenStored(const StoredPath& 
   FileDescriptor file = stored.Open(O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.IsOpen()) FailFile(stored.path(), "cannot be opened", errno);
   return MakeFile(stored.path(), std::move(file));
+}
+
+std::vector<std::string> PosixFileSystem::ListStored(const StoredPath& path,
+                                                     const StoredVisitor& visit) const {
+  const StoredFile stored(paths_.FindStored(path));
+  FileDescriptor opened = stored.Open(O_RDONLY | O_DIRECTORY);
+  if (!opened.IsOpen()) FailMissing(stored.path(), errno);
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(fdopendir(opened.get()), closedir);
+  if (directory == nullptr) FailFile(stored.path(), "cannot be read", errno);
+  static_cast<void>(opened.Release());
+  std::vector<std::string> nameless;
+  errno = 0;
+  for (const dirent* entry = readdir(directory.get()); entry != nullptr;
+       entry = readdir(directory.get())) {
+    const std::string_view name = entry->d_name;
+    struct stat status {};
+    const bool isThere = name != "." && name != ".." &&
+                         fstatat(dirfd(directory.get()), entry->d_name, &status, 0) == 0;
+    errno = 0;
+    if (!isThere || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode))) continue;
+    // A name that is not UTF-8 is taken for code page 932, as everywhere.
+    const bool isUtf8 = text::IsUtf8(name);
+    const std::string stored932 =
+        isUtf8
+            ? text_.FromUtf16(text_.ToUtf16(name, text::CODE_PAGE_UTF8), text::CODE_PAGE_JAPANESE)
+            : std::string(name);
+    const std::string back =
+        text_.FromUtf16(text_.ToUtf16(stored932, text::CODE_PAGE_JAPANESE), text::CODE_PAGE_UTF8);
+    if (isUtf8 && back != name) {
+      nameless.emplace_back(name);
+    } else {
+      visit(stored932, S_ISDIR(status.st_mode));
+    }
+  }
+  if (errno != 0) FailFile(stored.path(), "cannot be read", errno);
+  return nameless;
 }
 
 std::unique_ptr<OutputFile> PosixFileSystem::OpenForWriting(std::string_view path) {

@@ -25,6 +25,8 @@ class PosixFileSystem final : public FileSystem {
   [[nodiscard]] std::optional<std::uint64_t> FindStoredChangeStamp(
       const StoredPath& path) const override;
   [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenStored(const StoredPath& path) const override;
+  std::vector<std::string> ListStored(const StoredPath& path,
+                                      const StoredVisitor& visit) const override;
   [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
   void Remove(std::string_view path) noexcept override;
   [[nodiscard]] std::string MakeTemporaryDirectory() override;

@@ -1,6 +1,7 @@
 #include "platform/windows/windows_file_system.h"
 
 #include <exception>
+#include <memory>
 #include <vector>
 
 #include <windows.h>
@@ -74,6 +75,34 @@ std::unique_ptr<RandomAccessFile> WindowsFileSystem::OpenStored(const StoredPath
   const StoredPlace place = paths_.FindStored(path);
   RequireThere(place.path);
   return OpenWideFile(place.path, place.roots);
+}
+
+std::vector<std::string> WindowsFileSystem::ListStored(const StoredPath& path,
+                                                       const StoredVisitor& visit) const {
+  const StoredPlace place = paths_.FindStored(path);
+  RequireThere(place.path);
+  std::wstring pattern = place.path;
+  if (!pattern.ends_with(L'\\')) pattern += L'\\';
+  WIN32_FIND_DATAW entry{};
+  const HANDLE found = FindFirstFileW((pattern + L'*').c_str(), &entry);
+  if (found == INVALID_HANDLE_VALUE) {
+    throw FileError(DisplayName(place.path) + ": cannot be read: " + MessageOf(GetLastError()));
+  }
+  const std::unique_ptr<void, BOOL (*)(HANDLE)> search(
+      found, [](HANDLE handle) { return FindClose(handle); });
+  std::vector<std::string> nameless;
+  do {
+    const std::wstring_view name = entry.cFileName;
+    if (name == L"." || name == L"..") continue;
+    const std::u16string utf16 = FromWide(name);
+    const std::string stored = text_.FromUtf16(utf16, text::CODE_PAGE_JAPANESE);
+    if (text_.ToUtf16(stored, text::CODE_PAGE_JAPANESE) != utf16) {
+      nameless.push_back(Utf8FromWide(name));
+    } else {
+      visit(stored, (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
+    }
+  } while (FindNextFileW(found, &entry) != FALSE);
+  return nameless;
 }
 
 std::unique_ptr<OutputFile> WindowsFileSystem::OpenForWriting(std::string_view path) {

@@ -28,6 +28,8 @@ class WindowsFileSystem final : public FileSystem {
       const StoredPath& path) const override;
   [[nodiscard]] std::unique_ptr<RandomAccessFile> OpenStored(const StoredPath& path) const override;
   // The file has the rights that its directory passes on.
+  std::vector<std::string> ListStored(const StoredPath& path,
+                                      const StoredVisitor& visit) const override;
   [[nodiscard]] std::unique_ptr<OutputFile> OpenForWriting(std::string_view path) override;
   void Remove(std::string_view path) noexcept override;
   [[nodiscard]] std::string MakeTemporaryDirectory() override;

@@ -1,0 +1,40 @@
+// Which of the mails of a store are exported.
+#ifndef NIMPORT_ARCHIVE_EXPORT_CHOICE_H_
+#define NIMPORT_ARCHIVE_EXPORT_CHOICE_H_
+
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "archive/mail_source.h"
+#include "store/store.h"
+
+namespace nimport::archive {
+
+struct ExportChoice {
+  // As `tree` shows them, or their indexes there; empty for all.
+  std::vector<std::string> folders = {};
+  // The first and the last day, in local time: "1998-01-13", "1998-01" or "1998"; empty for any.
+  std::string since = {};
+  std::string until = {};
+
+  // Whether a mail of that time ("1998-01-13 10:00:00", local) is in the choice. One without a date
+  // always is, so that no mail falls between two choices.
+  [[nodiscard]] bool HasTime(const std::optional<std::string>& time) const;
+};
+
+// Throws std::runtime_error for a folder that the store does not have, unless its name begins as
+// those of sources do that are no folders: "(deleted)".
+void RequireFolders(const ExportChoice& choice, const store::Store& store);
+
+// Which of `sources` the choice has: all of the store's folders in its order, or none of them.
+// Throws as RequireFolders.
+[[nodiscard]] std::set<const MailSource*> ChosenSources(const ExportChoice& choice,
+                                                        const store::Store& store,
+                                                        const MailSources& sources);
+
+}  // namespace nimport::archive
+
+#endif  // NIMPORT_ARCHIVE_EXPORT_CHOICE_H_
