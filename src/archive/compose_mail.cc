@@ -22,18 +22,6 @@ namespace {
 // More than what follows a file's lines.
 constexpr std::size_t MAX_CLOSING_BYTES = 256;
 
-std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
-  std::string date;
-  if (headers.columnDate) date = std::to_string(*headers.columnDate);
-  if (contents.HasOwnHeader()) return ToHex(DigestOf({date, contents.bytes}));
-  const auto textOf = [](const std::optional<std::string>& text) {
-    return text ? std::string_view(*text) : std::string_view();
-  };
-  const bool isFile = contents.kind == ContentsKind::StoredFile;
-  return ToHex(DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
-                         isFile ? std::string_view("file") : std::string_view(contents.bytes)}));
-}
-
 void AppendField(std::string& mail, std::string_view name, std::string_view value) {
   mail.append(name).append(": ").append(value).append("\r\n");
 }
@@ -181,6 +169,18 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
 }
 
 }  // namespace
+
+std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
+  std::string date;
+  if (headers.columnDate) date = std::to_string(*headers.columnDate);
+  if (contents.HasOwnHeader()) return ToHex(DigestOf({date, contents.bytes}));
+  const auto textOf = [](const std::optional<std::string>& text) {
+    return text ? std::string_view(*text) : std::string_view();
+  };
+  const bool isFile = contents.kind == ContentsKind::StoredFile;
+  return ToHex(DigestOf({textOf(headers.subject), textOf(headers.from), textOf(headers.to), date,
+                         isFile ? std::string_view("file") : std::string_view(contents.bytes)}));
+}
 
 FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
                          std::string_view memberId) {

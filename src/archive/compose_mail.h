@@ -29,6 +29,9 @@ struct FinishedMail {
 inline constexpr std::string_view UNDISCLOSED_SENDER =
     "undisclosed <undisclosed@nifty-manager.invalid>";
 
+// The key of the mail that these make.
+[[nodiscard]] std::string KeyOf(const MailHeaders& headers, const MailContents& contents);
+
 // The same answers always give the same mail. `memberId` is the owner of the store, who counts as
 // the sender of mails without one; it is empty where nobody knows it. Big mails are not copied: the
 // bytes of `contents` are moved away.

@@ -22,6 +22,7 @@ namespace {
 // Stand for a folder's name in the account.
 constexpr const char* ADDRESS_BOOK = "(address book)";
 constexpr const char* MAIL_DATABASE = "(mail database)";
+constexpr const char* MAIL_LIST = "(list of mails)";
 constexpr const char* FOLDER_LIST = "(list of folders)";
 
 IndexRow RowOf(const store::MailEntry& mail, const MailSource& source) {
@@ -93,6 +94,22 @@ void Exporter::OpenSessions() {
   }
 }
 
+StoreSample Exporter::Sample(const StoreSample& also) {
+  StoreSample sample = TakeSample(platform_, store_ ? &*store_ : nullptr, also);
+  if (store_) account_.AddLosses(RemarkOn(MAIL_LIST, {}), store_->TakeLosses());
+  return sample;
+}
+
+std::vector<std::string> Exporter::FolderNames() const {
+  std::vector<std::string> names;
+  if (!store_) return names;
+  for (const store::Cabinet& cabinet : store_->cabinets()) {
+    for (const store::Folder& folder : cabinet.folders)
+      names.push_back(cabinet.name + '/' + folder.name);
+  }
+  return names;
+}
+
 const Account& Exporter::Run(ExportTarget& target) {
   account_.isReadable = target.isReadable();
   try {
@@ -115,8 +132,9 @@ Account Exporter::InterruptedAccount() const {
 }
 
 void Exporter::ExportMails(ExportTarget& target) {
-  ArchiveNames names;
+  ArchiveNames& names = target.names();
   const MailSources listed = ListedSources(*store_, names);
+  target.KeepNames();
   for (const std::filesystem::path& cabinet : names.cabinets())
     MakeCabinet(target, cabinet);
   ExportSources(target, listed);
@@ -225,7 +243,9 @@ store::MailList Exporter::ReadMailList(ExportTarget& target, const MailSources& 
 
 void Exporter::ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
                               ArchiveNames& names) {
-  ExportSources(target, NotListedSources(list, listed, names));
+  const MailSources sources = NotListedSources(list, listed, names);
+  target.KeepNames();
+  ExportSources(target, sources);
   if (!platform::Interruption::IsRequested()) ExportUnnamedFiles(target, names);
 }
 
@@ -243,6 +263,7 @@ void Exporter::ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names) {
   if (files.names.empty()) return;
   MailSources sources;
   sources.push_back(NoMailSource(std::move(files.names), names));
+  target.KeepNames();
   ExportSources(target, sources);
 }
 

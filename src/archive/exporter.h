@@ -19,6 +19,7 @@
 #include "archive/folder_writer.h"
 #include "archive/mail_source.h"
 #include "archive/source_export.h"
+#include "archive/store_sample.h"
 #include "store/store.h"
 
 namespace nimport::archive {
@@ -35,8 +36,15 @@ class ExportTarget {
   // Whether mails that would be shown garbled get a readable form.
   [[nodiscard]] virtual bool isReadable() const { return false; }
   virtual WrittenContacts WriteContacts(const addressbook::AddressBook& book) = 0;
+  // The names of what stands at the top. They are kept when KeepNames is called, before something
+  // is written under one and at the end.
+  [[nodiscard]] virtual ArchiveNames& names() { return names_; }
+  virtual void KeepNames() {}
   // Null where no index is made. Lives as long as the target.
   [[nodiscard]] virtual MailIndex* index() { return nullptr; }
+
+ private:
+  ArchiveNames names_;
 };
 
 struct ExportOptions {
@@ -53,6 +61,11 @@ class Exporter {
   // to the store, and `progress` outlive the object.
   Exporter(platform::Platform& platform, const ArchiveForm& form, ExportProgress& progress,
            ExportOptions options = {});
+
+  // What the store is known by; see TakeSample. Before Run. Throws store::Interrupted.
+  [[nodiscard]] StoreSample Sample(const StoreSample& also);
+  // "Cabinet/Folder" of each folder that the store lists.
+  [[nodiscard]] std::vector<std::string> FolderNames() const;
 
   // To be called once. Never throws: what ends the run early stands in the account.
   const Account& Run(ExportTarget& target);

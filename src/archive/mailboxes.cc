@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "archive/digest.h"
 #include "mime/header_encoding.h"
 #include "text/ascii.h"
 
@@ -129,9 +130,11 @@ std::vector<Mailbox> ToMailboxes(std::string_view text) {
 }
 
 std::string MemberAddress(std::string_view memberId) {
-  std::string_view local = FindMemberId(memberId).substr(0, 64);
-  if (local.empty()) local = "unknown";
-  return std::string(local) + '@' + std::string(MEMBER_DOMAIN);
+  std::string local(FindMemberId(memberId).substr(0, 64));
+  // Two names of which no word can be an address are still two people.
+  if (local.empty())
+    local = memberId.empty() ? "unknown" : "name-" + ToHex(DigestOf({memberId})).substr(0, 12);
+  return local + '@' + std::string(MEMBER_DOMAIN);
 }
 
 std::string EncodeMailboxes(const std::vector<Mailbox>& mailboxes, std::size_t column) {

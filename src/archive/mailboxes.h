@@ -22,7 +22,7 @@ struct Mailbox {
 // name and gets the member ID that it contains as address.
 [[nodiscard]] std::vector<Mailbox> ToMailboxes(std::string_view text);
 
-// The address of a member ID.
+// The address of a member ID; one of its own for each name that holds no ID.
 [[nodiscard]] std::string MemberAddress(std::string_view memberId);
 
 // The value of an address header. `column` is where it begins on its first line.

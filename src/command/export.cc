@@ -20,6 +20,7 @@
 #include "archive/folder_writer.h"
 #include "archive/new_file.h"
 #include "archive/readable/readable_writer.h"
+#include "archive/store_register.h"
 #include "command/commands.h"
 #include "command/drive_hints.h"
 #include "command/json_text.h"
@@ -76,10 +77,12 @@ void RequireSoundTargets(StorePlatform& platform, const Options& options) {
 // Files beneath a directory.
 class DirectoryTarget final : public archive::ExportTarget {
  public:
-  explicit DirectoryTarget(const Options& options) : options_(options) {
+  // The store was entered into `stores`, which outlives the object.
+  DirectoryTarget(const Options& options, archive::StoreRegister& stores)
+      : options_(options), stores_(stores) {
     if (options.form.isDryRun) return;
-    index_.emplace(options.targetDirectory, archive::INDEX_CSV_NAME, archive::INDEX_JSON_NAME,
-                   options.hasIndexMark);
+    index_.emplace(options.targetDirectory, stores.names().FileName(archive::INDEX_CSV_NAME),
+                   stores.names().FileName(archive::INDEX_JSON_NAME), options.hasIndexMark);
   }
 
   void BeginCabinet(const fs::path& path) override {
@@ -98,7 +101,13 @@ class DirectoryTarget final : public archive::ExportTarget {
   }
   [[nodiscard]] bool isReadable() const override { return options_.isReadable; }
   archive::WrittenContacts WriteContacts(const addressbook::AddressBook& book) override {
-    return archive::WriteContactsFile(book, options_.targetDirectory, options_.form.isDryRun);
+    return archive::WriteContactsFile(book, options_.targetDirectory,
+                                      stores_.names().FileName(archive::CONTACTS_FILE_NAME),
+                                      options_.form.isDryRun);
+  }
+  [[nodiscard]] archive::ArchiveNames& names() override { return stores_.names(); }
+  void KeepNames() override {
+    if (!options_.form.isDryRun) stores_.Save();
   }
   [[nodiscard]] archive::MailIndex* index() override { return index_ ? &*index_ : nullptr; }
 
@@ -111,6 +120,7 @@ class DirectoryTarget final : public archive::ExportTarget {
   [[nodiscard]] bool HasReadableDirectory() const { return !options_.readableDirectory.empty(); }
 
   const Options& options_;
+  archive::StoreRegister& stores_;
   std::optional<archive::MailIndex> index_;  // empty in a dry run
 };
 
@@ -122,52 +132,80 @@ class NoProgress final : public archive::ExportProgress {
   void EndFolder(const archive::FolderAccount& /*folder*/) override {}
 };
 
-// Leaves the account beside the mails, with the index.
-void KeepAccount(const std::string& json, const Options& options, archive::MailIndex& index) {
-  const archive::Directory directory(options.targetDirectory);
-  // Directories and names that were made before are on the disk when the account is.
-  directory.FlushFileSystem();
-  index.PutInPlace();
-  archive::NewFile file(directory, std::string(".") + archive::ACCOUNT_NAME + ".tmp");
-  file.Write(json);
-  file.PutInPlace(directory, archive::ACCOUNT_NAME);
+// Prints the account and leaves it beside the mails, with the index.
+class AccountKeeper {
+ public:
+  explicit AccountKeeper(const Options& options) : options_(options) {}
+
+  void Print(const archive::Account& account, const nlohmann::ordered_json& driveHints = {}) {
+    nlohmann::ordered_json whole = account.ToJson();
+    if (!driveHints.empty()) whole["missingDrives"] = driveHints;
+    json_ = ToText(whole);
+    if (options_.isJson) {
+      std::cout << json_;
+    } else if (!options_.isQuiet || !account.IsAllDone()) {
+      account.Print(std::cout);
+      for (const nlohmann::ordered_json& hint : driveHints)
+        std::cout << text::Visible(ToSentence(hint)) << '\n';
+    }
+    if (account.undisclosed > 0) {
+      std::cerr
+          << "nimport: " << account.undisclosed
+          << " mails that the owner sent are from \"undisclosed\", since no member ID is known: "
+             "--member ID --redo puts it there\n";
+    }
+    if (!account.abortReason.empty())
+      std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
+  }
+
+  // Leaves what was printed last. `index` may be null.
+  void Keep(const std::string& name, archive::MailIndex* index) const {
+    if (options_.form.isDryRun) return;
+    const archive::Directory directory(options_.targetDirectory);
+    // Directories and names that were made before are on the disk when the account is.
+    directory.FlushFileSystem();
+    if (index != nullptr) index->PutInPlace();
+    archive::NewFile file(directory, '.' + name + ".tmp");
+    file.Write(json_);
+    file.PutInPlace(directory, name);
+  }
+
+ private:
+  const Options& options_;
+  std::string json_;
+};
+
+// Finds the store's place among those that were exported into the directory. False after an
+// interruption: whose exports stand there is not known then, and only a new directory gets an
+// account.
+bool EnterStore(archive::Exporter& exporter, archive::StoreRegister& stores,
+                const Options& options) {
+  const auto giveUp = [&] {
+    AccountKeeper keeper(options);
+    keeper.Print(exporter.InterruptedAccount());
+    if (stores.IsNew()) keeper.Keep(archive::ACCOUNT_NAME, nullptr);
+  };
+  try {
+    const platform::Interruption::Report report(giveUp);
+    stores.Enter(exporter.Sample(stores.KnownSample()), exporter.FolderNames(), options.isAdded);
+    return true;
+  } catch (const store::Interrupted&) {
+    giveUp();
+    return false;
+  }
 }
 
-// Prints the account and leaves it beside the mails. `index` is null where nothing is to be left.
-void PutAccount(const archive::Account& account, const nlohmann::ordered_json& driveHints,
-                const Options& options, archive::MailIndex* index) {
-  nlohmann::ordered_json whole = account.ToJson();
-  if (!driveHints.empty()) whole["missingDrives"] = driveHints;
-  const std::string json = ToText(whole);
-  if (options.isJson) {
-    std::cout << json;
-  } else if (!options.isQuiet || !account.IsAllDone()) {
-    account.Print(std::cout);
-    for (const nlohmann::ordered_json& hint : driveHints)
-      std::cout << text::Visible(ToSentence(hint)) << '\n';
-  }
-  if (account.undisclosed > 0) {
-    std::cerr
-        << "nimport: " << account.undisclosed
-        << " mails that the owner sent are from \"undisclosed\", since no member ID is known: "
-           "--member ID --redo puts it there\n";
-  }
-  if (!account.abortReason.empty())
-    std::cerr << "nimport: " << text::Visible(account.abortReason) << '\n';
-  if (index != nullptr) KeepAccount(json, options, *index);
+std::unique_ptr<archive::ExportProgress> MakeProgress(const Options& options) {
+  if (options.isQuiet) return std::make_unique<NoProgress>();
+  using Work = Progress::Work;
+  return std::make_unique<Progress>(options.form.isDryRun ? Work::Reading : Work::Writing);
 }
 
 }  // namespace
 
 int RunExport(StorePlatform& platform, const Options& options) {
   RequireSoundTargets(platform, options);
-  std::unique_ptr<archive::ExportProgress> progress;
-  if (options.isQuiet) {
-    progress = std::make_unique<NoProgress>();
-  } else {
-    progress = std::make_unique<Progress>(options.form.isDryRun ? Progress::Work::Reading
-                                                                : Progress::Work::Writing);
-  }
+  const std::unique_ptr<archive::ExportProgress> progress = MakeProgress(options);
   std::deque<StorePlatform> platforms;
   archive::ExportOptions exporting = options.exporting;
   while (std::ssize(exporting.sessions) + 1 < options.jobs)
@@ -179,18 +217,26 @@ int RunExport(StorePlatform& platform, const Options& options) {
     lock.emplace(options.targetDirectory);
     if (!options.readableDirectory.empty()) readableLock.emplace(options.readableDirectory);
   }
-  DirectoryTarget target(options);
+  archive::StoreRegister stores(options.targetDirectory);
+  if (!EnterStore(exporter, stores, options)) return EXIT_SOME_FAILED;
+  DirectoryTarget target(options, stores);
+  AccountKeeper keeper(options);
+  const auto keep = [&] {
+    keeper.Keep(stores.names().FileName(archive::ACCOUNT_NAME), target.index());
+  };
   const archive::Account* account = nullptr;
   {
     const platform::Interruption::Report report([&] {
       if (target.index() != nullptr) target.index()->DropLast(exporter.waiting());
-      PutAccount(exporter.InterruptedAccount(), {}, options, target.index());
+      keeper.Print(exporter.InterruptedAccount());
+      keep();
     });
     account = &exporter.Run(target);
   }
   nlohmann::ordered_json driveHints;
   if (!account->incomplete.empty()) driveHints = FindDriveHints(platform);
-  PutAccount(*account, driveHints, options, target.index());
+  keeper.Print(*account, driveHints);
+  keep();
   if (!account->abortReason.empty()) return EXIT_CANNOT_RUN;
   return account->IsAllDone() ? EXIT_ALL_DONE : EXIT_SOME_FAILED;
 }

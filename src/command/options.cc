@@ -331,6 +331,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
   exporting.add_flag_callback(
       "--no-unlisted", [&options] { options.exporting.hasUnlisted = false; },
       "Leave out rows that no folder lists, and files that no row names");
+  exporting.add_flag("--add", options.isAdded,
+                     "Put the store beside another one whose export is there");
   exporting.add_flag("--index-bom", options.hasIndexMark,
                      "Begin index.csv with a byte order mark, as Excel needs it");
   AddLayout(exporting, options);

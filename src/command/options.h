@@ -42,6 +42,7 @@ struct Options {
   std::filesystem::path readableDirectory;  // empty: readable mails go to the target directory
   archive::ArchiveForm form;
   bool hasIndexMark = false;
+  bool isAdded = false;  // to another store's export
   archive::ExportOptions exporting;
   bool isQuiet = false;
   int jobs = 1;  // threads that read mails

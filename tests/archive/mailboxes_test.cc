@@ -30,7 +30,7 @@ TEST(ToMailboxes, FindsWhoIsMeant) {
        "the whole text is the name"},
       {"佐倉 No.1 QZB04567", "佐倉 No.1 QZB04567<QZB04567@nifty-manager.invalid>*",
        "the word of the common form counts, not the first"},
-      {"桐谷", "桐谷<unknown@nifty-manager.invalid>*", "no word to make an address of"},
+      {"桐谷", "桐谷<name-33be5c502ece@nifty-manager.invalid>*", "no word to make an address of"},
       {"QZB04567,QZC00089;QZD11223\nQZE00001",
        "QZB04567<QZB04567@nifty-manager.invalid>* + QZC00089<QZC00089@nifty-manager.invalid>* + "
        "QZD11223<QZD11223@nifty-manager.invalid>* + QZE00001<QZE00001@nifty-manager.invalid>*",

@@ -205,10 +205,10 @@ TEST(ExportOfContacts, StandBesideTheMails) {
   std::ofstream(store.Target() / "contacts.vcf", std::ios::binary) << theirs;
   for (const char* run : {"first", "again"}) {
     const json account = store.Export();
-    EXPECT_EQ(account["contacts"]["path"], "contacts (2).vcf") << run;
+    EXPECT_EQ(account["contacts"]["path"], "contacts (nimport).vcf") << run;
     EXPECT_THAT(account["notes"].dump(), HasSubstr("contacts.vcf was not made by nimport"));
     EXPECT_EQ(store.Exported().at("contacts.vcf"), theirs) << run;
-    EXPECT_EQ(store.Exported().at("contacts (2).vcf"), wanted) << run;
+    EXPECT_EQ(store.Exported().at("contacts (nimport).vcf"), wanted) << run;
   }
   std::ofstream(store.Target() / "contacts.vcf", std::ios::trunc) << std::flush;
   store.Export();

@@ -103,8 +103,9 @@ Files ReadTree(const fs::path& directory) {
   return files;
 }
 
-TestStore::TestStore(const std::string& description)
-    : store_(mkstore::MakeStore(nlohmann::json::parse(description), directory_.path() / "disk")) {}
+TestStore::TestStore(const std::string& description, mkstore::JetVersion format)
+    : store_(mkstore::MakeStore(nlohmann::json::parse(description), directory_.path() / "disk",
+                                {.format = format})) {}
 
 std::vector<std::string> TestStore::Command(const std::string& subcommand,
                                             const std::vector<std::string>& more) const {
@@ -125,7 +126,7 @@ nlohmann::json TestStore::Ask(const std::string& subcommand, std::vector<std::st
 
 Files TestStore::Exported(const std::string& target) const {
   Files files = ReadTree(Target(target));
-  for (const char* name : {"account.json", "index.csv", "index.jsonl"})
+  for (const char* name : {"account.json", "index.csv", "index.jsonl", ".nimport.json"})
     files.erase(name);
   return files;
 }

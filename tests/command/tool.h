@@ -52,7 +52,8 @@ using Files = std::map<std::string, std::string>;
 class TestStore {
  public:
   // `description` is JSON.
-  explicit TestStore(const std::string& description);
+  explicit TestStore(const std::string& description,
+                     mkstore::JetVersion format = mkstore::JetVersion::Jet3);
 
   [[nodiscard]] const mkstore::Store& store() const { return store_; }
   [[nodiscard]] const TestDirectory& directory() const { return directory_; }
@@ -79,7 +80,7 @@ class TestStore {
                         int exitCode = 0) const {
     return Ask("export", {"--to", Target(target).string(), "--format", format}, exitCode);
   }
-  // What it wrote, without its account.
+  // What it wrote, without its account, index and register.
   [[nodiscard]] Files Exported(const std::string& target = "out") const;
 
  private:

@@ -248,8 +248,10 @@ void MailWriter::SetUsualSize(const Node& mail, const MailFiles& files, StoreRow
     const Contents contents = ReadContents(*text);
     try {
       size = contents.isText ? text_.Encode(contents.bytes).size() : contents.bytes.size();
-    } catch (const jetwriter::WriteError& error) {
-      text->Fail(error.what());
+    } catch (const jetwriter::WriteError&) {
+      // Letters that only a Jet 4 database can hold, and which another one refuses when the row is
+      // written.
+      size = jetwriter::TextEncoder::ForUtf16().Encode(contents.bytes).size();
     }
   }
   if (family.table == "EmRcvText") row.SetNumber("EmailMode", 0);

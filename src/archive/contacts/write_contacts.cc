@@ -57,17 +57,17 @@ bool IsOurs(const std::filesystem::path& path) {
   return false;
 }
 
-// A name that no file has, or only one that was made here.
-WrittenContacts FreeName(const std::filesystem::path& directory) {
-  const std::filesystem::path wanted(CONTACTS_FILE_NAME);
-  WrittenContacts written{.fileName = wanted.string()};
-  for (int number = 2;; ++number) {
+// A name that no file has, or only one that was made here: `name`, or one that says whose it is.
+WrittenContacts FreeName(const std::filesystem::path& directory, const std::string& name) {
+  const std::filesystem::path wanted(name);
+  WrittenContacts written{.fileName = name};
+  for (int number = 1;; ++number) {
     const std::filesystem::path path = directory / written.fileName;
     if (!std::filesystem::exists(std::filesystem::symlink_status(path)) || IsOurs(path)) break;
+    const std::string owner = number == 1 ? "nimport" : "nimport " + std::to_string(number);
     written.fileName =
-        wanted.stem().string() + " (" + std::to_string(number) + ')' + wanted.extension().string();
-    written.remark = std::string(CONTACTS_FILE_NAME) +
-                     " was not made by nimport and stays as it is: the contacts are in " +
+        wanted.stem().string() + " (" + owner + ')' + wanted.extension().string();
+    written.remark = name + " was not made by nimport and stays as it is: the contacts are in " +
                      written.fileName;
   }
   return written;
@@ -99,9 +99,10 @@ std::int64_t WriteContacts(const addressbook::AddressBook& book, ContactWriter& 
 }
 
 WrittenContacts WriteContactsFile(const addressbook::AddressBook& book,
-                                  const std::filesystem::path& path, bool isDryRun) {
+                                  const std::filesystem::path& path, const std::string& name,
+                                  bool isDryRun) {
   if (book.AddressCount(addressbook::AddressBook::WHOLE_BOOK) == 0) return {};
-  WrittenContacts written = FreeName(path);
+  WrittenContacts written = FreeName(path, name);
   if (isDryRun) {
     VCardWriter writer([](std::string_view) {}, VCardVersion::V4_0);
     written.count = WriteContacts(book, writer);

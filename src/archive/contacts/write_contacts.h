@@ -23,12 +23,13 @@ struct WrittenContacts {
   std::string remark = {};  // why the file is called otherwise; empty when it is not
 };
 
-// Writes the contacts as vCards to the file of that name in `directory`, which is replaced when all
-// of them are there. A file of that name whose first vCard does not say that it was made here is
-// somebody else's: then the file is "contacts (2).vcf", and so on. Without contacts, and when the
-// user interrupts, nothing is written; in a dry run they are counted. Throws std::system_error.
+// Writes the contacts as vCards to the file `name` in `directory`, which is replaced when all of
+// them are there. A file of that name whose first vCard does not say that it was made here is
+// somebody else's: then the file is "contacts (nimport).vcf". Without contacts, and when the user
+// interrupts, nothing is written; in a dry run they are counted. Throws std::system_error.
 WrittenContacts WriteContactsFile(const addressbook::AddressBook& book,
-                                  const std::filesystem::path& directory, bool isDryRun);
+                                  const std::filesystem::path& directory, const std::string& name,
+                                  bool isDryRun);
 
 }  // namespace nimport::archive
 
