@@ -1,11 +1,12 @@
-// A whole database file: opened, listed, every table and stored query scanned, once refusing damage
-// and once stepping over it.
+// A whole database file: opened, listed, every table and stored query scanned, and what was deleted
+// read, once refusing damage and once stepping over it.
 #include <memory>
 #include <vector>
 
 #include "common/memory_file.h"
 #include "fuzz_input.h"
 #include "jet/database.h"
+#include "jet/salvage/deleted_rows.h"
 #include "platform/platform.h"
 
 using namespace nimport::jet;
@@ -35,7 +36,17 @@ void Try(Read read) {
   }
 }
 
+void ReadDeleted(DeletedData& data, const std::string& table) {
+  const DeletedRows* rows = data.FindRows(table);
+  if (rows == nullptr) return;
+  for (std::size_t row = 0; row < rows->Count(); ++row) {
+    for (std::size_t column = 0; column < rows->Columns().size(); ++column)
+      (void)rows->Get(row, column);
+  }
+}
+
 void ReadDatabase(Database& database) {
+  const auto deleted = database.OpenDeleted();
   for (const std::string& name : database.TableNames()) {
     Try([&] {
       const auto table = database.OpenTable(name);
@@ -43,6 +54,7 @@ void ReadDatabase(Database& database) {
       if (!table->Columns().empty())
         (void)table->OpenRecordset()->FindFirst(table->Columns()[0].name, 1);
     });
+    Try([&] { ReadDeleted(*deleted, name); });
   }
   for (const std::string& name : database.QueryNames()) {
     Try([&] {

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "archive/deleted_source.h"
 #include "text/visible.h"
 
 namespace nimport::archive {
@@ -119,6 +120,7 @@ void Account::Append(const Account& more) {
   append(unlisted, more.unlisted);
   append(leftOut, more.leftOut);
   undisclosed += more.undisclosed;
+  if (more.deleted) deleted = more.deleted;
   for (const Remark& loss : more.losses_) {
     if (knownLosses_.insert(loss.reason).second) losses_.push_back(loss);
   }
@@ -152,6 +154,7 @@ ordered_json Account::ToJson() const {
   if (contacts > 0) json["contacts"] = {{"path", contactsFile}, {"written", contacts}};
   json["undisclosedSenders"] = undisclosed;
   json["readable"] = isReadable;
+  if (deleted) json["deleted"] = archive::ToJson(*deleted);
   json["interrupted"] = isInterrupted;
   if (isDryRun) json["dryRun"] = true;
   if (!abortReason.empty()) json["error"] = abortReason;
@@ -180,6 +183,7 @@ void Account::Print(std::ostream& out) const {
   PrintRemarks(out, "in no folder, not exported", unlisted);
   PrintRemarks(out, "left out", leftOut);
   PrintRemarks(out, "damage in the store that was stepped over", losses_);
+  if (deleted) out << Describe(*deleted) << '\n';
   if (contacts > 0) out << contacts << " contacts written to " << contactsFile << '\n';
   const MailCounts total = Total();
   out << total.found << " mails found: " << total.written << " written, " << total.alreadyThere

@@ -11,6 +11,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "store/mails/deleted_mails.h"
 #include "store/problem.h"
 
 namespace nimport::archive {
@@ -88,6 +89,9 @@ class Account {
   bool isReadable = false;         // mails that would be shown garbled have a readable form
   std::optional<RowCounts> rows;   // once the list of mails was gone through
   std::string contactsFile;        // the name of the file that they are in
+  // Mails that were deleted, where they were asked for; those with more than a number were
+  // exported, into folders of their own.
+  std::optional<store::DeletedCounts> deleted;
   bool isInterrupted = false;
   bool isDryRun = false;    // what was written would be written
   std::string abortReason;  // why the run ended early; empty otherwise

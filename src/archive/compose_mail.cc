@@ -168,6 +168,18 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
   mail.append("\r\n--" + boundary + "--\r\n");
 }
 
+// Puts a field before the header. A line that a mailbox has put there stays the first one.
+void PutBefore(std::string& mail, const HeaderText& field) {
+  std::size_t at = 0;
+  if (mail.starts_with("From ")) {
+    const std::size_t end = mail.find('\n');
+    at = end == std::string::npos ? mail.size() : end + 1;
+  }
+  std::string line;
+  AppendField(line, field.name, EncodeTextOf(field.name, field.value));
+  mail.insert(at, line);
+}
+
 }  // namespace
 
 std::string KeyOf(const MailHeaders& headers, const MailContents& contents) {
@@ -191,9 +203,11 @@ FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
   switch (contents.kind) {
     case ContentsKind::MimeMail:
       mail.bytes = std::move(contents.bytes);
+      if (contents.leadingField) PutBefore(mail.bytes, *contents.leadingField);
       return mail;
     case ContentsKind::WholeMail:
       mail.bytes = ConvertWholeMail(std::move(contents.bytes));
+      if (contents.leadingField) PutBefore(mail.bytes, *contents.leadingField);
       return mail;
     case ContentsKind::Text:
     case ContentsKind::StoredFile:

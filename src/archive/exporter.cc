@@ -10,6 +10,7 @@
 
 #include "archive/archive_names.h"
 #include "archive/contacts/write_contacts.h"
+#include "archive/deleted_source.h"
 #include "archive/unlisted_sources.h"
 #include "platform/interruption.h"
 #include "store/mails/mail_kinds.h"
@@ -23,6 +24,7 @@ namespace {
 constexpr const char* ADDRESS_BOOK = "(address book)";
 constexpr const char* MAIL_DATABASE = "(mail database)";
 constexpr const char* MAIL_LIST = "(list of mails)";
+constexpr const char* DELETED_MAILS = "(deleted mails)";
 constexpr const char* FOLDER_LIST = "(list of folders)";
 
 IndexRow RowOf(const store::MailEntry& mail, const MailSource& source) {
@@ -138,6 +140,7 @@ void Exporter::ExportMails(ExportTarget& target) {
   for (const std::filesystem::path& cabinet : names.cabinets())
     MakeCabinet(target, cabinet);
   ExportSources(target, listed);
+  if (options_.hasDeleted && !platform::Interruption::IsRequested()) ExportDeleted(target, names);
   if (platform::Interruption::IsRequested()) return;
   store::MailList list = ReadMailList(target, listed);
   if (options_.hasUnlisted) {
@@ -206,6 +209,20 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
   }
   end(true);
   progress_.EndFolder(account_.folders.back());
+}
+
+void Exporter::ExportDeleted(ExportTarget& target, ArchiveNames& names) {
+  MailSources sources;
+  try {
+    const platform::Interruption::Pause pause;
+    sources = DeletedSources(*store_, names);
+    account_.deleted = store_->FindDeleted().counts();
+  } catch (const store::Error& error) {
+    account_.failures.push_back(RemarkOn(DELETED_MAILS, error.reason()));
+  }
+  account_.AddLosses(RemarkOn(DELETED_MAILS, {}), store_->TakeLosses());
+  target.KeepNames();
+  ExportSources(target, sources);
 }
 
 std::unique_ptr<FolderWriter> Exporter::OpenFolder(ExportTarget& target,

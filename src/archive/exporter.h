@@ -49,6 +49,7 @@ class ExportTarget {
 
 struct ExportOptions {
   bool hasUnlisted = true;  // what no folder lists is exported too
+  bool hasDeleted = false;  // mails that were deleted, too
   ExportChoice choice = {};
   // Of the same store, each for one thread that reads mails besides; they outlive the exporter.
   std::vector<platform::Platform*> sessions = {};
@@ -88,6 +89,7 @@ class Exporter {
   // In the order of the account.
   void ExportSources(ExportTarget& target, const MailSources& sources);
   void ExportSource(const MailSource& source, ExportTarget& target);
+  void ExportDeleted(ExportTarget& target, ArchiveNames& names);
   void ExportContacts(ExportTarget& target);
   // Goes through the list of mails. Rows of folders that cannot be read are added to the index.
   [[nodiscard]] store::MailList ReadMailList(ExportTarget& target, const MailSources& listed);

@@ -55,6 +55,8 @@ struct MailContents {
   std::string fileName;   // of a stored file; empty where it is not known
   std::string extension;  // of a stored file, with its dot; may be empty
   std::string missing;    // why the stored file is not there; empty when it is
+  // A field that a mail with a header of its own gets before that.
+  std::optional<HeaderText> leadingField;
 
   // Whether the bytes hold the mail's own header.
   [[nodiscard]] bool HasOwnHeader() const {

@@ -11,9 +11,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class OpenListed final : public OpenSource {
+class OpenFolder final : public OpenSource {
  public:
-  OpenListed(store::Store& store, const store::Folder& folder)
+  OpenFolder(store::Store& store, const store::Folder& folder)
       : store_(store), mails_(store.Open(folder)) {}
 
   [[nodiscard]] std::size_t mailCount() const override { return mails_.mailCount(); }
@@ -39,7 +39,7 @@ class ListedSource final : public MailSource {
 
   [[nodiscard]] std::optional<std::int32_t> folderNumber() const override { return listed_.number; }
   [[nodiscard]] std::unique_ptr<OpenSource> Open(store::Store& store) const override {
-    return std::make_unique<OpenListed>(store, listed_);
+    return OpenListed(store, listed_);
   }
 
  private:
@@ -47,6 +47,10 @@ class ListedSource final : public MailSource {
 };
 
 }  // namespace
+
+std::unique_ptr<OpenSource> OpenListed(store::Store& store, const store::Folder& folder) {
+  return std::make_unique<OpenFolder>(store, folder);
+}
 
 MailSources ListedSources(const store::Store& store, ArchiveNames& names) {
   MailSources sources;

@@ -81,6 +81,10 @@ class MailSource {
 
 using MailSources = std::vector<std::unique_ptr<MailSource>>;
 
+// The mails of a folder, which the store lists. Throws store::Error, store::Interrupted.
+[[nodiscard]] std::unique_ptr<OpenSource> OpenListed(store::Store& store,
+                                                     const store::Folder& folder);
+
 // A source for each folder that the store lists, in its order.
 [[nodiscard]] MailSources ListedSources(const store::Store& store, ArchiveNames& names);
 

@@ -9,6 +9,7 @@
 #include "archive/account.h"
 #include "archive/contacts/vcard.h"
 #include "archive/contacts/write_contacts.h"
+#include "archive/deleted_source.h"
 #include "archive/exporter.h"
 #include "command/progress.h"
 #include "platform/interruption.h"
@@ -114,6 +115,33 @@ void AddAccount(const archive::Account& exported, ordered_json& json) {
   }
 }
 
+// Mails that were deleted are no loss, and what cannot be found of them is none either.
+void AddDeleted(StorePlatform& platform, ordered_json& json) {
+  const platform::Interruption::Pause pause;
+  try {
+    store::Store store(platform, {.interruption = &platform::Interruption::Flag()});
+    const store::DeletedMails& deleted = store.FindDeleted();
+    json["deleted"] = archive::ToJson(deleted.counts());
+    json["deleted"]["emptySlots"] = deleted.emptySlots();
+  } catch (const store::Error& error) {
+    json["deleted"] = {{"failure", error.reason()}};
+  } catch (const store::Interrupted&) {
+    json["interrupted"] = true;
+  }
+}
+
+void PrintDeleted(const ordered_json& deleted) {
+  if (deleted.contains("failure")) {
+    std::cout << "deleted mails cannot be looked for: "
+              << text::Visible(deleted["failure"].get<std::string>()) << '\n';
+    return;
+  }
+  std::cout << archive::Describe({.whole = deleted["whole"],
+                                  .partial = deleted["partial"],
+                                  .onlyNumber = deleted["onlyNumber"]})
+            << '\n';
+}
+
 const char* Verdict(const ordered_json& answer) {
   if (answer.value("interrupted", false)) return "interrupted: not everything was looked at\n";
   return answer["sound"] == true ? "the store is sound\n" : "the store has losses\n";
@@ -191,6 +219,7 @@ void CheckDeep(StorePlatform& platform, ordered_json& json) {
     const platform::Interruption::Report report(
         [&] { AddAccount(exporter.InterruptedAccount(), json); });
     AddAccount(exporter.Run(target), json);
+    if (!platform::Interruption::IsRequested()) AddDeleted(platform, json);
   } catch (const store::Error& error) {
     json["failure"] = error.reason();
     json["sound"] = false;
@@ -219,6 +248,7 @@ void PrintDeepCheck(const ordered_json& answer) {
               << " can be read, " << rows["skipped"] << " hold nothing, " << rows["failed"]
               << " cannot be read\n";
   }
+  if (answer.contains("deleted")) PrintDeleted(answer["deleted"]);
   std::cout << answer["mails"]["found"] << " mails found, " << answer["mails"]["readable"]
             << " can be read, " << answer["missingFiles"].size() << " lack their file\n"
             << answer["addresses"] << " addresses\n"

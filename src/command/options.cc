@@ -298,6 +298,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
   CLI::App& list = AddSubcommand(app, options, Subcommand::List, "list",
                                  "List the mails of a folder, or of all", LIST_FOOTER);
   list.add_option("FOLDER", options.folder, folderHelp);
+  list.add_flag("--deleted", options.isDeleted,
+                "List mails that were deleted and still lie in the database, instead");
 
   CLI::App& show =
       AddSubcommand(app, options, Subcommand::Show, "show", "Show one mail", SHOW_FOOTER);
@@ -350,6 +352,8 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->expected(0, 1)
       ->type_name("[DIR]")
       ->option_text("[DIR]");
+  exporting.add_flag("--deleted", options.exporting.hasDeleted,
+                     "Write mails that were deleted too, to DIR/(deleted)");
 
   AddContacts(app, options);
 }

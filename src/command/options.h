@@ -29,6 +29,8 @@ struct Options {
   std::vector<std::filesystem::path> searchedDirectories;
   // check
   bool isDeep = false;
+  // list, export: mails that were deleted; `list` shows them alone, `export` writes them too.
+  bool isDeleted = false;
   // list, show: a folder by name ("Cabinet/Folder") or index; empty: all of them.
   std::string folder;
   // show

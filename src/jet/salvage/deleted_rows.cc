@@ -21,8 +21,10 @@ constexpr std::size_t MAX_SHAPES = 8;
 constexpr std::size_t WITNESS_PAGES = 64;
 // Between the data of a Jet 4 row and its trailer a few rows have up to so many bytes.
 constexpr std::size_t MAX_PADDING_BYTES = 4;
-// Of all chains together, in sizes of the file.
-constexpr std::uint64_t CHAIN_BUDGET = 8;
+// Bytes of a page that look like a row's end without being one are few.
+constexpr std::size_t MAX_TRIES_PER_PAGE = 1024;
+// Of all long values together, in sizes of the file: each is asked for a few times.
+constexpr std::uint64_t CHAIN_BUDGET = 32;
 
 bool IsLongValue(const Column& column) {
   return column.type == ColumnType::Memo || column.type == ColumnType::Ole;
@@ -193,6 +195,7 @@ class RowCarver {
     if (!judge_.HasVariable() || begin >= end) return;
     page_ = ByteReader(page);
     begin_ = begin;
+    triesLeft_ = MAX_TRIES_PER_PAGE;
     for (std::size_t at = end; at > begin;) {
       const std::optional<std::size_t> start = FindRowEndingAt(at);
       if (start) {
@@ -209,14 +212,14 @@ class RowCarver {
     return layout_.rowNumberBytes == 1 ? page_.U8(offset) : page_.U16(offset);
   }
 
-  [[nodiscard]] std::optional<std::size_t> FindRowEndingAt(std::size_t end) const {
+  [[nodiscard]] std::optional<std::size_t> FindRowEndingAt(std::size_t end) {
     for (const RowShape& shape : judge_.Shapes()) {
       if (const auto start = FindStart(shape, end)) return start;
     }
     return {};
   }
 
-  [[nodiscard]] std::optional<std::size_t> FindStart(const RowShape& shape, std::size_t end) const {
+  [[nodiscard]] std::optional<std::size_t> FindStart(const RowShape& shape, std::size_t end) {
     const std::size_t width = layout_.rowNumberBytes;
     const std::size_t tail = (shape.columnCount + 7) / 8 + width;
     const std::size_t least = tail + (shape.variableSlots + 1) * width + shape.fixedBytes + width;
@@ -230,7 +233,7 @@ class RowCarver {
   }
 
   [[nodiscard]] std::optional<std::size_t> FindStart(const RowShape& shape, std::size_t end,
-                                                     std::size_t tail, std::size_t jumps) const {
+                                                     std::size_t tail, std::size_t jumps) {
     const std::size_t width = layout_.rowNumberBytes;
     const std::size_t above = tail + jumps + (shape.variableSlots + 1) * width;
     if (end - begin_ < above) return {};
@@ -239,14 +242,16 @@ class RowCarver {
     if (Number(firstOffset) != ((shape.fixedBytes + width) & mask)) return {};
     const std::size_t trailer = end - above;
     const std::size_t dataEnd = Number(trailer);
+    const std::size_t most = layout_.hasJumpTable ? 0 : MAX_PADDING_BYTES;
     // What one byte cannot hold of it the row's length tells.
-    for (std::size_t more = 0; more <= jumps; ++more) {
+    for (std::size_t more = jumps == 0 ? 0 : jumps - 1; more <= jumps; ++more) {
       const std::size_t dataBytes = dataEnd + 256 * more;
-      for (std::size_t padding = 0; padding <= MAX_PADDING_BYTES; ++padding) {
+      for (std::size_t padding = 0; padding <= most; ++padding) {
         if (trailer - begin_ < dataBytes + padding) break;
         const std::size_t start = trailer - padding - dataBytes;
         if (layout_.hasJumpTable && (end - start - 1) / 256 != jumps) continue;
-        if (Number(start) != shape.columnCount) continue;
+        if (Number(start) != shape.columnCount || triesLeft_ == 0) continue;
+        --triesLeft_;
         if (judge_.IsRow(page_.Bytes(start, end - start), true)) return start;
       }
     }
@@ -257,6 +262,7 @@ class RowCarver {
   const JetLayout& layout_;
   ByteReader page_;
   std::size_t begin_ = 0;
+  std::size_t triesLeft_ = 0;
 };
 
 // One part of a long value that a deleted row names.

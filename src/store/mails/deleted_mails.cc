@@ -204,6 +204,8 @@ class DeletedMails::RemainsRow final : public jet::Recordset {
 
 DeletedMails::DeletedMails(jet::Database& database, DeletedMailsContext context)
     : context_(std::move(context)), remains_(std::make_unique<Remains>(database)) {
+  for (const std::int32_t kind : ListedMailKinds())
+    (void)QueryOf(kind);
   FindMails();
 }
 
@@ -231,24 +233,23 @@ void DeletedMails::FindMails() {
       ++counts_.onlyNumber;
     }
   }
-  // Rows of the kinds' tables whose row of the list of mails is lost.
-  for (const std::int32_t kind : ListedMailKinds()) {
-    const KindQuery& query = QueryOf(kind);
-    if (query.table.empty()) continue;
-    const bool isFirst = std::ranges::none_of(ListedMailKinds(), [&](std::int32_t other) {
-      return other < kind && &QueryOf(other) == &query;
-    });
-    if (!isFirst) continue;
-    Remains::Table& table = remains_->Open(query.table);
-    for (std::size_t i = 0; i < table.byNumber.size(); ++i) {
-      const std::int32_t number = table.byNumber[i].number;
-      if ((i > 0 && table.byNumber[i - 1].number == number) || lives(number)) continue;
-      if (!list.RowsOf(number).empty()) continue;
-      if (table.living->FindFirst(NUMBER_COLUMN, number)) continue;
-      AddMail({.number = number, .dataType = GuessKind(query.name, number), .folderNumber = {}});
-    }
-  }
+  for (const auto& query : queries_)
+    FindMailsOutsideList(*query, lives);
   std::ranges::stable_sort(mails_, {}, &DeletedMail::number);
+}
+
+void DeletedMails::FindMailsOutsideList(const KindQuery& query,
+                                        const std::function<bool(std::int32_t)>& lives) {
+  if (query.table.empty()) return;
+  const Remains::Table& list = remains_->Open(LIST_TABLE);
+  const Remains::Table& table = remains_->Open(query.table);
+  for (std::size_t i = 0; i < table.byNumber.size(); ++i) {
+    const std::int32_t number = table.byNumber[i].number;
+    if ((i > 0 && table.byNumber[i - 1].number == number) || lives(number)) continue;
+    if (!list.RowsOf(number).empty()) continue;
+    if (table.living->FindFirst(NUMBER_COLUMN, number)) continue;
+    AddMail({.number = number, .dataType = GuessKind(query, number), .folderNumber = {}});
+  }
 }
 
 void DeletedMails::AddMail(DeletedMail mail) {
@@ -262,17 +263,16 @@ void DeletedMails::AddMail(DeletedMail mail) {
   mails_.push_back(mail);
 }
 
-std::int32_t DeletedMails::GuessKind(const std::string& queryName, std::int32_t number) {
+std::int32_t DeletedMails::GuessKind(const KindQuery& query, std::int32_t number) {
+  std::vector<std::string> ignored;
+  const RemainsRow row(*remains_, query, number, ignored);
+  const bool isMime = !platform::TextOf(row.GetFieldValue(FILE_COLUMN)).empty() &&
+                      platform::TextOf(row.GetFieldValue(TEXT_COLUMN)).empty();
   std::int32_t guess = 0;
   for (const std::int32_t kind : ListedMailKinds()) {
-    if (LookupMailKind(kind).queryName != queryName) continue;
+    if (&QueryOf(kind) != &query) continue;
     if (guess == 0) guess = kind;
-    std::vector<std::string> ignored;
-    const RemainsRow row(*remains_, QueryOf(kind), number, ignored);
-    const bool namesFile = !platform::TextOf(row.GetFieldValue(FILE_COLUMN)).empty();
-    const bool hasText = !platform::TextOf(row.GetFieldValue(TEXT_COLUMN)).empty();
-    const bool isMime = GetMailContent(kind, 0) == MailContent::MimeFile;
-    if (isMime == (namesFile && !hasText)) return kind;
+    if (isMime == (GetMailContent(kind, 0) == MailContent::MimeFile)) return kind;
   }
   return guess;
 }

@@ -79,8 +79,10 @@ class DeletedMails {
 
   void FindMails();
   void AddMail(DeletedMail mail);
-  // The kinds of a table whose rows have lost theirs: what the row holds tells.
-  [[nodiscard]] std::int32_t GuessKind(const std::string& queryName, std::int32_t number);
+  // Those whose row of the list of mails is lost, by the rows of their kind's table.
+  void FindMailsOutsideList(const KindQuery& query, const std::function<bool(std::int32_t)>& lives);
+  // What such a row holds tells which of the query's kinds the mail has.
+  [[nodiscard]] std::int32_t GuessKind(const KindQuery& query, std::int32_t number);
   [[nodiscard]] MailRecord MakeRecord(const DeletedMail& mail, std::int32_t dataType,
                                       std::vector<std::string>& missing);
   [[nodiscard]] bool IsMimeFileOurs(const MailRecord& record);
