@@ -18,7 +18,7 @@ enum class DeletedBytes : std::uint8_t {
 
 struct Deletion {
   std::string table;
-  std::string column;                        // of whole numbers
+  std::string column;                         // of whole numbers
   std::function<bool(std::int32_t)> isMeant;  // by the row's number in that column
   DeletedBytes bytes = DeletedBytes::Stay;
 };

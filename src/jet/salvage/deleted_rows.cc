@@ -159,9 +159,11 @@ class RowJudge {
       } else {
         shape.fixedBytes = view.FixedBytesAlone();
       }
+      // A row has room for all columns that it knows, null or not.
       for (const Column& column : definition.columns) {
-        if (!column.isFixed || !view.IsPresent(column.id)) continue;
-        if (column.type == ColumnType::Boolean) continue;
+        if (column.id >= shape.columnCount) continue;
+        if (!column.isFixed && column.variableSlot >= shape.variableSlots) return {};
+        if (!column.isFixed || column.type == ColumnType::Boolean) continue;
         if (std::size_t{column.fixedOffset} + column.sizeBytes > shape.fixedBytes) return {};
       }
       return shape;
