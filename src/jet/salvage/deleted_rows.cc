@@ -21,8 +21,9 @@ constexpr std::size_t MAX_SHAPES = 8;
 constexpr std::size_t WITNESS_PAGES = 64;
 // Between the data of a Jet 4 row and its trailer a few rows have up to so many bytes.
 constexpr std::size_t MAX_PADDING_BYTES = 4;
-// Bytes of a page that look like a row's end without being one are few.
-constexpr std::size_t MAX_TRIES_PER_PAGE = 1024;
+// Bytes of a page that look like a row's end without being one are few; telling so takes an
+// exception each.
+constexpr std::size_t MAX_ERRORS_PER_PAGE = 64;
 // Of all long values together, in sizes of the file: each is asked for a few times.
 constexpr std::uint64_t CHAIN_BUDGET = 32;
 
@@ -183,9 +184,9 @@ class RowJudge {
   std::vector<RowShape> shapes_;
 };
 
-// Looks for rows where no slot says where they begin and end. The end of a row tells most of it: the
-// offset of the first variable value and the number of such values, which rows of one shape share,
-// stand side by side there, and the end of the data tells how far above the row begins.
+// Looks for rows where no slot says where they begin and end. The end of a row tells most of it:
+// the offset of the first variable value and the number of such values, which rows of one shape
+// share, stand side by side there, and the end of the data tells how far above the row begins.
 class RowCarver {
  public:
   RowCarver(const RowJudge& judge, const JetLayout& layout) : judge_(judge), layout_(layout) {}
@@ -197,7 +198,7 @@ class RowCarver {
     if (!judge_.HasVariable() || begin >= end) return;
     page_ = ByteReader(page);
     begin_ = begin;
-    triesLeft_ = MAX_TRIES_PER_PAGE;
+    errorsLeft_ = MAX_ERRORS_PER_PAGE;
     for (std::size_t at = end; at > begin;) {
       const std::optional<std::size_t> start = FindRowEndingAt(at);
       if (start) {
@@ -252,9 +253,9 @@ class RowCarver {
         if (trailer - begin_ < dataBytes + padding) break;
         const std::size_t start = trailer - padding - dataBytes;
         if (layout_.hasJumpTable && (end - start - 1) / 256 != jumps) continue;
-        if (Number(start) != shape.columnCount || triesLeft_ == 0) continue;
-        --triesLeft_;
+        if (Number(start) != shape.columnCount || errorsLeft_ == 0) continue;
         if (judge_.IsRow(page_.Bytes(start, end - start), true)) return start;
+        --errorsLeft_;
       }
     }
     return {};
@@ -264,7 +265,7 @@ class RowCarver {
   const JetLayout& layout_;
   ByteReader page_;
   std::size_t begin_ = 0;
-  std::size_t triesLeft_ = 0;
+  std::size_t errorsLeft_ = 0;
 };
 
 // One part of a long value that a deleted row names.
@@ -292,8 +293,8 @@ class DeletedRows::Finder {
     const std::vector<std::uint32_t>& owned = table_.OwnedPages().pages;
     for (std::size_t i = 0; i < owned.size(); ++i) {
       data_.CheckInterruption();
-      const auto follow = static_cast<std::uint32_t>(i + 1 < owned.size() &&
-                                                     owned[i + 1] == owned[i] + 1);
+      const auto follow =
+          static_cast<std::uint32_t>(i + 1 < owned.size() && owned[i + 1] == owned[i] + 1);
       const auto page = ReadSlots(data_.file_, owned[i], follow);
       if (!page || page->Owner() != table_.Definition().page) continue;
       LookAtOwn(owned[i], *page);
@@ -376,11 +377,10 @@ class DeletedRows::Finder {
 
   void Add(std::uint32_t number, const PageSlots& page, std::span<const std::byte> bytes,
            DeletedPlace place) {
-    rows_.rows_.push_back(
-        {.page = number,
-         .begin = static_cast<std::uint16_t>(bytes.data() - page.Bytes().data()),
-         .size = static_cast<std::uint16_t>(bytes.size()),
-         .place = place});
+    rows_.rows_.push_back({.page = number,
+                           .begin = static_cast<std::uint16_t>(bytes.data() - page.Bytes().data()),
+                           .size = static_cast<std::uint16_t>(bytes.size()),
+                           .place = place});
   }
 
   void Sort() {
@@ -549,8 +549,7 @@ class LongValueSalvager {
     bool isFirst = true;
     bool isLive = false;
     while (value.size() < length) {
-      const std::size_t wanted =
-          std::min(file_.Layout().chainPartDataBytes, length - value.size());
+      const std::size_t wanted = std::min(file_.Layout().chainPartDataBytes, length - value.size());
       const LongValuePart part = FindPart(pointer, CHAIN_PART_HEADER_BYTES + wanted);
       if (isFirst && !HasStamp(part.page, stamp)) {
         throw DatabaseError({}, "the pages of its text hold another one now");
@@ -566,8 +565,8 @@ class LongValueSalvager {
       const bool isLast = data.size() >= length - value.size();
       // The last part says so: in any other place than its own no zeros would stand.
       if (data.empty() || next.IsNone() != isLast) {
-        throw DatabaseError({}, "page " + std::to_string(pointer.Page()) +
-                                    " of its text was written over");
+        throw DatabaseError(
+            {}, "page " + std::to_string(pointer.Page()) + " of its text was written over");
       }
       const auto taken = data.first(std::min(data.size(), length - value.size()));
       value.insert(value.end(), taken.begin(), taken.end());
@@ -658,8 +657,8 @@ std::vector<std::byte> DeletedData::ReadLongValue(std::span<const std::byte> des
   } catch (const Interrupted&) {
     throw;
   } catch (const DatabaseError& error) {
-    lost = std::to_string(length - value.size()) + " of " + std::to_string(length) + " bytes: " +
-           error.reason();
+    lost = std::to_string(length - value.size()) + " of " + std::to_string(length) +
+           " bytes: " + error.reason();
   }
   return value;
 }

@@ -44,6 +44,7 @@ bool IsBlank(const TextField& field) {
 }
 
 bool HoldsMoreThanNumber(const MailRecord& record) {
+  if (record.date.value) return true;
   for (const TextField* field :
        {&record.title, &record.senderId, &record.senderName, &record.recipients,
         &record.carbonCopies, &record.text, &record.forwardedText, &record.fileLink}) {
@@ -57,8 +58,7 @@ bool HoldsMoreThanNumber(const MailRecord& record) {
 // What is left of the rows of one database, table by table, with those that live beside them.
 class DeletedMails::Remains {
  public:
-  explicit Remains(jet::Database& database)
-      : database_(database), data_(database.OpenDeleted()) {}
+  explicit Remains(jet::Database& database) : database_(database), data_(database.OpenDeleted()) {}
 
   struct Table {
     const jet::DeletedRows* deleted = nullptr;
@@ -86,8 +86,8 @@ class DeletedMails::Remains {
     return tables_.emplace(std::string(name), std::move(table)).first->second;
   }
 
-  // The best copy of a deleted mail's row: the one that has lost least, then one whose slot tells of
-  // it; of those that are alike the last.
+  // The best copy of a deleted mail's row: the one that has lost least, then one whose slot tells
+  // of it; of those that are alike the last.
   [[nodiscard]] static std::optional<std::size_t> BestRow(const Table& table, std::int32_t number) {
     const std::span<const NumberedRow> rows = table.RowsOf(number);
     std::optional<std::size_t> best;
@@ -369,8 +369,8 @@ std::string DeletedMails::FolderName(std::int32_t number) const {
 }
 
 std::string DeletedMails::ToUtf8(std::string_view codePage932) const {
-  return context_.text.FromUtf16(
-      context_.text.ToUtf16(codePage932, text::CODE_PAGE_JAPANESE), text::CODE_PAGE_UTF8);
+  return context_.text.FromUtf16(context_.text.ToUtf16(codePage932, text::CODE_PAGE_JAPANESE),
+                                 text::CODE_PAGE_UTF8);
 }
 
 }  // namespace nimport::store
