@@ -539,12 +539,13 @@ class LongValueSalvager {
     }
     // Where the bytes of a slot are gone, those at the end of its page may be of a value that had
     // the page before or after; only a mark at the right place tells.
-    if (part.isGuessed && !(isText && HasCompressionMark(part.bytes))) FailReorganised(pointer);
+    const bool isBorneOut = isText && HasCompressionMark(part.bytes) && !HasZeroRun(part.bytes);
+    if (part.isGuessed && !isBorneOut) FailReorganised(pointer);
     return {part.bytes.begin(), part.bytes.end()};
   }
 
   // Appends to `value` the parts up to the first one that cannot be the value's; throws there.
-  void ReadChain(RowId pointer, std::uint32_t stamp, std::size_t length,
+  void ReadChain(RowId pointer, std::uint32_t stamp, std::size_t length, bool isText,
                  std::vector<std::byte>& value) const {
     bool isFirst = true;
     bool isLive = false;
@@ -564,7 +565,8 @@ class LongValueSalvager {
       const auto data = reader.From(CHAIN_PART_HEADER_BYTES);
       const bool isLast = data.size() >= length - value.size();
       // The last part says so: in any other place than its own no zeros would stand.
-      if (data.empty() || next.IsNone() != isLast) {
+      const bool isCleared = isText && part.isGuessed && HasZeroRun(data);
+      if (data.empty() || next.IsNone() != isLast || isCleared) {
         throw DatabaseError(
             {}, "page " + std::to_string(pointer.Page()) + " of its text was written over");
       }
@@ -594,7 +596,8 @@ class LongValueSalvager {
     part.bytes = part.page.Row(pointer.Slot());
     if (!part.bytes.empty()) return part;
     const std::span<const std::byte> all = part.page.Bytes();
-    if (part.page.Count() != 1 || usualBytes > all.size() - part.page.FreeBegin()) {
+    const std::size_t room = all.size() - part.page.FreeBegin();
+    if (part.isLive || part.page.Count() != 1 || usualBytes > room) {
       FailReorganised(pointer);
     }
     part.isGuessed = true;
@@ -612,6 +615,10 @@ class LongValueSalvager {
     return ByteReader(page.Bytes()).U32(STAMP_OFFSET_JET4) == stamp;
   }
 
+  [[nodiscard]] static bool HasZeroRun(std::span<const std::byte> bytes) {
+    return !std::ranges::search_n(bytes, ZERO_RUN_BYTES, std::byte{0}).empty();
+  }
+
   [[nodiscard]] bool HasCompressionMark(std::span<const std::byte> bytes) const {
     if (file_.Layout().text != TextForm::Utf16Le || bytes.size() < COMPRESSION_MARK.size()) {
       return false;
@@ -620,6 +627,8 @@ class LongValueSalvager {
            std::to_integer<unsigned>(bytes[1]) == COMPRESSION_MARK[1];
   }
 
+  // No text has so many zero bytes in a row.
+  static constexpr std::ptrdiff_t ZERO_RUN_BYTES = 64;
   // Of the first page of a chain of Jet 4; in Jet 3 the number of slots stands there.
   static constexpr std::size_t STAMP_OFFSET_JET4 = 8;
 
@@ -653,7 +662,7 @@ std::vector<std::byte> DeletedData::ReadLongValue(std::span<const std::byte> des
     if ((lengthAndForm & LONG_VALUE_SINGLE) != 0) {
       return salvager.ReadSingle(pointer, length, isText);
     }
-    salvager.ReadChain(pointer, stamp, length, value);
+    salvager.ReadChain(pointer, stamp, length, isText, value);
   } catch (const Interrupted&) {
     throw;
   } catch (const DatabaseError& error) {
