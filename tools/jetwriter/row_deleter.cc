@@ -219,7 +219,8 @@ class RowDeleter {
   void LowerRowCount(std::size_t deleted) const {
     const std::uint32_t page = table_->Definition().page;
     const std::size_t offset = pages_.Layout().definition.rowCount;
-    const auto count = static_cast<std::uint32_t>(ByteReader(pages_.At(page)).U32(offset) - deleted);
+    const auto count =
+        static_cast<std::uint32_t>(ByteReader(pages_.At(page)).U32(offset) - deleted);
     pages_.SetU16(page, offset, count & 0xFFFF);
     pages_.SetU16(page, offset + 2, count >> 16);
   }
