@@ -194,16 +194,17 @@ const DeletedMails& Store::FindDeleted() {
     if (deletedMails_) return *deletedMails_;
     DeletedMailsContext context{.text = platform_.text(),
                                 .rawDatabase = [this]() -> jet::Database& { return RawDatabase(); },
-                                .hasMimeFile = [this](const MailRecord& record) {
-                                  try {
-                                    (void)platform_.files().OpenStored(MimePathOf(record));
-                                    return true;
-                                  } catch (const Failure&) {
-                                    return false;
-                                  } catch (const FileError&) {
-                                    return false;
-                                  }
-                                }};
+                                .hasMimeFile =
+                                    [this](const MailRecord& record) {
+                                      try {
+                                        (void)platform_.files().OpenStored(MimePathOf(record));
+                                        return true;
+                                      } catch (const Failure&) {
+                                        return false;
+                                      } catch (const FileError&) {
+                                        return false;
+                                      }
+                                    }};
     deletedMails_ = std::make_unique<DeletedMails>(database_->get(), std::move(context));
     return *deletedMails_;
   });
