@@ -15,8 +15,8 @@
 namespace nimport::store {
 
 // The record of a mail of this kind, whose row `row` stands on; `columns` are the row's. Throws
-// Failure (-3) for a kind that is not listed, jet::DatabaseError when nothing tells where the mail's
-// contents are.
+// Failure (-3) for a kind that is not listed, jet::DatabaseError when nothing tells where the
+// mail's contents are.
 [[nodiscard]] MailRecord ReadMailRecord(std::int32_t dataType, std::int32_t dataNo,
                                         const std::vector<jet::ColumnInfo>& columns,
                                         const jet::Recordset& row, ColumnsWanted wanted);
