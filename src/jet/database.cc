@@ -109,9 +109,10 @@ class JetDatabase final : public Database {
     for (const std::string& name : catalog_.AllTableNames()) {
       try {
         const OpenedTable table(catalog_, name);
-        sources.push_back({.name = jet::FromUtf8(name, catalog_.TextCodePage(), catalog_.Converter()),
-                           .columns = table.Columns(),
-                           .table = table.Table()});
+        sources.push_back(
+            {.name = jet::FromUtf8(name, catalog_.TextCodePage(), catalog_.Converter()),
+             .columns = table.Columns(),
+             .table = table.Table()});
       } catch (const Interrupted&) {
         throw;
       } catch (const DatabaseError&) {

@@ -52,7 +52,7 @@ struct MailRecord {
   // Local time as stored, of whatever year. Absent for null, for day 0 and for what is no date.
   Field<platform::LocalTime> date;
 
-  TextField text;           // of mails with a text, header included where content is WholeMail
+  TextField text;  // of mails with a text, header included where content is WholeMail
   // Of a WholeMail that was deleted: the text in code page 932, which ReadRawText hands out.
   std::optional<std::string> recoveredText;
   TextField forwardedText;  // follows the text; of ForwardedText only
