@@ -95,7 +95,10 @@ TEST(DeletedMails, AreExportedBesideWhatLives) {
     if (file->first.starts_with("(deleted)")) deleted.insert(files.extract(file));
     file = next;
   }
-  EXPECT_EQ(files, store.Exported("living"));
+  // Files that no row names are a deleted mail's own here.
+  Files living = store.Exported("living");
+  std::erase_if(living, [](const auto& file) { return file.first.starts_with("(no mail)"); });
+  EXPECT_EQ(files, living);
   EXPECT_EQ(deleted.size(), 8U);
   // A mail with a header of its own keeps its bytes.
   EXPECT_EQ(MailWith(deleted, "Subject: mime"),
@@ -137,6 +140,8 @@ TEST(DeletedMails, ComeBackFromAnotherEnginesFile) {
       if (!path.ends_with(".eml") || path.starts_with("(deleted)") != areDeleted) continue;
       // One of a folder that is not listed was in no export before.
       if (path.find("(folder 9)") != std::string::npos) continue;
+      // Rows of kinds that nobody has described do not come back.
+      if (path.starts_with("(not listed)")) continue;
       std::string mail = bytes;
       const std::size_t field = mail.find("X-Nimport-Recovered: whole\r\n");
       if (areDeleted && field == std::string::npos) continue;

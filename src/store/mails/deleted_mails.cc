@@ -176,6 +176,32 @@ class DeletedMails::RemainsRow final : public jet::Recordset {
     return kindRow_ ? Take(*kind_, *kindRow_, origin.column) : jet::Value();
   }
 
+  // Columns of the tables that the query leaves out, as mails that live have them.
+  void AddFurtherColumns(MailRecord& record) const {
+    std::vector<std::string> known = {std::string(KIND_COLUMN)};
+    for (const jet::ColumnInfo& column : query_.columns)
+      known.push_back(column.name);
+    const auto add = [&](const Remains::Table& table, std::optional<std::size_t> row,
+                         bool isLiving) {
+      for (const jet::ColumnInfo& column : table.definition->Columns()) {
+        const auto isThis = [&](const std::string& name) {
+          return text::EqualsIgnoringCase(name, column.name);
+        };
+        if (std::ranges::any_of(known, isThis)) continue;
+        known.push_back(column.name);
+        jet::Value value = isLiving ? table.living->GetFieldValue(column.name)
+                           : row    ? Take(table, *row, column.name)
+                                    : jet::Value();
+        FurtherColumn& further = record.furtherColumns.emplace_back();
+        further.name = column.name;
+        further.type = column.type;
+        if (!jet::IsNull(value)) further.value.value = std::move(value);
+      }
+    };
+    if (kind_ != nullptr) add(*kind_, kindRow_, isKindLiving_);
+    add(list_, listRow_, false);
+  }
+
   [[nodiscard]] bool IsEof() const override { return false; }
   void MoveFirst() override {}
   void MoveNext() override {}
@@ -259,6 +285,8 @@ void DeletedMails::AddMail(DeletedMail mail) {
     return;
   }
   mail.isWhole = recovered.missing.empty();
+  if (recovered.record.content == MailContent::MimeFile)
+    mail.mimeFile = recovered.record.fileLink.value.value_or("");
   ++(mail.isWhole ? counts_.whole : counts_.partial);
   mails_.push_back(mail);
 }
@@ -307,7 +335,10 @@ MailRecord DeletedMails::MakeRecord(const DeletedMail& mail, std::int32_t dataTy
                                     std::vector<std::string>& missing) {
   const KindQuery& query = QueryOf(dataType);
   const RemainsRow row(*remains_, query, mail.number, missing);
-  return ReadMailRecord(dataType, mail.number, query.columns, row, ColumnsWanted::OfMail);
+  MailRecord record = ReadMailRecord(dataType, mail.number, query.columns, row, ColumnsWanted::All);
+  row.AddFurtherColumns(record);
+  TakeCopies(record);
+  return record;
 }
 
 bool DeletedMails::IsMimeFileOurs(const MailRecord& record) {

@@ -25,6 +25,7 @@ struct DeletedMail {
   // In which it was; empty where that row is lost.
   std::optional<std::int32_t> folderNumber;
   bool isWhole = false;
+  std::string mimeFile = {};  // that is its own, as its row names it, UTF-8; empty for none
 };
 
 struct RecoveredMail {

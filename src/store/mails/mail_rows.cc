@@ -193,6 +193,12 @@ void MailRows::ReadFurtherTables(MailRecord& record) {
   }
 }
 
+void TakeCopies(MailRecord& record) {
+  if (!HasFieldsInColumns(record.content)) return;
+  TakeCopies(ColumnRole::CarbonCopies, record, record.carbonCopies);
+  TakeCopies(ColumnRole::BlindCopies, record, record.blindCopies);
+}
+
 MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWanted wanted) {
   if (!rows_->FindFirst(NUMBER_COLUMN, dataNo)) {
     FailInvalid("the stored query of kind " + std::to_string(dataType) +
@@ -201,10 +207,7 @@ MailRecord MailRows::Read(std::int32_t dataType, std::int32_t dataNo, ColumnsWan
   MailRecord record = ReadMailRecord(dataType, dataNo, query_->Columns(), *rows_, wanted);
   if (wanted == ColumnsWanted::All) {
     ReadFurtherTables(record);
-    if (HasFieldsInColumns(record.content)) {
-      TakeCopies(ColumnRole::CarbonCopies, record, record.carbonCopies);
-      TakeCopies(ColumnRole::BlindCopies, record, record.blindCopies);
-    }
+    TakeCopies(record);
   }
   return record;
 }

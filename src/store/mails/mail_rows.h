@@ -21,6 +21,9 @@ namespace nimport::store {
                                         const std::vector<jet::ColumnInfo>& columns,
                                         const jet::Recordset& row, ColumnsWanted wanted);
 
+// Takes recipients of copies out of a record's further columns, where it has its fields in columns.
+void TakeCopies(MailRecord& record);
+
 // The rows of one stored query, read as records, with the columns of its tables that the query
 // leaves out. The query stays open, and where its columns stand is found once for all mails.
 class MailRows {
