@@ -26,7 +26,7 @@ struct MailCounts {
   std::int64_t wouldChange = 0;  // of those: this run would write them otherwise
   std::int64_t skipped = 0;
   std::int64_t failed = 0;
-  std::int64_t garbled = 0;  // written or there: today's programs would show them garbled
+  std::int64_t garbled = 0;    // written or there: today's programs would show them garbled
   std::int64_t notChosen = 0;  // by their dates
 };
 

@@ -15,6 +15,7 @@
 #include "platform/interruption.h"
 #include "store/mails/mail_kinds.h"
 #include "store/mails/mail_list.h"
+#include "text/ascii.h"
 
 namespace nimport::archive {
 
@@ -23,7 +24,6 @@ namespace {
 // Stand for a folder's name in the account.
 constexpr const char* ADDRESS_BOOK = "(address book)";
 constexpr const char* MAIL_DATABASE = "(mail database)";
-constexpr const char* MAIL_LIST = "(list of mails)";
 constexpr const char* DELETED_MAILS = "(deleted mails)";
 constexpr const char* FOLDER_LIST = "(list of folders)";
 
@@ -97,9 +97,14 @@ void Exporter::OpenSessions() {
 }
 
 StoreSample Exporter::Sample(const StoreSample& also) {
-  StoreSample sample = TakeSample(platform_, store_ ? &*store_ : nullptr, also);
-  if (store_) account_.AddLosses(RemarkOn(MAIL_LIST, {}), store_->TakeLosses());
-  return sample;
+  if (!store_) return TakeSample(platform_, nullptr, also);
+  // In a session of its own: damage is told once, and then as that of the mail that has it.
+  std::optional<store::Store> session;
+  {
+    const platform::Interruption::Pause pause;
+    session.emplace(platform_, store::Options{.interruption = &platform::Interruption::Flag()});
+  }
+  return TakeSample(platform_, &*session, also);
 }
 
 std::vector<std::string> Exporter::FolderNames() const {
@@ -188,11 +193,12 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
     sessions.push_back(&session);
   work.ReadAlsoIn(std::move(sessions));
   current_ = &work;
+  const auto settleIndex = [&] {
+    if (target.index() == nullptr) return;
+    target.index()->DropLast(work.waiting());
+    target.index()->Settle();
+  };
   const auto end = [&](bool isWhole) {
-    if (target.index() != nullptr) {
-      target.index()->DropLast(work.waiting());
-      target.index()->Settle();
-    }
     current_ = nullptr;
     account_.Append(work.account());
     if (source.kind() != SourceKind::Listed && source.kind() != SourceKind::Repeated) return;
@@ -205,9 +211,15 @@ void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
     if (writer) work.Run(*writer);
   } catch (...) {
     end(false);
+    try {
+      settleIndex();
+    } catch (const std::system_error&) {
+      // The failure before this one is the one to report.
+    }
     throw;
   }
   end(true);
+  settleIndex();
   progress_.EndFolder(account_.folders.back());
 }
 
@@ -277,11 +289,20 @@ void Exporter::ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names) {
   account_.AddLosses(RemarkOn(NO_MAIL, {}), store_->TakeLosses());
   for (const std::string& name : files.unusable)
     account_.failures.push_back(RemarkOn(NO_MAIL, name + ": has no name in code page 932"));
+  if (options_.hasDeleted) LeaveOutDeleted(files.names);
   if (files.names.empty()) return;
   MailSources sources;
   sources.push_back(NoMailSource(std::move(files.names), names));
   target.KeepNames();
   ExportSources(target, sources);
+}
+
+void Exporter::LeaveOutDeleted(std::vector<std::string>& files) {
+  std::set<std::string> deleted;
+  for (const store::DeletedMail& mail : store_->FindDeleted().mails())
+    deleted.insert(text::AsciiLower(mail.mimeFile));
+  std::erase_if(files,
+                [&](const std::string& name) { return deleted.contains(text::AsciiLower(name)); });
 }
 
 void Exporter::LeaveOut(ExportTarget& target, const store::MailList& list,

@@ -85,6 +85,8 @@ class Exporter {
   void ExportMails(ExportTarget& target);
   void ExportUnlisted(ExportTarget& target, store::MailList list, const MailSources& listed,
                       ArchiveNames& names);
+  // Takes the files of mails that were deleted, which come with those, from a list.
+  void LeaveOutDeleted(std::vector<std::string>& files);
   void ExportUnnamedFiles(ExportTarget& target, ArchiveNames& names);
   // In the order of the account.
   void ExportSources(ExportTarget& target, const MailSources& sources);

@@ -89,8 +89,7 @@ class DirectoryTarget final : public archive::ExportTarget {
     const archive::ArchiveForm& form = options_.form;
     if (form.isDryRun) return;
     archive::MakeCabinet(form.layout, options_.targetDirectory, path);
-    if (HasReadableDirectory())
-      archive::MakeCabinet(form.layout, options_.readableDirectory, path);
+    if (HasReadableDirectory()) archive::MakeCabinet(form.layout, options_.readableDirectory, path);
   }
   [[nodiscard]] std::unique_ptr<archive::FolderWriter> OpenFolder(const fs::path& path) override {
     auto writer = OpenWriter(options_.targetDirectory / path);

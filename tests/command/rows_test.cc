@@ -86,15 +86,15 @@ TEST_P(Rows, EachIsInTheIndexAndWhereItSays) {
     const char* status;
     const char* text;  // in the file
   } cases[] = {
-      {1, "箱/送信", "=写し", "written", "\r\nx"},
+      {1, "箱/送信", "=写し", "written", "\n\nx"},
       {2, "箱/送信", "m", "written", "PK"},
       {3, "箱/送信", "", "failed", ""},
       {11, "(not listed)/箱/送信", "記事", "written", "5o6y56S6"},
       {12, "(not listed)/箱/送信", "", "written", "eGxz"},
       {13, "(not listed)/箱/送信", "thirteen", "written", "thirteen"},
       {14, "(not listed)/箱/送信", "", "failed", ""},
-      {31, "(not listed)/(no folder)/folder 77", "nowhere", "written", "\r\nn"},
-      {21, "(not listed)/(no cabinet)/外%2fれ", "outside", "written", "\r\no"},
+      {31, "(not listed)/(no folder)/folder 77", "nowhere", "written", "\n\nn"},
+      {21, "(not listed)/(no cabinet)/外%2fれ", "outside", "written", "\n\no"},
       {0, "(no mail)/Mime", "deep\\cache.db", "written", "AAoN"},
       {0, "(no mail)/Mime", "stray", "written", "stray"},
   };

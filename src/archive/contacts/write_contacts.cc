@@ -65,8 +65,7 @@ WrittenContacts FreeName(const std::filesystem::path& directory, const std::stri
     const std::filesystem::path path = directory / written.fileName;
     if (!std::filesystem::exists(std::filesystem::symlink_status(path)) || IsOurs(path)) break;
     const std::string owner = number == 1 ? "nimport" : "nimport " + std::to_string(number);
-    written.fileName =
-        wanted.stem().string() + " (" + owner + ')' + wanted.extension().string();
+    written.fileName = wanted.stem().string() + " (" + owner + ')' + wanted.extension().string();
     written.remark = name + " was not made by nimport and stays as it is: the contacts are in " +
                      written.fileName;
   }
