@@ -1,7 +1,5 @@
 #include "archive/json_text.h"
 
-#include <algorithm>
-
 #include <nlohmann/json.hpp>
 
 #include "text/visible.h"
@@ -9,8 +7,8 @@
 namespace nimport::archive {
 
 void AppendJsonString(std::string_view text, std::string& json) {
-  const auto isPlain = [](char c) { return c >= ' ' && c < 0x7F && c != '"' && c != '\\'; };
-  if (std::ranges::all_of(text, isPlain)) {
+  // As most texts are.
+  if (text.find_first_of("\"\\") == text.npos && text::IsVisible(text)) {
     json.append("\"").append(text).append("\"");
     return;
   }

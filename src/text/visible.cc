@@ -31,13 +31,8 @@ std::string PictureOf(char32_t code) {
   return {'\xE2', '\x90', static_cast<char>(0x80 + picture)};
 }
 
-// Most texts need nothing.
-bool IsPlain(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
-}
-
 std::string ToVisible(std::string_view text, bool keepsLines) {
-  if (IsPlain(text)) return std::string(text);
+  if (IsVisible(text)) return std::string(text);
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
@@ -58,6 +53,18 @@ std::string ToVisible(std::string_view text, bool keepsLines) {
 }
 
 }  // namespace
+
+bool IsVisible(std::string_view text) {
+  while (!text.empty()) {
+    if (text.front() >= 0x20 && text.front() < 0x7F) {
+      text.remove_prefix(1);
+      continue;
+    }
+    const char32_t character = TakeUtf8Character(text);
+    if (character == DAMAGED_UTF8 || IsHarmful(character)) return false;
+  }
+  return true;
+}
 
 std::string Visible(std::string_view text) {
   return ToVisible(text, false);

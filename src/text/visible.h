@@ -16,6 +16,9 @@ namespace nimport::text {
 // "<U+202E>". Bytes that are no UTF-8 become U+FFFD.
 [[nodiscard]] std::string Visible(std::string_view text);
 
+// Whether Visible leaves it as it is.
+[[nodiscard]] bool IsVisible(std::string_view text);
+
 // The same for texts of several lines: line ends (CR LF becomes LF) and tabs stay.
 [[nodiscard]] std::string VisibleLines(std::string_view text);
 
