@@ -15,7 +15,9 @@ bool IsNoFolder(const std::string& name) {
 
 }  // namespace
 
-bool ExportChoice::HasTime(const std::optional<std::string>& time) const {
+bool ExportChoice::HasDayOf(const MailHeaders& headers) const {
+  if (since.empty() && until.empty()) return true;
+  const std::optional<std::string> time = headers.DateText();
   if (!time) return true;
   // Days in this form are in the order of their texts.
   return since <= *time && (until.empty() || time->substr(0, until.size()) <= until);

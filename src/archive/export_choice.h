@@ -20,9 +20,9 @@ struct ExportChoice {
   std::string since = {};
   std::string until = {};
 
-  // Whether a mail of that time ("1998-01-13 10:00:00", local) is in the choice. One without a date
-  // always is, so that no mail falls between two choices.
-  [[nodiscard]] bool HasTime(const std::optional<std::string>& time) const;
+  // Whether the mail is of the days chosen. One without a date always is, so that no mail falls
+  // between two choices.
+  [[nodiscard]] bool HasDayOf(const MailHeaders& headers) const;
 };
 
 // Throws std::runtime_error for a folder that the store does not have, unless its name begins as

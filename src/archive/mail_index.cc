@@ -38,8 +38,7 @@ struct Headers {
 };
 
 // One line per row, whatever the texts hold, and harmless to a terminal.
-std::string CsvLine(const IndexRow& row, const std::string& path) {
-  const Headers headers(row.headers);
+std::string CsvLine(const IndexRow& row, const Headers& headers, const std::string& path) {
   std::string names;
   std::string sizes;
   for (const Attachment& attachment : row.attachments) {
@@ -91,8 +90,7 @@ std::string ToJson(const std::vector<Attachment>& attachments) {
   return json + ']';
 }
 
-std::string JsonOf(const IndexRow& row, const std::string& path) {
-  const Headers headers(row.headers);
+std::string JsonOf(const IndexRow& row, const Headers& headers, const std::string& path) {
   JsonLine line;
   line.Add("number", row.number);
   line.Add("kind", row.kind);
@@ -137,8 +135,9 @@ MailIndex::MailIndex(const std::filesystem::path& directory, const std::string& 
 
 void MailIndex::Add(const IndexRow& row) {
   const std::string path = PathInIndex(row.path);
-  csv_.Write(CsvLine(row, path));
-  json_.Write(JsonOf(row, path));
+  const Headers headers(row.headers);
+  csv_.Write(CsvLine(row, headers, path));
+  json_.Write(JsonOf(row, headers, path));
   if (row.status != RowStatus::Written && row.status != RowStatus::Recovered) return;
   if (++written_ % MARK_MAILS == 0) {
     marks_.push_back({.written = written_, .csvBytes = csv_.size(), .jsonBytes = json_.size()});

@@ -149,7 +149,7 @@ ReadMail SourceExport::Read(store::Store& store, const OpenSource& open,
 }
 
 void SourceExport::Compose(const store::Store& store, ReadMail& mail) const {
-  if (!mail.contents || !choice_.HasTime(mail.headers.DateText())) return;
+  if (!mail.contents || !choice_.HasDayOf(mail.headers)) return;
   MailContents& contents = *mail.contents;
   if (mail.headers.IsEmpty() && contents.bytes.empty()) return;
   if (contents.kind == ContentsKind::StoredFile && contents.missing.empty()) {
@@ -170,7 +170,7 @@ void SourceExport::ExportMail(ReadMail mail, std::int32_t position, FolderWriter
     mail.row.status = RowStatus::Failed;
     mail.row.reason = mail.failure;
     account_.failures.push_back(RemarkOn(position, mail.headers, mail.failure));
-  } else if (!choice_.HasTime(mail.headers.DateText())) {
+  } else if (!choice_.HasDayOf(mail.headers)) {
     ++folder().counts.notChosen;
     mail.row.status = RowStatus::NotChosen;
   } else if (!mail.finished) {

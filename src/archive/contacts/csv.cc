@@ -6,21 +6,21 @@ namespace nimport::archive {
 
 namespace {
 
-std::string Quote(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text)
-    out.append(c == '"' ? 2 : 1, c);
-  return out + '"';
+void AppendQuoted(std::string_view text, std::string& out) {
+  out += '"';
+  for (std::size_t quote = text.find('"'); quote != text.npos; quote = text.find('"')) {
+    out.append(text.substr(0, quote + 1)).append("\"");
+    text.remove_prefix(quote + 1);
+  }
+  out.append(text).append("\"");
 }
 
 // Spreadsheets compute what begins with one of these characters. An apostrophe before it makes it a
 // text; text that begins with apostrophes and such a character gets one more, so that whoever takes
 // one away has every text as it was.
-std::string Guarded(std::string_view text) {
+bool IsFormula(std::string_view text) {
   const std::size_t first = text.find_first_not_of('\'');
-  const bool isFormula =
-      first != text.npos && std::string_view("=+-@\t\r\n").find(text[first]) != text.npos;
-  return (isFormula ? "'" : "") + std::string(text);
+  return first != text.npos && std::string_view("=+-@\t\r\n").find(text[first]) != text.npos;
 }
 
 // Blanks at the ends are quoted too: some readers drop them otherwise.
@@ -47,9 +47,16 @@ std::string ToCsvRow(std::initializer_list<std::string_view> cells) {
   std::string row;
   const char* separator = "";
   for (const std::string_view text : cells) {
-    const std::string cell = Guarded(text);
-    row.append(separator).append(NeedsQuotes(cell) ? Quote(cell) : cell);
+    row.append(separator);
     separator = ",";
+    std::string guarded;
+    if (IsFormula(text)) guarded = '\'' + std::string(text);
+    const std::string_view cell = guarded.empty() ? text : guarded;
+    if (NeedsQuotes(cell)) {
+      AppendQuoted(cell, row);
+    } else {
+      row += cell;
+    }
   }
   return row + "\r\n";
 }
