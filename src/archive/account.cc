@@ -201,10 +201,11 @@ void Account::Print(std::ostream& out) const {
   if (total.wouldChange > 0)
     out << "would change: " << total.wouldChange << " (--redo writes them again)\n";
   if (undisclosed > 0) {
-    out << undisclosed << " mails of the owner have no sender: the member ID is not known\n";
+    out << "mails of the owner without a sender, since the member ID is not known: " << undisclosed
+        << '\n';
   }
   PrintGarbled(out, total.garbled, isReadable);
-  if (!incomplete.empty()) out << incomplete.size() << " mails lack their file\n";
+  if (!incomplete.empty()) out << "mails that lack their file: " << incomplete.size() << '\n';
   if (isDryRun) out << "a dry run: nothing of this was written\n";
   if (isInterrupted) out << "interrupted: run the same command again to go on\n";
 }

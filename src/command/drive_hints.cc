@@ -37,11 +37,11 @@ ordered_json FindDriveHints(StorePlatform& platform) {
 
 std::string ToSentence(const ordered_json& hint) {
   const std::string drive = hint["drive"].get<std::string>();
-  const std::string what = hint["isGiven"] == true
-                               ? " lie on drive " + drive + ", and none where --drive says"
-                               : " lie on drive " + drive + ", for which no --drive is given";
+  const std::string what = " on drive " + drive +
+                           (hint["isGiven"] == true ? ", and none where --drive says"
+                                                    : ", for which no --drive is given");
   const std::string files =
-      hint["files"] == 1 ? "1 stored file" : hint["files"].dump() + " stored files";
+      hint["files"] == 1 ? "1 stored file lies" : hint["files"].dump() + " stored files lie";
   if (!hint.contains("likely")) return files + what;
   std::string sentence =
       files + what + "; likely --drive " + drive + '=' + hint["likely"].get<std::string>();
