@@ -1,5 +1,6 @@
 #include "text/charset_label.h"
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <cstddef>
@@ -109,6 +110,22 @@ bool IsStandardEucJp(std::string_view bytes) {
   return true;
 }
 
+// GB 2312 itself: not its supersets' pairs beside its rows, nor those that they added within them.
+bool IsStandardGb2312(std::string_view bytes) {
+  constexpr unsigned ADDED[][2] = {{0xA2A1, 0xA2AA}, {0xA6E0, 0xA6F5}, {0xA8BB, 0xA8C0}};
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const unsigned lead = ByteAt(bytes, i);
+    if (IsAscii(bytes[i])) continue;
+    const unsigned trail = ByteAt(bytes, ++i);
+    const unsigned pair = lead << 8 | trail;
+    const bool isInRows = (lead >= 0xA1 && lead <= 0xA9) || (lead >= 0xB0 && lead <= 0xF7);
+    const bool isAdded = std::ranges::any_of(
+        ADDED, [&](const auto& range) { return pair >= range[0] && pair <= range[1]; });
+    if (!isInRows || trail < 0xA1 || isAdded) return false;
+  }
+  return true;
+}
+
 bool IsUtf8Name(std::string_view name) {
   return name == "utf-8" || name == "utf8";
 }
@@ -126,6 +143,7 @@ constexpr std::array STANDARDS = std::to_array<Standard>({
     {"sjis", IsStandardShiftJis},
     {"csshiftjis", IsStandardShiftJis},
     {"euc-jp", IsStandardEucJp},
+    {"gb2312", IsStandardGb2312},
     // Microsoft's own name for its own letters.
     {"windows-31j", [](std::string_view) { return true; }},
 });

@@ -42,6 +42,11 @@ TEST(Charset, EveryRowAgreesWithTheSystemsConverter) {
   EXPECT_GT(count, 6879);  // the characters of JIS X 0208
 }
 
+// Only here: Windows has no code page of this set. Bytes by Python's codec iso2022_jp_2004.
+TEST(Charset, JisX0213) {
+  EXPECT_EQ(ToUtf8("\x1B$(Q.!$w-!\x1B$(P!!\x1B(B", "iso-2022-jp-3"), "俱か゚①𠂉");
+}
+
 // Japanese text is read whatever its label says, as long as it has kana.
 TEST(Charset, ALabelThatTheBytesContradictLoses) {
   const std::string text = "㈱ミドリの見積表を、お送りします。";
