@@ -616,7 +616,7 @@ class LongValueSalvager {
   }
 
   [[nodiscard]] static bool HasZeroRun(std::span<const std::byte> bytes) {
-    return !std::ranges::search_n(bytes, ZERO_RUN_BYTES, std::byte{0}).empty();
+    return std::search_n(bytes.begin(), bytes.end(), ZERO_RUN_BYTES, std::byte{0}) != bytes.end();
   }
 
   [[nodiscard]] bool HasCompressionMark(std::span<const std::byte> bytes) const {
