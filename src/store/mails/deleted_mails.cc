@@ -68,8 +68,9 @@ class DeletedMails::Remains {
 
     // Copies of the row of one mail, in the order of their pages.
     [[nodiscard]] std::span<const NumberedRow> RowsOf(std::int32_t number) const {
-      const auto found = std::ranges::equal_range(byNumber, number, {}, &NumberedRow::number);
-      return {found.begin(), found.end()};
+      const auto first = std::ranges::lower_bound(byNumber, number, {}, &NumberedRow::number);
+      const auto next = std::ranges::upper_bound(byNumber, number, {}, &NumberedRow::number);
+      return {first, next};
     }
   };
 

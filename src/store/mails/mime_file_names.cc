@@ -126,8 +126,8 @@ std::uint64_t MimeFileNames::HashOf(std::string_view name) const {
 
 void MimeFileNames::LeaveOut(std::string_view name) {
   const std::uint64_t hash = HashOf(name);
-  const auto same = std::ranges::equal_range(hashes_, hash);
-  for (auto place = same.begin(); place != same.end(); ++place)
+  const auto [first, next] = std::equal_range(hashes_.begin(), hashes_.end(), hash);
+  for (auto place = first; place != next; ++place)
     isNamed_[static_cast<std::size_t>(place - hashes_.begin())] = true;
 }
 
