@@ -7,6 +7,7 @@ using nimport::fuzz::Check;
 using nimport::fuzz::ToText;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const nimport::fuzz::TimeLimit limit(size);
   static const char* const ZONES[] = {"Asia/Tokyo", "America/New_York", "Australia/Lord_Howe",
                                       "UTC"};
   if (size == 0) return 0;

@@ -28,6 +28,7 @@ void CheckLineEnds(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const nimport::fuzz::TimeLimit limit(size);
   const std::string_view text = ToText(data, size);
   CheckLines(text);
   CheckLineEnds(text);

@@ -79,6 +79,7 @@ void Run(const std::vector<std::byte>& bytes, DamageListener* listener) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto* begin = reinterpret_cast<const std::byte*>(data);
   const std::vector<std::byte> bytes(begin, begin + size);
+  const nimport::fuzz::TimeLimit limit(size, 4);
   SilentListener listener;
   Run(bytes, nullptr);
   Run(bytes, &listener);

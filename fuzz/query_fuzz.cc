@@ -61,6 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static TestCatalog catalog;
   static const bool isReady = (AddTables(catalog), true);
   (void)isReady;
+  // A query has a bound of work of its own, whatever its size.
+  const nimport::fuzz::TimeLimit limit(0, 2);
   catalog.AddQuery(ReadDefinition(nimport::fuzz::ToText(data, size)));
   try {
     const auto query = std::make_shared<PreparedQuery>(catalog, "Q");

@@ -6,6 +6,7 @@
 using namespace nimport::platform;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const nimport::fuzz::TimeLimit limit(size);
   const std::string_view file = nimport::fuzz::ToText(data, size);
   for (const RegistryHive hive : {RegistryHive::LocalMachine, RegistryHive::CurrentUser}) {
     try {
