@@ -26,6 +26,8 @@ constexpr std::size_t BATCH_BYTES = 64 << 20;
 // What may wait to be written.
 constexpr std::size_t MAX_QUEUED_FILES = 256;
 constexpr std::size_t MAX_QUEUED_BYTES = 4 << 20;
+// The thread is woken for so many: to go to sleep and wake up takes as long as to write some files.
+constexpr std::size_t MIN_TAKEN_FILES = 32;
 
 // Some file systems cannot flush; what they lose is seen by the next run.
 bool CannotFlush() {
@@ -200,14 +202,12 @@ void FileBatch::Add(const std::string& temporaryName, const std::string& name,
   }
   if (!thread_.joinable()) thread_ = std::thread([this] { Work(); });
   Job job{std::move(file), std::string(bytes), instant};
-  WaitForRoom(bytes.size());
+  if (IsFull(bytes.size())) WaitUntilIdle();
   ++waiting_;
-  {
-    const std::lock_guard lock(mutex_);
-    jobBytes_ += bytes.size();
-    jobs_.push_back(std::move(job));
-  }
-  changed_.notify_all();
+  const std::lock_guard lock(mutex_);
+  jobBytes_ += bytes.size();
+  jobs_.push_back(std::move(job));
+  if (jobs_.size() == MIN_TAKEN_FILES) changed_.notify_all();
 }
 
 void FileBatch::PutInPlace() {
@@ -222,7 +222,10 @@ void FileBatch::PutInPlace() {
 void FileBatch::Work() {
   std::unique_lock lock(mutex_);
   while (true) {
-    changed_.wait(lock, [this] { return isEnding_ || !jobs_.empty(); });
+    const std::size_t wanted = jobs_.empty() ? MIN_TAKEN_FILES : 1;
+    changed_.wait(lock, [&] {
+      return isEnding_ || jobs_.size() >= wanted || (isAwaited_ && !jobs_.empty());
+    });
     if (isEnding_) return;
     Job job = std::move(jobs_.front());
     jobs_.pop_front();
@@ -244,27 +247,22 @@ void FileBatch::Work() {
       jobs_.clear();
       jobBytes_ = 0;
     }
-    changed_.notify_all();
+    if (jobs_.empty()) changed_.notify_all();
   }
 }
 
-void FileBatch::WaitForRoom(std::size_t bytes) {
-  const platform::Interruption::Pause pause;
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] {
-    return failure_ || (jobs_.size() < MAX_QUEUED_FILES && jobBytes_ + bytes <= MAX_QUEUED_BYTES);
-  });
-  RethrowFailure();
+bool FileBatch::IsFull(std::size_t bytes) {
+  const std::lock_guard lock(mutex_);
+  return failure_ || jobs_.size() >= MAX_QUEUED_FILES || jobBytes_ + bytes > MAX_QUEUED_BYTES;
 }
 
 void FileBatch::WaitUntilIdle() {
   const platform::Interruption::Pause pause;
   std::unique_lock lock(mutex_);
+  isAwaited_ = true;
+  changed_.notify_all();
   changed_.wait(lock, [&] { return !isBusy_ && jobs_.empty(); });
-  RethrowFailure();
-}
-
-void FileBatch::RethrowFailure() {
+  isAwaited_ = false;
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 

@@ -131,11 +131,10 @@ class FileBatch {
 
   // Runs in the thread until the object is destroyed.
   void Work();
-  // Wait until the thread can take a file of so many bytes, or has nothing to do. Throw what failed
-  // there.
-  void WaitForRoom(std::size_t bytes);
+  // Whether so many bytes more are too much to wait for the thread.
+  [[nodiscard]] bool IsFull(std::size_t bytes);
+  // Waits until the thread has nothing to do. Throws what failed there.
   void WaitUntilIdle();
-  void RethrowFailure();
 
   // These belong to the thread, or to the caller while that is idle.
   void WriteTemporary(const File& file, std::string_view bytes,
@@ -160,7 +159,8 @@ class FileBatch {
   std::condition_variable changed_;
   std::deque<Job> jobs_;
   std::size_t jobBytes_ = 0;
-  bool isBusy_ = false;  // with a job that it took from the queue
+  bool isBusy_ = false;     // with a job that it took from the queue
+  bool isAwaited_ = false;  // somebody waits until nothing is left to do
   bool isEnding_ = false;
   std::exception_ptr failure_;  // that nobody has heard of yet
   std::thread thread_;          // since the first job
