@@ -6,6 +6,7 @@
 #include "archive/json_text.h"
 #include "jet/value_text.h"
 #include "text/ascii.h"
+#include "text/byte_set.h"
 
 namespace nimport::archive {
 
@@ -26,8 +27,8 @@ bool IsNumber(const jet::Value& value) {
 // What stands in a header; empty for what does not.
 std::string HeaderValue(const jet::Value& value) {
   if (const auto* text = std::get_if<jet::Text>(&value)) {
-    const bool isShort = text->bytes.size() <= MAX_TEXT_BYTES &&
-                         text->bytes.find_first_of("\r\n") == std::string::npos;
+    constexpr text::ByteSet LINE_END("\r\n");
+    const bool isShort = text->bytes.size() <= MAX_TEXT_BYTES && !LINE_END.IsAnyIn(text->bytes);
     return isShort ? std::string(text::Trim(text->bytes)) : std::string();
   }
   if (!IsNumber(value)) return {};

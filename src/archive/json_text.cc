@@ -2,13 +2,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "text/byte_set.h"
 #include "text/visible.h"
 
 namespace nimport::archive {
 
 void AppendJsonString(std::string_view text, std::string& json) {
   // As most texts are.
-  if (text.find_first_of("\"\\") == text.npos && text::IsVisible(text)) {
+  constexpr text::ByteSet ESCAPED("\"\\");
+  if (!ESCAPED.IsAnyIn(text) && text::IsVisible(text)) {
     json.append("\"").append(text).append("\"");
     return;
   }

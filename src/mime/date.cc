@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "text/ascii.h"
+#include "text/byte_set.h"
 
 namespace nimport::mime {
 namespace {
@@ -340,7 +341,8 @@ std::optional<int> ZoneInComment(std::string_view comment) {
 
 // Takes one line off the front of `text`, whatever ends it.
 std::string_view TakeAnyLine(std::string_view& text) {
-  const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+  constexpr text::ByteSet LINE_END("\r\n");
+  const std::size_t end = std::min(LINE_END.FindIn(text), text.size());
   const std::string_view line = text.substr(0, end);
   text.remove_prefix(end);
   text.remove_prefix(text.starts_with("\r\n") ? 2 : text.empty() ? 0 : 1);

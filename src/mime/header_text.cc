@@ -7,6 +7,7 @@
 
 #include "mime/transfer_encoding.h"
 #include "text/ascii.h"
+#include "text/byte_set.h"
 #include "text/charset.h"
 #include "text/japanese.h"
 
@@ -123,12 +124,14 @@ class WordJoiner {
   std::string result_;
 };
 
+constexpr text::ByteSet LINE_END("\r\n");
+
 // `text` with each line end, and the blanks around it, as one blank.
 std::string Unfold(std::string_view text) {
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t lineEnd = text.find_first_of("\r\n");
+    const std::size_t lineEnd = LINE_END.FindIn(text);
     std::string_view line = text.substr(0, lineEnd);
     text.remove_prefix(line.size());
     while (lineEnd != std::string_view::npos && !line.empty() && text::IsBlank(line.back())) {

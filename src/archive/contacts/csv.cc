@@ -1,5 +1,6 @@
 #include "archive/contacts/csv.h"
 
+#include "text/byte_set.h"
 #include "text/utf8.h"
 
 namespace nimport::archive {
@@ -26,8 +27,8 @@ bool IsFormula(std::string_view text) {
 // Blanks at the ends are quoted too: some readers drop them otherwise.
 bool NeedsQuotes(std::string_view text) {
   if (text.empty()) return false;
-  return text.find_first_of(",\"\r\n") != std::string_view::npos || text.front() == ' ' ||
-         text.back() == ' ';
+  constexpr text::ByteSet QUOTED(",\"\r\n");
+  return QUOTED.IsAnyIn(text) || text.front() == ' ' || text.back() == ' ';
 }
 
 template <typename Texts>
