@@ -1,7 +1,6 @@
 #include "archive/instant.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 
 #include "platform/local_time.h"
@@ -16,12 +15,28 @@ constexpr std::array<const char*, 7> WEEKDAYS = {"Sun", "Mon", "Tue", "Wed", "Th
 constexpr std::array<const char*, 12> MONTHS = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// Names are not taken from the locale.
-template <typename... Values>
-std::string Format(const char* format, Values... values) {
-  std::array<char, 64> buffer;
-  std::snprintf(buffer.data(), buffer.size(), format, values...);
-  return buffer.data();
+// `number` with at least `digits` digits, after zeros or `fill`.
+void Append(std::string& text, std::int64_t number, std::size_t digits, char fill = '0') {
+  const std::string plain = std::to_string(number < 0 ? -number : number);
+  if (number < 0) text += '-';
+  const std::size_t size = plain.size() + (number < 0 ? 1 : 0);
+  if (size < digits) text.append(digits - size, fill);
+  text += plain;
+}
+
+// "10:00:00"
+void AppendTime(std::string& text, const LocalTime& time) {
+  Append(text, time.hour, 2);
+  Append(text += ':', time.minute, 2);
+  Append(text += ':', time.second, 2);
+}
+
+// Not taken from the locale.
+const char* WeekdayOf(const LocalTime& time) {
+  return WEEKDAYS.at(static_cast<std::size_t>(time.weekday));
+}
+const char* MonthOf(const LocalTime& time) {
+  return MONTHS.at(static_cast<std::size_t>(time.month - 1));
 }
 
 }  // namespace
@@ -35,25 +50,35 @@ std::string ToMailDate(std::int64_t instant, std::int32_t utcOffset) {
   // Zones before the twentieth century have seconds, which no mail can write.
   const std::int32_t minutes = utcOffset / 60;
   const LocalTime time = platform::ToFields(instant + minutes * 60);
-  return Format("%s, %02d %s %04d %02d:%02d:%02d %c%02d%02d",
-                WEEKDAYS.at(static_cast<std::size_t>(time.weekday)), time.day,
-                MONTHS.at(static_cast<std::size_t>(time.month - 1)), time.year, time.hour,
-                time.minute, time.second, minutes < 0 ? '-' : '+', std::abs(minutes) / 60,
-                std::abs(minutes) % 60);
+  std::string text = WeekdayOf(time);
+  Append(text += ", ", time.day, 2);
+  text.append(" ").append(MonthOf(time)).append(" ");
+  Append(text, time.year, 4);
+  AppendTime(text += ' ', time);
+  text += minutes < 0 ? " -" : " +";
+  Append(text, std::abs(minutes) / 60, 2);
+  Append(text, std::abs(minutes) % 60, 2);
+  return text;
 }
 
 std::string ToLocalText(std::int64_t instant, std::int32_t utcOffset) {
   const LocalTime time = platform::ToFields(instant + utcOffset);
-  return Format("%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day, time.hour,
-                time.minute, time.second);
+  std::string text;
+  Append(text, time.year, 4);
+  Append(text += '-', time.month, 2);
+  Append(text += '-', time.day, 2);
+  AppendTime(text += ' ', time);
+  return text;
 }
 
 std::string ToUtcText(std::int64_t instant) {
   const LocalTime time = platform::ToFields(instant);
-  return Format("%s %s %2d %02d:%02d:%02d %04d",
-                WEEKDAYS.at(static_cast<std::size_t>(time.weekday)),
-                MONTHS.at(static_cast<std::size_t>(time.month - 1)), time.day, time.hour,
-                time.minute, time.second, time.year);
+  std::string text = WeekdayOf(time);
+  text.append(" ").append(MonthOf(time)).append(" ");
+  Append(text, time.day, 2, ' ');
+  AppendTime(text += ' ', time);
+  Append(text += ' ', time.year, 4);
+  return text;
 }
 
 }  // namespace nimport::archive
