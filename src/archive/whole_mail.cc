@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "archive/compose_mail.h"
+#include "archive/formats/mail_form.h"
 #include "archive/header_lines.h"
 #include "archive/mailboxes.h"
 #include "archive/readable/field_rewriting.h"
@@ -77,14 +78,10 @@ std::string WithUtf8Body(const HeaderBlock& header) {
 // What stands before the header, which ConvertWholeMail's caller found to be empty lines and a
 // mailbox's separator, as fields: nothing may precede the header.
 std::string FieldsBefore(std::string_view before) {
-  constexpr std::string_view SEPARATOR = "From ";
   std::string fields;
   while (!before.empty()) {
-    const std::string_view line = mime::TakeLine(before);
-    const std::size_t at = line.find(SEPARATOR);
-    if (at == line.npos) continue;
-    fields += RewriteField(
-        "X-From-Line", text::Utf8FromCodePage932(text::Trim(line.substr(at + SEPARATOR.size()))));
+    const std::string_view line = text::Trim(mime::TakeLine(before));
+    if (!line.empty()) fields += RewriteField(SEPARATOR_FIELD, text::Utf8FromCodePage932(line));
   }
   return fields;
 }

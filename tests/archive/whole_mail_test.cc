@@ -64,7 +64,8 @@ TEST(ConvertWholeMail, BecomesCorrectMime) {
        "Content-Type: text/plain; charset=Shift_JIS\r\n\r\n\x96\x7B\r\n--b--\r\n",
        "parts within parts; a file's bytes and a true charset stay"},
       {"\r\nFrom a@b Thu Jan  1 1998\r\nA: b\r\n\r\nHello\r\n",
-       "X-From-Line: a@b Thu Jan  1 1998\r\nA: b\r\n\r\nHello\r\n", "lines before the header"},
+       "X-Nimport-From-Line: From a@b Thu Jan  1 1998\r\nA: b\r\n\r\nHello\r\n",
+       "lines before the header"},
       {"A: b\r\nno header line\r\nC: d\r\n", "A: b\r\n\r\nno header line\r\nC: d\r\n",
        "the empty line before the body is missing"},
   };

@@ -11,7 +11,7 @@ bool BeginsWithSeparator(std::string_view text) {
 }
 
 void MakeFieldOfSeparator(std::string& mail) {
-  if (BeginsWithSeparator(mail)) mail.insert(0, "X-Nimport-From-Line: ");
+  if (BeginsWithSeparator(mail)) mail.insert(0, std::string(SEPARATOR_FIELD) + ": ");
 }
 
 // In place, since a mail may be big.
