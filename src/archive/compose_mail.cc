@@ -168,6 +168,19 @@ void AppendFile(std::string& mail, const MailHeaders& headers, const MailContent
   mail.append("\r\n--" + boundary + "--\r\n");
 }
 
+// In a mail without any LF each CR becomes CR LF: no program of today reads lines that end with CR
+// alone, as those of old Macintosh computers do.
+void MakeLineEndsOfReturns(std::string& mail) {
+  if (mail.find('\n') != mail.npos || mail.find('\r') == mail.npos) return;
+  std::string lines;
+  lines.reserve(mail.size() + static_cast<std::size_t>(std::ranges::count(mail, '\r')));
+  for (const char character : mail) {
+    lines += character;
+    if (character == '\r') lines += '\n';
+  }
+  mail = std::move(lines);
+}
+
 // Puts a field before the header. A line that a mailbox has put there stays the first one.
 void PutBefore(std::string& mail, const HeaderText& field) {
   std::size_t at = 0;
@@ -203,6 +216,7 @@ FinishedMail ComposeMail(const MailHeaders& headers, MailContents& contents,
   switch (contents.kind) {
     case ContentsKind::MimeMail:
       mail.bytes = std::move(contents.bytes);
+      MakeLineEndsOfReturns(mail.bytes);
       if (contents.leadingField) PutBefore(mail.bytes, *contents.leadingField);
       return mail;
     case ContentsKind::WholeMail:

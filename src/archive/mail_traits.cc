@@ -1,8 +1,10 @@
-#include "archive/attachments.h"
+#include "archive/mail_traits.h"
 
 #include <array>
 #include <utility>
 
+#include "archive/readable/readable_mail.h"
+#include "mime/garbling.h"
 #include "mime/mail.h"
 
 namespace nimport::archive {
@@ -20,13 +22,17 @@ std::uint64_t SizeOf(const mime::Mail& mail, std::size_t part) {
 
 }  // namespace
 
-std::vector<Attachment> ListAttachments(std::string& mail) {
+MailTraits FindTraits(std::string& mail) {
+  if (mime::IsPlain(mail)) return {};
   mime::Mail parsed(std::move(mail));
-  std::vector<Attachment> attachments;
-  for (const std::size_t part : parsed.roles().attachments)
-    attachments.push_back({.name = parsed.SavedName(part), .sizeBytes = SizeOf(parsed, part)});
+  MailTraits traits;
+  for (const std::size_t part : parsed.roles().attachments) {
+    traits.attachments.push_back(
+        {.name = parsed.SavedName(part), .sizeBytes = SizeOf(parsed, part)});
+  }
+  traits.isGarbled = IsShownGarbled(parsed);
   mail = std::move(parsed).TakeText();
-  return attachments;
+  return traits;
 }
 
 }  // namespace nimport::archive

@@ -1,5 +1,5 @@
-#ifndef NIMPORT_ARCHIVE_ATTACHMENTS_H_
-#define NIMPORT_ARCHIVE_ATTACHMENTS_H_
+#ifndef NIMPORT_ARCHIVE_MAIL_TRAITS_H_
+#define NIMPORT_ARCHIVE_MAIL_TRAITS_H_
 
 #include <string>
 #include <vector>
@@ -8,10 +8,16 @@
 
 namespace nimport::archive {
 
-// The files that a mail of its own header has with it, as `show` lists them. The mail's bytes are
-// lent: they stand in `mail` again afterwards.
-[[nodiscard]] std::vector<Attachment> ListAttachments(std::string& mail);
+// What there is to tell of a mail with a header of its own.
+struct MailTraits {
+  std::vector<Attachment> attachments;  // the files that it has with it, as `show` lists them
+  bool isGarbled = false;               // IsShownGarbled
+};
+
+// Costs next to nothing for plain ASCII. The mail's bytes are lent: they stand in `mail` again
+// afterwards. Its lines do not end with CR alone.
+[[nodiscard]] MailTraits FindTraits(std::string& mail);
 
 }  // namespace nimport::archive
 
-#endif  // NIMPORT_ARCHIVE_ATTACHMENTS_H_
+#endif  // NIMPORT_ARCHIVE_MAIL_TRAITS_H_

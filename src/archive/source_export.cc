@@ -5,10 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "archive/attachments.h"
 #include "archive/compose_mail.h"
 #include "archive/further_columns.h"
-#include "archive/readable/readable_mail.h"
+#include "archive/mail_traits.h"
 #include "platform/interruption.h"
 
 namespace nimport::archive {
@@ -157,9 +156,10 @@ void SourceExport::Compose(const store::Store& store, ReadMail& mail) const {
   }
   mail.row.reason = contents.missing;
   mail.finished = ComposeMail(mail.headers, contents, store.memberId());
-  mail.finished->isGarbled = contents.HasOwnHeader() && IsShownGarbled(mail.finished->bytes);
-  if (index_ != nullptr && contents.HasOwnHeader()) {
-    mail.row.attachments = ListAttachments(mail.finished->bytes);
+  if (contents.HasOwnHeader()) {
+    MailTraits traits = FindTraits(mail.finished->bytes);
+    mail.finished->isGarbled = traits.isGarbled;
+    mail.row.attachments = std::move(traits.attachments);
   }
   contents.bytes = {};
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "mime/header_block.h"
 #include "mime/header_text.h"
 #include "mime/parameterized_value.h"
 #include "mime/transfer_encoding.h"
@@ -62,6 +63,19 @@ std::string_view FindExtendedCharset(std::string_view value) {
 }
 
 }  // namespace
+
+bool IsPlain(std::string_view mail) {
+  if (mail.find(ESCAPE) != mail.npos || !text::IsAscii(mail)) return false;
+  const auto header = HeaderBlock::Read(mail, HeaderPlace::Mail);
+  if (header.lines().find("=?") != std::string_view::npos ||
+      header.lines().find("*=") != std::string_view::npos || header.Find("Content-Disposition")) {
+    return false;
+  }
+  const std::string_view type = text::Trim(header.Find("Content-Type").value_or("text/"));
+  const std::string_view encoding = header.Find("Content-Transfer-Encoding").value_or("");
+  return text::StartsWithIgnoringCase(type, "text/") &&
+         FindTransferEncoding(encoding) == TransferEncoding::Identity;
+}
 
 bool IsGarbledValue(std::string_view rawValue) {
   if (!text::IsAscii(rawValue) || text::LooksLikeIso2022Jp(rawValue)) return true;

@@ -10,6 +10,10 @@
 
 namespace nimport::mime {
 
+// Whether nothing of `mail` can be garbled, as a look at its bytes tells: ASCII that stands for
+// nothing else, in one text without a Content-Disposition.
+[[nodiscard]] bool IsPlain(std::string_view mail);
+
 // Whether a header field's value, as it stands in the mail, would be garbled: raw text that is not
 // ASCII, encoded words that name no true charset, that have blanks in them, or that end within a
 // character.

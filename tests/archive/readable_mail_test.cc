@@ -86,10 +86,10 @@ TEST(ReadableMail, OnlyWhatIsGarbledIsMadeAnew) {
        "", "signed within the text"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(IsShownGarbled(c.mail), !c.wanted.empty()) << c.why;
+    EXPECT_EQ(IsShownGarbled(mime::Mail(c.mail)), !c.wanted.empty()) << c.why;
     if (c.wanted.empty()) continue;
     EXPECT_EQ(MakeReadable(c.mail), c.wanted) << c.why;
-    EXPECT_FALSE(IsShownGarbled(MakeReadable(c.mail))) << c.why;
+    EXPECT_FALSE(IsShownGarbled(mime::Mail(MakeReadable(c.mail)))) << c.why;
   }
 }
 

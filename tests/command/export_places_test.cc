@@ -70,6 +70,16 @@ TEST_F(ExportPlaces, LineEndsAndSeparatorsAreThoseOfTheFormat) {
   EXPECT_EQ(store_.Exported("eml").begin()->second, eml);
 }
 
+TEST(ExportLineEnds, ThoseOfOldMacintoshesBecomeTheFormats) {
+  const TestStore store(R"({"cabinets": [{"number": 1, "name": "c", "folders": [
+    {"number": 10, "name": "f", "mails": [{"kind": 34, "title": null, "columns": {},
+      "mime": {"file": "1.MIM", "base64": "U3ViamVjdDogcmF3DQ1hDWINDQ=="}}]}]}]})");
+  store.Export("eml", "eml");
+  EXPECT_EQ(store.Exported("eml").begin()->second, "Subject: raw\r\n\r\na\r\nb\r\n\r\n");
+  store.Export("maildir", "maildir");
+  EXPECT_EQ(store.Exported("maildir").begin()->second, "Subject: raw\n\na\nb\n\n");
+}
+
 TEST_F(ExportPlaces, LayoutsHaveTheNamesOfTheirReaders) {
   const struct {
     const char* layout;

@@ -24,8 +24,6 @@ namespace {
 using mime::Part;
 using mime::PartKind;
 
-constexpr char ESCAPE = '\x1B';
-
 // Fields beside those with addresses that programs show. Others stay as they are, as no program
 // garbles a Message-ID.
 bool IsShownField(std::string_view name) {
@@ -56,14 +54,12 @@ bool IsGarbledField(const HeaderField& field) {
 // The parts of a mail and what programs show of them.
 class ShownParts {
  public:
-  explicit ShownParts(std::string_view mail)
-      : mail_(mail), parts_(mime::ReadStructure(mime::TextForm::Utf8, mail)) {
+  // `parts` are those of `mail`; both outlive the object.
+  ShownParts(std::string_view mail, const std::vector<Part>& parts) : mail_(mail), parts_(parts) {
     isShut_.resize(parts_.size());
     for (std::size_t i = 1; i < parts_.size(); ++i)
       isShut_[i] = isShut_[parts_[i].parent] || IsAttachedMessage(parts_[parts_[i].parent]);
   }
-
-  [[nodiscard]] const std::vector<Part>& parts() const { return parts_; }
 
   // Lies in an enclosed message that is attached.
   [[nodiscard]] bool IsShut(std::size_t i) const { return isShut_[i]; }
@@ -124,41 +120,12 @@ class ShownParts {
   }
 
   std::string_view mail_;
-  std::vector<Part> parts_;
+  const std::vector<Part>& parts_;
   std::vector<bool> isShut_;
 };
 
-// Whether a look at the bytes is enough: ASCII that stands for nothing else.
-bool IsPlain(std::string_view mail) {
-  if (mail.find(ESCAPE) != mail.npos || !text::IsAscii(mail)) return false;
-  const auto header = mime::HeaderBlock::Read(mail, mime::HeaderPlace::Mail);
-  if (header.lines().find("=?") != std::string_view::npos ||
-      header.lines().find("*=") != std::string_view::npos) {
-    return false;
-  }
-  const std::string_view type = text::Trim(header.Find("Content-Type").value_or("text/"));
-  const std::string_view encoding = header.Find("Content-Transfer-Encoding").value_or("");
-  return text::StartsWithIgnoringCase(type, "text/") &&
-         mime::FindTransferEncoding(encoding) == mime::TransferEncoding::Identity;
-}
-
 std::string ToUtf8(const HeaderField& field) {
   return std::string(text::Trim(mime::UnfoldHeaderValue(mime::TextForm::Utf8, RawValue(field))));
-}
-
-std::string Rewrite(std::string_view mail) {
-  const ShownParts shown(mail);
-  MailRewriting rewriting(mail);
-  const FieldReading reading{.isRewritten = IsGarbledField, .toUtf8 = ToUtf8};
-  for (std::size_t i = 0; i < shown.parts().size(); ++i) {
-    if (shown.IsShut(i)) continue;
-    const Part& part = shown.parts()[i];
-    std::optional<std::string> text;
-    if (shown.IsGarbledText(i)) text = text::ToUtf8(mime::TextBytes(mail, part), part.charset);
-    rewriting.RewritePart(part, reading, text);
-  }
-  // Lines before the header, such as a mailbox's separator, hide it from many programs.
-  return rewriting.Apply({shown.parts().front().header.begin, mail.size()});
 }
 
 bool IsContentField(const HeaderField& field) {
@@ -176,24 +143,28 @@ void AppendOriginal(std::string& out, std::string_view mail) {
 
 }  // namespace
 
-bool IsShownGarbled(std::string_view mail) {
-  if (IsPlain(mail)) return false;
-  const ShownParts shown(mail);
-  for (std::size_t i = 0; i < shown.parts().size(); ++i) {
+bool IsShownGarbled(const mime::Mail& mail) {
+  const ShownParts shown(mail.text(), mail.parts());
+  for (std::size_t i = 0; i < mail.parts().size(); ++i) {
     if (shown.IsGarbled(i)) return !shown.IsProtected();
   }
   return false;
 }
 
 std::string MakeReadable(std::string_view mail) {
-  if (mail.find('\n') != mail.npos) return Rewrite(mail);
-  // Lines that end with CR alone would be lines no more beside others.
-  std::string withLineEnds;
-  for (const char character : mail) {
-    withLineEnds += character;
-    if (character == '\r') withLineEnds += '\n';
+  const std::vector<Part> parts = mime::ReadStructure(mime::TextForm::Utf8, mail);
+  const ShownParts shown(mail, parts);
+  MailRewriting rewriting(mail);
+  const FieldReading reading{.isRewritten = IsGarbledField, .toUtf8 = ToUtf8};
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    if (shown.IsShut(i)) continue;
+    const Part& part = parts[i];
+    std::optional<std::string> text;
+    if (shown.IsGarbledText(i)) text = text::ToUtf8(mime::TextBytes(mail, part), part.charset);
+    rewriting.RewritePart(part, reading, text);
   }
-  return Rewrite(withLineEnds);
+  // Lines before the header, such as a mailbox's separator, hide it from many programs.
+  return rewriting.Apply({parts.front().header.begin, mail.size()});
 }
 
 std::string MakeReadableWithOriginal(std::string_view mail, std::string_view key) {

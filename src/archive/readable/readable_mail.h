@@ -6,12 +6,14 @@
 #include <string>
 #include <string_view>
 
+#include "mime/mail.h"
+
 namespace nimport::archive {
 
 // Whether today's programs would garble a text of the mail, in its header or among what they show,
 // and the mail has a readable form. One that is signed or encrypted has none: it is to stay what
-// was signed. Costs next to nothing for ASCII.
-[[nodiscard]] bool IsShownGarbled(std::string_view mail);
+// was signed. `mail` is parsed in UTF-8.
+[[nodiscard]] bool IsShownGarbled(const mime::Mail& mail);
 
 // The readable form of a mail that is shown garbled. Only the texts and header fields that need it
 // are made anew; dates, IDs, attachments and enclosed messages that are attached stay byte for
