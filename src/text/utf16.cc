@@ -23,7 +23,8 @@ void AppendUtf16(char32_t character, std::u16string& out) {
 
 std::string Utf8FromUtf16(std::u16string_view text, char32_t forLoneSurrogate) {
   std::string result;
-  result.reserve(text.size());
+  // Kana and kanji take three bytes each.
+  result.reserve(3 * text.size());
   while (!text.empty()) {
     const char32_t character = TakeUtf16Character(text);
     const bool isLone = IsHighSurrogate(character) || IsLowSurrogate(character);

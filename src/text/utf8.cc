@@ -59,22 +59,16 @@ bool IsUtf8(std::string_view text) {
 }
 
 void AppendUtf8(char32_t character, std::string& out) {
-  const auto append = [&out](char32_t byte) { out += static_cast<char>(byte); };
-  const auto appendTail = [&](unsigned shift) { append(0x80 | (character >> shift & 0x3F)); };
+  const auto byte = [](char32_t bits) { return static_cast<char>(bits); };
+  const auto tail = [&](unsigned shift) { return byte(0x80 | (character >> shift & 0x3F)); };
   if (character < 0x80) {
-    append(character);
+    out += byte(character);
   } else if (character < 0x800) {
-    append(0xC0 | character >> 6);
-    appendTail(0);
+    out.append({byte(0xC0 | character >> 6), tail(0)});
   } else if (character < 0x10000) {
-    append(0xE0 | character >> 12);
-    appendTail(6);
-    appendTail(0);
+    out.append({byte(0xE0 | character >> 12), tail(6), tail(0)});
   } else {
-    append(0xF0 | character >> 18);
-    appendTail(12);
-    appendTail(6);
-    appendTail(0);
+    out.append({byte(0xF0 | character >> 18), tail(12), tail(6), tail(0)});
   }
 }
 

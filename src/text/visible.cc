@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "text/utf8.h"
 
@@ -16,6 +17,17 @@ constexpr const char* REPLACEMENT = "\xEF\xBF\xBD";  // U+FFFD
 bool IsHarmful(char32_t code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x2028 && code <= 0x202E) ||
          (code >= 0x2066 && code <= 0x2069);
+}
+
+// Whether the next eight bytes are visible ASCII, as most of most texts is.
+bool BeginsWithPlainWord(std::string_view text) {
+  constexpr std::uint64_t EACH = 0x0101'0101'0101'0101;
+  constexpr std::uint64_t HIGH_BITS = 0x80 * EACH;
+  std::uint64_t word = 0;
+  if (text.size() < sizeof word) return false;
+  std::memcpy(&word, text.data(), sizeof word);
+  // A byte below a blank borrows from its high bit; 0x7F is the one that reaches it by 1.
+  return ((word | (word - 0x20 * EACH) | (word + EACH)) & HIGH_BITS) == 0;
 }
 
 std::string Format(const char* format, char32_t code) {
@@ -56,6 +68,10 @@ std::string ToVisible(std::string_view text, bool keepsLines) {
 
 bool IsVisible(std::string_view text) {
   while (!text.empty()) {
+    if (BeginsWithPlainWord(text)) {
+      text.remove_prefix(sizeof(std::uint64_t));
+      continue;
+    }
     if (text.front() >= 0x20 && text.front() < 0x7F) {
       text.remove_prefix(1);
       continue;

@@ -19,10 +19,9 @@ std::size_t FindBareLineFeed(std::string_view text, std::size_t from) {
 
 std::size_t CountBareLineFeeds(std::string_view text) {
   std::size_t count = 0;
-  char before = '\0';
-  for (const char byte : text) {
-    count += static_cast<std::size_t>((byte == LF) & (before != CR));
-    before = byte;
+  for (std::size_t bare = FindBareLineFeed(text, 0); bare != std::string_view::npos;
+       bare = FindBareLineFeed(text, bare + 1)) {
+    ++count;
   }
   return count;
 }
