@@ -1,6 +1,7 @@
 #include "archive/mail_index.h"
 
 #include <array>
+#include <list>
 #include <utility>
 
 #include "archive/contacts/csv.h"
@@ -19,21 +20,24 @@ std::string ToText(const std::optional<std::int32_t>& number) {
   return number ? std::to_string(*number) : std::string();
 }
 
-// The headers as the index has them.
+// The headers as the index has them: views of what the row refers to.
 struct Headers {
   std::string date;
-  std::string from;
-  std::string to;
-  std::string cc;
-  std::string subject;
+  std::string_view from;
+  std::string_view to;
+  std::string_view cc;
+  std::string_view subject;
 
   explicit Headers(const MailHeaders* headers) {
     if (headers == nullptr) return;
+    const auto view = [](const std::optional<std::string>& text) {
+      return text ? std::string_view(*text) : std::string_view();
+    };
     date = headers->DateText().value_or("");
-    from = headers->from.value_or("");
-    to = headers->to.value_or("");
-    cc = headers->cc.value_or("");
-    subject = headers->subject.value_or("");
+    from = view(headers->from);
+    to = view(headers->to);
+    cc = view(headers->cc);
+    subject = view(headers->subject);
   }
 };
 
@@ -45,7 +49,10 @@ std::string CsvLine(const IndexRow& row, const Headers& headers, const std::stri
     names.append(names.empty() ? "" : "; ").append(attachment.name);
     sizes.append(sizes.empty() ? "" : "; ").append(std::to_string(attachment.sizeBytes));
   }
-  const auto visible = [](const std::string& text) { return text::Visible(text); };
+  std::list<std::string> madeVisible;
+  const auto visible = [&madeVisible](std::string_view text) -> std::string_view {
+    return text::IsVisible(text) ? text : madeVisible.emplace_back(text::Visible(text));
+  };
   return ToCsvRow({ToText(row.number), ToText(row.kind), visible(row.cabinet), visible(row.folder),
                    ToText(row.position), headers.date, visible(headers.from), visible(headers.to),
                    visible(headers.subject), visible(names), sizes, visible(path), row.key,

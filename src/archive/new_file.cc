@@ -187,25 +187,26 @@ FileBatch::~FileBatch() {
       unlinkat(from_.descriptor(), file.temporaryName.c_str(), 0);
 }
 
-void FileBatch::Add(const std::string& temporaryName, const std::string& name,
-                    std::string_view bytes, std::optional<std::int64_t> instant,
+void FileBatch::Add(const std::string& temporaryName, const std::string& name, std::string bytes,
+                    std::optional<std::int64_t> instant,
                     std::vector<std::filesystem::path> replaced) {
   std::erase(replaced, to_.path() / name);
   File file{temporaryName, name, std::move(replaced)};
-  if (bytes.size() > MAX_QUEUED_BYTES / 4) {
-    // A copy of a long mail would cost more than the time that is won.
+  const std::size_t size = bytes.size();
+  if (size > MAX_QUEUED_BYTES / 4) {
+    // The next mail, which may be as long, would be in memory beside it.
     WaitUntilIdle();
     WriteTemporary(file, bytes, instant);
     ++waiting_;
-    Keep(std::move(file), bytes.size());
+    Keep(std::move(file), size);
     return;
   }
   if (!thread_.joinable()) thread_ = std::thread([this] { Work(); });
-  Job job{std::move(file), std::string(bytes), instant};
-  if (IsFull(bytes.size())) WaitUntilIdle();
+  Job job{std::move(file), std::move(bytes), instant};
+  if (IsFull(size)) WaitUntilIdle();
   ++waiting_;
   const std::lock_guard lock(mutex_);
-  jobBytes_ += bytes.size();
+  jobBytes_ += size;
   jobs_.push_back(std::move(job));
   if (jobs_.size() == MIN_TAKEN_FILES) changed_.notify_all();
 }

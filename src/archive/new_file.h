@@ -106,7 +106,7 @@ class FileBatch {
 
   // Writes a file of `bytes` that is to be called `name`; `instant` as for a NewFile. Those of
   // `replaced` that have another path are removed once it has its name.
-  void Add(const std::string& temporaryName, const std::string& name, std::string_view bytes,
+  void Add(const std::string& temporaryName, const std::string& name, std::string bytes,
            std::optional<std::int64_t> instant, std::vector<std::filesystem::path> replaced);
 
   // Flushes what is waiting, then gives it its names, in the order in which it came. After a

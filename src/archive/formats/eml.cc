@@ -1,5 +1,6 @@
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
@@ -34,7 +35,7 @@ class EmlWriter final : public FilesWriter {
     std::string name = number.data();
     if (!subject.empty()) name += ' ' + ToSafeName(subject);
     name += '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    Add('.' + std::string(number.data()) + TEMPORARY_ENDING, name, key, mail);
+    Add('.' + std::string(number.data()) + TEMPORARY_ENDING, name, key, std::move(mail));
     return outcome;
   }
 

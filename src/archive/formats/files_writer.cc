@@ -119,14 +119,14 @@ FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& ma
 }
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
-                      const std::string& key, const FinishedMail& mail) {
+                      const std::string& key, FinishedMail mail) {
   place_ = {.key = key, .path = directory_ / name};
   if (!files_) return;
   std::vector<fs::path> replaced;
   // One that is there is torn or outdated.
   for (const fs::path* path : {present_.Find(key, mail.isComplete), present_.FindIncomplete(key)})
     if (path != nullptr) replaced.push_back(*path);
-  files_->batch.Add(temporaryName, name, mail.bytes, mail.instant, std::move(replaced));
+  files_->batch.Add(temporaryName, name, std::move(mail.bytes), mail.instant, std::move(replaced));
 }
 
 }  // namespace nimport::archive

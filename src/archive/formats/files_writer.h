@@ -53,7 +53,7 @@ class FilesWriter : public FolderWriter {
   [[nodiscard]] Present Find(const std::string& key, FinishedMail& mail);
 
   void Add(const std::string& temporaryName, const std::string& name, const std::string& key,
-           const FinishedMail& mail);
+           FinishedMail mail);
 
   // Where mails are written; null in a dry run.
   [[nodiscard]] const Directory* temporary() const { return files_ ? &files_->temporary : nullptr; }

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
 
@@ -41,7 +43,8 @@ class MaildirWriter final : public FilesWriter {
     if (!Writes(outcome)) return outcome;
     const std::string name =
         std::to_string(mail.instant.value_or(0)) + '.' + NameOfMail(key, mail.isComplete) + ENDING;
-    Add(name, name + FlagsOf(key, mail), key, mail);
+    const std::string finalName = name + FlagsOf(key, mail);
+    Add(name, finalName, key, std::move(mail));
     return outcome;
   }
 

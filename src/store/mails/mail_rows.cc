@@ -117,6 +117,7 @@ class RowReader {
 
   [[nodiscard]] std::vector<FurtherColumn> Rest() const {
     std::vector<FurtherColumn> rest;
+    rest.reserve(columns_.size());
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       const std::string& name = columns_[i].name;
       const auto isThis = [&](std::string_view other) { return IsSameColumn(name, other); };
