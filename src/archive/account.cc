@@ -87,7 +87,7 @@ void PrintGarbled(std::ostream& out, std::int64_t garbled, bool isReadable) {
   if (garbled == 0) return;
   out << "garbled: " << garbled << (garbled == 1 ? " mail" : " mails")
       << " would be shown garbled by today's programs: "
-      << (isReadable ? "written in a readable form" : "export them with --readable") << '\n';
+      << (isReadable ? "they have a readable form" : "export them with --readable") << '\n';
 }
 
 }  // namespace

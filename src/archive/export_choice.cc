@@ -6,14 +6,9 @@
 
 namespace nimport::archive {
 
-namespace {
-
-// Sources that are no folders of the store are called so: "(not listed)/...".
-bool IsNoFolder(const std::string& name) {
-  return name.starts_with('(');
+bool IsBesideFolders(const std::string& chosen) {
+  return chosen.starts_with('(');
 }
-
-}  // namespace
 
 bool ExportChoice::HasDayOf(const MailHeaders& headers) const {
   if (since.empty() && until.empty()) return true;
@@ -25,7 +20,7 @@ bool ExportChoice::HasDayOf(const MailHeaders& headers) const {
 
 void RequireFolders(const ExportChoice& choice, const store::Store& store) {
   for (const std::string& folder : choice.folders) {
-    if (!IsNoFolder(folder)) static_cast<void>(FindFolders(store, folder));
+    if (!IsBesideFolders(folder)) static_cast<void>(FindFolders(store, folder));
   }
 }
 
@@ -38,7 +33,7 @@ std::set<const MailSource*> ChosenSources(const ExportChoice& choice, const stor
     if (choice.folders.empty() || std::ranges::count(choice.folders, source->Name()) > 0)
       chosen.insert(source.get());
   for (const std::string& folder : choice.folders) {
-    if (!areFolders || IsNoFolder(folder)) continue;
+    if (!areFolders || IsBesideFolders(folder)) continue;
     for (const FolderPlace& place : FindFolders(store, folder))
       chosen.insert(sources[place.index].get());
   }

@@ -25,8 +25,11 @@ struct ExportChoice {
   [[nodiscard]] bool HasDayOf(const MailHeaders& headers) const;
 };
 
-// Throws std::runtime_error for a folder that the store does not have, unless its name begins as
-// those of sources do that are no folders: "(deleted)".
+// Whether the choice names a source that is no folder of the store: "(not listed)/...",
+// "(deleted)". Which of these there are is known once they were looked for.
+[[nodiscard]] bool IsBesideFolders(const std::string& chosen);
+
+// Throws std::runtime_error for a folder that the store does not have, unless IsBesideFolders.
 void RequireFolders(const ExportChoice& choice, const store::Store& store);
 
 // Which of `sources` the choice has: all of the store's folders in its order, or none of them.

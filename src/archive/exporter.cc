@@ -155,9 +155,20 @@ void Exporter::ExportMails(ExportTarget& target) {
   } else {
     LeaveOut(target, list, listed);
   }
+  if (platform::Interruption::IsRequested()) return;
   // Of folders that were not asked for nothing is known.
-  const bool isWhole = options_.choice.folders.empty();
-  if (isWhole && !platform::Interruption::IsRequested()) StrikeBalance(list);
+  if (options_.choice.folders.empty()) StrikeBalance(list);
+  NameMissingSources();
+}
+
+void Exporter::NameMissingSources() {
+  for (const std::string& chosen : options_.choice.folders) {
+    if (IsBesideFolders(chosen) &&
+        std::ranges::find(account_.folders, chosen, &FolderAccount::name) ==
+            account_.folders.end()) {
+      account_.failures.push_back(RemarkOn(chosen, "there is nothing of this name"));
+    }
+  }
 }
 
 void Exporter::MakeCabinet(ExportTarget& target, const std::filesystem::path& cabinet) {

@@ -104,6 +104,8 @@ class Exporter {
                                                                 SourceExport& work);
   void MakeCabinet(ExportTarget& target, const std::filesystem::path& cabinet);
   // Compares the account with the rows of the list of mails.
+  // Those that were asked for and are no folders of the store.
+  void NameMissingSources();
   void StrikeBalance(const store::MailList& list);
 
   platform::Platform& platform_;

@@ -164,9 +164,9 @@ void MailIndex::DropLast(std::int64_t waiting) {
   written_ = marks_.back().written;
 }
 
-void MailIndex::PutInPlace() {
-  csv_.PutInPlace(directory_, csvName_);
-  json_.PutInPlace(directory_, jsonName_);
+void MailIndex::PutInPlace(Flush flush) {
+  csv_.PutInPlace(directory_, csvName_, flush);
+  json_.PutInPlace(directory_, jsonName_, flush);
 }
 
 std::string MailIndex::PathInIndex(const std::filesystem::path& path) const {

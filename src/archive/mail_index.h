@@ -71,7 +71,7 @@ class MailIndex final : public IndexSink {
   void DropLast(std::int64_t waiting);
 
   // To be called once, last.
-  void PutInPlace();
+  void PutInPlace(Flush flush = Flush::Yes);
 
  private:
   // A place to which both files may be cut back.

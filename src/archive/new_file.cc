@@ -132,16 +132,16 @@ void NewFile::CutTo(std::uint64_t size) {
   size_ = size;
 }
 
-void NewFile::PutInPlace(const Directory& directory, const std::string& name) {
+void NewFile::PutInPlace(const Directory& directory, const std::string& name, Flush flush) {
   WriteAll(buffer_);
   buffer_.clear();
-  {
+  if (flush == Flush::Yes) {
     const platform::Interruption::Pause pause;
     if (fdatasync(descriptor_) != 0 && !CannotFlush()) Fail("cannot write", TemporaryPath());
   }
   directory.Take(directory_, temporaryName_, name);
   close(std::exchange(descriptor_, -1));
-  directory.FlushNames();
+  if (flush == Flush::Yes) directory.FlushNames();
 }
 
 void NewFile::Close(std::optional<std::int64_t> instant) {

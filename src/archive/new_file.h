@@ -54,6 +54,8 @@ class Directory {
   int descriptor_ = -1;
 };
 
+enum class Flush { Yes, No };
+
 // A file that is written under a temporary name and gets its own when it is whole. Removed when
 // destroyed before that. Failures are std::system_error.
 class NewFile {
@@ -71,8 +73,9 @@ class NewFile {
   void CutTo(std::uint64_t size);
 
   // Closes the file, flushes it and renames it to `name` in `directory`, on the same file system:
-  // after a loss of power, whatever has that name is whole.
-  void PutInPlace(const Directory& directory, const std::string& name);
+  // after a loss of power, whatever has that name is whole. A flush may wait for what other
+  // programs write.
+  void PutInPlace(const Directory& directory, const std::string& name, Flush flush = Flush::Yes);
 
  private:
   friend class FileBatch;

@@ -140,6 +140,8 @@ class AccountKeeper {
     nlohmann::ordered_json whole = account.ToJson();
     if (!driveHints.empty()) whole["missingDrives"] = driveHints;
     json_ = ToText(whole);
+    // There is less than a second left; the next run makes them anew.
+    flush_ = account.isInterrupted ? archive::Flush::No : archive::Flush::Yes;
     if (options_.isJson) {
       std::cout << json_;
     } else if (!options_.isQuiet || !account.IsAllDone()) {
@@ -162,16 +164,17 @@ class AccountKeeper {
     if (options_.form.isDryRun) return;
     const archive::Directory directory(options_.targetDirectory);
     // Directories and names that were made before are on the disk when the account is.
-    directory.FlushFileSystem();
-    if (index != nullptr) index->PutInPlace();
+    if (flush_ == archive::Flush::Yes) directory.FlushFileSystem();
+    if (index != nullptr) index->PutInPlace(flush_);
     archive::NewFile file(directory, '.' + name + ".tmp");
     file.Write(json_);
-    file.PutInPlace(directory, name);
+    file.PutInPlace(directory, name, flush_);
   }
 
  private:
   const Options& options_;
   std::string json_;
+  archive::Flush flush_ = archive::Flush::Yes;
 };
 
 // Finds the store's place among those that were exported into the directory. False after an

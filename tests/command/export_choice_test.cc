@@ -55,6 +55,10 @@ TEST(ExportChoice, OnlyWhatIsAskedFor) {
   }
   for (const char* wrong : {"1999-1", "yesterday", "1999/01/01"})
     EXPECT_EQ(store.Run("export", {"--to", store.Target(), "--since", wrong}).exitCode, 2);
+  // Whether there is anything beside the folders is known at the end.
+  const json nothing =
+      store.Ask("export", {"--to", store.Target("none"), "--folder", "(not listed)/9"}, 1);
+  EXPECT_EQ(nothing["failures"][0]["folder"], "(not listed)/9");
   for (const char* wrong : {"c/h", "9", "c/g"})
     EXPECT_EQ(store.Run("export", {"--to", store.Target("no"), "--folder", wrong}).exitCode, 2);
   EXPECT_FALSE(fs::exists(store.Target("no")));

@@ -149,7 +149,7 @@ TEST(ReadableExport, GarbledMailsHaveAReadableForm) {
     const std::string other = store.Target(name + "-other").string();
     EXPECT_THAT(run({"-plain"}), HasSubstr("garbled: 1 mail would be shown garbled by today's "
                                            "programs: export them with --readable\n"));
-    EXPECT_THAT(run({"-one", "--readable"}), HasSubstr("programs: written in a readable form\n"));
+    EXPECT_THAT(run({"-one", "--readable"}), HasSubstr("programs: they have a readable form\n"));
     run({"-two", "--readable", other});
     const json plain = ReadExport(format, store.Target(name + "-plain"));
     EXPECT_EQ(HeaderOf(WithSubject(plain, "新年")[0], "From"), "c@d");

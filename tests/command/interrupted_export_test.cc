@@ -1,6 +1,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <map>
 #include <random>
 #include <regex>
 #include <span>
@@ -29,6 +30,26 @@ class InterruptedExport : public testing::TestWithParam<const char*> {
   }
   void Export() { EXPECT_EQ(RunProgram(Command("out")).exitCode, 0); }
 
+  // What an interrupted run says to have written is there. Returns how many mails it names.
+  [[nodiscard]] std::size_t CheckIndex() const {
+    std::ifstream index(store_.Target() / "index.jsonl");
+    std::map<std::string, std::size_t> counts;
+    std::size_t lines = 0;
+    for (std::string line; std::getline(index, line); ++lines)
+      ++counts[nlohmann::json::parse(line).at("path").get<std::string>()];
+    Files files = store_.Exported();
+    for (const auto& [path, count] : counts) {
+      const std::string contents = "\n\n" + files[path];
+      std::size_t mails = 0;
+      for (auto at = contents.find("\n\nFrom "); at != contents.npos;
+           at = contents.find("\n\nFrom ", at + 1)) {
+        ++mails;
+      }
+      EXPECT_LE(count, IsMbox() ? mails : contents.size() > 2 ? 1 : 0) << path;
+    }
+    return lines;
+  }
+
   [[nodiscard]] static bool IsMbox() { return std::string(GetParam()) == "mbox"; }
 
   // Two folders; each mail is flushed to the disk, so that even these take a while.
@@ -44,15 +65,18 @@ TEST_P(InterruptedExport, EndsAsIfItHadNeverBeenKilled) {
   std::chrono::duration<double> duration = std::chrono::steady_clock::now() - begin;
   const Files whole = store_.Exported("whole");
   std::mt19937 random(20);
+  std::size_t indexed = 0;
   for (int killed = 0; killed < TIMES;) {
     // Killed programs leave their temporary directories behind.
     const pid_t process = Start(Command("out"), {{"TMPDIR", store_.directory().str()}});
     const double place = static_cast<double>(random()) / std::mt19937::max();
     const auto moment = duration * ((killed + place) / TIMES);
     std::this_thread::sleep_for(moment);
-    kill(process, killed % 4 == 3 ? SIGINT : SIGKILL);
+    const bool isAsked = killed % 4 == 3;
+    kill(process, isAsked ? SIGINT : SIGKILL);
     if (Wait(process) != 0) {
       ++killed;
+      if (isAsked) indexed += CheckIndex();
     } else {
       duration *= 0.9;  // the run to measure it was a slow one
     }
@@ -69,6 +93,7 @@ TEST_P(InterruptedExport, EndsAsIfItHadNeverBeenKilled) {
     ASSERT_EQ(store_.Exported(), whole);
     fs::remove_all(store_.Target());
   }
+  EXPECT_GT(indexed, 0);
   EXPECT_EQ(ReadTree(store_.store().root), store);
 }
 
