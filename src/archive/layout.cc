@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "archive/new_file.h"
+#include "platform/output_directory.h"
 #include "text/ascii.h"
 #include "text/modified_utf7.h"
 #include "text/utf8.h"
@@ -103,25 +103,26 @@ fs::path FolderPaths::CabinetPath(const fs::path& cabinet) {
 void MakeCabinet(Layout layout, const fs::path& target, const fs::path& cabinet) {
   switch (layout) {
     case Layout::Plain:
-      MakeDirectories(target / cabinet);
+      platform::MakeDirectories(target / cabinet);
       break;
     case Layout::MaildirPlusPlus:
       for (const char* name : {"cur", "new", "tmp"})
-        MakeDirectories(target / name);
+        platform::MakeDirectories(target / name);
       break;
     case Layout::Thunderbird: {
       // A folder that holds others may hold mails too: its file is there, and empty.
-      Directory(target).MakeEmptyFile(THUNDERBIRD_ROOT);
+      platform::OutputDirectory(target).MakeEmptyFile(THUNDERBIRD_ROOT);
       const fs::path directory = target / WithDirectoryEnding(cabinet);
-      MakeDirectories(directory);
-      Directory(directory.parent_path()).MakeEmptyFile(cabinet.filename().string());
+      platform::MakeDirectories(directory);
+      platform::OutputDirectory(directory.parent_path()).MakeEmptyFile(cabinet.filename().string());
       break;
     }
   }
 }
 
 void MarkFolder(Layout layout, const fs::path& folder) {
-  if (layout == Layout::MaildirPlusPlus) Directory(folder).MakeEmptyFile("maildirfolder");
+  if (layout == Layout::MaildirPlusPlus)
+    platform::OutputDirectory(folder).MakeEmptyFile("maildirfolder");
 }
 
 }  // namespace nimport::archive

@@ -83,7 +83,7 @@ class MailIndex final : public IndexSink {
 
   [[nodiscard]] std::string PathInIndex(const std::filesystem::path& path) const;
 
-  Directory directory_;
+  platform::OutputDirectory directory_;
   std::string csvName_;
   std::string jsonName_;
   NewFile csv_;

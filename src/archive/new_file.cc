@@ -1,14 +1,9 @@
 #include "archive/new_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 #include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/interruption.h"
 
@@ -29,86 +24,19 @@ constexpr std::size_t MAX_QUEUED_BYTES = 4 << 20;
 // The thread is woken for so many: to go to sleep and wake up takes as long as to write some files.
 constexpr std::size_t MIN_TAKEN_FILES = 32;
 
-// Some file systems cannot flush; what they lose is seen by the next run.
-bool CannotFlush() {
-  return errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-}
-
-[[noreturn]] void Fail(const char* what, const std::filesystem::path& path) {
-  const int reason = errno;
-  throw std::system_error(reason, std::generic_category(), std::string(what) + ' ' + path.string());
-}
-
 }  // namespace
 
-const std::filesystem::path& MakeDirectories(const std::filesystem::path& path) {
-  const std::filesystem::path parent = path.parent_path();
-  if (path.empty() || std::filesystem::is_directory(path)) return path;
-  if (parent != path) MakeDirectories(parent);
-  // A path may end with a '/', and another process may be faster.
-  if (mkdir(path.c_str(), 0700) != 0 && !std::filesystem::is_directory(path)) {
-    Fail("cannot make", path);
-  }
-  return path;
-}
-
-Directory::Directory(std::filesystem::path path) : path_(std::move(path)) {
-  descriptor_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor_ < 0) Fail("cannot open", path_);
-}
-
-Directory::~Directory() {
-  close(descriptor_);
-}
-
-void Directory::Remove(const std::string& name) const {
-  if (unlinkat(descriptor_, name.c_str(), 0) == 0 || errno == ENOENT) return;
-  Fail("cannot remove", path_ / name);
-}
-
-void Directory::MakeEmptyFile(const std::string& name) const {
-  const int file = openat(descriptor_, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (file < 0 && errno != EEXIST) Fail("cannot create", path_ / name);
-  if (file >= 0) close(file);
-}
-
-void Directory::Take(const Directory& directory, const std::string& from,
-                     const std::string& to) const {
-  if (renameat(directory.descriptor(), from.c_str(), descriptor_, to.c_str()) != 0) {
-    Fail("cannot create", path_ / to);
-  }
-}
-
-void Directory::FlushNames() const {
-  const platform::Interruption::Pause pause;
-  if (fsync(descriptor_) != 0 && !CannotFlush()) Fail("cannot flush", path_);
-}
-
-void Directory::FlushFileSystem() const {
-  const platform::Interruption::Pause pause;
-  if (syncfs(descriptor_) != 0 && !CannotFlush()) Fail("cannot flush", path_);
-}
-
-NewFile::NewFile(const Directory& directory, std::string temporaryName)
-    : directory_(directory), temporaryName_(std::move(temporaryName)) {
-  // What has the name already may be a pipe, or a file that somebody else reads: it is never
-  // opened.
-  constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-  const auto create = [&] {
-    descriptor_ = openat(directory_.descriptor(), temporaryName_.c_str(), FLAGS, 0600);
-  };
-  create();
-  if (descriptor_ < 0 && errno == EEXIST) {
-    directory_.Remove(temporaryName_);
-    create();
-  }
-  if (descriptor_ < 0) Fail("cannot create", TemporaryPath());
-}
+NewFile::NewFile(const platform::OutputDirectory& directory, std::string temporaryName)
+    : directory_(directory), file_(directory, std::move(temporaryName)) {}
 
 NewFile::~NewFile() {
-  if (descriptor_ < 0) return;
-  close(descriptor_);
-  unlinkat(directory_.descriptor(), temporaryName_.c_str(), 0);
+  if (!file_.IsOpen()) return;
+  try {
+    file_.Close();
+  } catch (const std::system_error&) {
+    // It is removed anyway.
+  }
+  static_cast<void>(directory_.TryToRemove(file_.name()));
 }
 
 void NewFile::Write(std::string_view bytes) {
@@ -117,61 +45,45 @@ void NewFile::Write(std::string_view bytes) {
     buffer_.append(bytes);
     return;
   }
-  WriteAll(buffer_);
-  buffer_.clear();
-  WriteAll(bytes);
+  WriteBuffer();
+  file_.Write(bytes);
 }
 
 void NewFile::CutTo(std::uint64_t size) {
-  WriteAll(buffer_);
-  buffer_.clear();
-  const auto end = static_cast<off_t>(size);
-  if (ftruncate(descriptor_, end) != 0 || lseek(descriptor_, end, SEEK_SET) != end) {
-    Fail("cannot write", TemporaryPath());
-  }
+  WriteBuffer();
+  file_.CutTo(size);
   size_ = size;
 }
 
-void NewFile::PutInPlace(const Directory& directory, const std::string& name, Flush flush) {
-  WriteAll(buffer_);
-  buffer_.clear();
-  if (flush == Flush::Yes) {
-    const platform::Interruption::Pause pause;
-    if (fdatasync(descriptor_) != 0 && !CannotFlush()) Fail("cannot write", TemporaryPath());
+void NewFile::PutInPlace(const platform::OutputDirectory& directory, const std::string& name,
+                         Flush flush) {
+  WriteBuffer();
+  if (flush == Flush::Yes) file_.Flush();
+  // Some systems rename no file that is open.
+  Close(std::nullopt);
+  try {
+    directory.Take(directory_, file_.name(), name);
+  } catch (const std::system_error&) {
+    static_cast<void>(directory_.TryToRemove(file_.name()));
+    throw;
   }
-  directory.Take(directory_, temporaryName_, name);
-  close(std::exchange(descriptor_, -1));
   if (flush == Flush::Yes) directory.FlushNames();
 }
 
 void NewFile::Close(std::optional<std::int64_t> instant) {
-  WriteAll(buffer_);
+  WriteBuffer();
+  if (instant) file_.SetTime(*instant);
+  try {
+    file_.Close();
+  } catch (const std::system_error&) {
+    static_cast<void>(directory_.TryToRemove(file_.name()));
+    throw;
+  }
+}
+
+void NewFile::WriteBuffer() {
+  file_.Write(buffer_);
   buffer_.clear();
-  if (instant) {
-    timespec times[2] = {};
-    times[0].tv_nsec = UTIME_OMIT;
-    times[1].tv_sec = static_cast<time_t>(*instant);
-    if (futimens(descriptor_, times) != 0) Fail("cannot date", TemporaryPath());
-  }
-  // Some file systems say only here that the disk is full.
-  if (close(std::exchange(descriptor_, -1)) == 0) return;
-  const int reason = errno;
-  unlinkat(directory_.descriptor(), temporaryName_.c_str(), 0);
-  errno = reason;
-  Fail("cannot write", TemporaryPath());
-}
-
-void NewFile::WriteAll(std::string_view bytes) const {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) Fail("cannot write", TemporaryPath());
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-std::filesystem::path NewFile::TemporaryPath() const {
-  return directory_.path() / temporaryName_;
 }
 
 FileBatch::~FileBatch() {
@@ -184,7 +96,7 @@ FileBatch::~FileBatch() {
   if (flush_.valid()) flush_.wait();
   for (const std::deque<File>* files : {&flushing_, &files_})
     for (const File& file : *files)
-      unlinkat(from_.descriptor(), file.temporaryName.c_str(), 0);
+      static_cast<void>(from_.TryToRemove(file.temporaryName));
 }
 
 void FileBatch::Add(const std::string& temporaryName, const std::string& name, std::string bytes,
@@ -280,12 +192,20 @@ void FileBatch::Keep(File file, std::size_t sizeBytes) {
   if (files_.size() >= BATCH_FILES || fileBytes_ >= BATCH_BYTES) BeginFlush();
 }
 
+std::vector<std::string> FileBatch::NamesOf(const std::deque<File>& files) {
+  std::vector<std::string> names;
+  names.reserve(files.size());
+  for (const File& file : files)
+    names.push_back(file.temporaryName);
+  return names;
+}
+
 void FileBatch::BeginFlush() {
   FinishFlush();
   if (hasFlushFailed_) return;
   flushing_ = std::exchange(files_, {});
   fileBytes_ = 0;
-  flush_ = std::async(std::launch::async, [this] { from_.FlushFileSystem(); });
+  flush_ = std::async(std::launch::async, [this] { from_.FlushFiles(NamesOf(flushing_)); });
 }
 
 void FileBatch::FinishFlush() {
@@ -296,7 +216,7 @@ void FileBatch::FinishFlush() {
     const platform::Interruption::Pause pause;
     flush_.get();
   } else {
-    from_.FlushFileSystem();
+    from_.FlushFiles(NamesOf(flushing_));
   }
   hasFlushFailed_ = false;
   std::vector<std::filesystem::path> replaced;

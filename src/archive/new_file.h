@@ -16,43 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "platform/output_directory.h"
+
 namespace nimport::archive {
-
-// Makes the directory, and those above it, where they are missing; only the user can enter what is
-// made. Returns `path`. Throws std::system_error.
-const std::filesystem::path& MakeDirectories(const std::filesystem::path& path);
-
-// A directory that is there, held open: names in it are found without a walk along its path.
-// Failures are std::system_error.
-class Directory {
- public:
-  explicit Directory(std::filesystem::path path);
-  ~Directory();
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-
-  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-  [[nodiscard]] int descriptor() const { return descriptor_; }
-
-  // Does nothing when the file is not there.
-  void Remove(const std::string& name) const;
-
-  // Makes an empty file for the user alone. Does nothing when there is one of that name.
-  void MakeEmptyFile(const std::string& name) const;
-
-  // Renames `from` in `directory` to `to` in this one, on the same file system, replacing what has
-  // that name.
-  void Take(const Directory& directory, const std::string& from, const std::string& to) const;
-
-  // Return when the names in the directory, or everything on its file system, would outlast a
-  // loss of power.
-  void FlushNames() const;
-  void FlushFileSystem() const;
-
- private:
-  std::filesystem::path path_;
-  int descriptor_ = -1;
-};
 
 enum class Flush { Yes, No };
 
@@ -61,7 +27,7 @@ enum class Flush { Yes, No };
 class NewFile {
  public:
   // Replaces what an interrupted run left under the temporary name. `directory` outlives the file.
-  NewFile(const Directory& directory, std::string temporaryName);
+  NewFile(const platform::OutputDirectory& directory, std::string temporaryName);
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
@@ -75,7 +41,8 @@ class NewFile {
   // Closes the file, flushes it and renames it to `name` in `directory`, on the same file system:
   // after a loss of power, whatever has that name is whole. A flush may wait for what other
   // programs write.
-  void PutInPlace(const Directory& directory, const std::string& name, Flush flush = Flush::Yes);
+  void PutInPlace(const platform::OutputDirectory& directory, const std::string& name,
+                  Flush flush = Flush::Yes);
 
  private:
   friend class FileBatch;
@@ -83,12 +50,10 @@ class NewFile {
   // The file keeps its temporary name, even when this object is destroyed. `instant`, seconds since
   // 1970-01-01 UTC, becomes the time of its last change.
   void Close(std::optional<std::int64_t> instant);
-  void WriteAll(std::string_view bytes) const;
-  [[nodiscard]] std::filesystem::path TemporaryPath() const;
+  void WriteBuffer();
 
-  const Directory& directory_;
-  std::string temporaryName_;
-  int descriptor_ = -1;
+  const platform::OutputDirectory& directory_;
+  platform::WritableFile file_;
   std::uint64_t size_ = 0;
   std::string buffer_;  // of that, what is not in the file yet
 };
@@ -102,7 +67,8 @@ class FileBatch {
  public:
   // Files are written in `from` and belong in `to`, on the same file system; both outlive the
   // batch.
-  FileBatch(const Directory& from, const Directory& to) : from_(from), to_(to) {}
+  FileBatch(const platform::OutputDirectory& from, const platform::OutputDirectory& to)
+      : from_(from), to_(to) {}
   ~FileBatch();
   FileBatch(const FileBatch&) = delete;
   FileBatch& operator=(const FileBatch&) = delete;
@@ -144,12 +110,13 @@ class FileBatch {
                       std::optional<std::int64_t> instant) const;
   // Remembers a file that was written; a full lot begins to be flushed.
   void Keep(File file, std::size_t sizeBytes);
+  [[nodiscard]] static std::vector<std::string> NamesOf(const std::deque<File>& files);
   void BeginFlush();
   // Waits for the flush that is under way, or flushes, and names what it was for.
   void FinishFlush();
 
-  const Directory& from_;
-  const Directory& to_;
+  const platform::OutputDirectory& from_;
+  const platform::OutputDirectory& to_;
   std::atomic<std::size_t> waiting_ = 0;
 
   std::deque<File> flushing_;  // may be on the disk; `flush_` knows

@@ -126,7 +126,7 @@ void StoreRegister::Save() {
   ordered_json json = {{"stores", ordered_json::array()}};
   for (const Entry& store : stores_)
     json["stores"].push_back(ToJson(store.sample, store.directories));
-  const Directory directory(directory_);
+  const platform::OutputDirectory directory(directory_);
   NewFile file(directory, std::string(REGISTER_NAME) + ".tmp");
   file.Write(json.dump(1, ' ', false, ordered_json::error_handler_t::replace) + '\n');
   file.PutInPlace(directory, REGISTER_NAME);

@@ -1,5 +1,4 @@
 // nimport export: all mails of the store in a form for today's programs.
-#include <cerrno>
 #include <deque>
 #include <iostream>
 #include <iterator>
@@ -9,10 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include "archive/account.h"
 #include "archive/contacts/write_contacts.h"
@@ -26,6 +22,7 @@
 #include "command/json_text.h"
 #include "command/progress.h"
 #include "platform/interruption.h"
+#include "platform/output_directory.h"
 #include "text/visible.h"
 
 namespace nimport::command {
@@ -33,27 +30,6 @@ namespace nimport::command {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The directory that is written to, for this process alone.
-class TargetDirectory {
- public:
-  // Throws std::runtime_error, also when another export is writing there.
-  explicit TargetDirectory(const fs::path& path) {
-    archive::MakeDirectories(path);
-    descriptor_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), path.string());
-    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-      close(descriptor_);
-      throw std::runtime_error(path.string() + ": another export is writing there");
-    }
-  }
-  ~TargetDirectory() { close(descriptor_); }
-  TargetDirectory(const TargetDirectory&) = delete;
-  TargetDirectory& operator=(const TargetDirectory&) = delete;
-
- private:
-  int descriptor_ = -1;
-};
 
 // Whether `path` is `directory` or lies beneath it.
 bool IsWithin(const fs::path& path, const fs::path& directory) {
@@ -162,7 +138,7 @@ class AccountKeeper {
   // Leaves what was printed last. `index` may be null.
   void Keep(const std::string& name, archive::MailIndex* index) const {
     if (options_.form.isDryRun) return;
-    const archive::Directory directory(options_.targetDirectory);
+    const platform::OutputDirectory directory(options_.targetDirectory);
     // Directories and names that were made before are on the disk when the account is.
     if (flush_ == archive::Flush::Yes) directory.FlushFileSystem();
     if (index != nullptr) index->PutInPlace(flush_);
@@ -213,8 +189,8 @@ int RunExport(StorePlatform& platform, const Options& options) {
   while (std::ssize(exporting.sessions) + 1 < options.jobs)
     exporting.sessions.push_back(&platforms.emplace_back(options.location));
   archive::Exporter exporter(platform, options.form, *progress, exporting);
-  std::optional<TargetDirectory> lock;
-  std::optional<TargetDirectory> readableLock;
+  std::optional<platform::DirectoryLock> lock;
+  std::optional<platform::DirectoryLock> readableLock;
   if (!options.form.isDryRun) {
     lock.emplace(options.targetDirectory);
     if (!options.readableDirectory.empty()) readableLock.emplace(options.readableDirectory);

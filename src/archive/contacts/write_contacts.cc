@@ -107,7 +107,7 @@ WrittenContacts WriteContactsFile(const addressbook::AddressBook& book,
     written.count = WriteContacts(book, writer);
     return written;
   }
-  const Directory directory(path);
+  const platform::OutputDirectory directory(path);
   NewFile file(directory, '.' + written.fileName + ".tmp");
   VCardWriter writer([&file](std::string_view text) { file.Write(text); }, VCardVersion::V4_0);
   written.count = WriteContacts(book, writer);

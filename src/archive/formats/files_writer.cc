@@ -63,8 +63,8 @@ class FileEnds {
 }  // namespace
 
 FilesWriter::Files::Files(const fs::path& from, const fs::path& to)
-    : temporary(MakeDirectories(from)),
-      directory(MakeDirectories(to)),
+    : temporary(platform::MakeDirectories(from)),
+      directory(platform::MakeDirectories(to)),
       batch(temporary, directory) {}
 
 FilesWriter::FilesWriter(const fs::path& temporary, const fs::path& directory, LineEnds lineEnds,

@@ -56,7 +56,9 @@ class FilesWriter : public FolderWriter {
            FinishedMail mail);
 
   // Where mails are written; null in a dry run.
-  [[nodiscard]] const Directory* temporary() const { return files_ ? &files_->temporary : nullptr; }
+  [[nodiscard]] const platform::OutputDirectory* temporary() const {
+    return files_ ? &files_->temporary : nullptr;
+  }
 
   PresentMails present_;
   MailKeys keys_;
@@ -65,8 +67,8 @@ class FilesWriter : public FolderWriter {
   struct Files {
     Files(const std::filesystem::path& from, const std::filesystem::path& to);
 
-    Directory temporary;
-    Directory directory;
+    platform::OutputDirectory temporary;
+    platform::OutputDirectory directory;
     FileBatch batch;
   };
 

@@ -13,7 +13,7 @@ constexpr const char* ENDING = ".nimport";
 
 // Whether a file of this name can be made in the directory and is listed by that name: Windows
 // takes what follows a ':' for the name of a stream of the file.
-bool TakesName(const Directory& directory, const std::string& name) {
+bool TakesName(const platform::OutputDirectory& directory, const std::string& name) {
   try {
     const NewFile file(directory, name);
     for (const fs::directory_entry& entry : fs::directory_iterator(directory.path())) {
@@ -32,7 +32,7 @@ class MaildirWriter final : public FilesWriter {
   MaildirWriter(const fs::path& path, bool isDryRun)
       : FilesWriter(path / "tmp", path / "cur", LineEnds::Lf, isDryRun) {
     RemoveLeftovers([](const std::string& name) { return name.ends_with(ENDING); });
-    if (!isDryRun) MakeDirectories(path / "new");
+    if (!isDryRun) platform::MakeDirectories(path / "new");
     for (const char* directory : {"new", "cur"})
       VisitFiles(path / directory, [this](const fs::path& file) { FindMail(file); });
   }

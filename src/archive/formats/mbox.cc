@@ -69,7 +69,7 @@ void PutMail(const std::string& key, const FinishedMail& mail, std::string_view 
 class MboxWriter final : public FolderWriter {
  public:
   MboxWriter(const fs::path& path, bool isDryRun) : path_(path), name_(path.filename().string()) {
-    if (!isDryRun) directory_.emplace(MakeDirectories(path.parent_path()));
+    if (!isDryRun) directory_.emplace(platform::MakeDirectories(path.parent_path()));
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
     for (std::string line; std::getline(file, line); end_ += line.size() + (file.eof() ? 0 : 1)) {
@@ -281,7 +281,7 @@ class MboxWriter final : public FolderWriter {
     directory_->Remove(WithReplacedName());
   }
 
-  std::optional<Directory> directory_;  // empty in a dry run
+  std::optional<platform::OutputDirectory> directory_;  // empty in a dry run
   fs::path path_;
   std::string name_;
   bool isThere_ = false;
