@@ -135,7 +135,14 @@ struct Standard {
   bool (*isStandard)(std::string_view bytes);
 };
 
+// FollowsLabel has looked at the bytes already.
+bool IsStandardAscii(std::string_view /*bytes*/) {
+  return true;
+}
+
 constexpr std::array STANDARDS = std::to_array<Standard>({
+    {"", IsStandardAscii},
+    {"us-ascii", IsStandardAscii},
     {"iso-2022-jp", IsStandardIso2022Jp},
     {"csiso2022jp", IsStandardIso2022Jp},
     {"shift_jis", IsStandardShiftJis},
