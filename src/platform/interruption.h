@@ -9,6 +9,8 @@
 
 namespace nimport::platform {
 
+class InterruptionWatcher;
+
 // While an object lives, SIGINT, SIGTERM and SIGHUP do not end the program but are noted, so that
 // the work can stop at a good place. Where it has not stopped after half a second, or at a second
 // signal, the program ends: it says what it knows by then and exits with the code given here, a
@@ -46,9 +48,7 @@ class Interruption {
   };
 
  private:
-  class Watcher;
-
-  std::unique_ptr<Watcher> watcher_;
+  std::unique_ptr<InterruptionWatcher> watcher_;
 };
 
 }  // namespace nimport::platform

@@ -2,17 +2,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include <sys/time.h>
-#include <unistd.h>
-
+#include "platform/interruption_watcher.h"
 #include "text/visible.h"
 
 namespace nimport::platform {
@@ -20,7 +17,6 @@ namespace nimport::platform {
 namespace {
 
 std::atomic<bool> isRequested = false;
-std::atomic<bool> isEnding = false;
 int exitCodeWhenInterrupted = 0;
 
 // Held by the thread that made the Interruption, but for its pauses: whoever can lock it finds
@@ -33,22 +29,6 @@ std::vector<std::function<void()>> reports;
 constexpr std::chrono::milliseconds TIME_TO_STOP{400};
 constexpr std::chrono::milliseconds TIME_TO_REPORT{350};
 
-timespec ToTimespec(std::chrono::milliseconds time) {
-  return {.tv_sec = 0, .tv_nsec = std::chrono::nanoseconds(time).count()};
-}
-
-// A report may wait forever for somebody to read it.
-void EndWithoutReport(int) {
-  _exit(exitCodeWhenInterrupted);
-}
-
-void LimitTimeToReport() {
-  std::signal(SIGALRM, EndWithoutReport);
-  itimerval timer = {};
-  timer.it_value.tv_usec = std::chrono::microseconds(TIME_TO_REPORT).count();
-  setitimer(ITIMER_REAL, &timer, nullptr);
-}
-
 bool IsAtRest() {
   for (int tries = 0; tries < 20; ++tries) {
     if (work.try_lock()) return true;
@@ -58,7 +38,8 @@ bool IsAtRest() {
 }
 
 [[noreturn]] void EndNow() {
-  LimitTimeToReport();
+  // A report may wait forever for somebody to read it.
+  EndProcessIn(TIME_TO_REPORT, exitCodeWhenInterrupted);
   // Not unlocked: the working thread stays where it is.
   const bool isAtRest = IsAtRest();
   if (isAtRest) {
@@ -73,52 +54,17 @@ bool IsAtRest() {
     std::cout.flush();
   }
   std::cerr << "nimport: interrupted\n";
-  _exit(exitCodeWhenInterrupted);
+  std::_Exit(exitCodeWhenInterrupted);
 }
 
 }  // namespace
-
-// Waits for the signals in a thread of its own.
-class Interruption::Watcher {
- public:
-  Watcher() {
-    sigemptyset(&signals_);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-      sigaddset(&signals_, signal);
-    // Threads that are made from here on inherit this: the signals come to the watcher alone.
-    pthread_sigmask(SIG_BLOCK, &signals_, &formerMask_);
-    thread_ = std::thread([this] { Watch(); });
-  }
-  ~Watcher() {
-    isEnding = true;
-    pthread_kill(thread_.native_handle(), SIGTERM);
-    thread_.join();
-    pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
-  }
-  Watcher(const Watcher&) = delete;
-  Watcher& operator=(const Watcher&) = delete;
-
- private:
-  void Watch() const {
-    int signal = 0;
-    sigwait(&signals_, &signal);
-    if (isEnding) return;
-    isRequested = true;
-    const timespec time = ToTimespec(TIME_TO_STOP);
-    sigtimedwait(&signals_, nullptr, &time);
-    if (!isEnding) EndNow();
-  }
-
-  sigset_t signals_ = {};
-  sigset_t formerMask_ = {};
-  std::thread thread_;
-};
 
 Interruption::Interruption(int exitCode) {
   exitCodeWhenInterrupted = exitCode;
   work.lock();
   isWorker = true;
-  watcher_ = std::make_unique<Watcher>();
+  watcher_ = std::make_unique<InterruptionWatcher>(
+      TIME_TO_STOP, [] { isRequested = true; }, EndNow);
 }
 
 Interruption::~Interruption() {
