@@ -1,4 +1,4 @@
-# What a build for Windows needs besides. Only the plug-in and its tests are built there.
+# What a build for Windows needs besides.
 
 # Wide functions throughout; those of Windows 7 and later.
 target_compile_definitions(nimport_build_options
@@ -23,12 +23,16 @@ if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
 
-# Debian's headers of nlohmann-json serve every system, but their directory holds this system's, too.
+# Debian's headers of these libraries serve every system, but their directory holds this system's, too.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
-file(CREATE_LINK /usr/include/nlohmann ${headers}/nlohmann SYMBOLIC)
-add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED GLOBAL)
-target_include_directories(nlohmann_json::nlohmann_json INTERFACE ${headers})
+foreach(library nlohmann CLI)
+  file(CREATE_LINK /usr/include/${library} ${headers}/${library} SYMBOLIC)
+endforeach()
+foreach(library nlohmann_json::nlohmann_json CLI11::CLI11)
+  add_library(${library} INTERFACE IMPORTED GLOBAL)
+  target_include_directories(${library} INTERFACE ${headers})
+endforeach()
 
 if(NIMPORT_BUILD_TESTS)
   # Debian's package googletest has the sources.

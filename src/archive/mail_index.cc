@@ -171,7 +171,7 @@ void MailIndex::PutInPlace(Flush flush) {
 
 std::string MailIndex::PathInIndex(const std::filesystem::path& path) const {
   std::string text = path.string();
-  const std::string& root = directory_.path().native();
+  const std::string root = directory_.path().string();
   if (!text.starts_with(root)) return text;
   text.erase(0, root.size());
   text.erase(0, text.find_first_not_of('/'));

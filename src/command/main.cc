@@ -5,7 +5,9 @@
 #include <new>
 #include <optional>
 #include <streambuf>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -86,12 +88,10 @@ int Run(const Options& options, const WatchedOutput& output) {
   return options.subcommand == Subcommand::Find ? RunFind(options) : RunOnStore(options);
 }
 
-int RunArguments(int argc, char** argv, const WatchedOutput& output) {
-  bool isJson = std::any_of(argv, argv + argc, [](const char* argument) {
-    return argument == std::string_view("--json");
-  });
+int RunArguments(const std::vector<std::string>& arguments, const WatchedOutput& output) {
+  bool isJson = std::ranges::find(arguments, "--json") != arguments.end();
   try {
-    const std::optional<Options> options = ParseOptions(argc, argv);
+    const std::optional<Options> options = ParseOptions(arguments);
     if (options) isJson = options->isJson;
     const int exitCode = options ? Run(*options, output) : EXIT_ALL_DONE;
     if (std::cout.flush()) return exitCode;
@@ -113,7 +113,7 @@ int RunArguments(int argc, char** argv, const WatchedOutput& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  platform::IgnoreWriteSignals();
+  const platform::StandardStreams streams;
   const WatchedOutput output;
-  return RunArguments(argc, argv, output);
+  return RunArguments(platform::ReadArguments(argc, argv), output);
 }

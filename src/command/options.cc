@@ -364,7 +364,7 @@ void AddSubcommands(CLI::App& app, Options& options) {
 
 }  // namespace
 
-std::optional<Options> ParseOptions(int argc, const char* const* argv) {
+std::optional<Options> ParseOptions(const std::vector<std::string>& arguments) {
   Options options;
   CLI::App app(DESCRIPTION, "nimport");
   app.footer(MAIN_FOOTER);
@@ -373,7 +373,8 @@ std::optional<Options> ParseOptions(int argc, const char* const* argv) {
   AddCommonOptions(app, options);
   AddSubcommands(app, options);
   try {
-    app.parse(argc, argv);
+    // Without the program, last one first.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend() - 1));
     RequireOneForm(app, options);
     SetFormatOfLayout(app, options);
   } catch (const CLI::ParseError& error) {

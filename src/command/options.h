@@ -60,7 +60,7 @@ inline constexpr int EXIT_CANNOT_RUN = 2;
 
 // What the arguments ask for. Empty when there is nothing to run, since help was printed. Throws
 // UsageError.
-[[nodiscard]] std::optional<Options> ParseOptions(int argc, const char* const* argv);
+[[nodiscard]] std::optional<Options> ParseOptions(const std::vector<std::string>& arguments);
 
 }  // namespace nimport::command
 

@@ -1,9 +1,12 @@
-// The standard streams, as far as somebody looks at them.
+// What a program gets from whoever starts it, and how it answers: arguments and standard streams.
 #ifndef NIMPORT_PLATFORM_TERMINAL_H_
 #define NIMPORT_PLATFORM_TERMINAL_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace nimport::platform {
 
@@ -18,9 +21,24 @@ enum class StandardStream : std::uint8_t { Output, Error };
 // Whether nobody reads standard output any more, whatever has failed since it was written to.
 [[nodiscard]] bool HasOutputNoReader();
 
-// From here on, a reader that goes away and a file that may not grow any more are noticed when
-// writing fails, and end no process.
-void IgnoreWriteSignals();
+// The arguments of main, program first, in UTF-8.
+[[nodiscard]] std::vector<std::string> ReadArguments(int argc, const char* const* argv);
+
+// While an object lives, std::cout and std::cerr take UTF-8 and lines that end with LF: a file or a
+// pipe gets them as they are, a console shows them whatever its code page. A reader that goes away
+// and a file that may not grow any more are noticed when writing fails, and end no process. One
+// object per process.
+class StandardStreams {
+ public:
+  StandardStreams();
+  ~StandardStreams();
+  StandardStreams(const StandardStreams&) = delete;
+  StandardStreams& operator=(const StandardStreams&) = delete;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
 
 }  // namespace nimport::platform
 

@@ -8,6 +8,7 @@
 #include "jetdump/json_dump.h"
 #include "platform/native_file.h"
 #include "platform/platform.h"
+#include "platform/terminal.h"
 #include "text/code_page_converter.h"
 #include "text/visible.h"
 
@@ -62,11 +63,14 @@ bool Print(const CommandLine& line) {
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
+  const platform::StandardStreams streams;
+  const std::vector<std::string> arguments = platform::ReadArguments(argc, argv);
   CLI::App app;
   CommandLine line;
   AddOptions(app, line);
   try {
-    app.parse(argc, argv);
+    // Without the program, last one first.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend() - 1));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : EXIT_USAGE;
   }

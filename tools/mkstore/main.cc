@@ -1,12 +1,16 @@
 // mkstore: makes a store of the mail client from a description.
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "mkstore/store_writer.h"
+#include "platform/terminal.h"
 
 namespace {
 
@@ -42,7 +46,7 @@ void Define(CLI::App& app, Arguments& arguments) {
 }
 
 void Run(const Arguments& arguments) {
-  std::ifstream file(arguments.description);
+  std::ifstream file{std::filesystem::path(arguments.description)};
   if (!file) throw std::runtime_error("cannot be opened");
   const auto description = nlohmann::json::parse(file, nullptr, true, /*ignore_comments=*/true);
   const nimport::mkstore::Store store =
@@ -54,10 +58,17 @@ void Run(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const nimport::platform::StandardStreams streams;
+  const std::vector<std::string> given = nimport::platform::ReadArguments(argc, argv);
   CLI::App app("Makes a store of the mail client from a description.", "mkstore");
   Arguments arguments;
   Define(app, arguments);
-  CLI11_PARSE(app, argc, argv);
+  try {
+    // Without the program, last one first.
+    app.parse(std::vector<std::string>(given.rbegin(), given.rend() - 1));
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
+  }
   try {
     Run(arguments);
   } catch (const std::exception& error) {

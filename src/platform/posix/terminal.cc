@@ -33,9 +33,17 @@ bool HasOutputNoReader() {
   return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
-void IgnoreWriteSignals() {
+std::vector<std::string> ReadArguments(int argc, const char* const* argv) {
+  return {argv, argv + argc};
+}
+
+struct StandardStreams::State {};
+
+StandardStreams::StandardStreams() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }
+
+StandardStreams::~StandardStreams() = default;
 
 }  // namespace nimport::platform
