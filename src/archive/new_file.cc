@@ -11,7 +11,7 @@ namespace nimport::archive {
 
 namespace {
 
-constexpr std::size_t BUFFER_BYTES = 1 << 20;
+constexpr std::size_t BUFFER_BYTES = 256 << 10;
 
 // What is flushed at once: a flush takes milliseconds however little there is to flush, and what
 // waits is written again after the program was killed.
