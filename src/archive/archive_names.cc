@@ -3,6 +3,7 @@
 #include "archive/account.h"
 #include "archive/contacts/write_contacts.h"
 #include "archive/mail_index.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -22,7 +23,7 @@ std::filesystem::path ArchiveNames::TakeCabinet(std::string_view name) {
   const std::pair key(wanted, ++counts_[wanted]);
   auto found = known_.find(key);
   if (found == known_.end()) found = known_.emplace(key, taken_.Take(wanted)).first;
-  return cabinets_.emplace_back(found->second);
+  return cabinets_.emplace_back(PathFromUtf8(found->second));
 }
 
 std::string ArchiveNames::Numbered(const std::string& name) const {

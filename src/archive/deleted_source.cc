@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "archive/safe_name.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -81,8 +82,9 @@ class DeletedFolders {
   void Add(const std::string& cabinet, const std::string& folder,
            std::optional<std::int32_t> number) {
     auto [place, isNew] = cabinets_.try_emplace(cabinet);
-    if (isNew) place->second.path = top_ / names_.Take(ToSafeName(cabinet));
-    const fs::path path = place->second.path / place->second.names.Take(ToSafeName(folder));
+    if (isNew) place->second.path = top_ / PathFromUtf8(names_.Take(ToSafeName(cabinet)));
+    const fs::path path =
+        place->second.path / PathFromUtf8(place->second.names.Take(ToSafeName(folder)));
     sources_.push_back(std::make_unique<DeletedSource>(cabinet, folder, path, number));
   }
   [[nodiscard]] MailSources Take() { return std::move(sources_); }

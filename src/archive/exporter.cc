@@ -12,6 +12,7 @@
 #include "archive/contacts/write_contacts.h"
 #include "archive/deleted_source.h"
 #include "archive/unlisted_sources.h"
+#include "common/utf8_path.h"
 #include "platform/interruption.h"
 #include "store/mails/mail_kinds.h"
 #include "store/mails/mail_list.h"
@@ -177,7 +178,7 @@ void Exporter::MakeCabinet(ExportTarget& target, const std::filesystem::path& ca
     target.BeginCabinet(paths_.CabinetPath(cabinet));
   } catch (const std::system_error& error) {
     if (!ConcernsName(error.code())) throw;
-    account_.failures.push_back(RemarkOn(cabinet.string(), error.what()));
+    account_.failures.push_back(RemarkOn(PathToUtf8(cabinet), error.what()));
   }
 }
 
@@ -198,7 +199,8 @@ void Exporter::ExportSources(ExportTarget& target, const MailSources& sources) {
 void Exporter::ExportSource(const MailSource& source, ExportTarget& target) {
   std::filesystem::path path = paths_.Take(source.path());
   path += FolderEnding(form_);
-  SourceExport work(source, *store_, options_.choice, progress_, path.string(), target.index());
+  SourceExport work(source, *store_, options_.choice, progress_, PathToGenericUtf8(path),
+                    target.index());
   std::vector<store::Store*> sessions;
   for (store::Store& session : sessions_)
     sessions.push_back(&session);

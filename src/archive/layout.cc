@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/utf8_path.h"
 #include "platform/output_directory.h"
 #include "text/ascii.h"
 #include "text/modified_utf7.h"
@@ -70,13 +71,14 @@ fs::path FolderPaths::Take(const fs::path& folder) {
     case Layout::MaildirPlusPlus: {
       std::string name;
       for (const fs::path& part : folder)
-        name += '.' + ToMaildirName(part.string());
-      return text::ModifiedUtf7FromUtf8(names_.Take(name));
+        name += '.' + ToMaildirName(PathToUtf8(part));
+      return PathFromUtf8(text::ModifiedUtf7FromUtf8(names_.Take(name)));
     }
     case Layout::Thunderbird: {
       const fs::path parent = WithDirectoryEnding(
           folder.has_parent_path() ? CabinetPath(folder.parent_path()) : THUNDERBIRD_ROOT);
-      return names_.Take((parent / ToThunderbirdName(folder.filename().string())).string());
+      return PathFromUtf8(names_.Take(PathToGenericUtf8(
+          parent / PathFromUtf8(ToThunderbirdName(PathToGenericUtf8(folder.filename()))))));
     }
   }
   return folder;
@@ -92,7 +94,8 @@ fs::path FolderPaths::CabinetPath(const fs::path& cabinet) {
       fs::path& path = cabinets_[cabinet];
       if (path.empty()) {
         const fs::path root = WithDirectoryEnding(THUNDERBIRD_ROOT);
-        path = names_.Take((root / ToThunderbirdName(cabinet.string())).string());
+        path = PathFromUtf8(names_.Take(
+            PathToGenericUtf8(root / PathFromUtf8(ToThunderbirdName(PathToGenericUtf8(cabinet))))));
       }
       return path;
     }
@@ -114,7 +117,8 @@ void MakeCabinet(Layout layout, const fs::path& target, const fs::path& cabinet)
       platform::OutputDirectory(target).MakeEmptyFile(THUNDERBIRD_ROOT);
       const fs::path directory = target / WithDirectoryEnding(cabinet);
       platform::MakeDirectories(directory);
-      platform::OutputDirectory(directory.parent_path()).MakeEmptyFile(cabinet.filename().string());
+      platform::OutputDirectory(directory.parent_path())
+          .MakeEmptyFile(PathToGenericUtf8(cabinet.filename()));
       break;
     }
   }

@@ -6,6 +6,7 @@
 
 #include "archive/contacts/csv.h"
 #include "archive/json_text.h"
+#include "common/utf8_path.h"
 #include "text/utf8.h"
 #include "text/visible.h"
 
@@ -170,8 +171,8 @@ void MailIndex::PutInPlace(Flush flush) {
 }
 
 std::string MailIndex::PathInIndex(const std::filesystem::path& path) const {
-  std::string text = path.string();
-  const std::string root = directory_.path().string();
+  std::string text = PathToGenericUtf8(path);
+  const std::string root = PathToGenericUtf8(directory_.path());
   if (!text.starts_with(root)) return text;
   text.erase(0, root.size());
   text.erase(0, text.find_first_not_of('/'));

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "archive/safe_name.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -62,7 +63,7 @@ MailSources ListedSources(const store::Store& store, ArchiveNames& names) {
       const bool isFirst = known.insert(folder.number).second;
       sources.push_back(std::make_unique<ListedSource>(
           isFirst ? SourceKind::Listed : SourceKind::Repeated, cabinet, folder,
-          directory / folderNames.Take(ToSafeName(folder.name))));
+          directory / PathFromUtf8(folderNames.Take(ToSafeName(folder.name)))));
     }
   }
   return sources;

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "common/utf8_path.h"
 #include "platform/interruption.h"
 
 namespace nimport::archive {
@@ -102,7 +103,7 @@ FileBatch::~FileBatch() {
 void FileBatch::Add(const std::string& temporaryName, const std::string& name, std::string bytes,
                     std::optional<std::int64_t> instant,
                     std::vector<std::filesystem::path> replaced) {
-  std::erase(replaced, to_.path() / name);
+  std::erase(replaced, to_.path() / PathFromUtf8(name));
   File file{temporaryName, name, std::move(replaced)};
   const std::size_t size = bytes.size();
   if (size > MAX_QUEUED_BYTES / 4) {

@@ -11,6 +11,7 @@
 
 #include "archive/account.h"
 #include "archive/new_file.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -49,7 +50,7 @@ StoreRegister::StoreRegister(fs::path directory) : directory_(std::move(director
   try {
     Read(ReadAll(path));
   } catch (const std::exception& failure) {
-    throw std::runtime_error(path.string() + ": cannot be read: " + failure.what());
+    throw std::runtime_error(PathToUtf8(path) + ": cannot be read: " + failure.what());
   }
 }
 
@@ -101,7 +102,7 @@ void StoreRegister::Enter(const StoreSample& present, const std::vector<std::str
   const bool isNew = found == stores_.end();
   entered_ = static_cast<std::size_t>(found - stores_.begin());
   if (isNew && !stores_.empty() && !isAdded) {
-    throw std::runtime_error(directory_.string() +
+    throw std::runtime_error(PathToUtf8(directory_) +
                              " holds the export of another store: export this one to another "
                              "directory, or say --add to put it beside that one");
   }
@@ -116,7 +117,7 @@ void StoreRegister::Enter(const StoreSample& present, const std::vector<std::str
   if (hasOldAccount_ && entered_ != 0) {
     // What the old export has made is not known by name.
     for (const fs::directory_entry& entry : fs::directory_iterator(directory_))
-      taken.push_back(entry.path().filename().string());
+      taken.push_back(PathToUtf8(entry.path().filename()));
   }
   names_ = ArchiveNames(static_cast<int>(entered_) + 1, stores_[entered_].directories, taken);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "archive/safe_name.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -70,7 +71,7 @@ class OpenFiles final : public OpenSource {
     }
     store::StoredFile file = store_.ReadStoredFile(mail.record);
     contents.kind = ContentsKind::StoredFile;
-    contents.extension = fs::path(file.name).extension().string();
+    contents.extension = PathToUtf8(PathFromUtf8(file.name).extension());
     contents.fileName = std::move(file.name);
     contents.bytes = std::move(file.bytes);
     return contents;
@@ -122,8 +123,9 @@ MailSources NotListedSources(store::MailList& list, const MailSources& listed,
     const Place place = PlaceOf(number, mails, listed);
     const std::string cabinet = ToSafeName(place.cabinet);
     const std::string folder = folderNames[cabinet].Take(ToSafeName(place.folder));
-    sources.push_back(std::make_unique<RowsSource>(place.cabinet + '/' + place.folder,
-                                                   top / cabinet / folder, std::move(mails.mails)));
+    sources.push_back(std::make_unique<RowsSource>(
+        place.cabinet + '/' + place.folder, top / PathFromUtf8(cabinet) / PathFromUtf8(folder),
+        std::move(mails.mails)));
   }
   list.unlisted.clear();
   return sources;

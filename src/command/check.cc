@@ -13,6 +13,7 @@
 #include "command/drive_hints.h"
 #include "command/json_text.h"
 #include "common/failure.h"
+#include "common/utf8_path.h"
 #include "platform/interruption.h"
 #include "store/installation.h"
 #include "store/mails/mail_list.h"
@@ -30,12 +31,13 @@ ordered_json DescribeSettings(const StorePlatform& platform) {
   ordered_json registry = ordered_json::array();
   for (const std::filesystem::path& file : platform.RegistryFiles()) {
     std::error_code error;
-    registry.push_back({{"file", file.string()}, {"exists", std::filesystem::exists(file, error)}});
+    registry.push_back(
+        {{"file", PathToUtf8(file)}, {"exists", std::filesystem::exists(file, error)}});
     if (error) registry.back()["problem"] = error.message();
   }
   ordered_json map = ordered_json::object();
   for (const auto& [letter, directory] : platform.Drives())
-    map[std::string(1, letter)] = directory.string();
+    map[std::string(1, letter)] = PathToUtf8(directory);
   return {{"registry", registry}, {"drives", map}};
 }
 

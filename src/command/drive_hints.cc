@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/failure.h"
+#include "common/utf8_path.h"
 #include "store/search/stored_drives.h"
 
 namespace nimport::command {
@@ -23,7 +24,7 @@ ordered_json FindDriveHints(StorePlatform& platform) {
             {"files", drive.fileCount},
             {"isGiven", platform.Drives().contains(drive.letter)}};
     if (const auto guess = store::GuessDrive(drive, *directory)) {
-      hint["likely"] = guess->directory.string();
+      hint["likely"] = PathToUtf8(guess->directory);
       hint["tried"] = drive.paths.size();
       hint["found"] = guess->foundCount;
     }

@@ -15,6 +15,7 @@
 #include "command/commands.h"
 #include "command/json_text.h"
 #include "command/progress.h"
+#include "common/utf8_path.h"
 #include "platform/interruption.h"
 #include "platform/stored_path.h"
 #include "store/installation.h"
@@ -50,7 +51,7 @@ class Finder {
       json["stores"].push_back(Describe(result_.stores[i], drives_[i]));
     for (const store::UnreadableDirectory& directory : result_.unreadable) {
       json["unreadable"].push_back(
-          {{"directory", directory.directory.string()}, {"reason", directory.reason}});
+          {{"directory", PathToUtf8(directory.directory)}, {"reason", directory.reason}});
     }
     return json;
   }
@@ -61,7 +62,7 @@ class Finder {
     const auto now = std::chrono::steady_clock::now();
     if (now - lastShown_ < std::chrono::milliseconds(100)) return;
     lastShown_ = now;
-    progress_.Show("searching " + directory.string());
+    progress_.Show("searching " + PathToUtf8(directory));
   }
 
   // A directory may be reached by several ways.
@@ -117,11 +118,11 @@ class Finder {
 
   [[nodiscard]] ordered_json Describe(const store::FoundStore& found,
                                       const std::vector<store::StoredDrive>& drives) {
-    progress_.Show("looking at " + found.directory.string());
-    ordered_json json = {{"directory", found.directory.string()},
+    progress_.Show("looking at " + PathToUtf8(found.directory));
+    ordered_json json = {{"directory", PathToUtf8(found.directory)},
                          {"mail", found.hasMail},
                          {"addressBook", found.hasAddressBook}};
-    std::vector<std::string> options = {"--from", found.directory.string()};
+    std::vector<std::string> options = {"--from", PathToUtf8(found.directory)};
     if (found.hasMail) CountMails(found, json);
     json["drives"] = ordered_json::array();
     for (const store::StoredDrive& drive : drives) {
@@ -135,7 +136,7 @@ class Finder {
     const store::FoundRegistry* const registry = FindRegistry(found);
     if (registry != nullptr) {
       for (const fs::path& file : registry->files)
-        json["registry"].push_back(file.string());
+        json["registry"].push_back(PathToUtf8(file));
       if (registry->memberId) {
         json["member"] = platform::DisplayPath(*registry->memberId, text_);
         options.insert(options.end(), {"--member", json["member"].get<std::string>()});
@@ -165,7 +166,7 @@ class Finder {
     }
     json["tried"] = drive.paths.size();
     json["found"] = guess ? guess->foundCount : 0;
-    if (guess) json["directory"] = guess->directory.string();
+    if (guess) json["directory"] = PathToUtf8(guess->directory);
     return json;
   }
 

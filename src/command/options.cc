@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "command/usage.h"
+#include "common/utf8_path.h"
 #include "text/ascii.h"
 
 namespace nimport::command {
@@ -108,17 +109,36 @@ void AddDrive(const std::string& text, DriveMap& drives) {
   if (!isSound || equals + 1 == text.size()) {
     throw CLI::ValidationError("--drive", text + ": not of the form C=PATH");
   }
-  drives.insert_or_assign(text::AsciiUpper(text[0]), text.substr(equals + 1));
+  drives.insert_or_assign(text::AsciiUpper(text[0]), PathFromUtf8(text.substr(equals + 1)));
+}
+
+// An option that names a file or directory.
+CLI::Option* AddPath(CLI::App& app, const std::string& name, std::filesystem::path& path,
+                     const std::string& help) {
+  return app.add_option_function<std::string>(
+      name, [&path](const std::string& text) { path = PathFromUtf8(text); }, help);
+}
+
+// One that names several, each by an option of its own or after the others.
+CLI::Option* AddPaths(CLI::App& app, const std::string& name,
+                      std::vector<std::filesystem::path>& paths, const std::string& help) {
+  return app.add_option_function<std::vector<std::string>>(
+      name,
+      [&paths](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts)
+          paths.push_back(PathFromUtf8(text));
+      },
+      help);
 }
 
 void AddCommonOptions(CLI::App& app, Options& options) {
   const std::string group = "Common options";
-  app.add_option("--from", options.location.databaseDirectory,
-                 "Directory that holds Cabdata.mdb and Abook.mdb")
+  AddPath(app, "--from", options.location.databaseDirectory,
+          "Directory that holds Cabdata.mdb and Abook.mdb")
       ->type_name("DIR")
       ->group(group);
-  app.add_option("--registry", options.location.registryFiles,
-                 "Registry file (.reg export or Wine's); may be repeated")
+  AddPaths(app, "--registry", options.location.registryFiles,
+           "Registry file (.reg export or Wine's); may be repeated")
       ->type_name("FILE")
       ->allow_extra_args(false)
       ->group(group);
@@ -224,7 +244,7 @@ void AddFind(CLI::App& app, Options& options) {
   CLI::App* const find = app.add_subcommand("find", "Look for stores, and say how to name them");
   find->footer(FIND_FOOTER);
   find->callback([&options] { options.subcommand = Subcommand::Find; });
-  find->add_option("DIR", options.searchedDirectories, "Where to look")->required();
+  AddPaths(*find, "DIR", options.searchedDirectories, "Where to look")->required();
   find->add_flag("--json", options.isJson, "Answer as JSON");
 }
 
@@ -313,15 +333,15 @@ void AddSubcommands(CLI::App& app, Options& options) {
       ->check(IsPosition());
   CLI::Option* const source =
       show.add_flag("--source", options.isSource, "Print the mail as `export` would write it");
-  show.add_option("--save", options.saveDirectory,
-                  "Write the attachments to this directory; made if missing")
+  AddPath(show, "--save", options.saveDirectory,
+          "Write the attachments to this directory; made if missing")
       ->type_name("DIR")
       ->excludes(source);
 
   CLI::App& exporting =
       AddSubcommand(app, options, Subcommand::Export, "export",
                     "Write all mails in a form for today's programs", EXPORT_FOOTER);
-  exporting.add_option("--to", options.targetDirectory, "Directory to write to; made if missing")
+  AddPath(exporting, "--to", options.targetDirectory, "Directory to write to; made if missing")
       ->type_name("DIR")
       ->required();
   exporting.add_flag("--redo", options.isRedo,
@@ -349,7 +369,7 @@ void AddSubcommands(CLI::App& app, Options& options) {
           "--readable",
           [&options](const std::vector<std::string>& directories) {
             options.isReadable = true;
-            options.readableDirectory = directories.empty() ? "" : directories.front();
+            if (!directories.empty()) options.readableDirectory = PathFromUtf8(directories.front());
           },
           "Write mails that today's programs would garble in a readable form, with the original\n"
           "attached; with DIR, write all mails there, too, and only there in that form")

@@ -21,6 +21,7 @@
 #include "command/json_text.h"
 #include "command/losses.h"
 #include "command/terminal.h"
+#include "common/utf8_path.h"
 #include "mime/mail.h"
 #include "platform/interruption.h"
 #include "platform/native_file.h"
@@ -126,7 +127,8 @@ class SaveDirectory {
   // Under `name`, made safe, or with a number in it. Answers the path. Throws FileError.
   [[nodiscard]] fs::path Save(const ShownParts& parts, std::size_t part, const std::string& name) {
     fs::path path;
-    const std::unique_ptr<platform::OutputFile> file = Create(archive::ToSafeName(name), path);
+    const std::unique_ptr<platform::OutputFile> file =
+        Create(PathFromUtf8(archive::ToSafeName(name)), path);
     try {
       parts.Read(part,
                  [&](std::string_view piece) { file->Write(std::as_bytes(std::span(piece))); });
@@ -146,7 +148,7 @@ class SaveDirectory {
       path = path_ / name.stem();
       if (number > 1) path += " (" + std::to_string(number) + ")";
       path += name.extension();
-      if (auto file = platform::CreateNewNativeFile(path.string())) return file;
+      if (auto file = platform::CreateNewNativeFile(PathToUtf8(path))) return file;
     }
   }
 
@@ -202,7 +204,7 @@ void Save(const ShownParts& parts, std::size_t part, std::optional<SaveDirectory
   if (!directory) return;
   const std::string type = parts.mail().parts()[part].type;
   const std::string name = json.value("name", MakeName(part, type));
-  json["savedAs"] = directory->Save(parts, part, name).string();
+  json["savedAs"] = PathToUtf8(directory->Save(parts, part, name));
 }
 
 ordered_json DescribeMail(ShownMail mail, std::optional<SaveDirectory> directory) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/failure.h"
+#include "common/utf8_path.h"
 #include "platform/native_file.h"
 #include "platform/settings.h"
 #include "platform/zone_clock.h"
@@ -34,14 +35,14 @@ char FreeLetter(const DriveMap& drives) {
 DriveMap DrivesOf(const platform::Settings& settings) {
   DriveMap drives;
   for (auto& [letter, directory] : platform::ReadDrives(settings))
-    drives.insert_or_assign(letter, fs::path(std::move(directory)));
+    drives.insert_or_assign(letter, PathFromUtf8(directory));
   return drives;
 }
 
 std::string ToSetting(const DriveMap& drives) {
   std::string list;
   for (const auto& [letter, directory] : drives)
-    list += std::string(1, LIST_SEPARATOR) + letter + '=' + directory.string();
+    list += std::string(1, LIST_SEPARATOR) + letter + '=' + PathToUtf8(directory);
   return list;
 }
 
@@ -51,8 +52,8 @@ std::optional<std::string> RegistrySetting(const StoreLocation& location) {
   std::string list(1, LIST_SEPARATOR);
   for (const fs::path& file : location.registryFiles) {
     // The registry would count as empty.
-    static_cast<void>(platform::OpenNativeFile(file.string()));
-    list += fs::absolute(file).string() + LIST_SEPARATOR;
+    static_cast<void>(platform::OpenNativeFile(PathToUtf8(file)));
+    list += PathToUtf8(fs::absolute(file)) + LIST_SEPARATOR;
   }
   return list;
 }
@@ -126,17 +127,17 @@ void RequireDirectory(const fs::path& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   if (status.type() == fs::file_type::not_found) {
-    throw std::runtime_error(path.string() + ": no such directory");
+    throw std::runtime_error(PathToUtf8(path) + ": no such directory");
   }
-  if (error) throw std::runtime_error(path.string() + ": " + error.message());
-  if (!fs::is_directory(status)) throw std::runtime_error(path.string() + ": is no directory");
+  if (error) throw std::runtime_error(PathToUtf8(path) + ": " + error.message());
+  if (!fs::is_directory(status)) throw std::runtime_error(PathToUtf8(path) + ": is no directory");
 }
 
 std::optional<fs::path> FindStoreDirectory(StorePlatform& platform) {
   try {
     // The directory may be a drive's root, which needs its separator.
     const std::string directory = store::FindDatabaseDirectory(platform).str() + '\\';
-    return fs::path(platform.files().NativeName(directory));
+    return PathFromUtf8(platform.files().NativeName(directory));
   } catch (const Failure&) {
     return std::nullopt;
   }
@@ -149,7 +150,7 @@ void RequireOutsideStore(StorePlatform& platform, const fs::path& target) {
     // The very directory, whatever links, mounts or spellings lead there.
     std::error_code error;
     if (fs::equivalent(path, *store, error)) {
-      throw std::runtime_error(target.string() + " lies within the store " + store->string());
+      throw std::runtime_error(PathToUtf8(target) + " lies within the store " + PathToUtf8(*store));
     }
     if (path == path.parent_path()) return;
   }

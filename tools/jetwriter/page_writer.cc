@@ -5,6 +5,7 @@
 #include <cstring>
 #include <span>
 
+#include "common/utf8_path.h"
 #include "jet/format/rc4.h"
 #include "jetwriter/write_error.h"
 
@@ -16,14 +17,14 @@ constexpr std::size_t FILE_BUFFER_BYTES = std::size_t{1} << 20;
 }  // namespace
 
 PageWriter::PageWriter(const std::filesystem::path& path, const Format& format)
-    : path_(path), format_(format), file_(std::fopen(path.string().c_str(), "wb")) {
+    : path_(path), format_(format), file_(std::fopen(PathToUtf8(path).c_str(), "wb")) {
   if (!file_) Fail("cannot be created");
   std::setvbuf(file_.get(), nullptr, _IOFBF, FILE_BUFFER_BYTES);
 }
 
 std::uint32_t PageWriter::Allocate() {
   if ((std::uint64_t{pageCount_} + 1) * format_.pageSize > format_.maxFileBytes) {
-    throw WriteError(path_.string() + " would become larger than " +
+    throw WriteError(PathToUtf8(path_) + " would become larger than " +
                      std::to_string(format_.maxFileBytes >> 20) +
                      " MiB, the most that a database of this version can have");
   }
@@ -53,7 +54,7 @@ void PageWriter::Close() {
 }
 
 void PageWriter::Fail(const std::string& what) const {
-  throw WriteError(path_.string() + " " + what + ": " + std::strerror(errno));
+  throw WriteError(PathToUtf8(path_) + " " + what + ": " + std::strerror(errno));
 }
 
 void PageSet::Add(std::uint32_t pageNumber) {

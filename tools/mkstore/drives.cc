@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "common/utf8_path.h"
 #include "jetwriter/write_error.h"
 #include "text/ascii.h"
 
@@ -35,7 +36,7 @@ void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   if (!file) {
-    throw jetwriter::WriteError(path.string() + " cannot be written: " + std::strerror(errno));
+    throw jetwriter::WriteError(PathToUtf8(path) + " cannot be written: " + std::strerror(errno));
   }
 }
 

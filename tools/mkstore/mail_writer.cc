@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "common/utf8_path.h"
 #include "jetwriter/write_error.h"
 #include "mkstore/mime_file.h"
 
@@ -196,7 +197,7 @@ MailWriter::MailFiles MailWriter::WriteFiles(const Node& mail) {
         mime->At("file").Fail("the name of a file that is written must not lead elsewhere");
       }
       files.sizeBytes = bytes->size();
-      WriteFile(mimeDirectory_ / *files.mimeFile, *bytes);
+      WriteFile(mimeDirectory_ / nimport::PathFromUtf8(*files.mimeFile), *bytes);
     }
   }
   if (const std::optional<Node> stored = mail.Find("storedFile")) {

@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "common/utf8_path.h"
 #include "mkstore/store_writer.h"
 #include "platform/terminal.h"
 
@@ -46,11 +47,11 @@ void Define(CLI::App& app, Arguments& arguments) {
 }
 
 void Run(const Arguments& arguments) {
-  std::ifstream file{std::filesystem::path(arguments.description)};
+  std::ifstream file{nimport::PathFromUtf8(arguments.description)};
   if (!file) throw std::runtime_error("cannot be opened");
   const auto description = nlohmann::json::parse(file, nullptr, true, /*ignore_comments=*/true);
-  const nimport::mkstore::Store store =
-      nimport::mkstore::MakeStore(description, arguments.folder, arguments.options);
+  const nimport::mkstore::Store store = nimport::mkstore::MakeStore(
+      description, nimport::PathFromUtf8(arguments.folder), arguments.options);
   std::cout << "NIMPORT_REGISTRY=" << store.RegistryVariable() << "\n"
             << "NIMPORT_DRIVES=" << store.DrivesVariable() << "\n";
 }

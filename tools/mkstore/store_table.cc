@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "common/utf8_path.h"
 #include "jetwriter/write_error.h"
 #include "mkstore/default_schema.h"
 #include "mkstore/query_description.h"
@@ -155,7 +156,7 @@ void StoreRow::SetNumber(std::string_view column, std::int64_t number) {
 
 StoreDatabase::StoreDatabase(const std::string& name, const std::filesystem::path& directory,
                              const jetwriter::WriterOptions& options, const Node& description)
-    : name_(name), writer_(directory / name, options) {
+    : name_(name), writer_(directory / PathFromUtf8(name), options) {
   const Node defaults = Node(DefaultSchema(), "").At(name);
   const std::optional<Node> changes = description.Find("tables");
   for (const Node& table : defaults.ElementsOf("tables")) {

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "common/utf8_path.h"
 #include "jetwriter/row_deleter.h"
 #include "jetwriter/write_error.h"
 #include "mkstore/address_writer.h"
@@ -157,7 +158,7 @@ void DeleteMails(const Node& description, const MailWriter::DeletedMails& mails,
   stream.seekp(0);
   stream.write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
   stream.close();
-  if (!stream) throw jetwriter::WriteError(database.string() + " cannot be written");
+  if (!stream) throw jetwriter::WriteError(PathToUtf8(database) + " cannot be written");
 }
 
 void WriteLooseFiles(const Node& description, const Drives& drives,
@@ -181,13 +182,13 @@ std::string Store::RegistryVariable() const {
   constexpr const char* SEPARATOR = std::filesystem::path::preferred_separator == '/' ? ":" : ";";
   std::string variable;
   for (const std::filesystem::path& file : registryFiles) {
-    variable += (variable.empty() ? "" : SEPARATOR) + file.string();
+    variable += (variable.empty() ? "" : SEPARATOR) + PathToUtf8(file);
   }
   return variable;
 }
 
 std::string Store::DrivesVariable() const {
-  return "C=" + driveC.string();
+  return "C=" + PathToUtf8(driveC);
 }
 
 Store MakeStore(const nlohmann::json& json, const std::filesystem::path& folder,

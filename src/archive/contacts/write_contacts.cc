@@ -6,6 +6,7 @@
 
 #include "archive/contacts/vcard.h"
 #include "archive/new_file.h"
+#include "common/utf8_path.h"
 #include "platform/interruption.h"
 
 namespace nimport::archive {
@@ -59,13 +60,14 @@ bool IsOurs(const std::filesystem::path& path) {
 
 // A name that no file has, or only one that was made here: `name`, or one that says whose it is.
 WrittenContacts FreeName(const std::filesystem::path& directory, const std::string& name) {
-  const std::filesystem::path wanted(name);
+  const std::filesystem::path wanted = PathFromUtf8(name);
   WrittenContacts written{.fileName = name};
   for (int number = 1;; ++number) {
-    const std::filesystem::path path = directory / written.fileName;
+    const std::filesystem::path path = directory / PathFromUtf8(written.fileName);
     if (!std::filesystem::exists(std::filesystem::symlink_status(path)) || IsOurs(path)) break;
     const std::string owner = number == 1 ? "nimport" : "nimport " + std::to_string(number);
-    written.fileName = wanted.stem().string() + " (" + owner + ')' + wanted.extension().string();
+    written.fileName =
+        PathToUtf8(wanted.stem()) + " (" + owner + ')' + PathToUtf8(wanted.extension());
     written.remark = name + " was not made by nimport and stays as it is: the contacts are in " +
                      written.fileName;
   }

@@ -5,6 +5,7 @@
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
 #include "archive/safe_name.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -46,7 +47,7 @@ class EmlWriter final : public FilesWriter {
   static constexpr const char* TEMPORARY_ENDING = ".tmp";
 
   void FindMail(const fs::path& path) {
-    const std::string stem = path.stem().string();
+    const std::string stem = PathToUtf8(path.stem());
     std::string_view rest = stem;
     if (rest.ends_with(INCOMPLETE)) rest.remove_suffix(INCOMPLETE.size());
     const std::size_t dot = rest.rfind('.');

@@ -9,6 +9,7 @@
 
 #include "archive/formats/mail_form.h"
 #include "archive/formats/old_mail.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -94,7 +95,7 @@ void FilesWriter::VisitFiles(const fs::path& directory, const Visitor& visit) {
 void FilesWriter::RemoveLeftovers(bool (*isLeftover)(const std::string& name)) {
   if (!files_) return;
   VisitFiles(files_->temporary.path(), [&](const fs::path& path) {
-    const std::string name = path.filename().string();
+    const std::string name = PathToUtf8(path.filename());
     if (isLeftover(name)) files_->temporary.Remove(name);
   });
 }
@@ -120,7 +121,7 @@ FolderWriter::Present FilesWriter::Find(const std::string& key, FinishedMail& ma
 
 void FilesWriter::Add(const std::string& temporaryName, const std::string& name,
                       const std::string& key, FinishedMail mail) {
-  place_ = {.key = key, .path = directory_ / name};
+  place_ = {.key = key, .path = directory_ / PathFromUtf8(name)};
   if (!files_) return;
   std::vector<fs::path> replaced;
   // One that is there is torn or outdated.

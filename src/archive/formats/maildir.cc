@@ -2,6 +2,7 @@
 
 #include "archive/formats/files_writer.h"
 #include "archive/formats/formats.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -17,7 +18,7 @@ bool TakesName(const platform::OutputDirectory& directory, const std::string& na
   try {
     const NewFile file(directory, name);
     for (const fs::directory_entry& entry : fs::directory_iterator(directory.path())) {
-      if (entry.path().filename() == name) return true;
+      if (PathToUtf8(entry.path().filename()) == name) return true;
     }
   } catch (const std::system_error&) {
     // A directory that takes no file at all says so when the mails are written.
@@ -52,7 +53,7 @@ class MaildirWriter final : public FilesWriter {
   // What follows a mail's name: what a reader has made of it since it was written, or Flags.
   std::string FlagsOf(const std::string& key, const FinishedMail& mail) {
     const fs::path* const path = present_.Find(key, mail.isComplete);
-    const std::string name = path == nullptr ? "" : path->filename().string();
+    const std::string name = path == nullptr ? "" : PathToUtf8(path->filename());
     const std::size_t ending = name.find(ENDING);
     const std::size_t flags = ending + std::string_view(ENDING).size();
     return ending == std::string::npos || flags == name.size() ? Flags() : name.substr(flags);
@@ -69,7 +70,7 @@ class MaildirWriter final : public FilesWriter {
   }
 
   void FindMail(const fs::path& path) {
-    const std::string name = path.filename().string();
+    const std::string name = PathToUtf8(path.filename());
     const std::size_t begin = name.find('.') + 1;
     const std::size_t end = name.find(ENDING, begin);
     if (begin == 0 || end == std::string::npos) return;

@@ -18,6 +18,7 @@
 #include "archive/instant.h"
 #include "archive/mailboxes.h"
 #include "archive/new_file.h"
+#include "common/utf8_path.h"
 
 namespace nimport::archive {
 
@@ -68,7 +69,8 @@ void PutMail(const std::string& key, const FinishedMail& mail, std::string_view 
 // that is there may be torn: it is told apart once the store's own is known.
 class MboxWriter final : public FolderWriter {
  public:
-  MboxWriter(const fs::path& path, bool isDryRun) : path_(path), name_(path.filename().string()) {
+  MboxWriter(const fs::path& path, bool isDryRun)
+      : path_(path), name_(PathToUtf8(path.filename())) {
     if (!isDryRun) directory_.emplace(platform::MakeDirectories(path.parent_path()));
     std::ifstream file(path_, std::ios::binary);
     isThere_ = file.is_open();
@@ -268,7 +270,7 @@ class MboxWriter final : public FolderWriter {
   // stand before the others of their name.
   void RemoveReplaced() const {
     NewFile file(*directory_, TemporaryName());
-    std::ifstream old(directory_->path() / WithReplacedName(), std::ios::binary);
+    std::ifstream old(directory_->path() / PathFromUtf8(WithReplacedName()), std::ios::binary);
     std::set<std::string> replaced = replaced_;
     bool isKept = true;
     for (std::string line; std::getline(old, line);) {
