@@ -8,7 +8,7 @@
 
 namespace nimport::archive {
 
-// What there is to tell of a mail with a header of its own.
+// What a parse of a mail with a header of its own finds out.
 struct MailTraits {
   std::vector<Attachment> attachments;  // the files that it has with it, as `show` lists them
   bool isGarbled = false;               // IsShownGarbled

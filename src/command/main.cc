@@ -82,7 +82,7 @@ void PutError(std::string_view reason, bool isJson, const WatchedOutput& output)
 int Run(const Options& options, const WatchedOutput& output) {
   const platform::Interruption interruption(EXIT_SOME_FAILED);
   const platform::Interruption::Report report([&] {
-    // Of an early end is told elsewhere.
+    // An early end is reported elsewhere.
     if (options.isJson && output.IsEmpty()) std::cout << ToText({{"error", "interrupted"}});
   });
   return options.subcommand == Subcommand::Find ? RunFind(options) : RunOnStore(options);

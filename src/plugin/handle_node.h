@@ -1,4 +1,4 @@
-// The record behind every handle, and the tree that handles form.
+// The record that every handle stands for, and the tree that handles form.
 #ifndef NIMPORT_PLUGIN_HANDLE_NODE_H_
 #define NIMPORT_PLUGIN_HANDLE_NODE_H_
 

@@ -135,14 +135,14 @@ struct Standard {
   bool (*isStandard)(std::string_view bytes);
 };
 
-// FollowsLabel has looked at the bytes already.
-bool IsStandardAscii(std::string_view /*bytes*/) {
+// Where FollowsLabel has found out all there is.
+bool IsAlwaysStandard(std::string_view /*bytes*/) {
   return true;
 }
 
 constexpr std::array STANDARDS = std::to_array<Standard>({
-    {"", IsStandardAscii},
-    {"us-ascii", IsStandardAscii},
+    {"", IsAlwaysStandard},
+    {"us-ascii", IsAlwaysStandard},
     {"iso-2022-jp", IsStandardIso2022Jp},
     {"csiso2022jp", IsStandardIso2022Jp},
     {"shift_jis", IsStandardShiftJis},
@@ -152,7 +152,7 @@ constexpr std::array STANDARDS = std::to_array<Standard>({
     {"euc-jp", IsStandardEucJp},
     {"gb2312", IsStandardGb2312},
     // Microsoft's own name for its own letters.
-    {"windows-31j", [](std::string_view) { return true; }},
+    {"windows-31j", IsAlwaysStandard},
 });
 
 // Whether the system, which knows charsets by the letter, reads what we read.

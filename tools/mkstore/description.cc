@@ -341,7 +341,7 @@ jetwriter::ColumnSpec ReadColumn(const Node& node) {
   column.type = type->second;
   if (std::string_view size = typeText.substr(typeName.size()); Take(size, '(')) {
     const std::optional<int> number = TakeNumber(size, 3);
-    if (!number || size != ")") node.Fail("a size such as (64) is wanted behind the type");
+    if (!number || size != ")") node.Fail("a size such as (64) is wanted after the type");
     column.size = static_cast<std::uint16_t>(*number);
     column.scale = static_cast<std::uint8_t>(*number);
   }

@@ -23,7 +23,7 @@ class ContactWriter {
   virtual void BeginGroup(const std::string& /*name*/) {}
   virtual void Write(const Contact& contact) = 0;
   virtual void EndGroup() {}
-  // Behind everything else.
+  // After everything else.
   virtual void Finish() {}
 
  protected:

@@ -27,7 +27,7 @@ class StoredTable;
 enum class DeletedPlace : std::uint8_t {
   Slot,  // in a slot of the table's pages that is marked as deleted, or to which nothing points
   FreedPage,  // on a page that the table has given back
-  FreeRoom,   // in the free room of one of those pages, where no slot tells of it
+  FreeRoom,   // in the free room of one of those pages, which no slot points to
 };
 
 struct DeletedValue {

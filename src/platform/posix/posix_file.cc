@@ -144,7 +144,7 @@ FileDescriptor OpenAnyLength(std::string_view path, int flags) {
 
 std::optional<std::uint64_t> ChangeStampOf(const struct stat& status) {
   if (!S_ISREG(status.st_mode)) return std::nullopt;
-  // Behind a name stands now this file and now that one. The time of the last change of anything
+  // A name stands now for this file and now for that one. The time of the last change of anything
   // shows permissions that were taken away, and of time stamps that were set back.
   ChangeStamp stamp = StampOf(status);
   stamp.Add(static_cast<std::uint64_t>(status.st_dev));

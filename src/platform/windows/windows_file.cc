@@ -179,7 +179,7 @@ std::optional<std::uint64_t> FindWideChangeStamp(const std::wstring& path,
       !IsRegular(file, info.dwFileAttributes)) {
     return std::nullopt;
   }
-  // Behind a name stands now this file and now that one. The time of the last change of anything
+  // A name stands now for this file and now for that one. The time of the last change of anything
   // shows time stamps that were set back; not every file system has it.
   ChangeStamp stamp = StampOf(info);
   stamp.Add(info.dwVolumeSerialNumber);

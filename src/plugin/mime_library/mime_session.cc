@@ -11,7 +11,7 @@ namespace {
 constexpr std::int32_t MAX_TEXT_BYTES = 1 << 30;
 constexpr std::int32_t MAX_ITEMS = 1 << 20;
 
-// The text behind a pointer and a length that the library gave.
+// A text of the library, which gives a pointer and a length.
 std::optional<std::string_view> ToText(const void* text, std::int32_t length) {
   if (length < 0 || length > MAX_TEXT_BYTES) return std::nullopt;
   if (length == 0) return std::string_view();

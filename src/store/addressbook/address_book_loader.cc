@@ -56,7 +56,7 @@ class TreeWalk {
   std::int64_t loaded_ = 0;
   std::vector<Level> path_;
   std::vector<AddressGroup> groups_;
-  bool isAmongStrays_ = false;  // where failures, which have been told of, do no harm
+  bool isAmongStrays_ = false;  // where failures, which were reported, do no harm
 
   void FinishPath();
   void MarkKeysOfGroups(const std::vector<std::int32_t>& keys);

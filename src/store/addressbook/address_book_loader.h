@@ -13,7 +13,7 @@
 // while the book stays within PATH_COPIES_PER_ROW; beyond that, further groups with the key stay
 // empty. Every row in the tree is loaded at least once.
 //
-// Whoever salvages gets the strays too. Behind the groups of the top level, which are as they were,
+// Whoever salvages gets the strays too. After the groups of the top level, which are as they were,
 // come groups without a name, one for each key whose rows are not in the book yet: the addresses at
 // the top level alone, since their groups are in the tree, and otherwise all that belongs to the
 // key, by the same walk. Keys that no group has come first, then those that are left, whose groups
@@ -54,7 +54,7 @@ RowsLeftOut LoadAddressBook(jet::Database& database, std::optional<AddressBook>&
                             store::TextLimits limits = store::TextLimits::OfHosts);
 
 // The same for whoever wants all that can be read: with the strays, and with an empty name or user
-// ID where there is none. `onBadRow` is told of such rows, and where strays end because one of them
+// ID where there is none. `onBadRow` gets such rows, and where strays end because one of them
 // cannot be read; in the tree that is a failure here too.
 RowsLeftOut SalvageAddressBook(jet::Database& database, std::optional<AddressBook>& addressBookData,
                                const BadRowListener& onBadRow,

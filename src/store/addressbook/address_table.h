@@ -54,7 +54,7 @@ class AddressTable {
  public:
   // Reads the table in one pass. A row whose parent cannot be read ends the table: its failure
   // stands after the members of every key. A group without a name and an address without a user ID
-  // cannot be used; with a listener, it is told of them and they are used with an empty one. Throws
+  // cannot be used; with a listener, it gets a report and they are used with an empty one. Throws
   // jet::DatabaseError when there is no table.
   explicit AddressTable(jet::Database& database, BadRowListener onBadRow = {},
                         store::TextLimits limits = store::TextLimits::OfHosts);

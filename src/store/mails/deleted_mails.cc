@@ -87,8 +87,8 @@ class DeletedMails::Remains {
     return tables_.emplace(std::string(name), std::move(table)).first->second;
   }
 
-  // The best copy of a deleted mail's row: the one that has lost least, then one whose slot tells
-  // of it; of those that are alike the last.
+  // The best copy of a deleted mail's row: the one that has lost least, then one that a slot
+  // points to; of those that are alike the last.
   [[nodiscard]] static std::optional<std::size_t> BestRow(const Table& table, std::int32_t number) {
     const std::span<const NumberedRow> rows = table.RowsOf(number);
     std::optional<std::size_t> best;
